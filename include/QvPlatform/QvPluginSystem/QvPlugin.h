@@ -1,0 +1,64 @@
+#pragma once
+
+/// What a plugin author includes. A plugin is a shared library with the extension ".qvp" that defines the
+/// four functions below; `qv_add_plugin` of the CMake package builds it.
+///
+///     bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) { info.name = "hello"; return true; }
+///     const char* GetPluginBuildInfo() { return QV_PLUGIN_BUILD_INFO; }
+///     ...
+
+#include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
+#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
+
+#include <string>
+
+#if defined(__ELF__)
+#define QV_PLUGIN_EXPORT __attribute__((visibility("default")))
+#else
+#define QV_PLUGIN_EXPORT __declspec(dllexport)
+#endif
+
+#define QV_PLUGIN_TEXT_(value) #value
+#define QV_PLUGIN_TEXT(value) QV_PLUGIN_TEXT_(value)
+
+#if defined(_MSC_VER)
+#define QV_PLUGIN_COMPILER "CompilerName:MSVC\nCompilerVersion:" QV_PLUGIN_TEXT(_MSC_VER) "\n"
+#elif defined(__clang__)
+#define QV_PLUGIN_COMPILER "CompilerName:Clang\nCompilerVersion:" QV_PLUGIN_TEXT(__clang_major__) "\n"
+#elif defined(__GNUC__)
+#define QV_PLUGIN_COMPILER "CompilerName:GCC\nCompilerVersion:" QV_PLUGIN_TEXT(__GNUC__) "\n"
+#else
+#define QV_PLUGIN_COMPILER "CompilerName:unknown\nCompilerVersion:0\n"
+#endif
+
+#if defined(NDEBUG)
+#define QV_PLUGIN_RELEASE "Release:1\n"
+#else
+#define QV_PLUGIN_RELEASE "Release:0\n"
+#endif
+
+/// How this translation unit is being built: the text that `GetPluginBuildInfo` returns. "Plateform" is
+/// the width of a pointer in bits; "Release" is 1 where assertions are compiled out.
+#define QV_PLUGIN_BUILD_INFO                                   \
+    "Plateform:64\n" QV_PLUGIN_COMPILER QV_PLUGIN_RELEASE      \
+    "QvVersionMajor:" QV_PLUGIN_TEXT(QV_VERSION_MAJOR) "\n"    \
+    "QvVersionMinor:" QV_PLUGIN_TEXT(QV_VERSION_MINOR) "\n"    \
+    "QvVersionServicePack:" QV_PLUGIN_TEXT(QV_VERSION_SERVICE_PACK) "\n"
+
+extern "C" {
+
+/// Fills the descriptor; `info.path` is set. May be called more than once and before anything else, so it
+/// does nothing but that. Its result is ignored.
+QV_PLUGIN_EXPORT bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info);
+
+/// Starts the plugin; its dependencies are initialized. `argc` is 0 and `argv` null. On failure return
+/// false and put the reason into `*error`; throwing counts as failure.
+QV_PLUGIN_EXPORT bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int argc, char** argv,
+                                       std::string* error);
+
+/// Stops the plugin; false keeps it loaded. `error` may be null. Withdraw every published object here.
+QV_PLUGIN_EXPORT bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string* error);
+
+/// `QV_PLUGIN_BUILD_INFO`, as static text.
+QV_PLUGIN_EXPORT const char* GetPluginBuildInfo();
+}

@@ -1,0 +1,46 @@
+#include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
+
+#include <QvPlatform/diagnostics/Log.h>
+#include <QvPlatform/filesystem/File.h>
+
+#include "os/FileSystem.h"
+#include "os/SharedLibrary.h"
+
+namespace QvPluginSystem {
+namespace {
+
+constexpr std::size_t kErrorTextSize = 256;
+char errorText[kErrorTextSize];
+
+const char* keepErrorText(const std::string& text) {
+    errorText[text.copy(errorText, kErrorTextSize - 1)] = '\0';
+    return errorText;
+}
+
+}  // namespace
+
+LoadSharedLibrary::LoadSharedLibrary(const std::string& path) {
+    if (!os::isReadableFile(QvPlatform::File(path).widePath())) {
+        Qv::LogWarn("QvPluginManager : %s: (%s)\n", "File could not be found", path.c_str());
+        return;
+    }
+    std::string error;
+    handle = os::openLibrary(path, error);
+    if (!handle) Qv::LogWarn("QvPluginManager : %s: (%s)\n", keepErrorText(error), path.c_str());
+}
+
+LoadSharedLibrary::LoadSharedLibrary(const LoadSharedLibrary& other) = default;
+LoadSharedLibrary& LoadSharedLibrary::operator=(const LoadSharedLibrary& other) = default;
+
+LoadSharedLibrary::~LoadSharedLibrary() {
+    std::string ignored;
+    if (handle) os::closeLibrary(handle, ignored);
+}
+
+const char* getLastError() { return keepErrorText(os::lastErrorText()); }
+
+void* getSymbolAddress(void* handle, const char* name) {
+    return handle && name ? os::findSymbol(handle, name) : nullptr;
+}
+
+}  // namespace QvPluginSystem

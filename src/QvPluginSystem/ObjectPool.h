@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QvPlatform/QvPluginSystem/QvPluginObject.h>
+#include <QvPlatform/core/QvArray.h>
+
+#include "QvPluginSystem/ListenerList.h"
+
+#include <unordered_set>
+
+namespace QvPluginSystem {
+
+/// The objects that plugins publish, oldest first; never owned. Listeners hear of each that comes or goes.
+class ObjectPool {
+public:
+    explicit ObjectPool(const ListenerList& listeners) : listeners_(listeners) {}
+
+    const Qv::QvArray<QvPluginObject*>& objects() const { return objects_; }
+
+    void add(QvPluginObject* object);
+    void remove(QvPluginObject* object);
+
+private:
+    void takeOut(QvPluginObject* object);
+
+    const ListenerList& listeners_;
+    Qv::QvArray<QvPluginObject*> objects_;
+    std::unordered_set<QvPluginObject*> members_;
+    std::unordered_set<QvPluginObject*> leaving_;  // those whose removal the listeners are hearing of
+};
+
+}  // namespace QvPluginSystem

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QvPlatform/filesystem/File.h>
+
+#include "core/AsciiCase.h"
+#include "os/FileSystem.h"
+#include "os/SystemPaths.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace QvPluginSystem {
+
+/// A plugin file as the question "is it the same one?" sees it: two are the same when their paths are,
+/// letter case aside where the platform's files do so, or when the file system says so.
+struct PluginFile {
+    /// Looks at the disk once.
+    explicit PluginFile(const std::string& path) : key(keyOf(path)), status(os::entryStatus(key)) {}
+
+    static std::wstring keyOf(const std::string& path) {
+        const QvPlatform::File file(path);
+        if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();
+        return Qv::detail::foldedCase(file.widePath());
+    }
+
+    bool isRegular() const { return status.kind == os::EntryKind::RegularFile; }
+
+    std::wstring key;
+    os::EntryStatus status;
+};
+
+/// Finds what belongs to a plugin file, in constant time.
+template <typename Value>
+class PluginFileIndex {
+public:
+    void add(const PluginFile& file, Value* value) {
+        byKey_[file.key] = value;
+        if (file.status.identity) byIdentity_[*file.status.identity] = value;
+    }
+
+    void remove(const PluginFile& file) {
+        byKey_.erase(file.key);
+        if (file.status.identity) byIdentity_.erase(*file.status.identity);
+    }
+
+    /// Null when there is none.
+    Value* find(const PluginFile& file) const {
+        if (Value* value = lookUp(byKey_, file.key)) return value;
+        return file.status.identity ? lookUp(byIdentity_, *file.status.identity) : nullptr;
+    }
+
+    /// The same, asking the disk only when the path alone does not tell.
+    Value* find(const std::string& path) const {
+        if (Value* value = lookUp(byKey_, PluginFile::keyOf(path))) return value;
+        return byIdentity_.empty() ? nullptr : find(PluginFile(path));
+    }
+
+private:
+    struct HashIdentity {
+        std::size_t operator()(const os::FileIdentity& identity) const {
+            return std::hash<std::uint64_t>()(identity.file * 31 + identity.device);
+        }
+    };
+
+    template <typename Map>
+    static Value* lookUp(const Map& map, const typename Map::key_type& key) {
+        const auto found = map.find(key);
+        return found == map.end() ? nullptr : found->second;
+    }
+
+    std::unordered_map<std::wstring, Value*> byKey_;
+    std::unordered_map<os::FileIdentity, Value*, HashIdentity> byIdentity_;
+};
+
+}  // namespace QvPluginSystem

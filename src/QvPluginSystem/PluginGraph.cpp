@@ -1,0 +1,90 @@
+#include "QvPluginSystem/PluginGraph.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace QvPluginSystem {
+namespace {
+
+QvPluginInfo* loadedByName(const PluginRegistry& registry, const std::string& name) {
+    const LoadedPlugin* plugin = registry.findByName(name);
+    return plugin ? plugin->info.get() : nullptr;
+}
+
+class Collector {
+public:
+    explicit Collector(const PluginRegistry& registry) : registry_(registry) {}
+
+    void collect(QvPluginInfo* info) {
+        if (!info || !visited_.insert(info).second) return;
+        for (const QvDependency& dependency : info->dependencies) collect(loadedByName(registry_, dependency.name));
+        collected_.push_back(info);
+    }
+
+    Qv::QvArray<QvPluginInfo*> take() { return std::move(collected_); }
+
+private:
+    const PluginRegistry& registry_;
+    std::unordered_set<const QvPluginInfo*> visited_;
+    Qv::QvArray<QvPluginInfo*> collected_;
+};
+
+// Answers "does it depend on the target?" once for each plugin.
+class DependentFinder {
+public:
+    DependentFinder(const PluginRegistry& registry, const QvPluginInfo& target) : registry_(registry), target_(target) {}
+
+    bool dependsOnTarget(const QvPluginInfo* plugin) {
+        const auto [known, isNew] = answers_.try_emplace(plugin, false);
+        if (!isNew) return known->second;
+        const bool answer = dependsDirectly(*plugin) || dependsIndirectly(*plugin);
+        answers_[plugin] = answer;
+        return answer;
+    }
+
+private:
+    bool dependsDirectly(const QvPluginInfo& plugin) const {
+        return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(),
+                           [&](const QvDependency& dependency) { return satisfies(target_, dependency); });
+    }
+
+    bool dependsIndirectly(const QvPluginInfo& plugin) {
+        return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(), [&](const QvDependency& dependency) {
+            const QvPluginInfo* needed = loadedByName(registry_, dependency.name);
+            return needed && dependsOnTarget(needed);
+        });
+    }
+
+    const PluginRegistry& registry_;
+    const QvPluginInfo& target_;
+    std::unordered_map<const QvPluginInfo*, bool> answers_;
+};
+
+}  // namespace
+
+Qv::QvArray<QvPluginInfo*> queueOf(const PluginRegistry& registry) {
+    Collector collector(registry);
+    for (QvPluginInfo* info : registry.plugins()) collector.collect(info);
+    return collector.take();
+}
+
+Qv::QvArray<QvPluginInfo*> dependenciesOf(const PluginRegistry& registry, QvPluginInfo* info) {
+    Collector collector(registry);
+    collector.collect(info);
+    return collector.take();
+}
+
+Qv::QvArray<QvPluginInfo*> dependentsOf(const PluginRegistry& registry, QvPluginInfo* info) {
+    if (!info) return {};
+    Qv::QvArray<QvPluginInfo*> result{info};
+    const Qv::QvArray<QvPluginInfo*> queue = queueOf(registry);
+    const auto self = std::find(queue.begin(), queue.end(), info);
+    if (self == queue.end()) return result;
+    DependentFinder finder(registry, *info);
+    std::copy_if(self + 1, queue.end(), std::back_inserter(result),
+                 [&](const QvPluginInfo* plugin) { return finder.dependsOnTarget(plugin); });
+    return result;
+}
+
+}  // namespace QvPluginSystem

@@ -1,0 +1,109 @@
+#include "QvPluginSystem/PluginLibraryTable.h"
+
+#include <QvPlatform/filesystem/File.h>
+
+#include "filesystem/WholeVariable.h"
+#include "os/SharedLibrary.h"
+
+#include <optional>
+#include <utility>
+
+namespace QvPluginSystem {
+namespace {
+
+constexpr const char* kSearchPathVariable = "Path";
+
+// Puts a directory in front of the process's search path, with nothing between the two, and puts the old
+// text back, whatever happens meanwhile.
+class ScopedSearchPath {
+public:
+    explicit ScopedSearchPath(const std::string& directory)
+        : previous_(QvPlatform::detail::readWholeVariable(kSearchPathVariable)) {
+        if (!directory.empty())
+            QvPlatform::detail::restoreVariable(kSearchPathVariable, directory + previous_.value_or(std::string()));
+    }
+    ScopedSearchPath(const ScopedSearchPath&) = delete;
+    ScopedSearchPath& operator=(const ScopedSearchPath&) = delete;
+    ~ScopedSearchPath() { QvPlatform::detail::restoreVariable(kSearchPathVariable, previous_); }
+
+private:
+    std::optional<std::string> previous_;
+};
+
+void* openBesideItsLibraries(const PluginLibraryRecord& record, std::string& error) {
+    const ScopedSearchPath searchPath(record.libraryDirectory);
+    return os::openLibrary(record.libraryPath, error);
+}
+
+template <typename Function>
+Function entryPoint(void* handle, const char* name) {
+    return reinterpret_cast<Function>(os::findSymbol(handle, name));
+}
+
+std::unique_ptr<QvPluginFuncInterface> bindEntryPoints(void* handle) {
+    using Entry = QvPluginFuncInterface;
+    return std::make_unique<Entry>(nullptr, entryPoint<Entry::GetPluginInfoFunc>(handle, "GetPluginInfo"),
+                                   entryPoint<Entry::InitializeFunc>(handle, "InitializePlugin"),
+                                   entryPoint<Entry::UninitializeFunc>(handle, "UninitializePlugin"),
+                                   entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
+}
+
+}  // namespace
+
+PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
+    const auto found = byPath_.find(path);
+    return found == byPath_.end() ? nullptr : &*found->second;
+}
+
+PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
+    if (PluginLibraryRecord* known = find(path)) return *known;
+    records_.push_back({path, QvPlatform::File(path).getFolderPath(), nullptr, nullptr, 0});
+    byPath_[records_.back().libraryPath] = std::prev(records_.end());
+    return records_.back();
+}
+
+void PluginLibraryTable::remove(const std::string& path) {
+    const auto found = byPath_.find(path);
+    const Records::iterator record = found->second;
+    byPath_.erase(found);
+    records_.erase(record);
+}
+
+PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::string& error) {
+    PluginLibraryRecord& record = findOrAdd(path);
+    ++record.openCount;
+    if (record.moduleHandle) return &record;
+    error.clear();
+    record.moduleHandle = openBesideItsLibraries(record, error);
+    if (!record.moduleHandle) {
+        remove(path);
+        return nullptr;
+    }
+    record.entryPoints = bindEntryPoints(record.moduleHandle);
+    return &record;
+}
+
+bool PluginLibraryTable::close(const std::string& path, std::string& error) {
+    PluginLibraryRecord* record = find(path);
+    if (!record) {
+        error = "The library was not loaded.";
+        return false;
+    }
+    if (--record->openCount >= 1) return false;
+    error.clear();
+    const bool closed = os::closeLibrary(record->moduleHandle, error);
+    remove(path);
+    return closed;
+}
+
+OpenPluginLibrary::~OpenPluginLibrary() {
+    std::string ignored;
+    if (record_) table_.close(record_->libraryPath, ignored);
+}
+
+bool OpenPluginLibrary::open(const std::string& path, std::string& error) {
+    record_ = table_.open(path, error);
+    return record_ != nullptr;
+}
+
+}  // namespace QvPluginSystem

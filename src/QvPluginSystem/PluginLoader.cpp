@@ -1,0 +1,193 @@
+#include "QvPluginSystem/PluginLoader.h"
+
+#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
+#include <QvPlatform/diagnostics/Log.h>
+
+#include "core/AsciiCase.h"
+
+#include <memory>
+#include <utility>
+
+namespace QvPluginSystem {
+
+/// A plugin on its way from its file to the registry. Destroyed early, it undoes everything.
+class PluginLoader::Candidate {
+public:
+    Candidate(PluginLoader& loader, const std::string& libraryPath, const PluginFile& libraryFile)
+        : path(libraryPath), file(libraryFile), library(loader.state_.libraries), underWay_(loader.underWay_) {
+        underWay_.files.add(file, &path);
+    }
+    Candidate(const Candidate&) = delete;
+    Candidate& operator=(const Candidate&) = delete;
+    ~Candidate() {
+        for (LoadedPlugin* dependency : dependencies) --dependency->pins;
+        if (!foldedName_.empty()) underWay_.foldedNames.erase(underWay_.foldedNames.find(foldedName_));
+        underWay_.files.remove(file);
+    }
+
+    void announceName() {
+        foldedName_ = Qv::detail::foldedCase(info->name);
+        underWay_.foldedNames.insert(foldedName_);
+    }
+
+    // Until the plugin counts as a dependent, the dependency must not be unloaded under it.
+    void addDependency(LoadedPlugin& dependency) {
+        dependencies.push_back(&dependency);
+        ++dependency.pins;
+    }
+
+    const std::string& path;
+    const PluginFile& file;
+    OpenPluginLibrary library;
+    std::unique_ptr<QvPluginInfo> info;  // goes before the library that filled it
+    Qv::QvArray<LoadedPlugin*> dependencies;
+
+private:
+    UnderWay& underWay_;
+    std::string foldedName_;
+};
+
+bool PluginLoader::load(const std::string& path, Request request) {
+    return loadFile(path, PluginFile(path), request);
+}
+
+bool PluginLoader::loadFile(const std::string& path, const PluginFile& file, Request request) {
+    Qv::LogDebug("QvPluginManager - Loading plugin file: %s\n", path.c_str());
+    if (!file.isRegular()) {
+        Qv::LogWarn("QvPluginManager - Error cannot find plugin file: %s\n", path.c_str());
+        return false;
+    }
+    if (LoadedPlugin* loaded = state_.registry.findByFile(file)) return reuse(*loaded, request);
+    if (const std::string* first = underWay_.files.find(file)) {
+        state_.listeners.reportError(path, nullptr, "Circular dependency detected with " + *first);
+        return false;
+    }
+    return loadNew(path, file, request);
+}
+
+bool PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
+    if (loaded.isUnloading) {
+        state_.listeners.reportError(loaded.libraryPath, loaded.info.get(), "The plugin is being unloaded");
+        return false;
+    }
+    if (request == Request::Explicit) loaded.info->explicitlyLoaded = true;
+    return true;
+}
+
+bool PluginLoader::loadNew(const std::string& path, const PluginFile& file, Request request) {
+    Candidate candidate(*this, path, file);
+    if (!describe(candidate)) return false;
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.info)) return false;
+    if (candidate.info->name.empty()) return fail(candidate, "This plugin has an empty name.");
+    candidate.announceName();
+    if (!resolveDependencies(candidate) || !initialize(candidate)) return false;
+    accept(candidate, request);
+    return true;
+}
+
+bool PluginLoader::fail(const Candidate& candidate, const std::string& error) const {
+    state_.listeners.reportError(candidate.path, candidate.info.get(), error);
+    return false;
+}
+
+bool PluginLoader::describe(Candidate& candidate) const {
+    const auto cannotLoad = [&](const std::string& reason) {
+        return fail(candidate, "Plugin file could not be loaded : " + reason);
+    };
+    std::string reason;
+    if (!candidate.library.open(candidate.path, reason)) return cannotLoad(reason);
+    const QvPluginFuncInterface& entryPoints = candidate.library.entryPoints();
+    if (!callPlugin([&] { return entryPoints.isValid(&reason); }, reason)) return cannotLoad(reason);
+
+    auto info = std::make_unique<QvPluginInfo>(candidate.path);
+    const auto fill = [&] {
+        entryPoints.getPluginInfo(*info);
+        return true;
+    };
+    if (!callPlugin(fill, reason)) return cannotLoad(reason);
+    // These belong to the manager, whatever the plugin wrote.
+    info->path = candidate.path;
+    info->dependentCount = 0;
+    info->explicitlyLoaded = false;
+    candidate.info = std::move(info);
+    return true;
+}
+
+bool PluginLoader::resolveDependencies(Candidate& candidate) {
+    for (const QvDependency& dependency : candidate.info->dependencies) {
+        LoadedPlugin* resolved = resolve(candidate, dependency);
+        if (!resolved) return false;
+        candidate.addDependency(*resolved);
+    }
+    return true;
+}
+
+// The loaded plugin that fulfils the dependency; null after a report.
+LoadedPlugin* PluginLoader::resolve(const Candidate& candidate, const QvDependency& dependency) {
+    LoadedPlugin* found = loadDependency(candidate, dependency);
+    if (!found || satisfies(*found->info, dependency)) return found;
+    fail(candidate, dependency.name + " is not compatible. Expected version " + dependency.version.toString());
+    return nullptr;
+}
+
+LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvDependency& dependency) {
+    const auto failed = [&](const char* reason) -> LoadedPlugin* {
+        fail(candidate, reason + dependency.name);
+        return nullptr;
+    };
+    constexpr const char* kCircular = "Circular dependency detected with ";
+    if (underWay_.foldedNames.count(Qv::detail::foldedCase(dependency.name)) != 0) return failed(kCircular);
+
+    const std::string path = state_.searchPath.find(dependency.name);
+    LoadedPlugin* plugin = nullptr;
+    if (path.empty()) {
+        // It may have been loaded from outside the search directories.
+        plugin = state_.registry.findForDependency(dependency);
+        if (!plugin) return failed("Could not find dependent plugin ");
+    } else {
+        const PluginFile file(path);
+        if (underWay_.files.find(file)) return failed(kCircular);
+        if (loadFile(path, file, Request::Dependency)) plugin = state_.registry.findByFile(file);
+    }
+    if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
+    return plugin;
+}
+
+bool PluginLoader::initialize(Candidate& candidate) const {
+    Qv::LogTrace("QvPluginManager::initializePlugin - %s\n", candidate.info->name.c_str());
+    std::string error;
+    const auto call = [&] { return candidate.library.entryPoints().initialize(manager_, 0, nullptr, &error); };
+    return callPlugin(call, error) || fail(candidate, error);
+}
+
+void PluginLoader::accept(Candidate& candidate, Request request) const {
+    candidate.info->explicitlyLoaded = request == Request::Explicit;
+    LoadedPlugin& plugin =
+        state_.registry.add(std::make_unique<LoadedPlugin>(std::move(candidate.info), candidate.file));
+    candidate.library.keep();
+    for (LoadedPlugin* dependency : candidate.dependencies) {
+        plugin.dependencies.push_back(dependency);
+        ++dependency->info->dependentCount;
+    }
+    Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
+}
+
+QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {
+    const std::string path = state_.searchPath.find(nameOrPath);
+    if (path.empty()) {
+        Qv::LogWarn("QvPluginManager:loadInfo - Error cannot find plugin file: %s\n", nameOrPath.c_str());
+        return {};
+    }
+    std::string ignored;
+    OpenPluginLibrary library(state_.libraries);
+    if (!library.open(path, ignored)) return {};
+    QvPluginInfo info(path);
+    const auto read = [&] {
+        if (!library.entryPoints().isValid(&ignored)) return false;
+        library.entryPoints().getPluginInfo(info);
+        return true;
+    };
+    return callPlugin(read, ignored) ? info : QvPluginInfo();
+}
+
+}  // namespace QvPluginSystem

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "QvPluginSystem/PluginSystemState.h"
+
+#include <string>
+#include <unordered_set>
+
+namespace QvPluginSystem {
+
+/// Loads plugin files: opens and checks the library, asks the listeners, loads what the plugin depends on
+/// and initializes it.
+class PluginLoader {
+public:
+    PluginLoader(QvPluginManager& manager, PluginSystemState& state) : manager_(manager), state_(state) {}
+
+    enum class Request { Explicit, Dependency };
+
+    /// Whether the file's plugin is loaded now. Failures were reported, and nothing of a failed plugin
+    /// stays; a plugin that a listener refused fails without a report.
+    bool load(const std::string& path, Request request);
+
+    /// The plugin's descriptor, read without initializing it; a default one on failure.
+    QvPluginInfo readInfo(const std::string& nameOrPath) const;
+
+private:
+    class Candidate;
+    struct UnderWay {
+        std::unordered_multiset<std::string> foldedNames;
+        PluginFileIndex<const std::string> files;  // to the path that is being loaded
+    };
+
+    bool loadFile(const std::string& path, const PluginFile& file, Request request);
+    bool reuse(LoadedPlugin& loaded, Request request) const;
+    bool loadNew(const std::string& path, const PluginFile& file, Request request);
+    bool describe(Candidate& candidate) const;
+    bool resolveDependencies(Candidate& candidate);
+    LoadedPlugin* resolve(const Candidate& candidate, const QvDependency& dependency);
+    LoadedPlugin* loadDependency(const Candidate& candidate, const QvDependency& dependency);
+    bool initialize(Candidate& candidate) const;
+    void accept(Candidate& candidate, Request request) const;
+    bool fail(const Candidate& candidate, const std::string& error) const;
+
+    QvPluginManager& manager_;
+    PluginSystemState& state_;
+    UnderWay underWay_;  // of nested requests too: an entry point may load further plugins
+};
+
+}  // namespace QvPluginSystem

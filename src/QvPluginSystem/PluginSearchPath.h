@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QvPlatform/core/QvArray.h>
+
+#include <string>
+
+namespace QvPluginSystem {
+
+/// The extension, with its dot, of plugin libraries.
+inline constexpr const char* kPluginExtension = ".qvp";
+
+/// The directories that plugins are searched in: the default one and those that were added, by their texts
+/// as they were given.
+class PluginSearchPath {
+public:
+    PluginSearchPath();
+
+    const Qv::QvArray<std::string>& effective() const { return effective_; }
+    const Qv::QvArray<std::string>& added() const { return added_; }
+
+    bool add(const std::string& directory);
+    bool remove(const std::string& directory);
+    /// Only the default directory: "plugins" beside this library.
+    void reset();
+
+    /// The path of the plugin file called `name`, or "": the name as it stands, from the current directory
+    /// and then in each directory, and after that the name with the extension likewise.
+    std::string find(const std::string& name) const;
+
+private:
+    std::string findExactly(const std::string& name) const;
+
+    Qv::QvArray<std::string> effective_;
+    Qv::QvArray<std::string> added_;
+};
+
+}  // namespace QvPluginSystem

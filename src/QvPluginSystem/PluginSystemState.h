@@ -1,0 +1,35 @@
+#pragma once
+
+#include "QvPluginSystem/ListenerList.h"
+#include "QvPluginSystem/PluginLibraryTable.h"
+#include "QvPluginSystem/PluginRegistry.h"
+#include "QvPluginSystem/PluginSearchPath.h"
+
+#include <exception>
+#include <string>
+
+namespace QvPluginSystem {
+
+/// What the manager's services share.
+struct PluginSystemState {
+    PluginRegistry registry;
+    PluginLibraryTable libraries;
+    PluginSearchPath searchPath;
+    ListenerList listeners;
+};
+
+/// Calls into a plugin. What it throws counts as false, its text in `error`: the exception's own memory
+/// may go with the plugin's library.
+template <typename Call>
+bool callPlugin(Call call, std::string& error) {
+    try {
+        return call();
+    } catch (const std::exception& exception) {
+        error = exception.what();
+    } catch (...) {
+        error = "unknown exception";
+    }
+    return false;
+}
+
+}  // namespace QvPluginSystem

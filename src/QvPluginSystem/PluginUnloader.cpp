@@ -1,0 +1,113 @@
+#include "QvPluginSystem/PluginUnloader.h"
+
+#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
+#include <QvPlatform/diagnostics/Log.h>
+
+namespace QvPluginSystem {
+namespace {
+
+// Sets a flag and, unless it is kept so, puts back what it was.
+class ScopedFlag {
+public:
+    ScopedFlag(bool& flag, bool value) : flag_(flag), previous_(flag) { flag_ = value; }
+    ScopedFlag(const ScopedFlag&) = delete;
+    ScopedFlag& operator=(const ScopedFlag&) = delete;
+    ~ScopedFlag() {
+        if (!kept_) flag_ = previous_;
+    }
+    void keep() { kept_ = true; }
+
+private:
+    bool& flag_;
+    bool previous_;
+    bool kept_ = false;
+};
+
+// Removes the plugin from the registry at the end, also when a listener throws before.
+class RemovalAtEnd {
+public:
+    RemovalAtEnd(PluginRegistry& registry, LoadedPlugin& plugin) : registry_(registry), plugin_(plugin) {}
+    RemovalAtEnd(const RemovalAtEnd&) = delete;
+    RemovalAtEnd& operator=(const RemovalAtEnd&) = delete;
+    ~RemovalAtEnd() { registry_.remove(plugin_); }
+
+private:
+    PluginRegistry& registry_;
+    LoadedPlugin& plugin_;
+};
+
+// Takes a plugin's claims on its dependencies back one by one, and at the end, also when a listener throws
+// before, all that are left.
+class Claims {
+public:
+    explicit Claims(const Qv::QvArray<LoadedPlugin*>& dependencies) : dependencies_(dependencies) {}
+    Claims(const Claims&) = delete;
+    Claims& operator=(const Claims&) = delete;
+    ~Claims() {
+        while (takeBackOne()) {}
+    }
+
+    /// The dependency that is one claim poorer; null when none is left.
+    LoadedPlugin* takeBackOne() {
+        if (next_ == dependencies_.size()) return nullptr;
+        LoadedPlugin* dependency = dependencies_[next_++];
+        --dependency->info->dependentCount;
+        return dependency;
+    }
+
+private:
+    const Qv::QvArray<LoadedPlugin*>& dependencies_;
+    std::size_t next_ = 0;
+};
+
+}  // namespace
+
+PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
+    LoadedPlugin* plugin = state_.registry.findByName(name);
+    if (!plugin) return Result::NotLoaded;
+    if (plugin->isUnloading) return Result::Stays;
+    ScopedFlag notRequested(plugin->info->explicitlyLoaded, false);
+    const bool isNeeded = plugin->isNeeded();
+    if (!isNeeded && !stop(*plugin)) return Result::Stays;
+    notRequested.keep();
+    if (isNeeded) return Result::Stays;
+    release(*plugin);
+    return Result::Unloaded;
+}
+
+// Uninitializes the plugin; false, and it is as before, when a listener or the plugin objects.
+bool PluginUnloader::stop(LoadedPlugin& plugin) {
+    ScopedFlag unloading(plugin.isUnloading, true);
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, *plugin.info)) return false;
+    if (!uninitialize(plugin)) {
+        state_.listeners.reportError(plugin.libraryPath, plugin.info.get(), "Problem calling UninitializePlugin function");
+        return false;
+    }
+    unloading.keep();
+    return true;
+}
+
+bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
+    const PluginLibraryRecord* library = state_.libraries.find(plugin.libraryPath);
+    std::string ignored;
+    return library &&
+           callPlugin([&] { return library->entryPoints->uninitialize(manager_, nullptr); }, ignored);
+}
+
+void PluginUnloader::release(LoadedPlugin& plugin) {
+    const RemovalAtEnd removal(state_.registry, plugin);
+    Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.libraryPath.c_str());
+    std::string ignored;
+    state_.libraries.close(plugin.libraryPath, ignored);
+    releaseDependencies(plugin);
+}
+
+void PluginUnloader::releaseDependencies(const LoadedPlugin& plugin) {
+    Claims claims(plugin.dependencies);
+    while (LoadedPlugin* dependency = claims.takeBackOne()) {
+        const bool isUnused = dependency->info->getUseCount() == 0 && dependency->pins == 0;
+        if (isUnused && !dependency->isUnloading && stop(*dependency)) release(*dependency);
+    }
+}
+
+}  // namespace QvPluginSystem

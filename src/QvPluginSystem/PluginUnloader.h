@@ -1,0 +1,33 @@
+#pragma once
+
+#include "QvPluginSystem/PluginSystemState.h"
+
+#include <string>
+
+namespace QvPluginSystem {
+
+/// Uninitializes and unloads plugins, and with them the dependencies that nobody needs any more.
+class PluginUnloader {
+public:
+    PluginUnloader(QvPluginManager& manager, PluginSystemState& state) : manager_(manager), state_(state) {}
+
+    enum class Result {
+        Unloaded,
+        NotLoaded,  ///< there was no such plugin
+        Stays
+    };
+
+    /// Takes back the request for the plugin of this name.
+    Result unload(const std::string& name);
+
+private:
+    bool stop(LoadedPlugin& plugin);
+    bool uninitialize(const LoadedPlugin& plugin) const;
+    void release(LoadedPlugin& plugin);
+    void releaseDependencies(const LoadedPlugin& plugin);
+
+    QvPluginManager& manager_;
+    PluginSystemState& state_;
+};
+
+}  // namespace QvPluginSystem

@@ -1,0 +1,95 @@
+#include <QvPlatform/QvPluginSystem/QvPluginFuncInterface.h>
+
+#include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
+#include <QvPlatform/core/QvVersion.h>
+#include <QvPlatform/diagnostics/Log.h>
+
+#include "QvPluginSystem/BuildInfo.h"
+
+namespace QvPluginSystem {
+namespace {
+
+// The one compiler whose builds are compared with the product's own, and its version that built it.
+constexpr const char* kComparedCompiler = "MSVC";
+constexpr std::int32_t kProductCompilerVersion = 1900;
+
+void noteCompilerVersion(const std::string& plugin, const BuildInfo& build) {
+    if (build.compilerVersion == kProductCompilerVersion) return;
+    Qv::LogDebug(
+        "The plugin %s was created with the compiler version %d of MS Visual C++ Compiler while Quorex was compiled "
+        "with %d.",
+        plugin.c_str(), static_cast<int>(build.compilerVersion), static_cast<int>(kProductCompilerVersion));
+}
+
+void noteProductVersion(const std::string& plugin, const BuildInfo& build) {
+    if (build.productMajor == QV_VERSION_MAJOR && build.productMinor == QV_VERSION_MINOR &&
+        build.productServicePack == QV_VERSION_SERVICE_PACK)
+        return;
+    Qv::LogDebug("The plugin %s was created with the Quorex version %d.%d.%d while the current version is %d.%d.%d.",
+                 plugin.c_str(), static_cast<int>(build.productMajor), static_cast<int>(build.productMinor),
+                 static_cast<int>(build.productServicePack), QV_VERSION_MAJOR, QV_VERSION_MINOR,
+                 QV_VERSION_SERVICE_PACK);
+}
+
+// The reason to reject a build, or "".
+std::string buildMismatch(const std::string& plugin, const BuildInfo& build) {
+    if (build.compilerName != kComparedCompiler) return {};
+    if (build.release != 1)
+        return "The plugin " + plugin + " was built in debug mode while Quorex was built in debug mode";
+    noteCompilerVersion(plugin, build);
+    noteProductVersion(plugin, build);
+    return {};
+}
+
+}  // namespace
+
+QvPluginFuncInterface::QvPluginFuncInterface() = default;
+QvPluginFuncInterface::QvPluginFuncInterface(PluginSystemVersionFunc pluginSystemVersionFunc,
+                                             GetPluginInfoFunc getInfoFunc, InitializeFunc initializeFunc,
+                                             UninitializeFunc uninitializeFunc, GetBuildInfoFunc buildInfoFunc)
+    : pluginSystemVersion_(pluginSystemVersionFunc),
+      getInfo_(getInfoFunc),
+      initialize_(initializeFunc),
+      uninitialize_(uninitializeFunc),
+      buildInfo_(buildInfoFunc) {}
+QvPluginFuncInterface::QvPluginFuncInterface(const QvPluginFuncInterface& other) = default;
+QvPluginFuncInterface& QvPluginFuncInterface::operator=(const QvPluginFuncInterface& other) = default;
+QvPluginFuncInterface::~QvPluginFuncInterface() = default;
+
+int QvPluginFuncInterface::getPluginSystemVersion() const { return pluginSystemVersion_ ? pluginSystemVersion_() : 0; }
+
+bool QvPluginFuncInterface::getPluginInfo(QvPluginInfo& info) const { return getInfo_ && getInfo_(info); }
+
+bool QvPluginFuncInterface::initialize(QvPluginManager& manager, int argc, char** argv, std::string* error) const {
+    return initialize_ && initialize_(manager, argc, argv, error);
+}
+
+bool QvPluginFuncInterface::uninitialize(QvPluginManager& manager, std::string* error) const {
+    return uninitialize_ && uninitialize_(manager, error);
+}
+
+std::string QvPluginFuncInterface::getBuildInfo() const {
+    const char* text = buildInfo_ ? buildInfo_() : nullptr;
+    return text ? text : "";
+}
+
+bool QvPluginFuncInterface::isValid(std::string* error) const {
+    const auto fail = [error](const std::string& reason) {
+        if (error) *error = reason;
+        return false;
+    };
+    const auto missing = [&](const char* symbol) {
+        return fail(std::string("Symbol ") + symbol + " was not found in this plugin.");
+    };
+    if (!getInfo_) return missing("GetPluginInfo");
+    if (!initialize_) return missing("InitializePlugin");
+    if (!uninitialize_) return missing("UninitializePlugin");
+    const std::string buildText = getBuildInfo();
+    if (buildText.empty()) return fail("There is no build information found for this plugin.");
+    QvPluginInfo info;
+    getInfo_(info);
+    const std::string mismatch = buildMismatch(info.getDisplayName(), parseBuildInfo(buildText));
+    return mismatch.empty() || fail(mismatch);
+}
+
+}  // namespace QvPluginSystem

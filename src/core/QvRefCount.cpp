@@ -1,0 +1,69 @@
+#include <QvPlatform/core/QvRefCount.h>
+
+#include <QvPlatform/diagnostics/Log.h>
+
+#include <algorithm>
+
+namespace Qv {
+namespace {
+
+// Far enough below zero that no reference still in flight brings it back.
+constexpr std::int32_t kDestroyed = -(1 << 30);
+
+void warnStillReferenced(std::int32_t count) noexcept {
+    try {
+        LogDebug("QvRefCount: deleting still referenced object (refcount = %d)\n", static_cast<int>(count));
+        LogDebug("QvRefCount: memory corruption is possible.\n");
+    } catch (...) {  // a destructor has nobody to tell
+    }
+}
+
+}  // namespace
+
+QvRefCount::Subscriber::Subscriber() = default;
+QvRefCount::Subscriber::Subscriber(const Subscriber&) = default;
+QvRefCount::Subscriber& QvRefCount::Subscriber::operator=(const Subscriber&) = default;
+QvRefCount::Subscriber::~Subscriber() = default;
+
+bool QvRefCount::RefCountData::refUnlessZero() noexcept {
+    std::int32_t seen = count.load();
+    while (seen > 0) {
+        if (count.compare_exchange_weak(seen, seen + 1)) return true;
+    }
+    return false;
+}
+
+QvRefCount::QvRefCount() : data_(std::make_shared<RefCountData>()) {}
+
+QvRefCount::QvRefCount(const QvRefCount&) : QvRefCount() {}
+
+// The count belongs to the object, not to its value.
+QvRefCount& QvRefCount::operator=(const QvRefCount&) { return *this; }
+
+QvRefCount::~QvRefCount() {
+    const std::int32_t left = data_->count.exchange(kDestroyed);
+    for (Subscriber* subscriber : data_->subscribers) subscriber->onDestroyed(*this);
+    if (left > 0) warnStillReferenced(left);
+}
+
+void QvRefCount::ref() const noexcept { data_->count.fetch_add(1, std::memory_order_relaxed); }
+
+void QvRefCount::unref() const {
+    if (data_->count.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+std::int32_t QvRefCount::refCount() const noexcept { return data_->count.load(); }
+
+void QvRefCount::subscribe(Subscriber* subscriber) {
+    auto& known = data_->subscribers;
+    if (subscriber && std::find(known.begin(), known.end(), subscriber) == known.end()) known.push_back(subscriber);
+}
+
+void QvRefCount::unsubscribe(Subscriber* subscriber) {
+    auto& known = data_->subscribers;
+    known.erase(std::remove(known.begin(), known.end(), subscriber), known.end());
+}
+
+const std::shared_ptr<QvRefCount::RefCountData>& QvRefCount::refCountData() const noexcept { return data_; }
+
+}  // namespace Qv

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace Qv::detail {
+
+/// Whether the ECMAScript expression matches anywhere in `text`. Throws `std::regex_error` when the
+/// expression is invalid.
+bool matchesFilter(const std::string& expression, const char* text);
+
+}  // namespace Qv::detail

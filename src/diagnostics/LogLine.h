@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QvPlatform/diagnostics/Log.h>
+
+#include <cstddef>
+#include <string_view>
+
+namespace Qv::detail {
+
+/// Room for a formatted message or line and its final zero; longer ones are cut.
+inline constexpr std::size_t kLogBufferSize = 5000;
+
+/// One line of the log: local time, " - ", the level's prefix, the message, and a newline unless the
+/// message is empty, was cut, or ends with one.
+class LogLine {
+public:
+    LogLine(eLogLevel level, const char* format, LogArgs args);
+
+    std::string_view text() const { return {buffer_, length_}; }
+    const char* c_str() const { return buffer_; }
+
+private:
+    void append(std::string_view text);
+    void appendMessage(const char* format, LogArgs args);
+
+    char buffer_[kLogBufferSize + 1];  // a message that just fits still gets its newline
+    std::size_t length_ = 0;
+};
+
+}  // namespace Qv::detail

@@ -1,0 +1,32 @@
+#include "filesystem/PathText.h"
+
+#include "os/SystemPaths.h"
+#include "os/Utf.h"
+
+#include <algorithm>
+
+namespace QvPlatform::PathText {
+namespace {
+
+std::string currentDirectory() { return os::narrow(closed(os::currentDirectory())); }
+
+}  // namespace
+
+std::wstring fromText(const std::string& text, PathRules::PathKind kind) {
+    return os::widen(PathRules::normalize(text, kind, os::nativePathStyle(), currentDirectory));
+}
+
+std::string toText(std::wstring path, bool native, std::wstring_view form) {
+    if (native && PathRules::hasNativeBackslashes(form, os::nativePathStyle()))
+        std::replace(path.begin(), path.end(), L'/', L'\\');
+    return os::narrow(path);
+}
+
+std::wstring_view lastComponent(std::wstring_view path) { return path.substr(path.rfind(L'/') + 1); }
+
+std::wstring closed(std::wstring path) {
+    if (!path.empty() && path.back() != L'/') path += L'/';
+    return path;
+}
+
+}  // namespace QvPlatform::PathText

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <ctime>
+
+namespace os {
+
+/// The size of a calendar text: 24 characters, a newline and a zero.
+inline constexpr int kCalendarTextSize = 26;
+
+/// Writes local time as "Thu Jan  1 00:00:00 1970\n"; Windows pads the day with a zero. Any thread.
+void writeCalendarText(std::time_t time, char* text);
+
+}  // namespace os

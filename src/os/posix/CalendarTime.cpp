@@ -1,0 +1,11 @@
+#include "os/CalendarTime.h"
+
+#include <cstring>
+
+namespace os {
+
+void writeCalendarText(std::time_t time, char* text) {
+    if (!ctime_r(&time, text)) std::memcpy(text, "Thu Jan  1 00:00:00 1970\n", kCalendarTextSize);
+}
+
+}  // namespace os

@@ -1,0 +1,12 @@
+#include "os/CalendarTime.h"
+
+#include <cstring>
+
+namespace os {
+
+void writeCalendarText(std::time_t time, char* text) {
+    if (ctime_s(text, kCalendarTextSize, &time) != 0)
+        std::memcpy(text, "Thu Jan 01 00:00:00 1970\n", kCalendarTextSize);
+}
+
+}  // namespace os

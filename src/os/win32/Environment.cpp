@@ -1,0 +1,40 @@
+#include "os/Environment.h"
+
+#include "os/win32/Gate.h"
+
+#include <cstdlib>
+
+namespace os {
+namespace {
+
+std::wstring wideArgument(const std::string& text) { return widen(text.c_str()); }
+
+}  // namespace
+
+const char kPathListSeparator = ';';
+
+std::optional<std::string> readVariable(const std::string& name) {
+    const std::wstring wideName = wideArgument(name);
+    SetLastError(ERROR_SUCCESS);
+    const std::wstring value = win32::filled([&](wchar_t* buffer, DWORD size) {
+        return GetEnvironmentVariableW(wideName.c_str(), buffer, size);
+    });
+    if (value.empty() && GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
+    return narrow(value);
+}
+
+bool writeVariable(const std::string& name, const std::string& value) {
+    const std::wstring wideName = wideArgument(name);
+    const std::wstring wideValue = wideArgument(value);
+    const bool inRuntime = _wputenv_s(wideName.c_str(), wideValue.c_str()) == 0;
+    const bool inSystem = SetEnvironmentVariableW(wideName.c_str(), wideValue.c_str()) != 0;
+    return inRuntime && inSystem;
+}
+
+void removeVariable(const std::string& name) {
+    const std::wstring wideName = wideArgument(name);
+    _wputenv_s(wideName.c_str(), L"");
+    SetEnvironmentVariableW(wideName.c_str(), nullptr);
+}
+
+}  // namespace os

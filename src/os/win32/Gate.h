@@ -1,0 +1,46 @@
+#pragma once
+
+#include "os/Utf.h"
+
+// The one place of the library that includes the system's header.
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+
+#include <algorithm>
+#include <string>
+
+/// What the files of this folder share: error texts, path forms, growing buffers.
+namespace os::win32 {
+
+/// The system's own text, line end included; "" for a code that it does not know.
+inline std::string errorText(DWORD code) {
+    wchar_t buffer[512] = L"";
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
+                                        buffer, sizeof buffer / sizeof *buffer, nullptr);
+    return narrow(std::wstring_view(buffer, length));
+}
+
+inline std::wstring universal(std::wstring path) {
+    std::replace(path.begin(), path.end(), L'\\', L'/');
+    return path;
+}
+
+/// Runs a call that fills a buffer and returns the length, or the size that it needs when the buffer is
+/// too small, or 0 on failure.
+template <typename Call>
+std::wstring filled(Call call) {
+    std::wstring text(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = call(text.data(), static_cast<DWORD>(text.size()));
+        const bool fits = length < text.size();
+        text.resize(length);
+        if (fits) return text;
+    }
+}
+
+}  // namespace os::win32

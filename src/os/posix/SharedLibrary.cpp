@@ -1,5 +1,6 @@
 #include "os/SharedLibrary.h"
 
+#include "os/posix/ElfFile.h"
 #include "os/posix/Gate.h"
 
 #include <dlfcn.h>
@@ -29,10 +30,17 @@ std::string missingLibrary(const std::string& error) {
     return name.find('/') == std::string::npos ? name : std::string();
 }
 
-void* openFile(const std::string& path) {
+void* openFile(const std::string& path, std::string& error) {
     // Without a slash the loader would search its own path instead of the current directory.
-    const bool named = path.find('/') == std::string::npos;
-    return dlopen((named ? "./" + path : path).c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
+    if (posix::isTruncatedLibrary(file.c_str())) {
+        error = loaderError = file + ": file too short";
+        errno = 0;
+        return nullptr;
+    }
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle) error = takeLoaderError();
+    return handle;
 }
 
 // Closes the neighbours again: by then the library that needs them holds them, or nobody does.
@@ -51,8 +59,7 @@ void* openWithNeighbours(const std::string& path, const std::string& folder, std
                          std::string& error) {
     Neighbours neighbours;
     for (;;) {
-        if (void* handle = openFile(path)) return handle;
-        error = takeLoaderError();
+        if (void* handle = openFile(path, error)) return handle;
         const std::string missing = missingLibrary(error);
         if (missing.empty() || !tried.insert(missing).second) return nullptr;
         std::string ignored;

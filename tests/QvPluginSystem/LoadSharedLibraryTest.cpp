@@ -1,0 +1,68 @@
+#include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
+
+#include "PluginFixture.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+using QvPluginSystem::getLastError;
+using QvPluginSystem::getSymbolAddress;
+using QvPluginSystem::LoadSharedLibrary;
+using support::Texts;
+
+TEST(LoadSharedLibraryTest, opensAndFindsWhatTheLibraryItselfDefines) {
+    const support::LogCapture capture;
+    const LoadSharedLibrary library(support::builtLibrary("borrowing.qvp"));
+    ASSERT_TRUE(library.handle);
+    EXPECT_TRUE(getSymbolAddress(library.handle, "GetPluginBuildInfo"));
+    EXPECT_FALSE(getSymbolAddress(library.handle, "UninitializePlugin"));
+    EXPECT_FALSE(getSymbolAddress(library.handle, "nowhere"));
+    EXPECT_FALSE(getSymbolAddress(nullptr, "GetPluginInfo"));
+    EXPECT_FALSE(getSymbolAddress(library.handle, nullptr));
+    LoadSharedLibrary second = library;
+    EXPECT_EQ(second.handle, library.handle);
+    second.handle = nullptr;
+    EXPECT_EQ(support::LogCapture::take().size(), 0U);
+}
+
+TEST(LoadSharedLibraryTest, failuresAreWarnings) {
+    const support::LogCapture capture;
+    const support::TemporaryFolder folder;
+    EXPECT_FALSE(LoadSharedLibrary(folder.path() + "missing").handle);
+    EXPECT_FALSE(LoadSharedLibrary(folder.path()).handle);
+    EXPECT_FALSE(LoadSharedLibrary("").handle);
+    EXPECT_EQ(support::LogCapture::takeTexts(),
+              (Texts{"QvPluginManager : File could not be found: (" + folder.path() + "missing)\n",
+                     "QvPluginManager : File could not be found: (" + folder.path() + ")\n",
+                     "QvPluginManager : File could not be found: ()\n"}));
+    const std::string junk = folder.addFile("junk");
+    EXPECT_FALSE(LoadSharedLibrary(junk).handle);
+    const std::string reason = getLastError();
+    EXPECT_GT(reason.size(), 5U);
+    EXPECT_LT(reason.size(), 256U);
+    EXPECT_EQ(support::LogCapture::takeTexts(), (Texts{"QvPluginManager : " + reason + ": (" + junk + ")\n"}));
+}
+
+TEST(LoadSharedLibraryTest, aBareNameIsFoundInTheCurrentDirectory) {
+    const support::LogCapture capture;
+    const support::TemporaryFolder folder;
+    std::filesystem::copy_file(support::pathOf(support::builtLibrary("noInfo.qvp")),
+                               support::pathOf(folder.path() + "bare"));
+    const support::CurrentDirectoryChange change(folder.path());
+    EXPECT_TRUE(LoadSharedLibrary("bare").handle);
+}
+
+#ifdef __ELF__
+TEST(LoadSharedLibraryTest, theLastErrorIsTheLatestOfLoaderAndSystem) {
+    const support::LogCapture capture;
+    const support::TemporaryFolder folder;
+    const LoadSharedLibrary junk(folder.addFile("junk"));
+    EXPECT_NE(std::string(getLastError()).find("junk"), std::string::npos);
+    errno = ENOENT;
+    EXPECT_EQ(std::string(getLastError()), std::strerror(ENOENT));
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include "PluginFixture.h"
+
+#include <QvPlatform/filesystem/Environment.h>
+
+namespace {
+
+using support::Texts;
+
+class PluginFailureTest : public support::PluginTest {
+protected:
+    /// What listeners are told of while the file is loaded; the log must say the same.
+    Texts failuresOf(const std::string& file) {
+        takeCalls();
+        logCapture.take();
+        manager->load(file);
+        Texts failures;
+        for (const std::string& call : takeCalls()) {
+            if (call.rfind("error ", 0) == 0) failures.push_back(call.substr(6));
+        }
+        Texts warnings;
+        for (const support::LogMessage& message : logCapture.take()) {
+            if (message.level == Qv::kLogLevelWarn) warnings.push_back(message.text);
+        }
+        EXPECT_EQ(warnings.size(), failures.size());
+        for (std::size_t i = 0; i < std::min(warnings.size(), failures.size()); ++i) {
+            const std::string error = failures[i].substr(failures[i].find("): ") + 3);
+            EXPECT_EQ(warnings[i].rfind("QvPluginManager - Error " + error + " on file ", 0), 0U) << warnings[i];
+        }
+        return failures;
+    }
+
+    void expectFailure(const std::string& file, const std::string& failure) {
+        EXPECT_EQ(failuresOf(file), Texts{failure});
+        EXPECT_FALSE(manager->isLoaded(file));
+    }
+};
+
+TEST_F(PluginFailureTest, missingEntryPointsAndBuildInformation) {
+    const char* const table[][2] = {
+        {"noInfo", "Symbol GetPluginInfo was not found in this plugin."},
+        {"noInitialize", "Symbol InitializePlugin was not found in this plugin."},
+        {"noUninitialize", "Symbol UninitializePlugin was not found in this plugin."},
+        {"noBuildInfo", "There is no build information found for this plugin."},
+        {"nullBuildInfo", "There is no build information found for this plugin."},
+    };
+    for (const auto& [name, reason] : table) {
+        const std::string file = std::string(name) + ".qvp";
+        expectFailure(support::builtLibrary(file),
+                      file + " (no descriptor): Plugin file could not be loaded : " + reason);
+    }
+}
+
+TEST_F(PluginFailureTest, rejectedBuild) {
+    const std::string reason =
+        "The plugin shown was built in debug mode while Quorex was built in debug mode";
+    expectFailure(add("debug", {"displayName shown", "build CompilerName: MSVC", "build Release:0"}),
+                  "debug.qvp (no descriptor): Plugin file could not be loaded : " + reason);
+}
+
+TEST_F(PluginFailureTest, differencesOfTheBuildAreOnlyNoted) {
+    const std::string file = add("other", {"build CompilerName:MSVC", "build Release:1", "build CompilerVersion:1910"});
+    logCapture.take();
+    manager->load(file);
+    EXPECT_TRUE(manager->isLoaded(file));
+    const Texts texts = logCapture.takeTexts();
+    ASSERT_GE(texts.size(), 3U);
+    EXPECT_EQ(texts[1],
+              "The plugin other was created with the compiler version 1910 of MS Visual C++ Compiler while Quorex was "
+              "compiled with 1900.");
+    EXPECT_EQ(texts[2],
+              "The plugin other was created with the Quorex version 0.0.0 while the current version is 2020.3.0.");
+}
+
+TEST_F(PluginFailureTest, entryPointsThatFailOrThrow) {
+    expectFailure(add("refusing", {"initialize false"}), "refusing.qvp (refusing): initialize said no");
+    expectFailure(add("throwing", {"initialize throw"}), "throwing.qvp (throwing): initialize threw");
+    expectFailure(add("throwingInt", {"initialize throwInt"}), "throwingInt.qvp (throwingInt): unknown exception");
+    expectFailure(add("undescribed", {"describe throw"}),
+                  "undescribed.qvp (no descriptor): Plugin file could not be loaded : describe threw");
+    manager->load(add("indifferent", {"describe false"}));
+    EXPECT_TRUE(manager->getPluginForName("indifferent"));  // that result does not count
+}
+
+TEST_F(PluginFailureTest, namelessPlugin) {
+    expectFailure(add("nameless", {"name "}), "nameless.qvp (): This plugin has an empty name.");
+}
+
+TEST_F(PluginFailureTest, aMissingFileIsOnlyLogged) {
+    logCapture.take();
+    manager->load(path("missing.qvp"));
+    EXPECT_EQ(logCapture.takeTexts(),
+              (Texts{"QvPluginManager - Loading plugin file: " + path("missing.qvp") + "\n",
+                     "QvPluginManager - Error cannot find plugin file: " + path("missing.qvp") + "\n"}));
+    manager->load(folder.addDirectory("directory.qvp"));
+    EXPECT_EQ(takeCalls(), Texts{});
+}
+
+TEST_F(PluginFailureTest, dependencies) {
+    search();
+    add("new", {"version 3.0", "compatibility 2.5"});
+    add("misnamed", {"name another"});
+    add("broken", {"initialize false"});
+    expectFailure(add("a", {"needs nowhere 0"}), "a.qvp (a): Could not find dependent plugin nowhere");
+    expectFailure(add("b", {"needs new 2.1"}), "b.qvp (b): new is not compatible. Expected version 2.1.0.0");
+    expectFailure(add("c", {"needs misnamed 1.0"}), "c.qvp (c): misnamed is not compatible. Expected version 1.0.0.0");
+    EXPECT_EQ(failuresOf(add("d", {"needs broken 0", "needs nowhere 0"})),
+              (Texts{"broken.qvp (broken): initialize said no",
+                     "d.qvp (d): The following dependency has not been initialized : broken"}));
+    // What was loaded for a plugin that then failed stays, unused, and can be unloaded.
+    EXPECT_EQ(loadedNames(), (Texts{"new", "another"}));
+    EXPECT_EQ(manager->getPluginForName("new")->getUseCount(), 0);
+    EXPECT_TRUE(manager->unload("new"));
+    EXPECT_EQ(loadedNames(), (Texts{"another"}));
+}
+
+TEST_F(PluginFailureTest, cycles) {
+    search();
+    const std::string one = add("one", {"needs two 0"});
+    add("two", {"needs three 0"});
+    add("three", {"needs ONE 0"});
+    EXPECT_EQ(failuresOf(one), (Texts{"three.qvp (three): Circular dependency detected with ONE",
+                                      "two.qvp (two): The following dependency has not been initialized : three",
+                                      "one.qvp (one): The following dependency has not been initialized : two"}));
+    expectFailure(add("self", {"needs self 0"}), "self.qvp (self): Circular dependency detected with self");
+    // The file is on its way although no plugin of that name is.
+    add("alias", {"name beta", "needs gamma 0"});
+    const std::string gamma = add("gamma", {"needs alias 0"});
+    EXPECT_EQ(failuresOf(gamma).front(), "alias.qvp (beta): Circular dependency detected with gamma");
+    EXPECT_EQ(failuresOf(path("alias.qvp")).front(), "gamma.qvp (gamma): Circular dependency detected with alias");
+    EXPECT_EQ(loadedNames(), Texts{});
+}
+
+TEST_F(PluginFailureTest, filesThatAreNoPlugin) {
+    const std::string whole = support::readFile(support::builtLibrary("scripted.qvp"));
+    std::string foreign = whole;
+#ifdef __ELF__
+    foreign[18] = static_cast<char>(0xB7);  // the machine, in the file's header
+#else
+    foreign[whole.find(std::string("PE\0\0", 4)) + 4] = static_cast<char>(0xAA);
+#endif
+    support::writeFile(path("junk.qvp"), "This is no library.");
+    support::writeFile(path("empty.qvp"), "");
+    support::writeFile(path("truncated.qvp"), whole.substr(0, 600));
+    support::writeFile(path("foreign.qvp"), foreign);
+    for (const char* name : {"junk.qvp", "empty.qvp", "truncated.qvp", "foreign.qvp"}) {
+        const Texts failures = failuresOf(path(name));
+        ASSERT_EQ(failures.size(), 1U) << name;
+        const std::string start = std::string(name) + " (no descriptor): Plugin file could not be loaded : ";
+        EXPECT_EQ(failures[0].rfind(start, 0), 0U) << failures[0];
+        EXPECT_GT(failures[0].size(), start.size() + 5) << failures[0];  // and the system's own text
+    }
+}
+
+#ifdef __ELF__
+constexpr const char* kHelperName = "libpluginHelper.so";
+#else
+constexpr const char* kHelperName = "libpluginHelper.dll";
+#endif
+
+TEST_F(PluginFailureTest, aLinkedLibraryIsFoundBesideThePluginOnly) {
+    const std::string alone = addCopy("linked.qvp", "linked.qvp");
+    const Texts failures = failuresOf(alone);
+    ASSERT_EQ(failures.size(), 1U);
+#ifdef __ELF__
+    EXPECT_NE(failures[0].find(kHelperName), std::string::npos) << failures[0];
+#endif
+    addCopy(kHelperName, kHelperName);
+    EXPECT_EQ(failuresOf(alone), Texts{});
+    EXPECT_TRUE(manager->isLoaded(alone));
+    EXPECT_TRUE(manager->unload("linked"));
+    EXPECT_EQ(manager->getPlugins().size(), 0U);
+}
+
+TEST_F(PluginFailureTest, anEntryPointOfALinkedLibraryDoesNotCount) {
+    addCopy(kHelperName, kHelperName);
+    expectFailure(addCopy("borrowing.qvp", "borrowing.qvp"),
+                  "borrowing.qvp (no descriptor): Plugin file could not be loaded : Symbol UninitializePlugin was not "
+                  "found in this plugin.");
+}
+
+TEST_F(PluginFailureTest, theSearchPathVariableIsRestored) {
+    const std::string before = QvPlatform::getEnv("Path");
+    const std::string longText(5000, 'p');
+    ASSERT_TRUE(QvPlatform::putEnv("Path", longText));
+    manager->load(add("a"));
+    support::writeFile(path("junk.qvp"), "junk");
+    manager->load(path("junk.qvp"));
+    const char* after = std::getenv("Path");
+    EXPECT_TRUE(after && after == longText);
+    QvPlatform::putEnv("Path", before);
+}
+
+TEST_F(PluginFailureTest, aVetoIsSilentAndLoadsNoDependency) {
+    search();
+    add("base");
+    listener.vetoed = "top";
+    Texts secondCalls;
+    support::RecordingListener second(secondCalls);
+    EXPECT_EQ(failuresOf(add("top", {"needs base 0"})), Texts{});
+    EXPECT_EQ(secondCalls, (Texts{"ask initialize top"}));  // asked although the first said no
+    EXPECT_EQ(loadedNames(), Texts{});
+    // A dependency that is refused keeps its dependent out, which reports it.
+    listener.vetoed = "base";
+    expectFailure(path("top.qvp"), "top.qvp (top): The following dependency has not been initialized : base");
+}
+
+}  // namespace

@@ -1,0 +1,156 @@
+#include "PluginFixture.h"
+
+namespace {
+
+using support::Texts;
+using PluginLoadingTest = support::PluginTest;
+
+TEST_F(PluginLoadingTest, loadsADiamondDependenciesFirst) {
+    add("base");
+    add("left", {"needs base 0"});
+    add("right", {"needs base 0"});
+    const std::string top = add("top", {"needs left 0", "needs right 0"});
+    search();
+
+    EXPECT_FALSE(manager->load(top));  // no plugin is called like that path
+
+    const Texts expected = {"describe top",        "describe top",   "ask initialize top",  "describe left",
+                            "describe left",       "ask initialize left",  "describe base", "describe base",
+                            "ask initialize base", "initialize base", "initialize left",     "describe right",
+                            "describe right",      "ask initialize right", "initialize right", "initialize top",
+                            "changed"};
+    EXPECT_EQ(takeCalls(), expected);
+    EXPECT_EQ(loadedNames(), (Texts{"base", "left", "right", "top"}));
+    EXPECT_EQ(manager->getPluginForName("base")->dependentCount, 2);
+    EXPECT_EQ(manager->getPluginForName("base")->getUseCount(), 2);
+    EXPECT_EQ(manager->getPluginForName("top")->getUseCount(), 1);
+    EXPECT_TRUE(manager->isLoaded(top));
+    EXPECT_EQ(manager->getPluginForPath(top)->path, top);
+}
+
+TEST_F(PluginLoadingTest, aSecondRequestOnlyMakesItExplicit) {
+    const std::string base = add("base");
+    const std::string top = add("top", {"needs base 0"});
+    search();
+    manager->load(top);
+    takeCalls();
+
+    manager->load(top);
+    EXPECT_FALSE(manager->getPluginForName("base")->explicitlyLoaded);
+    manager->load(base);
+    EXPECT_TRUE(manager->getPluginForName("base")->explicitlyLoaded);
+    EXPECT_EQ(takeCalls(), (Texts{"changed", "changed"}));
+    EXPECT_EQ(loadedNames().size(), 2U);
+}
+
+TEST_F(PluginLoadingTest, theResultComparesTheTextWithNames) {
+    const std::string missing = path("missing.qvp");
+    manager->load(add("x", {"name " + missing}));
+    EXPECT_TRUE(manager->load(missing));
+}
+
+TEST_F(PluginLoadingTest, aListIsOneChange) {
+    const Qv::QvArray<std::string> paths{add("a"), path("missing.qvp"), add("b")};
+    manager->load(paths);
+    EXPECT_EQ(takeCalls().back(), "changed");
+    EXPECT_EQ(loadedNames(), (Texts{"a", "b"}));
+    manager->load(Qv::QvArray<std::string>{path("missing.qvp")});
+    EXPECT_EQ(takeCalls(), Texts{});
+}
+
+TEST_F(PluginLoadingTest, logsEachStep) {
+    const std::string a = add("a");
+    logCapture.takeTexts();
+    manager->load(a);
+    manager->unload("a");
+    EXPECT_EQ(logCapture.takeTexts(),
+              (Texts{"QvPluginManager - Loading plugin file: " + a + "\n", "QvPluginManager::initializePlugin - a\n",
+                     "QvPluginManager - Plugin file loaded : " + a + "\n",
+                     "QvPluginManager - Unloading plugin file: " + a + "\n"}));
+}
+
+TEST_F(PluginLoadingTest, dependencyNamesIgnoreCaseAndVersionsHaveARange) {
+    add("needed", {"version 2.3.0.1", "compatibility 2.0"});
+    search();
+    for (const char* version : {"2.0", "2.1", "2.3.0.9"}) {
+        SCOPED_TRACE(version);
+        manager->load(add(std::string("fits") + version, {std::string("needs needed ") + version}));
+    }
+    EXPECT_EQ(manager->getPluginForName("needed")->dependentCount, 3);
+    manager->load(add("tooOld", {"needs needed 1.9"}));
+    manager->load(add("tooNew", {"needs needed 2.3.1"}));
+    EXPECT_EQ(manager->getPluginForName("needed")->dependentCount, 3);
+    // The file system may find the file for another spelling; the plugin's name then still fits.
+    manager->load(add("spelled", {"needs Needed 2.1"}));
+    add("Odd", {"name oDD"});
+    manager->load(add("oddUser", {"needs Odd 0"}));
+    EXPECT_TRUE(manager->getPluginForName("oddUser"));
+    EXPECT_EQ(manager->getPluginForName("oDD")->dependentCount, 1);
+}
+
+TEST_F(PluginLoadingTest, aPluginLoadedFromElsewhereFulfilsADependency) {
+    const support::TemporaryFolder elsewhere;
+    manager->load(add("base"));
+    support::writeFile(elsewhere.path() + "user.txt", "name user\nneeds base 0\n");
+    std::filesystem::copy_file(support::pathOf(support::builtLibrary("scripted.qvp")),
+                               support::pathOf(elsewhere.path() + "user.qvp"));
+    manager->load(elsewhere.path() + "user.qvp");
+    EXPECT_EQ(loadedNames(), (Texts{"base", "user"}));
+}
+
+TEST_F(PluginLoadingTest, aPluginMayLoadAnotherButNotItself) {
+    const std::string other = add("other");
+    manager->load(add("outer", {"whenInitialized load " + other}));
+    EXPECT_EQ(loadedNames(), (Texts{"other", "outer"}));
+    takeCalls();
+    const std::string selfish = path("selfish.qvp");
+    add("selfish", {"whenInitialized load " + selfish});
+    manager->load(selfish);
+    const Texts calls = takeCalls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "initialize selfish"), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(),
+                         "error selfish.qvp (no descriptor): Circular dependency detected with " + selfish),
+              1);
+    EXPECT_TRUE(manager->isLoaded(selfish));
+}
+
+TEST_F(PluginLoadingTest, aDependencyCannotBeUnloadedUnderThePluginThatStarts) {
+    add("base");
+    manager->addPluginSearchDir(folder.path());
+    manager->load(add("top", {"needs base 0", "whenInitialized unload base"}));
+    EXPECT_EQ(loadedNames(), (Texts{"base", "top"}));
+    const Texts calls = takeCalls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "unload false top"), 1);
+    EXPECT_EQ(manager->getPluginForName("base")->getUseCount(), 1);
+}
+
+#ifdef __ELF__
+TEST_F(PluginLoadingTest, theFileSystemTellsFilesApart) {
+    const std::string lower = add("case");
+    const std::string upper = add("CASE", {"name upper"});
+    std::filesystem::create_symlink(support::pathOf(lower), support::pathOf(path("link.qvp")));
+    manager->load(lower);
+    EXPECT_TRUE(manager->isLoaded(path("link.qvp")));
+    EXPECT_TRUE(manager->isLoaded(folder.path() + "sub/../case.qvp"));
+    EXPECT_FALSE(manager->isLoaded(upper));
+    manager->load(upper);
+    EXPECT_EQ(loadedNames(), (Texts{"case", "upper"}));
+}
+
+TEST_F(PluginLoadingTest, pathsMayBeLongerThan260Characters) {
+    std::string deep = folder.path();
+    for (int i = 0; i < 3; ++i) deep += std::string(100, static_cast<char>('a' + i)) + "/";
+    std::filesystem::create_directories(support::pathOf(deep));
+    support::writeFile(deep + "far.txt", "name far\n");
+    std::filesystem::copy_file(support::pathOf(support::builtLibrary("scripted.qvp")), support::pathOf(deep + "far.qvp"));
+    manager->load(deep + "far.qvp");
+    EXPECT_EQ(loadedNames(), (Texts{"far"}));
+}
+#else
+TEST_F(PluginLoadingTest, letterCaseDoesNotTellFilesApart) {
+    manager->load(add("case"));
+    EXPECT_TRUE(manager->isLoaded(path("CASE.QVP")));
+}
+#endif
+
+}  // namespace

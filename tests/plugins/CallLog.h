@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QvPlatform/QvPluginSystem/QvPlugin.h>
+#include <QvPlatform/QvPluginSystem/QvPluginObject.h>
+
+#include <string>
+#include <vector>
+
+/// What the test publishes in the pool, and the test plugins write their calls into.
+class QV_PLUGIN_EXPORT CallLog : public QvPluginSystem::QvPluginObject {
+public:
+    virtual void record(const std::string& call) { calls.push_back(call); }
+
+    std::vector<std::string> calls;
+};

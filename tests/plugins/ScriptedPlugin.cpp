@@ -1,0 +1,114 @@
+// A plugin that does what a text file beside it says, so that a test makes the plugins it needs by copying
+// this one. Each line of NAME.txt beside NAME.qvp is a word and its value:
+//     name, displayName, version, compatibility, needs NAME VERSION      for the descriptor
+//     build LINE                                                         for the build information
+//     describe|initialize|uninitialize  false|throw|throwInt             to fail there
+//     whenInitialized|whenUninitialized  load PATH|unload NAME           to call the manager from there
+//     counted                                                            to record the number of initializations
+
+#include <QvPlatform/QvPluginSystem/QvPlugin.h>
+#include <QvPlatform/filesystem/File.h>
+
+#include "CallLog.h"
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+using Script = std::vector<std::pair<std::string, std::string>>;
+
+char anchor = 0;
+
+// A variable of a kind that outlives a library whose unique symbols keep it in memory.
+struct Counter {
+    inline static int initializations = 0;
+};
+
+// Read anew each time, since a test may change its mind.
+Script script() {
+    const QvPlatform::File self = QvPlatform::File::thatContains(&anchor);
+    const std::string path = self.getFolderPath() + self.getBaseName() + ".txt";
+    std::ifstream file(std::filesystem::path(std::u8string(path.begin(), path.end())));
+    Script lines;
+    for (std::string line; std::getline(file, line);) {
+        const auto blank = line.find(' ');
+        lines.emplace_back(line.substr(0, blank), blank == std::string::npos ? "" : line.substr(blank + 1));
+    }
+    return lines;
+}
+
+std::string valueOf(const std::string& word) {
+    for (const auto& [key, value] : script()) {
+        if (key == word) return value;
+    }
+    return {};
+}
+
+void record(const std::string& call) {
+    for (QvPluginSystem::QvPluginObject* object : QvPluginSystem::QvPluginManager::instance()->getAllObjects()) {
+        if (auto* log = dynamic_cast<CallLog*>(object)) log->record(call + " " + valueOf("name"));
+    }
+}
+
+bool outcome(const std::string& place, std::string* error) {
+    const std::string wanted = valueOf(place);
+    if (wanted == "throw") throw std::runtime_error(place + " threw");
+    if (wanted == "throwInt") throw 7;
+    if (error) *error = place + " said no";
+    return wanted != "false";
+}
+
+void callManager(QvPluginSystem::QvPluginManager& manager, const std::string& place) {
+    const std::string order = valueOf(place);
+    if (order.rfind("load ", 0) == 0) manager.load(order.substr(5));
+    if (order.rfind("unload ", 0) == 0) record(manager.unload(order.substr(7)) ? "unload true" : "unload false");
+}
+
+void addDependency(QvPluginSystem::QvPluginInfo& info, const std::string& nameAndVersion) {
+    const auto blank = nameAndVersion.find(' ');
+    info.addDependency({nameAndVersion.substr(0, blank), Qv::QvVersion(nameAndVersion.substr(blank + 1))});
+}
+
+}  // namespace
+
+bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) {
+    record("describe");
+    info.name = valueOf("name");
+    info.displayName = valueOf("displayName");
+    info.version = Qv::QvVersion(valueOf("version"));
+    info.compatibilityVersion = Qv::QvVersion(valueOf("compatibility"));
+    for (const auto& [key, value] : script()) {
+        if (key == "needs") addDependency(info, value);
+    }
+    return outcome("describe", nullptr);
+}
+
+bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int argc, char** argv, std::string* error) {
+    ++Counter::initializations;
+    record(argc == 0 && !argv ? "initialize" : "initialize with arguments");
+    callManager(manager, "whenInitialized");
+    return outcome("initialize", error);
+}
+
+bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string* error) {
+    record(error ? "uninitialize with error" : "uninitialize");
+    for (const auto& line : script()) {
+        if (line.first == "counted") record("initialized " + std::to_string(Counter::initializations));
+    }
+    callManager(manager, "whenUninitialized");
+    return outcome("uninitialize", error);
+}
+
+const char* GetPluginBuildInfo() {
+    static const std::string text = [] {
+        std::string lines;
+        for (const auto& [key, value] : script()) {
+            if (key == "build") lines += value + "\n";
+        }
+        return lines;
+    }();
+    return text.empty() ? QV_PLUGIN_BUILD_INFO : text.c_str();
+}

@@ -1,0 +1,28 @@
+# The installed tree holds no absolute path: it can be moved as a whole.
+
+include(CMakePackageConfigHelpers)
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/QvPlatform")
+
+install(TARGETS QvPlatform EXPORT QvPlatformTargets
+  RUNTIME COMPONENT Runtime
+  LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+  ARCHIVE COMPONENT Development)
+install(FILES ${QV_RUNTIME_DLLS} DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/QvPlatform" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+  COMPONENT Development)
+
+install(EXPORT QvPlatformTargets NAMESPACE Qv:: DESTINATION "${package_folder}" COMPONENT Development)
+configure_package_config_file(cmake/QvPlatformConfig.cmake.in QvPlatformConfig.cmake
+  INSTALL_DESTINATION "${package_folder}" NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(QvPlatformConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(
+  FILES
+    "${PROJECT_BINARY_DIR}/QvPlatformConfig.cmake"
+    "${PROJECT_BINARY_DIR}/QvPlatformConfigVersion.cmake"
+    cmake/QvPlatformPlugin.cmake
+  DESTINATION "${package_folder}" COMPONENT Development)
+
+file(RELATIVE_PATH prefix_from_pkgconfig "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file(cmake/QvPlatform.pc.in QvPlatform.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/QvPlatform.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+  COMPONENT Development)

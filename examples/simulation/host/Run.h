@@ -1,0 +1,22 @@
+#pragma once
+
+#include "../Simulation.h"
+
+constexpr int kStepCount = 240;
+constexpr int kStepsPerSecond = 120;
+
+struct Measurement {
+    double energy = 0.0;           ///< joules, kinetic and potential; 0 for rest on the floor of the box
+    simulation::Vector3 momentum;  ///< newton seconds
+};
+
+struct RunResult {
+    Measurement start;
+    Measurement end;
+    double greatestRise = 0.0;  ///< the most that the energy grew within one step
+    int contacts = 0;
+};
+
+/// Steps the simulation that the plugins have published and lets the recorder note each state.
+/// Throws when one of the objects is not in the pool.
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager);

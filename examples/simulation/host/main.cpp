@@ -1,0 +1,106 @@
+// A host program whose work is done by plugins: it loads them from "simulation-plugins" beside itself, says what
+// became of each, runs the simulation that they make up together, and unloads them again. The result goes to
+// the file given as argument, or to "simulation.csv" in the current directory. Exits with 0 when everything was
+// as these plugins require.
+
+#include "../ObjectPool.h"
+#include "Expectations.h"
+#include "HostListener.h"
+#include "Report.h"
+#include "Run.h"
+
+#include <QvPlatform/diagnostics/Log.h>
+#include <QvPlatform/filesystem/Directory.h>
+
+#include <exception>
+#include <iostream>
+
+using QvPlatform::Directory;
+using QvPluginSystem::QvPluginInfo;
+using QvPluginSystem::QvPluginManager;
+
+namespace {
+
+/// Loads whatever can be loaded; returns copies of the descriptors, which outlive the plugins.
+std::vector<QvPluginInfo> loadPlugins(QvPluginManager& manager) {
+    const Directory programDirectory(Directory::kExecutableDirectory);
+    manager.addPluginSearchDir(programDirectory.directory("simulation-plugins").toUniversalPath());
+    manager.loadAllQvp();
+    std::vector<QvPluginInfo> queue;
+    for (const auto* info : manager.getQueue()) queue.push_back(*info);
+    return queue;
+}
+
+void reportLoading(const QvPluginManager& manager, const HostListener& listener,
+                   const std::vector<QvPluginInfo>& queue) {
+    printSearchDirectories(manager);
+    printRefusals(listener.refusals());
+    printHeading("Kept out by the host's listener");
+    for (const auto& name : listener.keptOut()) printLine(name, "vetoed before its initialization");
+    printPlugins(queue);
+}
+
+void run(const QvPluginManager& manager, const std::string& resultPath, Expectations& expectations) {
+    const RunResult result = runSimulation(manager);
+    printRun(result);
+    expectations.checkRun(result);
+
+    const bool written = simulation::findObject<simulation::Recorder>(manager).write(resultPath);
+    printLine("result", (written ? "" : "could not be written to ") +
+                            QvPlatform::File(resultPath).toNativePath());
+    expectations.expect(written, "writing the result");
+}
+
+/// Two requests that leave the plugin where it is: others need the scene, and the listener keeps the recorder.
+void tryToUnload(QvPluginManager& manager, Expectations& expectations) {
+    std::vector<std::string> dependents;
+    for (const auto* info : manager.getProvidedPlugins(manager.getPluginForName("scene")))
+        if (info->getName() != "scene") dependents.push_back(info->getName());
+    expectations.expect(!manager.unload("scene"), "unloading a plugin that others need");
+    printLine("scene", "stays: needed by " + joined(dependents));
+
+    expectations.expect(!manager.unload("recorder"), "unloading a plugin against the listener's veto");
+    printLine("recorder", "stays: vetoed by the host's listener");
+}
+
+void unloadPlugins(QvPluginManager& manager, const HostListener& listener, const std::vector<QvPluginInfo>& queue,
+                   Expectations& expectations) {
+    printHeading("Unloading");
+    tryToUnload(manager, expectations);
+    manager.unloadAll();
+    printLine("all", joined(listener.unloadOrder()));
+    expectations.checkUnloadOrder(queue, listener.unloadOrder());
+
+    const auto plugins = manager.getPlugins().size();
+    const auto objects = manager.getAllObjects().size();
+    printLine("left", std::to_string(plugins) + " plugins, " + std::to_string(objects) + " objects in the pool");
+    expectations.expect(plugins == 0 && objects == 0, "leaving something behind");
+}
+
+bool demonstrate(const std::string& resultPath) {
+    auto& manager = *QvPluginManager::instance();
+    HostListener listener("telemetry", "recorder");
+    Expectations expectations;
+
+    const auto queue = loadPlugins(manager);
+    reportLoading(manager, listener, queue);
+    expectations.checkLoading(queue, listener);
+    if (!expectations.met()) return false;
+
+    run(manager, resultPath, expectations);
+    unloadPlugins(manager, listener, queue, expectations);
+    return expectations.met();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // The listener says why a plugin was refused; the log need not repeat it.
+    Qv::LogSetLevel(Qv::kLogLevelError);
+    try {
+        return demonstrate(argc > 1 ? argv[1] : "simulation.csv") ? 0 : 1;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
+}

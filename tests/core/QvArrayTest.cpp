@@ -1,0 +1,53 @@
+#include <QvPlatform/core/QvArray.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <numeric>
+#include <string>
+#include <utility>
+
+namespace {
+
+using Qv::QvArray;
+using Texts = QvArray<std::string>;
+
+TEST(QvArray, tellsAListFromACount) {
+    EXPECT_EQ((QvArray<int>{3, 1}.size()), 2U);
+    EXPECT_EQ(QvArray<int>(3, 1), (QvArray<int>{1, 1, 1}));
+    EXPECT_EQ(QvArray<int>(2), (QvArray<int>{0, 0}));
+    EXPECT_EQ((Texts{"a", "b"}), (Texts{"a", std::string("b")}));  // not a pair of iterators
+    EXPECT_TRUE(Texts{}.empty());
+}
+
+TEST(QvArray, keepsOrderWhileItChangesInTheMiddle) {
+    Texts texts{"a", "d"};
+    texts.insert(texts.begin() + 1, {"b", "c"});
+    texts.push_back(texts.front());  // an element of its own, while it may move
+    EXPECT_EQ(texts, (Texts{"a", "b", "c", "d", "a"}));
+    const auto next = texts.erase(texts.begin() + 1, texts.begin() + 3);
+    EXPECT_EQ(*next, "d");
+    EXPECT_EQ(texts, (Texts{"a", "d", "a"}));
+    EXPECT_NE(texts, (Texts{"a", "a", "d"}));
+    EXPECT_EQ(std::accumulate(texts.rbegin(), texts.rend(), std::string()), "ada");
+    EXPECT_EQ(texts.data() + texts.size(), &texts.back() + 1);
+}
+
+TEST(QvArray, movesItsElementsAndCopiesThemApart) {
+    QvArray<std::unique_ptr<int>> owners;
+    owners.push_back(std::make_unique<int>(1));
+    owners.emplace_back(new int(2));
+    const int* const first = owners.front().get();
+    QvArray<std::unique_ptr<int>> moved(std::move(owners));
+    EXPECT_EQ(moved.front().get(), first);
+    owners = std::move(moved);
+    ASSERT_EQ(owners.size(), 2U);
+    EXPECT_EQ(*owners[1], 2);
+
+    const Texts original{"a"};
+    Texts copy = original;
+    copy[0] = "changed";
+    EXPECT_EQ(original.at(0), "a");
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+#include <QvPlatform/core/QvVersion.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+namespace {
+
+using Qv::QvVersion;
+
+std::string parsed(const std::string& text) {
+    QvVersion out(7, 7, 7, 7, "kept");
+    const bool succeeded = QvVersion::parse(text, &out);
+    EXPECT_EQ(out.label, "kept") << text;
+    EXPECT_EQ(QvVersion::parse(text, nullptr), succeeded) << text;
+    if (succeeded) return out.toString();
+    EXPECT_EQ(out.toString(), "7.7.7.7") << text;
+    return "refused";
+}
+
+TEST(QvVersion, parsesUpToFourComponentsOfDigits) {
+    const struct {
+        std::string text;
+        std::string result;
+    } cases[] = {
+        {"", "0.0.0.0"},
+        {"1", "1.0.0.0"},
+        {"1.", "1.0.0.0"},
+        {"1.2", "1.2.0.0"},
+        {"1.2.", "1.2.0.0"},
+        {"01.002.3.4", "1.2.3.4"},
+        {"1.2.3.4.", "1.2.3.4"},
+        {"1.2.3.4.5", "1.2.3.4"},
+        {"1.2.3.4.xyz", "1.2.3.4"},
+        {"1.2.3.4x", "refused"},
+        {".", "refused"},
+        {".1", "refused"},
+        {"1..2", "refused"},
+        {"1.2a", "refused"},
+        {" 1", "refused"},
+        {"1 ", "refused"},
+        {"-1", "refused"},
+        {"+1", "refused"},
+        {std::string("1\0", 2), "refused"},
+        {"\xD9\xA1", "refused"},  // a digit, but not an ASCII one
+        {"2147483647", "2147483647.0.0.0"},
+        {"2147483648", "-2147483648.0.0.0"},
+        {"4294967296.4294967297", "0.1.0.0"},
+        {"99999999999", "1215752191.0.0.0"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(parsed(c.text), c.result) << c.text;
+        EXPECT_EQ(QvVersion(c.text).toString(), c.result == "refused" ? "0.0.0.0" : c.result) << c.text;
+        EXPECT_EQ(QvVersion(c.text).label, "") << c.text;
+    }
+}
+
+TEST(QvVersion, comparesTheFirstThreeComponentsAsSignedNumbers) {
+    const struct {
+        QvVersion lower;
+        QvVersion upper;
+        int order;
+    } cases[] = {
+        {{1, 2, 3, 4, "a"}, {1, 2, 3, 9, "b"}, 0},
+        {{1, 2, 3, 4, ""}, {1, 3, 0, 0, ""}, -1},
+        {{1, 9, 9, 9, ""}, {2, 0, 0, 0, ""}, -1},
+        {{1, 2, 3, 9, ""}, {1, 2, 4, 0, ""}, -1},
+        {{-1, 5, 0, 0, ""}, {0, 0, 0, 0, ""}, -1},
+        {{INT_MIN, 0, 0, 0, ""}, {INT_MAX, 0, 0, 0, ""}, -1},  // a difference would overflow
+        {{9, 0, 0, 0, ""}, {10, 0, 0, 0, ""}, -1},             // a text comparison would reverse it
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(QvVersion::compare(c.lower, c.upper), c.order) << c.lower.toString();
+        EXPECT_EQ(QvVersion::compare(c.upper, c.lower), -c.order) << c.lower.toString();
+    }
+}
+
+TEST(QvVersion, isTheProductsOwnByDefault) {
+    const QvVersion byDefault;
+    for (const QvVersion& version : {byDefault, QvVersion::QuorexVersion}) {
+        EXPECT_EQ(version.toString(), Qv::QvGetVersion());
+        EXPECT_EQ(version.label, "2020a");
+    }
+    EXPECT_STREQ(Qv::QvGetVersion(), "2020.3.0.68");
+}
+
+TEST(QvVersion, writesSignedComponentsWithoutTheLabel) {
+    EXPECT_EQ(QvVersion(-1, 0, 0, 0, "beta").toString(), "-1.0.0.0");
+    EXPECT_EQ(QvVersion(INT_MIN, INT_MIN, INT_MIN, INT_MIN, "").toString(),
+              "-2147483648.-2147483648.-2147483648.-2147483648");
+}
+
+TEST(QvVersion, keepsItsTextUntilItIsAssigned) {
+    QvVersion version(1, 2, 3, 4, "label");
+    EXPECT_EQ(&version.toString(), &version.toString());
+    ASSERT_TRUE(QvVersion::parse("5.6.7.8", &version));
+    EXPECT_EQ(version.major, 5);
+    EXPECT_EQ(version.toString(), "1.2.3.4");
+    const QvVersion copy = version;
+    EXPECT_EQ(copy.toString(), "5.6.7.8");
+
+    const QvVersion& self = version;
+    version = self;
+    EXPECT_EQ(version.toString(), "1.2.3.4");
+    EXPECT_EQ(version.label, "label");
+
+    version = QvVersion(9, 8, 7, 6, "other");
+    EXPECT_EQ(version.toString(), "9.8.7.6");
+    EXPECT_EQ(version.label, "other");
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+#include <QvPlatform/diagnostics/Log.h>
+
+#include "../support/LogCapture.h"
+#include "../support/StandardError.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using support::LogCapture;
+using Texts = std::vector<std::string>;
+
+bool passes(const std::string& filter, const std::string& message) {
+    Qv::LogSetRegExFilter(filter);
+    Qv::LogWarn("%s", message.c_str());
+    const Texts texts = LogCapture::takeTexts();
+    EXPECT_TRUE(texts.empty() || texts == Texts{message});
+    return !texts.empty();
+}
+
+TEST(LogFilter, searchesTheMessageAlone) {
+    const LogCapture capture;
+    const struct {
+        const char* filter;
+        const char* message;
+        bool passes;
+    } cases[] = {
+        {"abc", "xabcx", true},        {"abc", "ab", false},        {"a|b", "xb", true},
+        {"^b", "ab", false},           {"^ab", "abc", true},        {"^b", "a\nb", false},
+        {"done$", "done", true},       {"done$", "done\n", false},  {"done\n$", "done\n", true},
+        {"WARN", "text", false},       {" - ", "text", false},      {"[0-9]{2}:", "text", false},
+        {"(x)\\1", "axx", true},       {"ABC", "abc", false},       {"x*", "", true},
+        {"", "anything", true},
+    };
+    for (const auto& c : cases) EXPECT_EQ(passes(c.filter, c.message), c.passes) << c.filter << " in " << c.message;
+}
+
+TEST(LogFilter, seesTheFirst4999Bytes) {
+    const LogCapture capture;
+    EXPECT_TRUE(passes("needle", std::string(4993, 'x') + "needle"));
+    EXPECT_FALSE(passes("needle", std::string(4994, 'x') + "needle"));
+    EXPECT_TRUE(passes("x$", std::string(6000, 'x')));
+}
+
+TEST(LogFilter, givesTheHandlerArgumentsThatNobodyHasRead) {
+    const LogCapture capture;
+    Qv::LogSetRegExFilter("1 two 3");
+    Qv::LogDebug("%d %s %.0f", 1, "two", 3.0);
+    EXPECT_EQ(LogCapture::takeTexts(), Texts{"1 two 3"});
+}
+
+TEST(LogFilter, leavesErrorsAndFatalMessagesAlone) {
+    const LogCapture capture;
+    for (const char* filter : {"abc", "["}) {
+        Qv::LogSetRegExFilter(filter);
+        Qv::LogError("ab");
+        Qv::LogFatal("ab");
+        EXPECT_EQ(LogCapture::takeTexts(), (Texts{"ab", "ab"})) << filter;
+    }
+}
+
+TEST(LogFilter, throwsFromTheLowerLevelsWhenItIsInvalid) {
+    const support::LogStateRestore restore;
+    Qv::LogSetRegExFilter("(");
+    EXPECT_EQ(Qv::LogGetRegExFilter(), "(");
+    const std::string longText(3000, 'x');
+    for (const auto threshold : {Qv::kLogLevelTrace, Qv::kLogLevelNone}) {
+        Qv::LogSetLevel(threshold);
+        const std::string written = support::standardErrorOf([&] {
+            EXPECT_THROW(Qv::LogWarn("text"), std::regex_error);
+            EXPECT_THROW(Qv::LogInfo("text"), std::regex_error);
+            EXPECT_THROW(Qv::LogDebug("%s", longText.c_str()), std::regex_error);
+            EXPECT_THROW(Qv::LogTrace("text"), std::regex_error);
+        });
+        EXPECT_EQ(written, "");
+    }
+}
+
+TEST(LogFilter, survivesALongTextAndAPatternThatRecursesForEachCharacter) {
+    const LogCapture capture;
+    EXPECT_TRUE(passes("^(.|b)*z$", std::string(4998, 'a') + "z"));
+    EXPECT_FALSE(passes("^(.|b)*z$", std::string(4999, 'a')));
+}
+
+TEST(LogFilter, keepsItsTextWhenItIsAssignedToItself) {
+    const support::LogStateRestore restore;
+    Qv::LogSetRegExFilter("a rather long expression, too long to lie within a string object");
+    const std::string before = Qv::LogGetRegExFilter();
+    Qv::LogSetRegExFilter(Qv::LogGetRegExFilter());
+    EXPECT_EQ(Qv::LogGetRegExFilter(), before);
+}
+
+}  // namespace

@@ -83,9 +83,22 @@ std::u16string splitIntoUnits(const std::u32string& text) {
     return out;
 }
 
-bool isEscape(char32_t value) { return value >= 0xDC80 && value <= 0xDCFF; }
+bool isIn(char32_t value, char32_t first, char32_t last) { return value >= first && value <= last; }
 
-bool isCharacter(char32_t value) { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
+std::u32string joinUnits(const std::u16string& text) {
+    std::u32string out;
+    for (const char16_t unit : text) {
+        if (isIn(unit, 0xDC00, 0xDFFF) && !out.empty() && isIn(out.back(), 0xD800, 0xDBFF))
+            out.back() = 0x10000 + (out.back() - 0xD800) * 0x400 + (unit - 0xDC00U);
+        else
+            out += unit;
+    }
+    return out;
+}
+
+bool isEscape(char32_t value) { return isIn(value, 0xDC80, 0xDCFF); }
+
+bool isCharacter(char32_t value) { return value <= 0x10FFFF && !isIn(value, 0xD800, 0xDFFF); }
 
 void checkBytes(const std::string& bytes) {
     const std::u32string wide = os::decodeUtf8<char32_t>(bytes);
@@ -96,9 +109,11 @@ void checkBytes(const std::string& bytes) {
     require(os::narrow(os::widen(bytes)) == bytes);
 }
 
-// 16-bit text of any kind survives the way through bytes.
+// 16-bit text of any kind survives the way through bytes; a pair is one character there.
 void check16BitText(const std::u16string& text) {
-    require(os::decodeUtf8<char16_t>(os::encodeUtf8<char16_t>(text)) == text);
+    const std::string bytes = os::encodeUtf8<char16_t>(text);
+    require(os::decodeUtf8<char16_t>(bytes) == text);
+    require(referenceDecode(bytes, true) == joinUnits(text));
 }
 
 // 32-bit text does when it has no escapes, which may meet and form a character; what is none is replaced.

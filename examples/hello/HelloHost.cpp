@@ -8,8 +8,8 @@
 
 int main(int argc, char** argv) {
     using QvPlatform::Directory;
-    const Directory plugins = argc > 1 ? Directory(std::string(argv[1]))
-                                       : Directory(Directory::kExecutableDirectory).directory("hello-plugins");
+    const Directory here(Directory::kExecutableDirectory);
+    const Directory plugins = argc > 1 ? Directory(argv[1]) : here.directory("hello-plugins");
 
     Qv::LogSetLevel(Qv::kLogLevelWarn);
     auto* manager = QvPluginSystem::QvPluginManager::instance();

@@ -10,8 +10,8 @@
 
 namespace simulation {
 
-/// The first published object of class `T`.
-/// Throws when there is none; out of an `InitializePlugin` that fails the plugin, with the text as the reason.
+/// The first published object of class `T`. Throws when there is none: out of an `InitializePlugin` that
+/// fails the plugin, with the text as the reason.
 template <typename T>
 T& findObject(const QvPluginSystem::QvPluginManager& manager) {
     for (auto* object : manager.getAllObjects())
@@ -19,8 +19,8 @@ T& findObject(const QvPluginSystem::QvPluginManager& manager) {
     throw std::runtime_error("a needed object is not in the pool");
 }
 
-/// The object that a plugin publishes between its initialization and its uninitialization. Its code lies in the
-/// plugin, so it must be withdrawn and destroyed before the plugin's library is closed.
+/// The object that a plugin publishes between its initialization and its uninitialization. Its code lies in
+/// the plugin, so it must be withdrawn and destroyed before the plugin's library is closed.
 template <typename T>
 class PublishedObject {
 public:

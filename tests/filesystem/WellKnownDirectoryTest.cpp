@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace {
@@ -39,11 +40,13 @@ TEST(WellKnownDirectory, isTheUsersOwn) {
         const VariableChange change(variable, home + end);
         EXPECT_EQ(wellKnown(Directory::kUserProfile), universal);
     }
-    const VariableChange change(variable, std::nullopt);
-    if (kWindows)
-        EXPECT_EQ(wellKnown(Directory::kUserProfile), "%USERPROFILE%/");
-    else
-        EXPECT_TRUE(Directory(Directory::kUserProfile).exists());  // the account's home
+    for (const auto& none : {std::optional<std::string>(), std::optional<std::string>("")}) {
+        const VariableChange change(variable, none);
+        if (kWindows)
+            EXPECT_EQ(wellKnown(Directory::kUserProfile), "%USERPROFILE%/");
+        else
+            EXPECT_TRUE(Directory(Directory::kUserProfile).exists());  // the account's home
+    }
 }
 
 TEST(WellKnownDirectory, isTheTemporaryOne) {

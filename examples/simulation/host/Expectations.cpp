@@ -16,16 +16,19 @@ const std::map<std::string, int> kUseCounts = {
 const HostListener::Refusals kRefusals = {
     {"fluid", {"Could not find dependent plugin turbulence"}},
     {"hinge",
-     {"Circular dependency detected with motor", "The following dependency has not been initialized : motor"}},
+     {"Circular dependency detected with motor",
+      "The following dependency has not been initialized : motor"}},
     {"legacy",
      {"Plugin file could not be loaded : The plugin legacy was built in debug mode while Quorex was built in "
       "debug mode"}},
     {"motor",
-     {"Circular dependency detected with hinge", "The following dependency has not been initialized : hinge"}},
+     {"Circular dependency detected with hinge",
+      "The following dependency has not been initialized : hinge"}},
     {"ragdoll", {"scene is not compatible. Expected version 9.0.0.0"}}};
 
 std::vector<std::string> namesOf(const std::vector<QvPluginInfo>& plugins) {
     std::vector<std::string> names;
+    names.reserve(plugins.size());
     for (const auto& info : plugins) names.push_back(info.getName());
     return names;
 }
@@ -59,7 +62,7 @@ void Expectations::checkLoading(const std::vector<QvPluginInfo>& queue, const Ho
     expect(useCounts == kUseCounts, "the loaded plugins and their use counts");
     expect(dependenciesComeFirst(queue, namesOf(queue)), "the load order");
     expect(listener.refusals() == kRefusals, "the refused plugins and their reasons");
-    expect(listener.keptOut() == std::set<std::string>{"telemetry"}, "the plugins that the listener keeps out");
+    expect(listener.keptOut() == std::set<std::string>{"telemetry"}, "the plugins that the listener vetoes");
 }
 
 void Expectations::checkRun(const RunResult& run) {

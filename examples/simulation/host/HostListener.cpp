@@ -15,7 +15,8 @@ HostListener::HostListener(std::string unwanted, std::string retained)
 
 HostListener::~HostListener() { QvPluginManager::removeListener(this); }
 
-void HostListener::onPluginError(const std::string& file, const QvPluginInfo* info, const std::string& error) {
+void HostListener::onPluginError(const std::string& file, const QvPluginInfo* info,
+                                 const std::string& error) {
     // A library that is refused at first sight has not been asked for its name.
     const std::string name = info ? info->getName() : QvPlatform::File(file).getBaseName();
     refusals_[name].insert(error);

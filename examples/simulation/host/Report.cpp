@@ -31,9 +31,9 @@ std::string dependenciesOf(const QvPluginInfo& info) {
 std::string measurementText(const Measurement& measurement) {
     const auto& momentum = measurement.momentum;
     std::ostringstream text;
-    text << std::fixed << std::setprecision(1) << std::right << "energy " << std::setw(8) << measurement.energy
-         << " J   momentum (" << std::setw(7) << momentum.x << ',' << std::setw(7) << momentum.y << ','
-         << std::setw(7) << momentum.z << ") kg m/s";
+    text << std::fixed << std::setprecision(1) << std::right << "energy " << std::setw(8)
+         << measurement.energy << " J   momentum (" << std::setw(7) << momentum.x << ',' << std::setw(7)
+         << momentum.y << ',' << std::setw(7) << momentum.z << ") kg m/s";
     return text.str();
 }
 
@@ -49,7 +49,8 @@ void printSearchDirectories(const QvPluginSystem::QvPluginManager& manager) {
     printHeading("Search directories");
     for (const auto& text : manager.getPluginSearchDirs()) {
         const QvPlatform::Directory directory(text);
-        std::cout << "  " << directory.toNativePath() << (directory.exists() ? "" : "  (does not exist)") << '\n';
+        std::cout << "  " << directory.toNativePath() << (directory.exists() ? "" : "  (does not exist)")
+                  << '\n';
     }
 }
 
@@ -68,8 +69,8 @@ void printPlugins(const std::vector<QvPluginInfo>& plugins) {
 }
 
 void printRun(const RunResult& run) {
-    printHeading("Simulation of " + std::to_string(kStepCount) + " steps, " + std::to_string(kStepsPerSecond) +
-                 " to the second");
+    printHeading("Simulation of " + std::to_string(kStepCount) + " steps, " +
+                 std::to_string(kStepsPerSecond) + " to the second");
     printLine("start", measurementText(run.start));
     printLine("end", measurementText(run.end));
     printLine("contacts", std::to_string(run.contacts));

@@ -1,7 +1,7 @@
-// A host program whose work is done by plugins: it loads them from "simulation-plugins" beside itself, says what
-// became of each, runs the simulation that they make up together, and unloads them again. The result goes to
-// the file given as argument, or to "simulation.csv" in the current directory. Exits with 0 when everything was
-// as these plugins require.
+// A host program whose work is done by plugins: it loads them from "simulation-plugins" beside itself, says
+// what became of each, runs the simulation that they make up together, and unloads them again. The result
+// goes to the file given as argument, or to "simulation.csv" in the current directory. Exits with 0 when
+// everything was as these plugins require.
 
 #include "../ObjectPool.h"
 #include "Expectations.h"
@@ -46,12 +46,13 @@ void run(const QvPluginManager& manager, const std::string& resultPath, Expectat
     expectations.checkRun(result);
 
     const bool written = simulation::findObject<simulation::Recorder>(manager).write(resultPath);
-    printLine("result", (written ? "" : "could not be written to ") +
-                            QvPlatform::File(resultPath).toNativePath());
+    const std::string place = QvPlatform::File(resultPath).toNativePath();
+    printLine("result", (written ? "written to " : "could not be written to ") + place);
     expectations.expect(written, "writing the result");
 }
 
-/// Two requests that leave the plugin where it is: others need the scene, and the listener keeps the recorder.
+/// Two requests that leave the plugin where it is: others need the scene, and the listener keeps the
+/// recorder.
 void tryToUnload(QvPluginManager& manager, Expectations& expectations) {
     std::vector<std::string> dependents;
     for (const auto* info : manager.getProvidedPlugins(manager.getPluginForName("scene")))
@@ -63,8 +64,8 @@ void tryToUnload(QvPluginManager& manager, Expectations& expectations) {
     printLine("recorder", "stays: vetoed by the host's listener");
 }
 
-void unloadPlugins(QvPluginManager& manager, const HostListener& listener, const std::vector<QvPluginInfo>& queue,
-                   Expectations& expectations) {
+void unloadPlugins(QvPluginManager& manager, const HostListener& listener,
+                   const std::vector<QvPluginInfo>& queue, Expectations& expectations) {
     printHeading("Unloading");
     tryToUnload(manager, expectations);
     manager.unloadAll();
@@ -73,7 +74,8 @@ void unloadPlugins(QvPluginManager& manager, const HostListener& listener, const
 
     const auto plugins = manager.getPlugins().size();
     const auto objects = manager.getAllObjects().size();
-    printLine("left", std::to_string(plugins) + " plugins, " + std::to_string(objects) + " objects in the pool");
+    printLine("left",
+              std::to_string(plugins) + " plugins, " + std::to_string(objects) + " objects in the pool");
     expectations.expect(plugins == 0 && objects == 0, "leaving something behind");
 }
 

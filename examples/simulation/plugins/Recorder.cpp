@@ -12,7 +12,8 @@ namespace {
 
 class CsvRecorder : public simulation::Recorder {
 public:
-    CsvRecorder(const simulation::Scene& scene, const simulation::World& world) : scene_(scene), world_(world) {
+    CsvRecorder(const simulation::Scene& scene, const simulation::World& world)
+        : scene_(scene), world_(world) {
         table_ << std::fixed << std::setprecision(6) << "time,sphere,x,y,z\n";
     }
 

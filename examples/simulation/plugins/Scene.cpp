@@ -11,9 +11,9 @@ using simulation::Sphere;
 using simulation::Vector3;
 
 constexpr int kSpheresPerEdge = 3;
-constexpr double kFirst = 0.4;     // metres from the wall to the first centre
-constexpr double kSpacing = 0.6;   // metres from centre to centre
-constexpr double kDensity = 500.0; // kilograms per cubic metre
+constexpr double kFirst = 0.4;      // metres from the wall to the first centre
+constexpr double kSpacing = 0.6;    // metres from centre to centre
+constexpr double kDensity = 500.0;  // kilograms per cubic metre
 
 /// A small whole number from -2 to 2 that looks random and is the same in every run.
 double scatter(int seed) { return seed * seed % 5 - 2; }

@@ -1,5 +1,5 @@
-// A plugin that does nothing. Its target states the name, the plugin that it needs, if any, and the build that
-// it claims to come from, if not the true one: enough to see how the manager keeps plugins out.
+// A plugin that does nothing. Its target states the name, the plugin that it needs, if any, and the build
+// that it claims to come from, if not the true one: enough to see how the manager keeps plugins out.
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 

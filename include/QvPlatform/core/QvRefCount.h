@@ -38,7 +38,7 @@ public:
         QvArray<Subscriber*> subscribers;
 
         /// Adds a reference unless there is none left; false means that the object is gone or going.
-        bool refUnlessZero() noexcept;
+        QV_API bool refUnlessZero() noexcept;
     };
 
     QvRefCount();

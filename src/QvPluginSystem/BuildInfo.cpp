@@ -2,17 +2,20 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include <algorithm>
 #include <exception>
-#include <map>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace QvPluginSystem {
 namespace {
 
-using Pairs = std::map<std::string_view, std::string_view>;
+using Pairs = std::vector<std::pair<std::string_view, std::string_view>>;
 
 Pairs readPairs(std::string_view text) {
     Pairs pairs;
+    pairs.reserve(8);
     for (;;) {
         const auto colon = text.find(':');
         if (colon == std::string_view::npos) return pairs;
@@ -20,15 +23,16 @@ Pairs readPairs(std::string_view text) {
         const auto valueStart = text.find_first_not_of(" \t\n\v\f\r", colon + 1);
         if (valueStart == std::string_view::npos) return pairs;
         const auto lineEnd = text.find('\n', valueStart);
-        pairs[key] = text.substr(valueStart, lineEnd - valueStart);
+        pairs.emplace_back(key, text.substr(valueStart, lineEnd - valueStart));
         if (lineEnd == std::string_view::npos) return pairs;
         text.remove_prefix(lineEnd + 1);
     }
 }
 
+// The last one of a key counts.
 std::string_view valueOf(const Pairs& pairs, std::string_view key) {
-    const auto found = pairs.find(key);
-    return found == pairs.end() ? std::string_view() : found->second;
+    const auto found = std::find_if(pairs.rbegin(), pairs.rend(), [&](const auto& pair) { return pair.first == key; });
+    return found == pairs.rend() ? std::string_view() : found->second;
 }
 
 std::int32_t numberOf(const Pairs& pairs, std::string_view key) {

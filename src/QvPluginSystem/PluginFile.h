@@ -18,10 +18,11 @@ namespace QvPluginSystem {
 /// letter case aside where the platform's files do so, or when the file system says so.
 struct PluginFile {
     /// Looks at the disk once.
-    explicit PluginFile(const std::string& path) : key(keyOf(path)), status(os::entryStatus(key)) {}
+    explicit PluginFile(const std::string& path) : PluginFile(QvPlatform::File(path)) {}
+    explicit PluginFile(const QvPlatform::File& file) : PluginFile(file, os::entryStatus(file.widePath())) {}
+    PluginFile(const QvPlatform::File& file, os::EntryStatus seen) : key(keyOf(file)), status(std::move(seen)) {}
 
-    static std::wstring keyOf(const std::string& path) {
-        const QvPlatform::File file(path);
+    static std::wstring keyOf(const QvPlatform::File& file) {
         if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();
         return Qv::detail::foldedCase(file.widePath());
     }
@@ -54,8 +55,9 @@ public:
 
     /// The same, asking the disk only when the path alone does not tell.
     Value* find(const std::string& path) const {
-        if (Value* value = lookUp(byKey_, PluginFile::keyOf(path))) return value;
-        return byIdentity_.empty() ? nullptr : find(PluginFile(path));
+        const QvPlatform::File file(path);
+        if (Value* value = lookUp(byKey_, PluginFile::keyOf(file))) return value;
+        return byIdentity_.empty() ? nullptr : find(PluginFile(file));
     }
 
 private:

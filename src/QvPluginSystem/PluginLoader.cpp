@@ -138,16 +138,15 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
     constexpr const char* kCircular = "Circular dependency detected with ";
     if (underWay_.foldedNames.count(Qv::detail::foldedCase(dependency.name)) != 0) return failed(kCircular);
 
-    const std::string path = state_.searchPath.find(dependency.name);
+    const auto found = state_.searchPath.find(dependency.name);
     LoadedPlugin* plugin = nullptr;
-    if (path.empty()) {
+    if (!found) {
         // It may have been loaded from outside the search directories.
         plugin = state_.registry.findForDependency(dependency);
         if (!plugin) return failed("Could not find dependent plugin ");
     } else {
-        const PluginFile file(path);
-        if (underWay_.files.find(file)) return failed(kCircular);
-        if (loadFile(path, file, Request::Dependency)) plugin = state_.registry.findByFile(file);
+        if (underWay_.files.find(found->file)) return failed(kCircular);
+        if (loadFile(found->path, found->file, Request::Dependency)) plugin = state_.registry.findByFile(found->file);
     }
     if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
     return plugin;
@@ -173,15 +172,15 @@ void PluginLoader::accept(Candidate& candidate, Request request) const {
 }
 
 QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {
-    const std::string path = state_.searchPath.find(nameOrPath);
-    if (path.empty()) {
+    const auto found = state_.searchPath.find(nameOrPath);
+    if (!found) {
         Qv::LogWarn("QvPluginManager:loadInfo - Error cannot find plugin file: %s\n", nameOrPath.c_str());
         return {};
     }
     std::string ignored;
     OpenPluginLibrary library(state_.libraries);
-    if (!library.open(path, ignored)) return {};
-    QvPluginInfo info(path);
+    if (!library.open(found->path, ignored)) return {};
+    QvPluginInfo info(found->path);
     const auto read = [&] {
         if (!library.entryPoints().isValid(&ignored)) return false;
         library.entryPoints().getPluginInfo(info);

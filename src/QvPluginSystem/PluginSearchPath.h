@@ -2,7 +2,11 @@
 
 #include <QvPlatform/core/QvArray.h>
 
+#include "QvPluginSystem/PluginFile.h"
+
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace QvPluginSystem {
 
@@ -23,14 +27,22 @@ public:
     /// Only the default directory: "plugins" beside this library.
     void reset();
 
-    /// The path of the plugin file called `name`, or "": the name as it stands, from the current directory
-    /// and then in each directory, and after that the name with the extension likewise.
-    std::string find(const std::string& name) const;
+    struct Found {
+        std::string path;
+        PluginFile file;
+    };
+
+    /// The regular file called `name`: the name as it stands, from the current directory and then in each
+    /// directory, and after that the name with the extension likewise.
+    std::optional<Found> find(const std::string& name) const;
 
 private:
-    std::string findExactly(const std::string& name) const;
+    std::optional<Found> findExactly(const std::string& name) const;
+    void addEffective(const std::string& directory);
 
     Qv::QvArray<std::string> effective_;
+    // The directories' paths; empty where the text is relative, so that its path changes with the process's.
+    std::vector<std::wstring> effectivePaths_;
     Qv::QvArray<std::string> added_;
 };
 

@@ -16,6 +16,12 @@ std::wstring fromText(const std::string& text, PathRules::PathKind kind) {
     return os::widen(PathRules::normalize(text, kind, os::nativePathStyle(), currentDirectory));
 }
 
+bool isRelative(const std::string& text) {
+    std::string universal = text;
+    std::replace(universal.begin(), universal.end(), '\\', '/');
+    return PathRules::isRelative(universal, os::nativePathStyle());
+}
+
 std::string toText(std::wstring path, bool native, std::wstring_view form) {
     if (native && PathRules::hasNativeBackslashes(form, os::nativePathStyle()))
         std::replace(path.begin(), path.end(), L'/', L'\\');

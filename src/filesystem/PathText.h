@@ -10,6 +10,9 @@ namespace QvPlatform::PathText {
 /// The stored form of a text by the running platform's rules.
 std::wstring fromText(const std::string& text, PathRules::PathKind kind);
 
+/// Whether the stored form of a text depends on the current directory.
+bool isRelative(const std::string& text);
+
 /// `path` in narrow form; with `native`, separators as `form`, the path that it is a part of, has them.
 std::string toText(std::wstring path, bool native, std::wstring_view form);
 

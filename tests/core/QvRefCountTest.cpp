@@ -1,6 +1,6 @@
 #include <QvPlatform/core/QvSmartPtr.h>
 
-#include "../support/LogCapture.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -49,19 +49,15 @@ void throwAtOnce(Qv::eLogLevel, const char* const, Qv::LogArgs) { throw std::run
 
 TEST(QvSmartPtr, countsEachOwnerAndDeletesWithTheLast) {
     std::atomic<int> destroyed{0};
-    QvSmartPtr<Body> none;
-    EXPECT_FALSE(none);
     auto* const raw = new Sphere(destroyed);
     EXPECT_EQ(raw->refCount(), 0);
-
     QvSmartPtr<Sphere> first(raw);
     QvSmartPtr<Sphere> fromRaw(raw);  // the count lives with the object
     QvSmartPtr<Body> base = first;
     EXPECT_EQ(raw->refCount(), 3);
-    EXPECT_TRUE(base == first && base != none);
+    EXPECT_TRUE(base == first);
 
     QvSmartPtr<Body> moved(std::move(base));
-    EXPECT_EQ(raw->refCount(), 3);
     const QvSmartPtr<Sphere>& self = first;
     first = self;
     first.reset(raw);
@@ -69,23 +65,23 @@ TEST(QvSmartPtr, countsEachOwnerAndDeletesWithTheLast) {
 
     first.reset();
     fromRaw = nullptr;
-    none.swap(moved);
+    base.swap(moved);
     EXPECT_FALSE(moved);
-    EXPECT_EQ(none->refCount(), 1);
+    EXPECT_EQ(base->refCount(), 1);
     EXPECT_EQ(destroyed, 0);
-    none = moved;
+    base = moved;
     EXPECT_EQ(destroyed, 1);
 }
 
 TEST(QvRefCount, countsObjectsAndNotValues) {
-    std::atomic<int> destroyed{0};
-    const QvSmartPtr<Body> original(new Body(destroyed));
-    const QvSmartPtr<Body> copy(new Body(*original));
-    EXPECT_EQ(copy->refCount(), 1);
-    const QvSmartPtr<Body> second = original;
-    static_cast<QvRefCount&>(*copy) = *original;
-    EXPECT_EQ(copy->refCount(), 1);
-    EXPECT_EQ(original->refCount(), 2);
+    const LogCapture capture;  // of the warning that the reference brings about
+    QvRefCount original;
+    original.ref();
+    QvRefCount copy = original;
+    EXPECT_EQ(copy.refCount(), 0);
+    copy = original;
+    EXPECT_EQ(copy.refCount(), 0);
+    EXPECT_EQ(original.refCount(), 1);
 }
 
 TEST(QvRefCount, warnsInTwoLinesWhenReferencesRemain) {
@@ -143,13 +139,10 @@ TEST(QvRefCount, tellsEachSubscriberOnceThatItGoes) {
 
 TEST(QvWeakPtr, locksOnlyWhatSomebodyOwns) {
     std::atomic<int> destroyed{0};
-    EXPECT_FALSE(QvWeakPtr<Body>().lock());
-    EXPECT_TRUE(QvWeakPtr<Body>().expired());
-
+    EXPECT_TRUE(!QvWeakPtr<Body>().lock() && QvWeakPtr<Body>().expired());
     QvSmartPtr<Sphere> owner(new Sphere(destroyed));
     const QvWeakPtr<Body> watch(owner);
     owner->self = watch;
-    EXPECT_EQ(owner->refCount(), 1);
     EXPECT_FALSE(watch.expired());
     EXPECT_EQ(watch.lock(), owner);
     EXPECT_EQ(owner->refCount(), 1);
@@ -159,8 +152,7 @@ TEST(QvWeakPtr, locksOnlyWhatSomebodyOwns) {
     EXPECT_EQ(destroyed, 0);
     locked.reset();
     EXPECT_EQ(destroyed, 1);
-    EXPECT_TRUE(watch.expired());
-    EXPECT_FALSE(watch.lock());
+    EXPECT_TRUE(watch.expired() && !watch.lock());
 
     // The record outlives its object, and a reference that remained does not make it look alive.
     const LogCapture capture;
@@ -171,8 +163,7 @@ TEST(QvWeakPtr, locksOnlyWhatSomebodyOwns) {
         body.ref();
         orphan = QvSmartPtr<Body>(&body);
     }
-    EXPECT_TRUE(orphan.expired());
-    EXPECT_FALSE(orphan.lock());
+    EXPECT_TRUE(orphan.expired() && !orphan.lock());
 }
 
 TEST(QvWeakPtr, racesWithTheLastOwnerAndNeverRevives) {

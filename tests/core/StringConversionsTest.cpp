@@ -39,16 +39,18 @@ TEST(Utf, decodesCharactersAndMarksWhatIsNone) {
         {"\xC3\xA9", u"\u00E9", U"\u00E9"},
         {"\xE5\x90\x8D", u"\u540D", U"\u540D"},
         {"\xF0\x9D\x84\x9E", u"\U0001D11E", U"\U0001D11E"},
-        {"\x80z", {0xFFFD, u'z'}, {0xDC80, U'z'}},                                // continuation alone
-        {"\xFF\xFE", {0xFFFD, 0xFFFD}, {0xDCFF, 0xDCFE}},                         // never a first byte
-        {"\xC3", {0xFFFD}, {0xDCC3}},                                             // cut short at the end
-        {"\xE5\x90z", {0xFFFD, 0xFFFD, u'z'}, {0xDCE5, 0xDC90, U'z'}},            // cut short before another
-        {"\xC3\xC3\xA9", {0xFFFD, 0xE9}, {0xDCC3, 0xE9}},                         // the second byte begins anew
-        {"\xC0\xAF", {0xFFFD, 0xFFFD}, {0xDCC0, 0xDCAF}},                         // longer than needed
-        {"\xE0\x9F\xBF", {0xFFFD, 0xFFFD, 0xFFFD}, {0xDCE0, 0xDC9F, 0xDCBF}},     // longer than needed
-        {"\xED\xA0\x80", {0xD800}, {0xDCED, 0xDCA0, 0xDC80}},                     // a surrogate
-        {"\xED\xB2\x80", {0xDC80}, {0xDCED, 0xDCB2, 0xDC80}},                     // an escape's own value
-        {"\xF4\x90\x80\x80", {0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD}, {0xDCF4, 0xDC90, 0xDC80, 0xDC80}},  // too large
+        {"\x80z", {0xFFFD, u'z'}, {0xDC80, U'z'}},                             // continuation alone
+        {"\xFF\xFE", {0xFFFD, 0xFFFD}, {0xDCFF, 0xDCFE}},                      // never a first byte
+        {"\xC3", {0xFFFD}, {0xDCC3}},                                          // cut short at the end
+        {"\xE5\x90z", {0xFFFD, 0xFFFD, u'z'}, {0xDCE5, 0xDC90, U'z'}},         // cut short before another
+        {"\xC3\xC3\xA9", {0xFFFD, 0xE9}, {0xDCC3, 0xE9}},                      // the second byte begins anew
+        {"\xC0\xAF", {0xFFFD, 0xFFFD}, {0xDCC0, 0xDCAF}},                      // longer than needed
+        {"\xE0\x9F\xBF", {0xFFFD, 0xFFFD, 0xFFFD}, {0xDCE0, 0xDC9F, 0xDCBF}},  // longer than needed
+        {"\xED\xA0\x80", {0xD800}, {0xDCED, 0xDCA0, 0xDC80}},                  // a surrogate
+        {"\xED\xB2\x80", {0xDC80}, {0xDCED, 0xDCB2, 0xDC80}},                  // an escape's own value
+        {"\xF4\x90\x80\x80",
+         {0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD},
+         {0xDCF4, 0xDC90, 0xDC80, 0xDC80}},  // too large
     };
     for (const auto& c : cases) {
         EXPECT_TRUE(decodeUtf8<char16_t>(c.bytes) == c.units) << testing::PrintToString(c.bytes);
@@ -57,9 +59,11 @@ TEST(Utf, decodesCharactersAndMarksWhatIsNone) {
 }
 
 TEST(Utf, bringsEveryByteSequenceThrough32Bits) {
-    const std::string classes("\0\x41\x7F\x80\x8F\x90\x9F\xA0\xAF\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xED\xEE\xF0\xF1\xF4\xF5\xFF",
-                              23);
-    const auto comesBack = [](const std::string& bytes) { return encoded(decodeUtf8<char32_t>(bytes)) == bytes; };
+    const std::string classes(
+        "\0\x41\x7F\x80\x8F\x90\x9F\xA0\xAF\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xED\xEE\xF0\xF1\xF4\xF5\xFF", 23);
+    const auto comesBack = [](const std::string& bytes) {
+        return encoded(decodeUtf8<char32_t>(bytes)) == bytes;
+    };
     for (int first = 0; first < 256; ++first) {
         for (int second = 0; second < 256; ++second) {
             const std::string bytes{static_cast<char>(first), static_cast<char>(second)};
@@ -68,7 +72,8 @@ TEST(Utf, bringsEveryByteSequenceThrough32Bits) {
     }
     const std::size_t k = classes.size();
     for (std::size_t i = 0; i < k * k * k * k; ++i) {
-        const std::string bytes{classes[i % k], classes[i / k % k], classes[i / k / k % k], classes[i / k / k / k]};
+        const std::string bytes{classes[i % k], classes[i / k % k], classes[i / k / k % k],
+                                classes[i / k / k / k]};
         ASSERT_TRUE(comesBack(bytes)) << testing::PrintToString(bytes);
     }
 }

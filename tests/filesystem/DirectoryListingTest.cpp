@@ -1,8 +1,7 @@
 #include <QvPlatform/filesystem/Directory.h>
 
-#include "../support/HiddenFile.h"
-#include "../support/Platform.h"
-#include "../support/TemporaryFolder.h"
+#include "support/HiddenFile.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -34,14 +33,15 @@ TEST(DirectoryListing, givesWholePathsButNoHiddenFiles) {
     folder.addDirectory("sub/deeper");
     folder.addFile("sub/inner.txt");
     folder.addDirectory("\xC3\xA9");
-    support::addHiddenFile(folder, "hidden.txt");
-    const std::string hiddenFolder = support::addHiddenFolder(folder, "hidden");
+    support::addHidden(folder, "hidden.txt");
+    const std::string hiddenFolder = support::addHidden(folder, "hidden/");
     const Directory directory(folder.path());
 
     EXPECT_EQ(namesOf(directory.files()), (Names{"plain.txt", "\xE5\x90\x8D\xE5\x89\x8D.qvp"}));
     EXPECT_EQ(namesOf(directory.directories()), (Names{"sub", "\xC3\xA9", hiddenFolder}));
     EXPECT_EQ(directory.directory("sub").files().front().toUniversalPath(), folder.path() + "sub/inner.txt");
-    EXPECT_EQ(directory.directory("sub").directories().front().toUniversalPath(), folder.path() + "sub/deeper/");
+    EXPECT_EQ(directory.directory("sub").directories().front().toUniversalPath(),
+              folder.path() + "sub/deeper/");
 }
 
 TEST(DirectoryListing, appendsToTheCallersList) {
@@ -56,14 +56,9 @@ TEST(DirectoryListing, appendsToTheCallersList) {
     Directory(folder.path()).directories(directories);
     EXPECT_EQ(directories.size(), 2U);
     EXPECT_EQ(directories.front().getName(), "first");
-}
-
-TEST(DirectoryListing, isEmptyForWhatCannotBeListed) {
-    const TemporaryFolder folder;
-    for (const std::string& path : {folder.addFile("file"), folder.path() + "missing"}) {
-        EXPECT_TRUE(Directory(path).files().empty()) << path;
-        EXPECT_TRUE(Directory(path).directories().empty()) << path;
-    }
+    Directory(folder.path() + "missing").files(files);
+    Directory(folder.path() + "f").directories(directories);
+    EXPECT_EQ(files.size() + directories.size(), 4U);
 }
 
 TEST(Exists, tellsFilesFromDirectories) {
@@ -71,12 +66,10 @@ TEST(Exists, tellsFilesFromDirectories) {
     const std::string file = folder.addFile("\xC3\xA9.txt");
     folder.addDirectory("sub");
     const Directory directory(folder.path());
-    EXPECT_TRUE(directory.exists());
-    EXPECT_TRUE(File(file).exists());
+    EXPECT_TRUE(directory.exists() && File(file).exists());
     EXPECT_FALSE(Directory(file).exists());
     EXPECT_FALSE(File(folder.path() + "sub").exists());
     EXPECT_FALSE(File(folder.path() + "missing").exists());
-    EXPECT_FALSE(Directory(folder.path() + "missing").exists());
     EXPECT_TRUE(directory.hasFile("\xC3\xA9.txt") && !directory.hasDirectory("\xC3\xA9.txt"));
     EXPECT_TRUE(directory.hasDirectory("sub") && !directory.hasFile("sub"));
     EXPECT_TRUE(directory.hasFile("sub/../\xC3\xA9.txt"));

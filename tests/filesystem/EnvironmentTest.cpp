@@ -1,7 +1,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 
-#include "../support/Platform.h"
-#include "../support/VariableChange.h"
+#include "support/Platform.h"
+#include "support/VariableChange.h"
 
 #include <gtest/gtest.h>
 
@@ -27,8 +27,12 @@ TEST_F(Environment, isReadAsTheRuntimeReadsIt) {
         EXPECT_EQ(getEnv(name_), value);
         EXPECT_STREQ(std::getenv(name_.c_str()), value);
     }
-    EXPECT_TRUE(putEnv(name_, "Gr\xC3\xB6\xC3\x9F" "e \xE5\x90\x8D"));
-    EXPECT_EQ(getEnv(name_), "Gr\xC3\xB6\xC3\x9F" "e \xE5\x90\x8D");
+    EXPECT_TRUE(putEnv(name_,
+                       "Gr\xC3\xB6\xC3\x9F"
+                       "e \xE5\x90\x8D"));
+    EXPECT_EQ(getEnv(name_),
+              "Gr\xC3\xB6\xC3\x9F"
+              "e \xE5\x90\x8D");
     EXPECT_EQ(getEnv("qv_Test_variable").empty(), !kWindows);
 }
 
@@ -59,7 +63,8 @@ TEST_F(Environment, readsValuesOfUpTo4095Bytes) {
 
 TEST_F(Environment, refusesNamesThatNoVariableCanHave) {
     ASSERT_TRUE(putEnv(name_, "kept"));
-    for (const std::string& name : {std::string(), std::string("="), name_ + "=x", "=" + name_, std::string("\0A", 2)}) {
+    for (const std::string& name :
+         {std::string(), std::string("="), name_ + "=x", "=" + name_, std::string("\0A", 2)}) {
         EXPECT_FALSE(putEnv(name, "value")) << testing::PrintToString(name);
     }
     EXPECT_EQ(getEnv(name_), "kept");

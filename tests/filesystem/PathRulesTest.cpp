@@ -51,7 +51,8 @@ TEST(PathRules, normalizeTextsByTheRulesOfEachPlatform) {
         {"\xE5\x90\x8D\xFF", "C:/cwd/\xE5\x90\x8D\xFF/", "/cwd/\xE5\x90\x8D\xFF/"},
     };
     for (const auto& c : directories) {
-        EXPECT_EQ(normalize(c.text, PathKind::Directory, PathStyle::Windows, windowsFolder), c.windows) << c.text;
+        EXPECT_EQ(normalize(c.text, PathKind::Directory, PathStyle::Windows, windowsFolder), c.windows)
+            << c.text;
         EXPECT_EQ(normalize(c.text, PathKind::Directory, PathStyle::Posix, posixFolder), c.posix) << c.text;
     }
 }
@@ -61,13 +62,14 @@ TEST(PathRules, leaveTheEndOfAFilesTextAlone) {
         std::string text;
         std::string path;
     } files[] = {
-        {"", "/cwd/"},          {"..", "/cwd/.."},        {"a/.", "/cwd/a/."},    {"a/..", "/cwd/a/.."},
-        {"a/b/", "/cwd/a/b/"},  {"./a", "/cwd/a"},        {"../a", "/a"},         {"a/./../b", "/cwd/b"},
-        {"a\\b", "/cwd/a/b"},   {".bashrc", "/cwd/.bashrc"},
+        {"", "/cwd/"},         {"..", "/cwd/.."},           {"a/.", "/cwd/a/."}, {"a/..", "/cwd/a/.."},
+        {"a/b/", "/cwd/a/b/"}, {"./a", "/cwd/a"},           {"../a", "/a"},      {"a/./../b", "/cwd/b"},
+        {"a\\b", "/cwd/a/b"},  {".bashrc", "/cwd/.bashrc"},
     };
     for (const auto& c : files) {
         EXPECT_EQ(normalize(c.text, PathKind::File, PathStyle::Posix, posixFolder), c.path) << c.text;
-        EXPECT_EQ(normalize(c.text, PathKind::File, PathStyle::Windows, windowsFolder), "C:" + c.path) << c.text;
+        EXPECT_EQ(normalize(c.text, PathKind::File, PathStyle::Windows, windowsFolder), "C:" + c.path)
+            << c.text;
     }
 }
 
@@ -108,7 +110,8 @@ TEST(PathRules, foldEveryShortTextByTheLetter) {
     for (; text.size() <= kLongest && failures < 5; next()) {
         const std::string expected = foldedByTheLetter(text);
         const std::wstring wide(text.begin(), text.end());
-        if (foldDots(text) == expected && foldDots(wide) == std::wstring(expected.begin(), expected.end())) continue;
+        if (foldDots(text) == expected && foldDots(wide) == std::wstring(expected.begin(), expected.end()))
+            continue;
         ++failures;
         ADD_FAILURE() << text << " became " << foldDots(text) << " instead of " << expected;
     }
@@ -134,13 +137,10 @@ TEST(PathRules, compareWithAsciiLettersInLowerCase) {
         std::wstring upper;
         int order;
     } cases[] = {
-        {L"C:/A/", L"c:/a/", 0},      {L"", L"", 0},
-        {L"", L"/", -1},              {L"a", L"ab", -1},
-        {L"a/", L"B/", -1},           {L"a_b", L"AAB", -1},  // between the two cases in ASCII
-        {L"[", L"A", -1},             {L"@", L"A", -1},
-        {L"Z", L"{", -1},             {L"\u00C9", L"\u00E9", -1},
-        {L"\u0130", L"i", 1},         {L"\u212A", L"k", 1},
-        {L"z", L"\U0001D11E", -1},
+        {L"C:/A/", L"c:/a/", 0}, {L"", L"", 0},        {L"", L"/", -1},           {L"a", L"ab", -1},
+        {L"a/", L"B/", -1},      {L"a_b", L"AAB", -1},  // between the two cases in ASCII
+        {L"[", L"A", -1},        {L"@", L"A", -1},     {L"Z", L"{", -1},          {L"\u00C9", L"\u00E9", -1},
+        {L"\u0130", L"i", 1},    {L"\u212A", L"k", 1}, {L"z", L"\U0001D11E", -1},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(compareFolded(c.lower, c.upper), c.order);

@@ -1,9 +1,9 @@
 #include <QvPlatform/core/QvVersion.h>
 #include <QvPlatform/filesystem/Directory.h>
 
-#include "../support/Platform.h"
-#include "../support/TemporaryFolder.h"
-#include "../support/VariableChange.h"
+#include "support/Platform.h"
+#include "support/TemporaryFolder.h"
+#include "support/VariableChange.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,8 @@ std::string wellKnown(Directory::WellKnownDirectory which) { return Directory(wh
 TEST(WellKnownDirectory, isTheCurrentOne) {
     const support::TemporaryFolder folder;
     const support::CurrentDirectoryChange change(folder.path());
-    EXPECT_EQ(wellKnown(Directory::kCurrentDirectory), support::textOf(std::filesystem::current_path()) + "/");
+    EXPECT_EQ(wellKnown(Directory::kCurrentDirectory),
+              support::textOf(std::filesystem::current_path()) + "/");
 }
 
 TEST(WellKnownDirectory, isTheSystemDrive) {
@@ -96,8 +97,9 @@ TEST(WellKnownDirectoryDeathTest, isEmptyWhenTheCurrentOneWasDeleted) {
             const support::TemporaryFolder folder;
             std::filesystem::current_path(support::pathOf(folder.path()));
         }
-        const bool isEmpty = wellKnown(Directory::kCurrentDirectory).empty() && Directory("").toUniversalPath() == "./" &&
-                             File("x").toUniversalPath() == "x" && !Directory("x").exists();
+        const bool isEmpty = wellKnown(Directory::kCurrentDirectory).empty() &&
+                             Directory("").toUniversalPath() == "./" && File("x").toUniversalPath() == "x" &&
+                             !Directory("x").exists();
         std::exit(isEmpty ? 0 : 1);
     };
     EXPECT_EXIT(workInDeleted(), testing::ExitedWithCode(0), "");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <string>
 
@@ -10,32 +10,19 @@
 
 namespace support {
 
-/// The name under which the platform hides `name`: an attribute does it on Windows, a dot on Linux.
-inline std::string hiddenName(const std::string& name) {
+/// Makes a hidden file, or a hidden directory when the name ends with "/". An attribute hides it on
+/// Windows and a dot before its name on Linux. The result is its name, without a final "/".
+inline std::string addHidden(const TemporaryFolder& folder, std::string name) {
+    const bool isDirectory = name.back() == '/';
+    if (isDirectory) name.pop_back();
+#ifndef _WIN32
+    name.insert(0, ".");
+#endif
+    isDirectory ? folder.addDirectory(name) : folder.addFile(name);
 #ifdef _WIN32
+    SetFileAttributesW(pathOf(folder.path() + name).c_str(), FILE_ATTRIBUTE_HIDDEN);
+#endif
     return name;
-#else
-    return "." + name;
-#endif
-}
-
-inline void hide(const std::string& path) {
-#ifdef _WIN32
-    SetFileAttributesW(pathOf(path).c_str(), FILE_ATTRIBUTE_HIDDEN);
-#else
-    static_cast<void>(path);
-#endif
-}
-
-/// The result is the name.
-inline std::string addHiddenFile(const TemporaryFolder& folder, const std::string& name) {
-    hide(folder.addFile(hiddenName(name)));
-    return hiddenName(name);
-}
-
-inline std::string addHiddenFolder(const TemporaryFolder& folder, const std::string& name) {
-    hide(folder.addDirectory(hiddenName(name)));
-    return hiddenName(name);
 }
 
 }  // namespace support

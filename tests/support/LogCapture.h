@@ -14,7 +14,8 @@ namespace support {
 /// Puts threshold, filter and handler back as they were.
 class LogStateRestore {
 public:
-    LogStateRestore() : level_(Qv::LogGetLevel()), filter_(Qv::LogGetRegExFilter()), handler_(currentHandler()) {}
+    LogStateRestore()
+        : level_(Qv::LogGetLevel()), filter_(Qv::LogGetRegExFilter()), handler_(currentHandler()) {}
     LogStateRestore(const LogStateRestore&) = delete;
     LogStateRestore& operator=(const LogStateRestore&) = delete;
     ~LogStateRestore() {

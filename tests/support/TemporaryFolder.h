@@ -39,7 +39,8 @@ public:
     TemporaryFolder() {
         std::random_device random;
         do {
-            path_ = std::filesystem::temp_directory_path() / pathOf("qv-t\xC3\xABst-\xE5\x90\x8D-" + std::to_string(random()));
+            path_ = std::filesystem::temp_directory_path() /
+                    pathOf("qv-t\xC3\xABst-\xE5\x90\x8D-" + std::to_string(random()));
         } while (!std::filesystem::create_directory(path_));
     }
     TemporaryFolder(const TemporaryFolder&) = delete;

@@ -2,10 +2,8 @@
 
 #include <elf.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace os::posix {
@@ -13,7 +11,7 @@ namespace {
 
 // One read reaches the header and the segment table of any library that a linker writes.
 struct Head {
-    alignas(Elf64_Ehdr) char bytes[4096];
+    char bytes[1024];
     std::size_t size = 0;
     Elf64_Off fileSize = 0;
 };
@@ -21,12 +19,12 @@ struct Head {
 bool readHead(const char* path, Head& head) {
     const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) return false;
-    struct stat status {};
-    const auto count = fstat(file, &status) == 0 && S_ISREG(status.st_mode) ? read(file, head.bytes, sizeof head.bytes) : -1;
+    const off_t end = lseek(file, 0, SEEK_END);  // fails for what is not a file
+    const ssize_t count = end < 0 ? -1 : pread(file, head.bytes, sizeof head.bytes, 0);
     close(file);
     if (count < 0) return false;
     head.size = static_cast<std::size_t>(count);
-    head.fileSize = static_cast<Elf64_Off>(status.st_size);
+    head.fileSize = static_cast<Elf64_Off>(end);
     return true;
 }
 

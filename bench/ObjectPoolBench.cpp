@@ -1,0 +1,73 @@
+// Publishing and withdrawing pool objects, the newest first, beside a hand-kept list with an index: the
+// least that keeps order and refuses duplicates.
+
+#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
+
+#include "BenchSupport.h"
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace {
+
+using QvPluginSystem::QvPluginManager;
+using QvPluginSystem::QvPluginObject;
+
+constexpr std::size_t kFew = 10'000;
+constexpr std::size_t kMany = 100'000;
+constexpr bench::Target kTarget{.ratio = 2.0};
+
+struct Pool {
+    bench::Sides add;
+    bench::Sides remove;
+};
+
+class IndexedList {
+public:
+    void add(QvPluginObject* object) {
+        if (index_.insert(object).second) list_.push_back(object);
+    }
+    void removeNewest(QvPluginObject* object) {
+        if (index_.erase(object) != 0) list_.pop_back();
+    }
+
+private:
+    std::unordered_set<QvPluginObject*> index_;
+    std::vector<QvPluginObject*> list_;
+};
+
+void measureManager(bench::LeastTime& add, bench::LeastTime& remove, std::vector<QvPluginObject>& objects,
+                    std::size_t count) {
+    auto* manager = QvPluginManager::instance();
+    add.add(bench::timePerCall(count, [&](std::size_t i) { manager->addObject(&objects[i]); }));
+    remove.add(bench::timePerCall(count, [&](std::size_t i) { manager->removeObject(&objects[count - 1 - i]); }));
+}
+
+void measureByHand(Pool& pool, std::vector<QvPluginObject>& objects) {
+    IndexedList list;
+    const std::size_t count = objects.size();
+    pool.add.peer.add(bench::timePerCall(count, [&](std::size_t i) { list.add(&objects[i]); }));
+    pool.remove.peer.add(bench::timePerCall(count, [&](std::size_t i) { list.removeNewest(&objects[count - 1 - i]); }));
+}
+
+void benchPool(benchmark::State& state) {
+    bench::silenceLog();
+    std::vector<QvPluginObject> objects(kMany);
+    Pool besideFewer;
+    Pool besideHand;
+    for ([[maybe_unused]] auto turn : state) {
+        measureManager(besideFewer.add.peer, besideFewer.remove.peer, objects, kFew);
+        measureManager(besideFewer.add.ours, besideFewer.remove.ours, objects, kMany);
+        measureByHand(besideHand, objects);
+    }
+    besideHand.add.ours = besideFewer.add.ours;
+    besideHand.remove.ours = besideFewer.remove.ours;
+    bench::report(state, {"addObject", "of 10,000", kMany, kTarget}, besideFewer.add);
+    bench::report(state, {"addObject", "list and index", kMany, {}}, besideHand.add);
+    bench::report(state, {"removeObject, the last", "of 10,000", kMany, kTarget}, besideFewer.remove);
+    bench::report(state, {"removeObject, the last", "list and index", kMany, {}}, besideHand.remove);
+}
+BENCHMARK(benchPool)->Iterations(20);
+
+}  // namespace

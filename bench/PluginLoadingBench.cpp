@@ -1,0 +1,113 @@
+// Loading and unloading many plugins with the manager, beside the same calls by hand: the same files, in
+// the order in which the manager initialized and uninitialized them. Run one size in one process.
+
+#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
+
+#include "BenchSupport.h"
+#include "PluginFolder.h"
+#include "PluginsByHand.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+using bench::Layout;
+using QvPluginSystem::QvPluginInfo;
+using QvPluginSystem::QvPluginManager;
+
+constexpr bench::Target kLoadTarget{.ratio = 1.25};
+constexpr bench::Target kUnloadTarget{.ratio = 1.3};
+
+// The orders in which the manager starts and stops plugins.
+struct Orders {
+    std::vector<std::string> started;
+    std::vector<std::size_t> stopped;  // as positions in `started`
+};
+
+class OrderRecorder : public QvPluginSystem::QvPluginManagerListener {
+public:
+    OrderRecorder() { QvPluginManager::addListener(this); }
+    OrderRecorder(const OrderRecorder&) = delete;
+    OrderRecorder& operator=(const OrderRecorder&) = delete;
+    ~OrderRecorder() override { QvPluginManager::removeListener(this); }
+
+    bool onAboutToUninitialize(const QvPluginInfo& info) override {
+        stopped.push_back(info.path);
+        return true;
+    }
+
+    std::vector<std::string> stopped;
+};
+
+Orders recordOrders(const Qv::QvArray<std::string>& files) {
+    auto* manager = QvPluginManager::instance();
+    Orders orders;
+    OrderRecorder recorder;
+    manager->load(files);
+    std::unordered_map<std::string, std::size_t> positions;
+    for (const QvPluginInfo* plugin : manager->getPlugins()) {
+        positions[plugin->path] = orders.started.size();
+        orders.started.push_back(plugin->path);
+    }
+    manager->unloadAll();
+    for (const std::string& file : recorder.stopped) orders.stopped.push_back(positions.at(file));
+    return orders;
+}
+
+struct Loading {
+    bench::Sides load;
+    bench::Sides unload;
+};
+
+bool measureManager(Loading& loading, const Qv::QvArray<std::string>& files) {
+    auto* manager = QvPluginManager::instance();
+    const auto perPlugin = static_cast<double>(files.size());
+    loading.load.ours.add(bench::timePerCall(1, [&](std::size_t) { manager->load(files); }) / perPlugin);
+    const bool complete = manager->getPlugins().size() == files.size();
+    loading.unload.ours.add(bench::timePerCall(1, [&](std::size_t) { manager->unloadAll(); }) / perPlugin);
+    return complete && manager->getPlugins().empty();
+}
+
+bool measureByHand(Loading& loading, const Orders& orders) {
+    bench::PluginsByHand plugins;
+    bool complete = false;
+    const auto perPlugin = static_cast<double>(orders.started.size());
+    const auto load = [&](std::size_t) { complete = plugins.load(orders.started); };
+    loading.load.peer.add(bench::timePerCall(1, load) / perPlugin);
+    if (!complete) return false;
+    loading.unload.peer.add(bench::timePerCall(1, [&](std::size_t) { plugins.unload(orders.stopped); }) / perPlugin);
+    return true;
+}
+
+void benchLoading(benchmark::State& state, const std::string& name, Layout layout) {
+    bench::silenceLog();
+    const auto count = static_cast<std::size_t>(state.range(0));
+    const bench::PluginFolder folder(layout, count);
+    // Dependents come first, so that the manager has to find the order.
+    Qv::QvArray<std::string> files = folder.files(0, count);
+    std::reverse(files.begin(), files.end());
+
+    const Orders orders = recordOrders(files);
+    Loading loading;
+    bool complete = orders.started.size() == count && orders.stopped.size() == count;
+    for ([[maybe_unused]] auto turn : state)
+        complete = complete && measureManager(loading, files) && measureByHand(loading, orders);
+    if (!complete) return state.SkipWithError("not every plugin was loaded and unloaded");
+    bench::report(state, {"load, " + name, "by hand", count, kLoadTarget}, loading.load);
+    bench::report(state, {"unloadAll, " + name, "by hand", count, kUnloadTarget}, loading.unload);
+}
+
+// Few turns of many plugins, many turns of few.
+[[maybe_unused]] const bool registered = [] {
+    for (const std::int64_t count : {100, 500, 2000}) {
+        const std::int64_t turns = std::max<std::int64_t>(6, 3000 / count);
+        for (const auto& [name, layout] : {std::pair{"independent", Layout::Independent}, {"layered", Layout::Layered}})
+            benchmark::RegisterBenchmark(name, benchLoading, name, layout)->Arg(count)->Iterations(turns);
+    }
+    return true;
+}();
+
+}  // namespace

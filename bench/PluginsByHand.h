@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QvPlatform/QvPluginSystem/QvPluginFuncInterface.h>
+#include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// Loading plugins with nothing but the system's calls and the plugins' own entry points: the limit of
+/// what a manager can reach.
+class PluginsByHand {
+public:
+    /// Opens and starts the files in this order; false when one fails.
+    bool load(const std::vector<std::string>& files);
+    /// Stops and closes them in the order of these positions in the list that was loaded.
+    void unload(const std::vector<std::size_t>& order);
+
+private:
+    using Entry = QvPluginSystem::QvPluginFuncInterface;
+
+    struct Plugin {
+        bool open(const std::string& file);
+        bool start();
+        void stop();
+
+        void* handle = nullptr;
+        Entry::GetPluginInfoFunc getInfo = nullptr;
+        Entry::InitializeFunc initialize = nullptr;
+        Entry::UninitializeFunc uninitialize = nullptr;
+        Entry::GetBuildInfoFunc getBuildInfo = nullptr;
+        QvPluginSystem::QvPluginInfo info;
+    };
+
+    std::vector<Plugin> plugins_;
+};
+
+}  // namespace bench

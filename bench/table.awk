@@ -1,0 +1,82 @@
+# Turns the JSON of the benchmark programs into one table. A row's figures are counters named
+# "operation;other side|field"; those of one row stand together. Exits with 1 when a target is missed or
+# a program failed.
+
+function grouped(number,   text) {
+    text = sprintf("%d", number)
+    while (match(text, /[0-9][0-9][0-9][0-9]($|,)/))
+        text = substr(text, 1, RSTART) "," substr(text, RSTART + 1)
+    return text
+}
+
+function duration(nanoseconds) {
+    if (nanoseconds < 1000) return sprintf("%.1f ns", nanoseconds)
+    if (nanoseconds < 1000000) return sprintf("%.2f us", nanoseconds / 1000)
+    return sprintf("%.2f ms", nanoseconds / 1000000)
+}
+
+function line(operation, size, ours, peer, side, ratio, target, verdict) {
+    printf "%-34s %8s %11s %11s  %-18s %6s %7s  %s\n", operation, size, ours, peer, side, ratio, target, verdict
+}
+
+function verdictOf(holds) {
+    if (!holds) missed = 1
+    return holds ? "ok" : "MISSED"
+}
+
+function targetOf(row) {
+    if ((row, "target ratio") in field) return sprintf("%.2f", field[row, "target ratio"])
+    if ((row, "target time") in field) return duration(field[row, "target time"])
+    return (row, "count") in field ? "0" : "-"
+}
+
+function judge(row, ratio) {
+    if ((row, "target ratio") in field) return verdictOf(ratio <= field[row, "target ratio"])
+    if ((row, "target time") in field) return verdictOf(field[row, "ours"] <= field[row, "target time"])
+    return (row, "count") in field ? verdictOf(field[row, "count"] == 0) : "-"
+}
+
+function printRow(row,   names, ratio, size) {
+    split(row, names, ";")
+    size = grouped(field[row, "size"])
+    if ((row, "count") in field)
+        return line(names[1], size, grouped(field[row, "count"]), "-", "-", "-", targetOf(row), judge(row, 0))
+    ratio = field[row, "ours"] / field[row, "peer"]
+    line(names[1], size, duration(field[row, "ours"]), duration(field[row, "peer"]), names[2],
+         sprintf("%.2f", ratio), targetOf(row), judge(row, ratio))
+}
+
+# What we add to the other side, at the greatest size beside the smallest: it must not grow with the size.
+function rememberAddition(row,   size, added) {
+    if (names[2] != "by hand") return
+    size = field[row, "size"]
+    added = field[row, "ours"] - field[row, "peer"]
+    if (!(names[1] in smallest)) { smallest[names[1]] = size; addedFirst[names[1]] = added; order[++additions] = names[1] }
+    greatest[names[1]] = size
+    addedLast[names[1]] = added
+}
+
+function endBenchmark(   i, row) {
+    for (i = 1; i <= rows; ++i) printRow(rowNames[i])
+    rows = 0
+    delete field
+    delete known
+}
+
+BEGIN { line("operation", "size", "ours", "beside", "the other side", "ratio", "target", "verdict") }
+
+/^ *"name": / { endBenchmark(); split($0, parts, "\""); name = parts[4] }
+
+/^ *"error_message": / { split($0, parts, "\""); line(name, "-", "-", "-", "-", "-", "-", "FAILED: " parts[4]); missed = 1 }
+
+/^ *"[^"]*;[^"]*\|[^"]*": / {
+    split($0, parts, "\"")
+    bar = index(parts[2], "|")
+    row = substr(parts[2], 1, bar - 1)
+    if (!(row in known)) { known[row] = 1; rowNames[++rows] = row }
+    value = parts[3]
+    sub(/^: */, "", value)
+    field[row, substr(parts[2], bar + 1)] = value + 0
+}
+
+END { endBenchmark(); exit missed }

@@ -17,30 +17,34 @@
 namespace {
 
 constexpr int kThreads = 4;
-constexpr std::size_t kLines = 5000;  // of each thread
+constexpr std::size_t kLines = 5000;  // of each thread, in one turn
 constexpr const char* kTime = "Thu Jan  1 00:00:00 1970";
 constexpr const char* kPrefix = " - WARN: ";
 constexpr std::size_t kLineLength = 24 + 9 + 100;
-#define MESSAGE "thread %d, line %06d: %s"
-constexpr const char* kFiller = "a body has left the region in which the solver keeps its contacts for a while";
+#define QV_BENCH_MESSAGE "thread %d, line %06d: %s"
+constexpr const char* kFiller =
+    "a body has left the region in which the solver keeps its contacts for a while";
 
-void logLine(int thread, int line) { Qv::LogWarn(MESSAGE, thread, line, kFiller); }
+void logLine(int thread, int line) { Qv::LogWarn(QV_BENCH_MESSAGE, thread, line, kFiller); }
 
 void writeLine(int thread, int line) {
     char text[256];
-    const int length = std::snprintf(text, sizeof text, "%s - WARN: " MESSAGE "\n", kTime, thread, line, kFiller);
+    const int length =
+        std::snprintf(text, sizeof text, "%s - WARN: " QV_BENCH_MESSAGE "\n", kTime, thread, line, kFiller);
     if (write(STDERR_FILENO, text, static_cast<std::size_t>(length)) != length) std::abort();
 }
 
 double timeOfThreads(void (*writer)(int, int)) {
-    return bench::timePerCall(1, [&](std::size_t) {
-               std::vector<std::thread> threads;
-               for (int thread = 0; thread < kThreads; ++thread)
-                   threads.emplace_back([=] {
-                       for (std::size_t i = 0; i < kLines; ++i) writer(thread, static_cast<int>(i));
-                   });
-               for (std::thread& thread : threads) thread.join();
-           }) /
+    return bench::timePerCall(1,
+                              [&](std::size_t) {
+                                  std::vector<std::thread> threads;
+                                  for (int thread = 0; thread < kThreads; ++thread)
+                                      threads.emplace_back([=] {
+                                          for (std::size_t i = 0; i < kLines; ++i)
+                                              writer(thread, static_cast<int>(i));
+                                      });
+                                  for (std::thread& thread : threads) thread.join();
+                              }) /
            static_cast<double>(kThreads * kLines);
 }
 
@@ -54,7 +58,7 @@ bool isWhole(const std::string& line, std::vector<char>& seen) {
     if (place >= seen.size() || seen[place] != 0) return false;
     seen[place] = 1;
     char expected[128];
-    std::snprintf(expected, sizeof expected, MESSAGE, thread, number, kFiller);
+    std::snprintf(expected, sizeof expected, QV_BENCH_MESSAGE, thread, number, kFiller);
     return line.compare(33, std::string::npos, expected) == 0;
 }
 
@@ -102,8 +106,8 @@ BENCHMARK(benchLineOfFourThreads)->Iterations(20);
 void benchSuppressedLine(benchmark::State& state) {
     bench::compare(
         state, {"line below the threshold", "bare variadic call", 1, {.nanoseconds = 7}}, 100'000,
-        [](std::size_t i) { Qv::LogTrace(MESSAGE, 0, static_cast<int>(i), kFiller); },
-        [](std::size_t i) { bench::bareLog(MESSAGE, 0, static_cast<int>(i), kFiller); });
+        [](std::size_t i) { Qv::LogTrace(QV_BENCH_MESSAGE, 0, static_cast<int>(i), kFiller); },
+        [](std::size_t i) { bench::bareLog(QV_BENCH_MESSAGE, 0, static_cast<int>(i), kFiller); });
 }
 BENCHMARK(benchSuppressedLine)->Iterations(50);
 

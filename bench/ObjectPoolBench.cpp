@@ -41,14 +41,15 @@ void measureManager(bench::LeastTime& add, bench::LeastTime& remove, std::vector
                     std::size_t count) {
     auto* manager = QvPluginManager::instance();
     add.add(bench::timePerCall(count, [&](std::size_t i) { manager->addObject(&objects[i]); }));
-    remove.add(bench::timePerCall(count, [&](std::size_t i) { manager->removeObject(&objects[count - 1 - i]); }));
+    remove.add(
+        bench::timePerCall(count, [&](std::size_t i) { manager->removeObject(&objects[count - 1 - i]); }));
 }
 
-void measureByHand(Pool& pool, std::vector<QvPluginObject>& objects) {
-    IndexedList list;
+void measureByHand(Pool& pool, IndexedList& list, std::vector<QvPluginObject>& objects) {
     const std::size_t count = objects.size();
     pool.add.peer.add(bench::timePerCall(count, [&](std::size_t i) { list.add(&objects[i]); }));
-    pool.remove.peer.add(bench::timePerCall(count, [&](std::size_t i) { list.removeNewest(&objects[count - 1 - i]); }));
+    pool.remove.peer.add(
+        bench::timePerCall(count, [&](std::size_t i) { list.removeNewest(&objects[count - 1 - i]); }));
 }
 
 void benchPool(benchmark::State& state) {
@@ -56,10 +57,11 @@ void benchPool(benchmark::State& state) {
     std::vector<QvPluginObject> objects(kMany);
     Pool besideFewer;
     Pool besideHand;
+    IndexedList list;
     for ([[maybe_unused]] auto turn : state) {
         measureManager(besideFewer.add.peer, besideFewer.remove.peer, objects, kFew);
         measureManager(besideFewer.add.ours, besideFewer.remove.ours, objects, kMany);
-        measureByHand(besideHand, objects);
+        measureByHand(besideHand, list, objects);
     }
     besideHand.add.ours = besideFewer.add.ours;
     besideHand.remove.ours = besideFewer.remove.ours;

@@ -42,16 +42,23 @@ void addComparison(const char* operation, const char* peerName, Ours ours, Peer 
     static const fs::path path(kPlain);
     static const fs::path otherPath(kPlain);
     constexpr const char* kPath = "std path";
-    addComparison("File from text", kPath, [] { return File(kPlain); }, [] { return fs::path(kPlain); });
-    addComparison("Directory from text", kPath, [] { return Directory(kPlain); }, [] { return fs::path(kPlain); });
-    addComparison("File from text with dots", "std path, normal", [] { return File(kDotted); },
-                  [] { return fs::path(kDotted).lexically_normal(); });
-    addComparison("compare two equal Files", kPath, [] { return file < otherFile; }, [] { return path < otherPath; });
-    addComparison("compare two equal Directories", kPath, [] { return directory == otherDirectory; },
-                  [] { return path == otherPath; });
-    addComparison("File to text", kPath, [] { return file.toUniversalPath(); }, [] { return path.string(); });
-    addComparison("Directory to native text", kPath, [] { return directory.toNativePath(); },
-                  [] { return path.string(); });
+    addComparison(
+        "File from text", kPath, [] { return File(kPlain); }, [] { return fs::path(kPlain); });
+    addComparison(
+        "Directory from text", kPath, [] { return Directory(kPlain); }, [] { return fs::path(kPlain); });
+    addComparison(
+        "File from text with dots", "std path, normal", [] { return File(kDotted); },
+        [] { return fs::path(kDotted).lexically_normal(); });
+    addComparison(
+        "compare two equal Files", kPath, [] { return file < otherFile; }, [] { return path < otherPath; });
+    addComparison(
+        "compare two equal Directories", kPath, [] { return directory == otherDirectory; },
+        [] { return path == otherPath; });
+    addComparison(
+        "File to text", kPath, [] { return file.toUniversalPath(); }, [] { return path.string(); });
+    addComparison(
+        "Directory to native text", kPath, [] { return directory.toNativePath(); },
+        [] { return path.string(); });
     return true;
 }();
 

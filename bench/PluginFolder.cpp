@@ -20,7 +20,8 @@ fs::path makeTemporaryFolder() {
 
 }  // namespace
 
-PluginFolder::PluginFolder(Layout layout, std::size_t count) : layout_(layout), folder_(makeTemporaryFolder()) {
+PluginFolder::PluginFolder(Layout layout, std::size_t count)
+    : layout_(layout), folder_(makeTemporaryFolder()) {
     for (std::size_t number = 0; number < count; ++number) fs::copy_file(QV_BENCH_PLUGIN, file(number));
     QvPluginManager::instance()->addPluginSearchDir(folder_.string());
 }
@@ -37,7 +38,9 @@ std::string PluginFolder::name(std::size_t number) const {
     return text;
 }
 
-std::string PluginFolder::file(std::size_t number) const { return (folder_ / (name(number) + ".qvp")).string(); }
+std::string PluginFolder::file(std::size_t number) const {
+    return (folder_ / (name(number) + ".qvp")).string();
+}
 
 Qv::QvArray<std::string> PluginFolder::files(std::size_t first, std::size_t last) const {
     Qv::QvArray<std::string> paths;

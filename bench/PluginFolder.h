@@ -11,7 +11,7 @@ namespace bench {
 /// How the generated plugins depend on each other; the letter begins their names.
 enum class Layout : char {
     Independent = 'i',
-    Layered = 'l',          ///< layers of twenty, each plugin on three of the layer below
+    Layered = 'l',          ///< layers of twenty, each plugin on two of the layer below
     LadderOfDiamonds = 'd'  ///< each third plugin on the two before it, these two on the third one before
 };
 

@@ -85,7 +85,8 @@ void benchGraph(benchmark::State& state) {
     }
     manager->unloadAll();
     if (!complete) return state.SkipWithError("an answer misses plugins");
-    for (const auto& [operation, pair] : sides) bench::report(state, {operation, "of 500", kMany, kTarget}, pair);
+    for (const auto& [operation, pair] : sides)
+        bench::report(state, {operation, "of 500", kMany, kTarget}, pair);
 }
 BENCHMARK(benchGraph)->Iterations(4);
 

@@ -59,6 +59,7 @@ Orders recordOrders(const Qv::QvArray<std::string>& files) {
 
 struct Loading {
     bench::Sides load;
+    bench::Sides loadBesideSearch;
     bench::Sides unload;
 };
 
@@ -71,15 +72,23 @@ bool measureManager(Loading& loading, const Qv::QvArray<std::string>& files) {
     return complete && manager->getPlugins().empty();
 }
 
-bool measureByHand(Loading& loading, const Orders& orders) {
-    bench::PluginsByHand plugins;
+bool measureByHand(bench::PluginsByHand plugins, const Orders& orders, bench::LeastTime& load,
+                   bench::LeastTime& unload) {
     bool complete = false;
     const auto perPlugin = static_cast<double>(orders.started.size());
-    const auto load = [&](std::size_t) { complete = plugins.load(orders.started); };
-    loading.load.peer.add(bench::timePerCall(1, load) / perPlugin);
+    load.add(bench::timePerCall(1, [&](std::size_t) { complete = plugins.load(orders.started); }) /
+             perPlugin);
     if (!complete) return false;
-    loading.unload.peer.add(bench::timePerCall(1, [&](std::size_t) { plugins.unload(orders.stopped); }) / perPlugin);
+    unload.add(bench::timePerCall(1, [&](std::size_t) { plugins.unload(orders.stopped); }) / perPlugin);
     return true;
+}
+
+bool measureTurn(Loading& loading, const Qv::QvArray<std::string>& files, const Orders& orders) {
+    const auto& dirs = QvPluginManager::instance()->getPluginSearchDirs();
+    const bench::PluginsByHand searching({dirs.begin(), dirs.end()});
+    return measureManager(loading, files) &&
+           measureByHand(bench::PluginsByHand(), orders, loading.load.peer, loading.unload.peer) &&
+           measureByHand(searching, orders, loading.loadBesideSearch.peer, loading.unload.peer);
 }
 
 void benchLoading(benchmark::State& state, const std::string& name, Layout layout) {
@@ -93,18 +102,21 @@ void benchLoading(benchmark::State& state, const std::string& name, Layout layou
     const Orders orders = recordOrders(files);
     Loading loading;
     bool complete = orders.started.size() == count && orders.stopped.size() == count;
-    for ([[maybe_unused]] auto turn : state)
-        complete = complete && measureManager(loading, files) && measureByHand(loading, orders);
+    for ([[maybe_unused]] auto turn : state) complete = complete && measureTurn(loading, files, orders);
     if (!complete) return state.SkipWithError("not every plugin was loaded and unloaded");
     bench::report(state, {"load, " + name, "by hand", count, kLoadTarget}, loading.load);
     bench::report(state, {"unloadAll, " + name, "by hand", count, kUnloadTarget}, loading.unload);
+    if (layout == Layout::Independent) return;
+    loading.loadBesideSearch.ours = loading.load.ours;
+    bench::report(state, {"load, " + name, "by hand, searching", count, {}}, loading.loadBesideSearch);
 }
 
 // Few turns of many plugins, many turns of few.
 [[maybe_unused]] const bool registered = [] {
     for (const std::int64_t count : {100, 500, 2000}) {
-        const std::int64_t turns = std::max<std::int64_t>(6, 3000 / count);
-        for (const auto& [name, layout] : {std::pair{"independent", Layout::Independent}, {"layered", Layout::Layered}})
+        const std::int64_t turns = std::max<std::int64_t>(10, 4000 / count);
+        for (const auto& [name, layout] :
+             {std::pair{"independent", Layout::Independent}, {"layered", Layout::Layered}})
             benchmark::RegisterBenchmark(name, benchLoading, name, layout)->Arg(count)->Iterations(turns);
     }
     return true;

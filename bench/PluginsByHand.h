@@ -13,6 +13,10 @@ namespace bench {
 /// what a manager can reach.
 class PluginsByHand {
 public:
+    /// With search directories, each dependency's file is looked for too, at every place where a manager
+    /// has to look anew each time: the disk may have changed.
+    explicit PluginsByHand(std::vector<std::string> searchDirs = {}) : searchDirs_(std::move(searchDirs)) {}
+
     /// Opens and starts the files in this order; false when one fails.
     bool load(const std::vector<std::string>& files);
     /// Stops and closes them in the order of these positions in the list that was loaded.
@@ -34,6 +38,10 @@ private:
         QvPluginSystem::QvPluginInfo info;
     };
 
+    bool findDependencies(const Plugin& plugin) const;
+    bool findFile(const std::string& name) const;
+
+    std::vector<std::string> searchDirs_;
     std::vector<Plugin> plugins_;
 };
 

@@ -46,18 +46,30 @@ function printRow(row,   names, ratio, size) {
          sprintf("%.2f", ratio), targetOf(row), judge(row, ratio))
 }
 
-# What we add to the other side, at the greatest size beside the smallest: it must not grow with the size.
-function rememberAddition(row,   size, added) {
+# What the manager adds in the two calls of a plugin's life.
+function rememberAddition(row,   names, layout) {
+    split(row, names, ";")
     if (names[2] != "by hand") return
-    size = field[row, "size"]
-    added = field[row, "ours"] - field[row, "peer"]
-    if (!(names[1] in smallest)) { smallest[names[1]] = size; addedFirst[names[1]] = added; order[++additions] = names[1] }
-    greatest[names[1]] = size
-    addedLast[names[1]] = added
+    layout = substr(names[1], index(names[1], ", ") + 2)
+    layouts[layout] = 1
+    added[layout, field[row, "size"]] += field[row, "ours"] - field[row, "peer"]
 }
 
-function endBenchmark(   i, row) {
-    for (i = 1; i <= rows; ++i) printRow(rowNames[i])
+# It must not grow with the number of plugins; what is linear in it would be four times as high.
+function printAdditions(   layout, ratio) {
+    for (layout in layouts) {
+        if (!((layout, 500) in added) || !((layout, 2000) in added)) continue
+        ratio = added[layout, 2000] / added[layout, 500]
+        line("added by the manager, " layout, "2,000", duration(added[layout, 2000]), duration(added[layout, 500]),
+             "of 500", sprintf("%.2f", ratio), "2.00", verdictOf(ratio <= 2))
+    }
+}
+
+function endBenchmark(   i) {
+    for (i = 1; i <= rows; ++i) {
+        printRow(rowNames[i])
+        rememberAddition(rowNames[i])
+    }
     rows = 0
     delete field
     delete known
@@ -79,4 +91,4 @@ BEGIN { line("operation", "size", "ours", "beside", "the other side", "ratio", "
     field[row, substr(parts[2], bar + 1)] = value + 0
 }
 
-END { endBenchmark(); exit missed }
+END { endBenchmark(); printAdditions(); exit missed }

@@ -35,7 +35,8 @@ std::int32_t referenceNumber(const std::string& value) {
     std::int64_t number = 0;
     for (std::size_t i = start; i < value.size() && value[i] >= '0' && value[i] <= '9'; ++i)
         number = (number * 10 + (value[i] - '0')) % 0x100000000;
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(start == 1 && value[0] == '-' ? -number : number));
+    return static_cast<std::int32_t>(
+        static_cast<std::uint32_t>(start == 1 && value[0] == '-' ? -number : number));
 }
 
 }  // namespace

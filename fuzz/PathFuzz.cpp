@@ -28,11 +28,13 @@ std::string referenceNormalize(std::string path, PathKind kind, PathStyle style)
         if (c == '\\') c = '/';
     if (kind == PathKind::Directory && path.back() != '/') path += '/';
 
-    const bool isAbsolute = path.find('.') != 0 && (path.find(':') != std::string::npos || path.rfind("//", 0) == 0 ||
-                                                    (style == PathStyle::Posix && path.rfind('/', 0) == 0));
+    const bool isAbsolute =
+        path.find('.') != 0 && (path.find(':') != std::string::npos || path.rfind("//", 0) == 0 ||
+                                (style == PathStyle::Posix && path.rfind('/', 0) == 0));
     if (!isAbsolute) path = currentDirectory + path;
 
-    for (auto dot = path.find("/./"); dot != std::string::npos; dot = path.find("/./")) path.replace(dot, 3, "/");
+    for (auto dot = path.find("/./"); dot != std::string::npos; dot = path.find("/./"))
+        path.replace(dot, 3, "/");
     for (auto dots = path.find("/../"); dots != std::string::npos; dots = path.find("/../")) {
         const auto parent = path.substr(0, dots).rfind('/');
         if (parent == std::string::npos) break;

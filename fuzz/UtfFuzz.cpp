@@ -32,7 +32,9 @@ constexpr WellFormed kWellFormed[] = {
 };
 constexpr const WellFormed* kSurrogates = &kWellFormed[4];
 
-unsigned byteAt(std::string_view bytes, std::size_t index) { return static_cast<unsigned char>(bytes[index]); }
+unsigned byteAt(std::string_view bytes, std::size_t index) {
+    return static_cast<unsigned char>(bytes[index]);
+}
 
 bool isIn(ByteRange range, unsigned value) { return value >= range.first && value <= range.last; }
 
@@ -46,9 +48,10 @@ bool matches(const WellFormed& form, std::string_view bytes) {
 
 // Null when the text does not begin with a well-formed sequence.
 const WellFormed* findForm(std::string_view bytes, bool acceptsSurrogates) {
-    const auto* form = std::find_if(std::begin(kWellFormed), std::end(kWellFormed), [&](const WellFormed& candidate) {
-        return (acceptsSurrogates || &candidate != kSurrogates) && matches(candidate, bytes);
-    });
+    const auto* form =
+        std::find_if(std::begin(kWellFormed), std::end(kWellFormed), [&](const WellFormed& candidate) {
+            return (acceptsSurrogates || &candidate != kSurrogates) && matches(candidate, bytes);
+        });
     return form == std::end(kWellFormed) ? nullptr : form;
 }
 
@@ -121,7 +124,8 @@ void check32BitText(std::u32string text) {
     const std::string bytes = os::encodeUtf8<char32_t>(text);
     require(os::encodeUtf8<char32_t>(os::decodeUtf8<char32_t>(bytes)) == bytes);
     if (std::any_of(text.begin(), text.end(), isEscape)) return;
-    std::replace_if(text.begin(), text.end(), [](char32_t value) { return !isCharacter(value); }, U'\uFFFD');
+    std::replace_if(
+        text.begin(), text.end(), [](char32_t value) { return !isCharacter(value); }, U'\uFFFD');
     require(os::decodeUtf8<char32_t>(bytes) == text);
 }
 

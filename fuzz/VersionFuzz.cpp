@@ -47,7 +47,8 @@ Components componentsOf(const QvVersion& version) {
 
 std::string referenceText(const QvVersion& version) {
     char text[64];
-    std::snprintf(text, sizeof text, "%d.%d.%d.%d", version.major, version.minor, version.servicePack, version.build);
+    std::snprintf(text, sizeof text, "%d.%d.%d.%d", version.major, version.minor, version.servicePack,
+                  version.build);
     return text;
 }
 

@@ -1,5 +1,8 @@
-// Writes through a null pointer, which the compiler cannot see to be one.
+#include <cstdio>
+
 int main() {
-    int* volatile nowhere = nullptr;
+    std::puts("about to crash");
+    std::fflush(stdout);
+    volatile int* volatile nowhere = nullptr;  // volatile: nothing is to be optimised away
     *nowhere = 1;
 }

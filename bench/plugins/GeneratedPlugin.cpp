@@ -36,7 +36,7 @@ void dependOn(QvPluginInfo& info, char layout, std::size_t number) {
 void addLayeredDependencies(QvPluginInfo& info, std::size_t number) {
     if (number < kLayerWidth) return;
     const std::size_t layerBelow = number / kLayerWidth * kLayerWidth - kLayerWidth;
-    for (const std::size_t step : {0, 1}) dependOn(info, 'l', layerBelow + (number + step) % kLayerWidth);
+    for (const std::size_t step : {0U, 1U}) dependOn(info, 'l', layerBelow + (number + step) % kLayerWidth);
 }
 
 // Plugin 3k tops the diamond of 3k-3, 3k-2 and 3k-1.

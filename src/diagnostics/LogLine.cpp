@@ -14,7 +14,7 @@ constexpr std::size_t kTimeLength = os::kCalendarTextSize - 2;
 
 std::string_view prefixOf(eLogLevel level) {
     const int index = level;
-    return index >= kLogLevelFatal && index <= kLogLevelTrace ? kPrefixes[index] : std::string_view();
+    return kPrefixes[index >= kLogLevelFatal && index <= kLogLevelTrace ? index : kLogLevelNone];
 }
 
 // Converting the time costs as much as the rest of a line, so each thread keeps the last second's text.

@@ -16,22 +16,22 @@ std::recursive_mutex& streamLock() {
     return lock;
 }
 
-void close() {
-    if (std::FILE* open = stream.exchange(nullptr)) std::fclose(open);
+// The old file goes when the new one is in its place, so that no line meanwhile finds none.
+void replaceWith(std::FILE* next) {
+    if (std::FILE* previous = stream.exchange(next)) std::fclose(previous);
 }
 
 }  // namespace
 
 bool openLogSink(const std::string& path) {
     const std::lock_guard guard(streamLock());
-    close();
-    stream = os::openForAppending(path);
+    replaceWith(os::openForAppending(path));
     return isLogSinkOpen();
 }
 
 void closeLogSink() {
     const std::lock_guard guard(streamLock());
-    close();
+    replaceWith(nullptr);
 }
 
 bool isLogSinkOpen() { return stream.load() != nullptr; }

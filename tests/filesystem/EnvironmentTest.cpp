@@ -68,6 +68,8 @@ TEST_F(Environment, refusesNamesThatNoVariableCanHave) {
         EXPECT_FALSE(putEnv(name, "value")) << testing::PrintToString(name);
     }
     EXPECT_EQ(getEnv(name_), "kept");
+    ASSERT_TRUE(putEnv(name_, "x=kept"));
+    EXPECT_EQ(getEnv(name_ + "=x"), "");
 }
 
 TEST_F(Environment, endsTextsAtAZeroByte) {

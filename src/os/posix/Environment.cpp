@@ -7,7 +7,8 @@ namespace os {
 const char kPathListSeparator = ':';
 
 std::optional<std::string> readVariable(const std::string& name) {
-    const char* value = std::getenv(name.c_str());
+    // The table is searched for "name=", which a name with an equals sign may match in its middle.
+    const char* value = name.find('=') == std::string::npos ? std::getenv(name.c_str()) : nullptr;
     if (!value) return std::nullopt;
     return value;
 }

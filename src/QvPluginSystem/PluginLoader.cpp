@@ -48,6 +48,7 @@ private:
 };
 
 bool PluginLoader::load(const std::string& path, Request request) {
+    const RequestScope scope(*this);
     return loadFile(path, PluginFile(path), request);
 }
 
@@ -138,7 +139,7 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
     constexpr const char* kCircular = "Circular dependency detected with ";
     if (underWay_.foldedNames.count(Qv::detail::foldedCase(dependency.name)) != 0) return failed(kCircular);
 
-    const auto found = state_.searchPath.find(dependency.name);
+    const auto found = findInRequest(dependency.name);
     LoadedPlugin* plugin = nullptr;
     if (!found) {
         // It may have been loaded from outside the search directories.
@@ -150,6 +151,17 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
     }
     if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
     return plugin;
+}
+
+// Many plugins share a dependency, and looking for one asks the disk for each candidate.
+std::shared_ptr<const PluginSearchPath::Found> PluginLoader::findInRequest(const std::string& name) {
+    if (foundRevision_ != state_.searchPath.revision()) found_.clear();
+    foundRevision_ = state_.searchPath.revision();
+    const auto known = found_.find(name);
+    if (known != found_.end()) return known->second;
+    auto found = state_.searchPath.find(name);
+    if (!found) return nullptr;
+    return found_[name] = std::make_shared<PluginSearchPath::Found>(std::move(*found));
 }
 
 bool PluginLoader::initialize(Candidate& candidate) const {

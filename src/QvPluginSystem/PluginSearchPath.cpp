@@ -40,6 +40,7 @@ bool PluginSearchPath::add(const std::string& directory) {
 }
 
 void PluginSearchPath::addEffective(const std::string& directory) {
+    ++revision_;
     effective_.push_back(directory);
     effectivePaths_.push_back(QvPlatform::PathText::isRelative(directory) ? std::wstring() : pathOf(directory));
 }
@@ -49,6 +50,7 @@ bool PluginSearchPath::remove(const std::string& directory) {
     if (found == added_.end()) return false;
     const auto effective = std::find(effective_.begin(), effective_.end(), directory);
     if (effective != effective_.end()) {
+        ++revision_;
         effectivePaths_.erase(effectivePaths_.begin() + (effective - effective_.begin()));
         effective_.erase(effective);
     }

@@ -27,6 +27,9 @@ public:
     /// Only the default directory: "plugins" beside this library.
     void reset();
 
+    /// Changes with the directories.
+    unsigned revision() const { return revision_; }
+
     struct Found {
         std::string path;
         PluginFile file;
@@ -44,6 +47,7 @@ private:
     // The directories' paths; empty where the text is relative, so that its path changes with the process's.
     std::vector<std::wstring> effectivePaths_;
     Qv::QvArray<std::string> added_;
+    unsigned revision_ = 0;
 };
 
 }  // namespace QvPluginSystem

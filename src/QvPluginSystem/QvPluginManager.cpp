@@ -108,6 +108,7 @@ bool QvPluginManager::load(const std::string& path) {
 }
 
 void QvPluginManager::load(const Qv::QvArray<std::string>& paths) {
+    const PluginLoader::RequestScope request(state_->loader);
     bool anyLoaded = false;
     for (const std::string& path : Qv::QvArray<std::string>(paths))
         anyLoaded = state_->loader.load(path, PluginLoader::Request::Explicit) || anyLoaded;
@@ -115,6 +116,7 @@ void QvPluginManager::load(const Qv::QvArray<std::string>& paths) {
 }
 
 void QvPluginManager::loadAllQvp() {
+    const PluginLoader::RequestScope request(state_->loader);
     for (const std::string& directory : Qv::QvArray<std::string>(getPluginSearchDirs())) {
         Qv::LogTrace("QvPluginManager::loadFromDirs(): Loading plugin from %s\n", directory.c_str());
         for (const QvPlatform::File& file : pluginFilesIn(directory)) {

@@ -20,7 +20,7 @@ struct PluginFile {
     /// Looks at the disk once.
     explicit PluginFile(const std::string& path) : PluginFile(QvPlatform::File(path)) {}
     explicit PluginFile(const QvPlatform::File& file) : PluginFile(file, os::entryStatus(file.widePath())) {}
-    PluginFile(const QvPlatform::File& file, os::EntryStatus seen) : key(keyOf(file)), status(std::move(seen)) {}
+    PluginFile(const QvPlatform::File& file, const os::EntryStatus& seen) : key(keyOf(file)), status(seen) {}
 
     static std::wstring keyOf(const QvPlatform::File& file) {
         if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();

@@ -54,7 +54,10 @@ void defaultLogHandler(eLogLevel level, const char* const format, LogArgs args) 
 bool passesFilter(const char* format, LogArgs args) {
     char message[detail::kLogBufferSize];
     message[0] = '\0';
-    std::vsnprintf(message, sizeof message, format ? format : "", args);
+    va_list copy;
+    va_copy(copy, args);
+    std::vsnprintf(message, sizeof message, format ? format : "", copy);
+    va_end(copy);
     return detail::matchesFilter(filterText(), message);
 }
 
@@ -63,16 +66,7 @@ void dispatch(eLogLevel level, const char* format, LogArgs args) {
 }
 
 void filterAndDispatch(eLogLevel level, const char* format, LogArgs args) {
-    if (filtering.load(std::memory_order_relaxed)) {
-        va_list copy;
-        va_copy(copy, args);
-        struct End {
-            va_list& list;
-            ~End() { va_end(list); }
-        } end{copy};
-        if (!passesFilter(format, copy)) return;
-    }
-    dispatch(level, format, args);
+    if (!filtering.load(std::memory_order_relaxed) || passesFilter(format, args)) dispatch(level, format, args);
 }
 
 }  // namespace
@@ -108,7 +102,7 @@ LogHandler LogSetHandler(LogHandler newHandler) {
 // A function with variable arguments cannot hand them on but by a list of its own, which must be ended
 // also when the handler throws.
 #define QV_FORWARD_TO(function, level)                                      \
-    if (level > lastAudibleLevel.load(std::memory_order_relaxed)) return;   \
+    if ((level) > lastAudibleLevel.load(std::memory_order_relaxed)) return;   \
     va_list args;                                                           \
     va_start(args, format);                                                 \
     try {                                                                   \

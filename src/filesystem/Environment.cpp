@@ -37,7 +37,7 @@ std::string getEnv(const std::string& name) {
 }
 
 bool putEnv(const std::string& name, const std::string& value) {
-    const std::string variable = name.c_str();
+    const std::string variable = name.substr(0, name.find('\0'));
     if (variable.empty() || variable.find('=') != std::string::npos) return false;
     const std::lock_guard guard(environmentLock());
     return os::writeVariable(variable, value);

@@ -13,8 +13,8 @@ namespace bench {
 /// what a manager can reach.
 class PluginsByHand {
 public:
-    /// With search directories, each dependency's file is looked for too, at every place where a manager
-    /// has to look anew each time: the disk may have changed.
+    /// With search directories, each dependency's file is looked for too, wherever it may be and as if for
+    /// the first time.
     explicit PluginsByHand(std::vector<std::string> searchDirs = {}) : searchDirs_(std::move(searchDirs)) {}
 
     /// Opens and starts the files in this order; false when one fails.

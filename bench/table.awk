@@ -9,9 +9,10 @@ function grouped(number,   text) {
     return text
 }
 
-function duration(nanoseconds) {
-    if (nanoseconds < 1000) return sprintf("%.1f ns", nanoseconds)
-    if (nanoseconds < 1000000) return sprintf("%.2f us", nanoseconds / 1000)
+function duration(nanoseconds,   size) {
+    size = nanoseconds < 0 ? -nanoseconds : nanoseconds
+    if (size < 1000) return sprintf("%.1f ns", nanoseconds)
+    if (size < 1000000) return sprintf("%.2f us", nanoseconds / 1000)
     return sprintf("%.2f ms", nanoseconds / 1000000)
 }
 

@@ -23,6 +23,13 @@ if(CCACHE_PROGRAM AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
 endif()
 
+# The linter reads what is compiled; its checks stand in .clang-tidy, and every finding is an error.
+if(QV_LINT)
+  find_program(CLANG_TIDY_PROGRAM clang-tidy REQUIRED)
+  mark_as_advanced(CLANG_TIDY_PROGRAM)
+  set(CMAKE_CXX_CLANG_TIDY "${CLANG_TIDY_PROGRAM}" --quiet)
+endif()
+
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE RelWithDebInfo)
 endif()

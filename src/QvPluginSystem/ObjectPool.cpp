@@ -8,18 +8,18 @@
 namespace QvPluginSystem {
 namespace {
 
-class ScopedMember {
+// An element at an array's end for as long as it lives; others that come later go earlier.
+class ScopedLast {
 public:
-    ScopedMember(std::unordered_set<QvPluginObject*>& set, QvPluginObject* object) : set_(set), object_(object) {
-        set_.insert(object_);
+    ScopedLast(Qv::QvArray<QvPluginObject*>& array, QvPluginObject* object) : array_(array) {
+        array_.push_back(object);
     }
-    ScopedMember(const ScopedMember&) = delete;
-    ScopedMember& operator=(const ScopedMember&) = delete;
-    ~ScopedMember() { set_.erase(object_); }
+    ScopedLast(const ScopedLast&) = delete;
+    ScopedLast& operator=(const ScopedLast&) = delete;
+    ~ScopedLast() { array_.pop_back(); }
 
 private:
-    std::unordered_set<QvPluginObject*>& set_;
-    QvPluginObject* object_;
+    Qv::QvArray<QvPluginObject*>& array_;
 };
 
 }  // namespace
@@ -43,8 +43,8 @@ void ObjectPool::remove(QvPluginObject* object) {
         Qv::LogTrace("QvPluginManager::removeObject(): object not in list.\n");
         return;
     }
-    if (leaving_.count(object) != 0) return;
-    const ScopedMember leaving(leaving_, object);
+    if (std::find(leaving_.begin(), leaving_.end(), object) != leaving_.end()) return;
+    const ScopedLast leaving(leaving_, object);
     listeners_.tell(&QvPluginManagerListener::onRemoveObject, object);
     takeOut(object);
 }

@@ -25,7 +25,7 @@ private:
     const ListenerList& listeners_;
     Qv::QvArray<QvPluginObject*> objects_;
     std::unordered_set<QvPluginObject*> members_;
-    std::unordered_set<QvPluginObject*> leaving_;  // those whose removal the listeners are hearing of
+    Qv::QvArray<QvPluginObject*> leaving_;  // those whose removal the listeners are hearing of; very few
 };
 
 }  // namespace QvPluginSystem

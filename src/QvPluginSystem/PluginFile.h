@@ -9,6 +9,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -33,7 +34,7 @@ struct PluginFile {
     os::EntryStatus status;
 };
 
-/// Finds what belongs to a plugin file, in constant time.
+/// Finds what belongs to a plugin file, in constant time. The files that were added outlive their entries.
 template <typename Value>
 class PluginFileIndex {
 public:
@@ -73,7 +74,7 @@ private:
         return found == map.end() ? nullptr : found->second;
     }
 
-    std::unordered_map<std::wstring, Value*> byKey_;
+    std::unordered_map<std::wstring_view, Value*> byKey_;
     std::unordered_map<os::FileIdentity, Value*, HashIdentity> byIdentity_;
 };
 

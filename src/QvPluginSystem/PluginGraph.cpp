@@ -7,18 +7,13 @@
 namespace QvPluginSystem {
 namespace {
 
-QvPluginInfo* loadedByName(const PluginRegistry& registry, const std::string& name) {
-    const LoadedPlugin* plugin = registry.findByName(name);
-    return plugin ? plugin->info.get() : nullptr;
-}
-
 class Collector {
 public:
     explicit Collector(const PluginRegistry& registry) : registry_(registry) {}
 
     void collect(QvPluginInfo* info) {
         if (!info || !visited_.insert(info).second) return;
-        for (const QvDependency& dependency : info->dependencies) collect(loadedByName(registry_, dependency.name));
+        for (const QvDependency& dependency : info->dependencies) collect(registry_.findByName(dependency.name));
         collected_.push_back(info);
     }
 
@@ -51,7 +46,7 @@ private:
 
     bool dependsIndirectly(const QvPluginInfo& plugin) {
         return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(), [&](const QvDependency& dependency) {
-            const QvPluginInfo* needed = loadedByName(registry_, dependency.name);
+            const QvPluginInfo* needed = registry_.findByName(dependency.name);
             return needed && dependsOnTarget(needed);
         });
     }

@@ -40,9 +40,9 @@ Function entryPoint(void* handle, const char* name) {
     return reinterpret_cast<Function>(os::findSymbol(handle, name));
 }
 
-std::unique_ptr<QvPluginFuncInterface> bindEntryPoints(void* handle) {
+QvPluginFuncInterface bindEntryPoints(void* handle) {
     using Entry = QvPluginFuncInterface;
-    return std::make_unique<Entry>(nullptr, entryPoint<Entry::GetPluginInfoFunc>(handle, "GetPluginInfo"),
+    return Entry(nullptr, entryPoint<Entry::GetPluginInfoFunc>(handle, "GetPluginInfo"),
                                    entryPoint<Entry::InitializeFunc>(handle, "InitializePlugin"),
                                    entryPoint<Entry::UninitializeFunc>(handle, "UninitializePlugin"),
                                    entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
@@ -57,7 +57,7 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
-    records_.push_back({path, QvPlatform::File(path).getFolderPath(), nullptr, nullptr, 0});
+    records_.push_back({path, QvPlatform::File(path).getFolderPath(), nullptr, std::nullopt, 0});
     byPath_[records_.back().libraryPath] = std::prev(records_.end());
     return records_.back();
 }

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <list>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,7 +16,7 @@ struct PluginLibraryRecord {
     std::string libraryPath;
     std::string libraryDirectory;
     void* moduleHandle = nullptr;
-    std::unique_ptr<QvPluginFuncInterface> entryPoints;
+    std::optional<QvPluginFuncInterface> entryPoints;  ///< once the library is open
     std::int32_t openCount = 0;
 };
 

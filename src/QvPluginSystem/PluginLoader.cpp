@@ -20,35 +20,37 @@ public:
     Candidate(const Candidate&) = delete;
     Candidate& operator=(const Candidate&) = delete;
     ~Candidate() {
-        for (LoadedPlugin* dependency : dependencies) --dependency->pins;
+        for (LoadedPlugin* dependency : pinned_) --dependency->pins;
         if (!foldedName_.empty()) underWay_.foldedNames.erase(underWay_.foldedNames.find(foldedName_));
         underWay_.files.remove(file);
     }
 
     void announceName() {
-        foldedName_ = Qv::detail::foldedCase(info->name);
+        foldedName_ = Qv::detail::foldedCase(plugin->name);
         underWay_.foldedNames.insert(foldedName_);
     }
 
     // Until the plugin counts as a dependent, the dependency must not be unloaded under it.
     void addDependency(LoadedPlugin& dependency) {
-        dependencies.push_back(&dependency);
+        pinned_.push_back(&dependency);
         ++dependency.pins;
     }
 
     const std::string& path;
     const PluginFile& file;
     OpenPluginLibrary library;
-    std::unique_ptr<QvPluginInfo> info;  // goes before the library that filled it
-    Qv::QvArray<LoadedPlugin*> dependencies;
+    std::unique_ptr<LoadedPlugin> plugin;  // goes before the library that filled it
+
+    const Qv::QvArray<LoadedPlugin*>& dependencies() const { return pinned_; }
 
 private:
     UnderWay& underWay_;
+    Qv::QvArray<LoadedPlugin*> pinned_;
     std::string foldedName_;
 };
 
 bool PluginLoader::load(const std::string& path, Request request) {
-    const RequestScope scope(*this);
+    const PluginSearchPath::Request scope(state_.searchPath);
     return loadFile(path, PluginFile(path), request);
 }
 
@@ -68,18 +70,18 @@ bool PluginLoader::loadFile(const std::string& path, const PluginFile& file, Req
 
 bool PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
     if (loaded.isUnloading) {
-        state_.listeners.reportError(loaded.libraryPath, loaded.info.get(), "The plugin is being unloaded");
+        state_.listeners.reportError(loaded.libraryPath, &loaded, "The plugin is being unloaded");
         return false;
     }
-    if (request == Request::Explicit) loaded.info->explicitlyLoaded = true;
+    if (request == Request::Explicit) loaded.explicitlyLoaded = true;
     return true;
 }
 
 bool PluginLoader::loadNew(const std::string& path, const PluginFile& file, Request request) {
     Candidate candidate(*this, path, file);
     if (!describe(candidate)) return false;
-    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.info)) return false;
-    if (candidate.info->name.empty()) return fail(candidate, "This plugin has an empty name.");
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.plugin)) return false;
+    if (candidate.plugin->name.empty()) return fail(candidate, "This plugin has an empty name.");
     candidate.announceName();
     if (!resolveDependencies(candidate) || !initialize(candidate)) return false;
     accept(candidate, request);
@@ -87,7 +89,7 @@ bool PluginLoader::loadNew(const std::string& path, const PluginFile& file, Requ
 }
 
 bool PluginLoader::fail(const Candidate& candidate, const std::string& error) const {
-    state_.listeners.reportError(candidate.path, candidate.info.get(), error);
+    state_.listeners.reportError(candidate.path, candidate.plugin.get(), error);
     return false;
 }
 
@@ -100,22 +102,22 @@ bool PluginLoader::describe(Candidate& candidate) const {
     const QvPluginFuncInterface& entryPoints = candidate.library.entryPoints();
     if (!callPlugin([&] { return entryPoints.isValid(&reason); }, reason)) return cannotLoad(reason);
 
-    auto info = std::make_unique<QvPluginInfo>(candidate.path);
+    auto plugin = std::make_unique<LoadedPlugin>(candidate.path, candidate.file);
     const auto fill = [&] {
-        entryPoints.getPluginInfo(*info);
+        entryPoints.getPluginInfo(*plugin);
         return true;
     };
     if (!callPlugin(fill, reason)) return cannotLoad(reason);
     // These belong to the manager, whatever the plugin wrote.
-    info->path = candidate.path;
-    info->dependentCount = 0;
-    info->explicitlyLoaded = false;
-    candidate.info = std::move(info);
+    plugin->path = candidate.path;
+    plugin->dependentCount = 0;
+    plugin->explicitlyLoaded = false;
+    candidate.plugin = std::move(plugin);
     return true;
 }
 
 bool PluginLoader::resolveDependencies(Candidate& candidate) {
-    for (const QvDependency& dependency : candidate.info->dependencies) {
+    for (const QvDependency& dependency : candidate.plugin->dependencies) {
         LoadedPlugin* resolved = resolve(candidate, dependency);
         if (!resolved) return false;
         candidate.addDependency(*resolved);
@@ -126,7 +128,7 @@ bool PluginLoader::resolveDependencies(Candidate& candidate) {
 // The loaded plugin that fulfils the dependency; null after a report.
 LoadedPlugin* PluginLoader::resolve(const Candidate& candidate, const QvDependency& dependency) {
     LoadedPlugin* found = loadDependency(candidate, dependency);
-    if (!found || satisfies(*found->info, dependency)) return found;
+    if (!found || satisfies(*found, dependency)) return found;
     fail(candidate, dependency.name + " is not compatible. Expected version " + dependency.version.toString());
     return nullptr;
 }
@@ -139,7 +141,7 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
     constexpr const char* kCircular = "Circular dependency detected with ";
     if (underWay_.foldedNames.count(Qv::detail::foldedCase(dependency.name)) != 0) return failed(kCircular);
 
-    const auto found = findInRequest(dependency.name);
+    const auto found = state_.searchPath.find(dependency.name);
     LoadedPlugin* plugin = nullptr;
     if (!found) {
         // It may have been loaded from outside the search directories.
@@ -153,33 +155,19 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
     return plugin;
 }
 
-// Many plugins share a dependency, and looking for one asks the disk for each candidate.
-std::shared_ptr<const PluginSearchPath::Found> PluginLoader::findInRequest(const std::string& name) {
-    if (foundRevision_ != state_.searchPath.revision()) found_.clear();
-    foundRevision_ = state_.searchPath.revision();
-    const auto known = found_.find(name);
-    if (known != found_.end()) return known->second;
-    auto found = state_.searchPath.find(name);
-    if (!found) return nullptr;
-    return found_[name] = std::make_shared<PluginSearchPath::Found>(std::move(*found));
-}
-
 bool PluginLoader::initialize(Candidate& candidate) const {
-    Qv::LogTrace("QvPluginManager::initializePlugin - %s\n", candidate.info->name.c_str());
+    Qv::LogTrace("QvPluginManager::initializePlugin - %s\n", candidate.plugin->name.c_str());
     std::string error;
     const auto call = [&] { return candidate.library.entryPoints().initialize(manager_, 0, nullptr, &error); };
     return callPlugin(call, error) || fail(candidate, error);
 }
 
 void PluginLoader::accept(Candidate& candidate, Request request) const {
-    candidate.info->explicitlyLoaded = request == Request::Explicit;
-    LoadedPlugin& plugin =
-        state_.registry.add(std::make_unique<LoadedPlugin>(std::move(candidate.info), candidate.file));
+    LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
     candidate.library.keep();
-    for (LoadedPlugin* dependency : candidate.dependencies) {
-        plugin.dependencies.push_back(dependency);
-        ++dependency->info->dependentCount;
-    }
+    plugin.explicitlyLoaded = request == Request::Explicit;
+    plugin.neededPlugins = candidate.dependencies();
+    for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
 }
 

@@ -2,9 +2,7 @@
 
 #include "QvPluginSystem/PluginSystemState.h"
 
-#include <memory>
 #include <string>
-#include <unordered_map>
 #include <unordered_set>
 
 namespace QvPluginSystem {
@@ -16,21 +14,6 @@ public:
     PluginLoader(QvPluginManager& manager, PluginSystemState& state) : manager_(manager), state_(state) {}
 
     enum class Request { Explicit, Dependency };
-
-    /// Spans one request of a client. What was found for a name holds until the outermost one ends, or the
-    /// search directories change; after that the disk is asked again.
-    class RequestScope {
-    public:
-        explicit RequestScope(PluginLoader& loader) : loader_(loader) { ++loader_.requestDepth_; }
-        RequestScope(const RequestScope&) = delete;
-        RequestScope& operator=(const RequestScope&) = delete;
-        ~RequestScope() {
-            if (--loader_.requestDepth_ == 0) loader_.found_.clear();
-        }
-
-    private:
-        PluginLoader& loader_;
-    };
 
     /// Whether the file's plugin is loaded now. Failures were reported, and nothing of a failed plugin
     /// stays; a plugin that a listener refused fails without a report.
@@ -53,7 +36,6 @@ private:
     bool resolveDependencies(Candidate& candidate);
     LoadedPlugin* resolve(const Candidate& candidate, const QvDependency& dependency);
     LoadedPlugin* loadDependency(const Candidate& candidate, const QvDependency& dependency);
-    std::shared_ptr<const PluginSearchPath::Found> findInRequest(const std::string& name);
     bool initialize(Candidate& candidate) const;
     void accept(Candidate& candidate, Request request) const;
     bool fail(const Candidate& candidate, const std::string& error) const;
@@ -61,9 +43,6 @@ private:
     QvPluginManager& manager_;
     PluginSystemState& state_;
     UnderWay underWay_;  // of nested requests too: an entry point may load further plugins
-    int requestDepth_ = 0;
-    std::unordered_map<std::string, std::shared_ptr<const PluginSearchPath::Found>> found_;
-    unsigned foundRevision_ = 0;
 };
 
 }  // namespace QvPluginSystem

@@ -1,15 +1,20 @@
 #include "QvPluginSystem/PluginRegistry.h"
 
-#include "core/AsciiCase.h"
-
 #include <algorithm>
 
 namespace QvPluginSystem {
 namespace {
 
-bool equalNames(const std::string& a, const std::string& b) {
+bool equalNames(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return Qv::detail::foldCase(x) == Qv::detail::foldCase(y); });
+}
+
+// The first that fits; null when none does.
+template <typename Fits>
+LoadedPlugin* firstOf(const std::vector<LoadedPlugin*>& plugins, Fits fits) {
+    const auto found = std::find_if(plugins.begin(), plugins.end(), fits);
+    return found == plugins.end() ? nullptr : *found;
 }
 
 }  // namespace
@@ -20,44 +25,53 @@ bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency) {
            Qv::QvVersion::compare(plugin.compatibilityVersion, dependency.version) <= 0;
 }
 
+// FNV-1a, over the folded bytes.
+std::size_t PluginRegistry::FoldedHash::operator()(std::string_view name) const {
+    std::uint64_t hash = 14695981039346656037U;
+    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(Qv::detail::foldCase(c))) * 1099511628211U;
+    return hash;
+}
+
+bool PluginRegistry::FoldedEqual::operator()(std::string_view a, std::string_view b) const { return equalNames(a, b); }
+
+PluginRegistry::~PluginRegistry() {
+    for (QvPluginInfo* plugin : plugins_) delete static_cast<LoadedPlugin*>(plugin);
+}
+
 LoadedPlugin* PluginRegistry::findByName(const std::string& name) const {
     const auto found = byName_.find(name);
-    return found == byName_.end() ? nullptr : found->second.front();
+    if (found == byName_.end()) return nullptr;
+    return firstOf(found->second, [&](const LoadedPlugin* plugin) { return plugin->indexedName == name; });
 }
 
 LoadedPlugin* PluginRegistry::findForDependency(const QvDependency& dependency) const {
-    const auto found = byFoldedName_.find(Qv::detail::foldedCase(dependency.name));
-    if (found == byFoldedName_.end()) return nullptr;
-    const auto& namesakes = found->second;
-    const auto fitting = std::find_if(namesakes.begin(), namesakes.end(), [&](const LoadedPlugin* plugin) {
-        return satisfies(*plugin->info, dependency);
-    });
-    return fitting == namesakes.end() ? namesakes.front() : *fitting;
+    const auto found = byName_.find(dependency.name);
+    if (found == byName_.end()) return nullptr;
+    LoadedPlugin* fitting =
+        firstOf(found->second, [&](const LoadedPlugin* plugin) { return satisfies(*plugin, dependency); });
+    return fitting ? fitting : found->second.front();
 }
 
 LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {
-    LoadedPlugin& added = *plugin;
-    owned_[added.info.get()] = std::move(plugin);
-    plugins_.push_back(added.info.get());
-    byName_[added.name].push_back(&added);
-    byFoldedName_[Qv::detail::foldedCase(added.name)].push_back(&added);
-    byFile_.add(added.file, &added);
-    return added;
+    plugin->indexedName = plugin->name;
+    byName_[plugin->indexedName].push_back(plugin.get());
+    byFile_.add(plugin->file, plugin.get());
+    plugins_.push_back(plugin.get());
+    return *plugin.release();
 }
 
 void PluginRegistry::remove(LoadedPlugin& plugin) {
+    const std::unique_ptr<LoadedPlugin> owner(&plugin);
+    plugins_.erase(std::find(plugins_.begin(), plugins_.end(), &plugin));
     byFile_.remove(plugin.file);
-    removeFrom(byFoldedName_, Qv::detail::foldedCase(plugin.name), &plugin);
-    removeFrom(byName_, plugin.name, &plugin);
-    plugins_.erase(std::find(plugins_.begin(), plugins_.end(), plugin.info.get()));
-    owned_.erase(plugin.info.get());
-}
-
-void PluginRegistry::removeFrom(NameIndex& index, const std::string& name, const LoadedPlugin* plugin) {
-    const auto found = index.find(name);
-    auto& namesakes = found->second;
-    namesakes.erase(std::find(namesakes.begin(), namesakes.end(), plugin));
-    if (namesakes.empty()) index.erase(found);
+    // The key lies in one of the namesakes, which may be the one that goes.
+    const auto entry = byName_.find(plugin.indexedName);
+    std::vector<LoadedPlugin*> namesakes = std::move(entry->second);
+    byName_.erase(entry);
+    namesakes.erase(std::find(namesakes.begin(), namesakes.end(), &plugin));
+    if (namesakes.empty()) return;
+    const std::string_view key = namesakes.front()->indexedName;
+    byName_.emplace(key, std::move(namesakes));
 }
 
 }  // namespace QvPluginSystem

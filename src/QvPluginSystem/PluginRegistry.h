@@ -4,28 +4,30 @@
 #include <QvPlatform/core/QvArray.h>
 
 #include "QvPluginSystem/PluginFile.h"
+#include "core/AsciiCase.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 namespace QvPluginSystem {
 
-/// A plugin that was initialized, and what the manager remembers about it beyond its descriptor.
-struct LoadedPlugin {
-    LoadedPlugin(std::unique_ptr<QvPluginInfo> descriptor, PluginFile libraryFile)
-        : info(std::move(descriptor)), file(std::move(libraryFile)), name(info->name), libraryPath(info->path) {}
+/// A plugin on its way or loaded: the descriptor that clients see, and what the manager remembers beside it.
+struct LoadedPlugin : QvPluginInfo {
+    explicit LoadedPlugin(const std::string& libraryFile, const PluginFile& libraryIdentity)
+        : QvPluginInfo(libraryFile), libraryPath(libraryFile), file(libraryIdentity) {}
 
     /// Whether somebody needs it to stay.
-    bool isNeeded() const { return info->dependentCount > 0 || pins > 0; }
+    bool isNeeded() const { return dependentCount > 0 || pins > 0; }
 
-    std::unique_ptr<QvPluginInfo> info;
-    PluginFile file;
-    // The descriptor is handed out for writing; these are what the indexes were built from.
-    std::string name;
+    // The descriptor is handed out for writing; these stay as they were.
+    std::string indexedName;
     std::string libraryPath;
-    Qv::QvArray<LoadedPlugin*> dependencies;
+    PluginFile file;
+    Qv::QvArray<LoadedPlugin*> neededPlugins;
     int pins = 0;  ///< plugins under way that will depend on it
     bool isUnloading = false;
 };
@@ -40,6 +42,7 @@ public:
     PluginRegistry() = default;
     PluginRegistry(const PluginRegistry&) = delete;
     PluginRegistry& operator=(const PluginRegistry&) = delete;
+    ~PluginRegistry();
 
     const Qv::QvArray<QvPluginInfo*>& plugins() const { return plugins_; }
 
@@ -50,19 +53,22 @@ public:
     /// A plugin of the dependency's name, one that satisfies it if there is such a one.
     LoadedPlugin* findForDependency(const QvDependency& dependency) const;
 
+    /// Takes the plugin over; its name does not change any more.
     LoadedPlugin& add(std::unique_ptr<LoadedPlugin> plugin);
-    /// Deletes the plugin and its descriptor.
+    /// Deletes the plugin.
     void remove(LoadedPlugin& plugin);
 
 private:
-    using NameIndex = std::unordered_map<std::string, std::vector<LoadedPlugin*>>;
+    struct FoldedHash {
+        std::size_t operator()(std::string_view name) const;
+    };
+    struct FoldedEqual {
+        bool operator()(std::string_view a, std::string_view b) const;
+    };
 
-    static void removeFrom(NameIndex& index, const std::string& name, const LoadedPlugin* plugin);
-
-    Qv::QvArray<QvPluginInfo*> plugins_;
-    std::unordered_map<const QvPluginInfo*, std::unique_ptr<LoadedPlugin>> owned_;
-    NameIndex byName_;
-    NameIndex byFoldedName_;
+    Qv::QvArray<QvPluginInfo*> plugins_;  // each is a LoadedPlugin, and owned
+    // Plugins whose names differ in letter case only stand together.
+    std::unordered_map<std::string_view, std::vector<LoadedPlugin*>, FoldedHash, FoldedEqual> byName_;
     PluginFileIndex<LoadedPlugin> byFile_;
 };
 

@@ -40,9 +40,9 @@ bool PluginSearchPath::add(const std::string& directory) {
 }
 
 void PluginSearchPath::addEffective(const std::string& directory) {
-    ++revision_;
+    forget();
     effective_.push_back(directory);
-    effectivePaths_.push_back(QvPlatform::PathText::isRelative(directory) ? std::wstring() : pathOf(directory));
+    places_.push_back({QvPlatform::PathText::isRelative(directory) ? std::wstring() : pathOf(directory)});
 }
 
 bool PluginSearchPath::remove(const std::string& directory) {
@@ -50,8 +50,8 @@ bool PluginSearchPath::remove(const std::string& directory) {
     if (found == added_.end()) return false;
     const auto effective = std::find(effective_.begin(), effective_.end(), directory);
     if (effective != effective_.end()) {
-        ++revision_;
-        effectivePaths_.erase(effectivePaths_.begin() + (effective - effective_.begin()));
+        forget();
+        places_.erase(places_.begin() + (effective - effective_.begin()));
         effective_.erase(effective);
     }
     added_.erase(found);
@@ -61,29 +61,55 @@ bool PluginSearchPath::remove(const std::string& directory) {
 void PluginSearchPath::reset() {
     added_.clear();
     effective_.clear();
-    effectivePaths_.clear();
+    places_.clear();
     addEffective(Directory(Directory::kLibraryDirectory).directory("plugins").toUniversalPath());
 }
 
-std::optional<PluginSearchPath::Found> PluginSearchPath::find(const std::string& name) const {
-    if (name.empty()) return std::nullopt;
-    std::optional<Found> asGiven = findExactly(name);
-    if (asGiven || name.ends_with(kPluginExtension)) return asGiven;
-    return findExactly(name + kPluginExtension);
+void PluginSearchPath::forget() {
+    found_.clear();
+    for (Place& place : places_) place.presence = Presence::Unknown;
 }
 
-std::optional<PluginSearchPath::Found> PluginSearchPath::findExactly(const std::string& name) const {
-    if (isRegularFileAsGiven(name)) return Found{name, PluginFile(name)};
+// Many plugins share a dependency, and looking for one asks the disk for each candidate.
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::find(const std::string& name) {
+    if (requestDepth_ == 0) return search(name);
+    const auto known = found_.find(name);
+    if (known != found_.end()) return known->second;
+    auto found = search(name);
+    if (found) found_[name] = found;
+    return found;
+}
+
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::search(const std::string& name) {
+    if (name.empty()) return nullptr;
+    auto asGiven = searchExactly(name);
+    if (asGiven || name.ends_with(kPluginExtension)) return asGiven;
+    return searchExactly(name + kPluginExtension);
+}
+
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchExactly(const std::string& name) {
+    if (isRegularFileAsGiven(name)) return std::make_shared<Found>(Found{name, PluginFile(name)});
     const std::wstring wideName = os::widen(name);
-    for (std::size_t i = 0; i < effective_.size(); ++i) {
-        const std::wstring& known = effectivePaths_[i];
-        const std::wstring path = (known.empty() ? pathOf(effective_[i]) : known) + wideName;
-        const os::EntryStatus status = os::entryStatus(path);
-        if (status.kind != os::EntryKind::RegularFile) continue;
-        const File file = File::fromWide(path);
-        return Found{file.toUniversalPath(), PluginFile(file, status)};
+    for (std::size_t place = 0; place < places_.size(); ++place) {
+        if (auto found = searchIn(place, wideName)) return found;
     }
-    return std::nullopt;
+    return nullptr;
+}
+
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchIn(std::size_t place, const std::wstring& name) {
+    Presence& presence = places_[place].presence;
+    if (presence == Presence::Missing) return nullptr;
+    const std::wstring& fixed = places_[place].path;
+    const std::wstring directory = fixed.empty() ? pathOf(effective_[place]) : fixed;
+    const File file = File::fromWide(directory + name);
+    const os::EntryStatus status = os::entryStatus(file.widePath());
+    if (status.kind == os::EntryKind::RegularFile)
+        return std::make_shared<Found>(Found{file.toUniversalPath(), PluginFile(file, status)});
+    if (presence == Presence::Unknown && requestDepth_ > 0) {
+        const bool isThere = os::entryStatus(directory).kind != os::EntryKind::Missing;
+        presence = isThere ? Presence::There : Presence::Missing;
+    }
+    return nullptr;
 }
 
 }  // namespace QvPluginSystem

@@ -4,8 +4,9 @@
 
 #include "QvPluginSystem/PluginFile.h"
 
-#include <optional>
+#include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace QvPluginSystem {
@@ -27,27 +28,48 @@ public:
     /// Only the default directory: "plugins" beside this library.
     void reset();
 
-    /// Changes with the directories.
-    unsigned revision() const { return revision_; }
-
     struct Found {
         std::string path;
         PluginFile file;
     };
 
     /// The regular file called `name`: the name as it stands, from the current directory and then in each
-    /// directory, and after that the name with the extension likewise.
-    std::optional<Found> find(const std::string& name) const;
+    /// directory, and after that the name with the extension likewise. Null when there is none.
+    std::shared_ptr<const Found> find(const std::string& name);
+
+    /// Spans one request of a client. What was found, and which directories are not there, holds until the
+    /// outermost one ends or the directories change; after that the disk is asked again.
+    class Request {
+    public:
+        explicit Request(PluginSearchPath& searchPath) : searchPath_(searchPath) { ++searchPath_.requestDepth_; }
+        Request(const Request&) = delete;
+        Request& operator=(const Request&) = delete;
+        ~Request() {
+            if (--searchPath_.requestDepth_ == 0) searchPath_.forget();
+        }
+
+    private:
+        PluginSearchPath& searchPath_;
+    };
 
 private:
-    std::optional<Found> findExactly(const std::string& name) const;
+    enum class Presence { Unknown, There, Missing };
+    struct Place {
+        std::wstring path;  // empty where the text is relative, so that its path changes with the process's
+        Presence presence = Presence::Unknown;
+    };
+
     void addEffective(const std::string& directory);
+    void forget();
+    std::shared_ptr<const Found> search(const std::string& name);
+    std::shared_ptr<const Found> searchExactly(const std::string& name);
+    std::shared_ptr<const Found> searchIn(std::size_t place, const std::wstring& name);
 
     Qv::QvArray<std::string> effective_;
-    // The directories' paths; empty where the text is relative, so that its path changes with the process's.
-    std::vector<std::wstring> effectivePaths_;
+    std::vector<Place> places_;  // of the effective directories
     Qv::QvArray<std::string> added_;
-    unsigned revision_ = 0;
+    int requestDepth_ = 0;
+    std::unordered_map<std::string, std::shared_ptr<const Found>> found_;
 };
 
 }  // namespace QvPluginSystem

@@ -51,7 +51,7 @@ public:
     LoadedPlugin* takeBackOne() {
         if (next_ == dependencies_.size()) return nullptr;
         LoadedPlugin* dependency = dependencies_[next_++];
-        --dependency->info->dependentCount;
+        --dependency->dependentCount;
         return dependency;
     }
 
@@ -66,7 +66,7 @@ PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
     LoadedPlugin* plugin = state_.registry.findByName(name);
     if (!plugin) return Result::NotLoaded;
     if (plugin->isUnloading) return Result::Stays;
-    ScopedFlag notRequested(plugin->info->explicitlyLoaded, false);
+    ScopedFlag notRequested(plugin->explicitlyLoaded, false);
     const bool isNeeded = plugin->isNeeded();
     if (!isNeeded && !stop(*plugin)) return Result::Stays;
     notRequested.keep();
@@ -78,9 +78,9 @@ PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
 // Uninitializes the plugin; false, and it is as before, when a listener or the plugin objects.
 bool PluginUnloader::stop(LoadedPlugin& plugin) {
     ScopedFlag unloading(plugin.isUnloading, true);
-    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, *plugin.info)) return false;
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, plugin)) return false;
     if (!uninitialize(plugin)) {
-        state_.listeners.reportError(plugin.libraryPath, plugin.info.get(), "Problem calling UninitializePlugin function");
+        state_.listeners.reportError(plugin.libraryPath, &plugin, "Problem calling UninitializePlugin function");
         return false;
     }
     unloading.keep();
@@ -103,9 +103,9 @@ void PluginUnloader::release(LoadedPlugin& plugin) {
 }
 
 void PluginUnloader::releaseDependencies(const LoadedPlugin& plugin) {
-    Claims claims(plugin.dependencies);
+    Claims claims(plugin.neededPlugins);
     while (LoadedPlugin* dependency = claims.takeBackOne()) {
-        const bool isUnused = dependency->info->getUseCount() == 0 && dependency->pins == 0;
+        const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;
         if (isUnused && !dependency->isUnloading && stop(*dependency)) release(*dependency);
     }
 }

@@ -15,8 +15,6 @@ namespace {
 // Asked before the manager is made and after it is gone.
 constinit bool instanceExists = false;
 
-QvPluginInfo* infoOf(const LoadedPlugin* plugin) { return plugin ? plugin->info.get() : nullptr; }
-
 // Copied before anything is loaded: a plugin may change the directories and the files.
 std::vector<QvPlatform::File> pluginFilesIn(const std::string& directory) {
     std::vector<QvPlatform::File> files = QvPlatform::Directory(directory).files();
@@ -81,11 +79,11 @@ void QvPluginManager::resetPluginSearchDirs() { state_->shared.searchPath.reset(
 const Qv::QvArray<QvPluginInfo*>& QvPluginManager::getPlugins() const { return state_->shared.registry.plugins(); }
 
 QvPluginInfo* QvPluginManager::getPluginForName(const std::string& name) const {
-    return infoOf(state_->shared.registry.findByName(name));
+    return state_->shared.registry.findByName(name);
 }
 
 QvPluginInfo* QvPluginManager::getPluginForPath(const std::string& path) const {
-    return infoOf(state_->shared.registry.findByPath(path));
+    return state_->shared.registry.findByPath(path);
 }
 
 bool QvPluginManager::isLoaded(const std::string& path) const { return getPluginForPath(path) != nullptr; }
@@ -108,7 +106,7 @@ bool QvPluginManager::load(const std::string& path) {
 }
 
 void QvPluginManager::load(const Qv::QvArray<std::string>& paths) {
-    const PluginLoader::RequestScope request(state_->loader);
+    const PluginSearchPath::Request request(state_->shared.searchPath);
     bool anyLoaded = false;
     for (const std::string& path : Qv::QvArray<std::string>(paths))
         anyLoaded = state_->loader.load(path, PluginLoader::Request::Explicit) || anyLoaded;
@@ -116,7 +114,7 @@ void QvPluginManager::load(const Qv::QvArray<std::string>& paths) {
 }
 
 void QvPluginManager::loadAllQvp() {
-    const PluginLoader::RequestScope request(state_->loader);
+    const PluginSearchPath::Request request(state_->shared.searchPath);
     for (const std::string& directory : Qv::QvArray<std::string>(getPluginSearchDirs())) {
         Qv::LogTrace("QvPluginManager::loadFromDirs(): Loading plugin from %s\n", directory.c_str());
         for (const QvPlatform::File& file : pluginFilesIn(directory)) {
@@ -145,7 +143,7 @@ void QvPluginManager::unload(const Qv::QvArray<std::string>& names) {
 void QvPluginManager::unloadAll() {
     Qv::QvArray<std::string> names;
     for (const QvPluginInfo* info : getPlugins()) names.push_back(info->name);
-    unload(names);
+    for (const std::string& name : names) unload(name);
 }
 
 void QvPluginManager::addListener(QvPluginManagerListener* listener) {

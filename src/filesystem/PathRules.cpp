@@ -76,6 +76,7 @@ bool hasNativeBackslashes(std::wstring_view path, PathStyle style) {
 }
 
 int compareFolded(std::wstring_view a, std::wstring_view b) {
+    if (a == b) return 0;
     const std::size_t common = std::min(a.size(), b.size());
     for (std::size_t i = 0; i < common; ++i) {
         if (a[i] == b[i]) continue;

@@ -31,7 +31,8 @@ Pairs readPairs(std::string_view text) {
 
 // The last one of a key counts.
 std::string_view valueOf(const Pairs& pairs, std::string_view key) {
-    const auto found = std::find_if(pairs.rbegin(), pairs.rend(), [&](const auto& pair) { return pair.first == key; });
+    const auto found =
+        std::find_if(pairs.rbegin(), pairs.rend(), [&](const auto& pair) { return pair.first == key; });
     return found == pairs.rend() ? std::string_view() : found->second;
 }
 
@@ -66,7 +67,8 @@ BuildInfo parseBuildInfo(const std::string& text) {
     try {
         return parse(text);
     } catch (const std::exception& exception) {
-        Qv::LogWarn("QvPluginManager - The following error occurred when parsing the build info : %s.", exception.what());
+        Qv::LogWarn("QvPluginManager - The following error occurred when parsing the build info : %s.",
+                    exception.what());
     } catch (...) {
         Qv::LogWarn("QvPluginManager - An error occurred when parsing the build info");
     }

@@ -16,7 +16,8 @@ void ListenerList::remove(QvPluginManagerListener* listener) {
     if (found != listeners_.end()) listeners_.erase(found);
 }
 
-void ListenerList::reportError(const std::string& file, const QvPluginInfo* info, const std::string& error) const {
+void ListenerList::reportError(const std::string& file, const QvPluginInfo* info,
+                               const std::string& error) const {
     tell(&QvPluginManagerListener::onPluginError, file, info, error);
     Qv::LogWarn("QvPluginManager - Error %s on file %s.\n", error.c_str(), file.c_str());
 }

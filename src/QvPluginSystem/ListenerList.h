@@ -22,7 +22,8 @@ public:
     /// Asks all, whatever the first ones answer; true when none said no.
     bool ask(bool (QvPluginManagerListener::*question)(const QvPluginInfo&), const QvPluginInfo& info) const {
         bool agreed = true;
-        for (std::size_t i = 0; i < listeners_.size(); ++i) agreed = (listeners_[i]->*question)(info) && agreed;
+        for (std::size_t i = 0; i < listeners_.size(); ++i)
+            agreed = (listeners_[i]->*question)(info) && agreed;
         return agreed;
     }
 

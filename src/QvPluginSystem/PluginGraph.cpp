@@ -13,7 +13,8 @@ public:
 
     void collect(QvPluginInfo* info) {
         if (!info || !visited_.insert(info).second) return;
-        for (const QvDependency& dependency : info->dependencies) collect(registry_.findByName(dependency.name));
+        for (const QvDependency& dependency : info->dependencies)
+            collect(registry_.findByName(dependency.name));
         collected_.push_back(info);
     }
 
@@ -28,7 +29,8 @@ private:
 // Answers "does it depend on the target?" once for each plugin.
 class DependentFinder {
 public:
-    DependentFinder(const PluginRegistry& registry, const QvPluginInfo& target) : registry_(registry), target_(target) {}
+    DependentFinder(const PluginRegistry& registry, const QvPluginInfo& target)
+        : registry_(registry), target_(target) {}
 
     bool dependsOnTarget(const QvPluginInfo* plugin) {
         const auto [known, isNew] = answers_.try_emplace(plugin, false);
@@ -45,10 +47,11 @@ private:
     }
 
     bool dependsIndirectly(const QvPluginInfo& plugin) {
-        return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(), [&](const QvDependency& dependency) {
-            const QvPluginInfo* needed = registry_.findByName(dependency.name);
-            return needed && dependsOnTarget(needed);
-        });
+        return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(),
+                           [&](const QvDependency& dependency) {
+                               const QvPluginInfo* needed = registry_.findByName(dependency.name);
+                               return needed && dependsOnTarget(needed);
+                           });
     }
 
     const PluginRegistry& registry_;

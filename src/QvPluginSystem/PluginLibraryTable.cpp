@@ -20,7 +20,8 @@ public:
     explicit ScopedSearchPath(const std::string& directory)
         : previous_(QvPlatform::detail::readWholeVariable(kSearchPathVariable)) {
         if (!directory.empty())
-            QvPlatform::detail::restoreVariable(kSearchPathVariable, directory + previous_.value_or(std::string()));
+            QvPlatform::detail::restoreVariable(kSearchPathVariable,
+                                                directory + previous_.value_or(std::string()));
     }
     ScopedSearchPath(const ScopedSearchPath&) = delete;
     ScopedSearchPath& operator=(const ScopedSearchPath&) = delete;
@@ -43,9 +44,9 @@ Function entryPoint(void* handle, const char* name) {
 QvPluginFuncInterface bindEntryPoints(void* handle) {
     using Entry = QvPluginFuncInterface;
     return Entry(nullptr, entryPoint<Entry::GetPluginInfoFunc>(handle, "GetPluginInfo"),
-                                   entryPoint<Entry::InitializeFunc>(handle, "InitializePlugin"),
-                                   entryPoint<Entry::UninitializeFunc>(handle, "UninitializePlugin"),
-                                   entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
+                 entryPoint<Entry::InitializeFunc>(handle, "InitializePlugin"),
+                 entryPoint<Entry::UninitializeFunc>(handle, "UninitializePlugin"),
+                 entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
 }
 
 }  // namespace

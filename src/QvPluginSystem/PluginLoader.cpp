@@ -14,7 +14,10 @@ namespace QvPluginSystem {
 class PluginLoader::Candidate {
 public:
     Candidate(PluginLoader& loader, const std::string& libraryPath, const PluginFile& libraryFile)
-        : path(libraryPath), file(libraryFile), library(loader.state_.libraries), underWay_(loader.underWay_) {
+        : path(libraryPath),
+          file(libraryFile),
+          library(loader.state_.libraries),
+          underWay_(loader.underWay_) {
         underWay_.files.add(file, &path);
     }
     Candidate(const Candidate&) = delete;
@@ -129,7 +132,8 @@ bool PluginLoader::resolveDependencies(Candidate& candidate) {
 LoadedPlugin* PluginLoader::resolve(const Candidate& candidate, const QvDependency& dependency) {
     LoadedPlugin* found = loadDependency(candidate, dependency);
     if (!found || satisfies(*found, dependency)) return found;
-    fail(candidate, dependency.name + " is not compatible. Expected version " + dependency.version.toString());
+    fail(candidate,
+         dependency.name + " is not compatible. Expected version " + dependency.version.toString());
     return nullptr;
 }
 
@@ -149,7 +153,8 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
         if (!plugin) return failed("Could not find dependent plugin ");
     } else {
         if (underWay_.files.find(found->file)) return failed(kCircular);
-        if (loadFile(found->path, found->file, Request::Dependency)) plugin = state_.registry.findByFile(found->file);
+        if (loadFile(found->path, found->file, Request::Dependency))
+            plugin = state_.registry.findByFile(found->file);
     }
     if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
     return plugin;
@@ -158,7 +163,9 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
 bool PluginLoader::initialize(Candidate& candidate) const {
     Qv::LogTrace("QvPluginManager::initializePlugin - %s\n", candidate.plugin->name.c_str());
     std::string error;
-    const auto call = [&] { return candidate.library.entryPoints().initialize(manager_, 0, nullptr, &error); };
+    const auto call = [&] {
+        return candidate.library.entryPoints().initialize(manager_, 0, nullptr, &error);
+    };
     return callPlugin(call, error) || fail(candidate, error);
 }
 

@@ -28,11 +28,14 @@ bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency) {
 // FNV-1a, over the folded bytes.
 std::size_t PluginRegistry::FoldedHash::operator()(std::string_view name) const {
     std::uint64_t hash = 14695981039346656037U;
-    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(Qv::detail::foldCase(c))) * 1099511628211U;
+    for (const char c : name)
+        hash = (hash ^ static_cast<unsigned char>(Qv::detail::foldCase(c))) * 1099511628211U;
     return hash;
 }
 
-bool PluginRegistry::FoldedEqual::operator()(std::string_view a, std::string_view b) const { return equalNames(a, b); }
+bool PluginRegistry::FoldedEqual::operator()(std::string_view a, std::string_view b) const {
+    return equalNames(a, b);
+}
 
 PluginRegistry::~PluginRegistry() {
     for (QvPluginInfo* plugin : plugins_) delete static_cast<LoadedPlugin*>(plugin);

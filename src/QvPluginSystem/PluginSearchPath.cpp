@@ -96,7 +96,8 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchExactly(c
     return nullptr;
 }
 
-std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchIn(std::size_t place, const std::wstring& name) {
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchIn(std::size_t place,
+                                                                          const std::wstring& name) {
     Presence& presence = places_[place].presence;
     if (presence == Presence::Missing) return nullptr;
     const std::wstring& fixed = places_[place].path;

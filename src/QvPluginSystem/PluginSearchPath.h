@@ -41,7 +41,9 @@ public:
     /// outermost one ends or the directories change; after that the disk is asked again.
     class Request {
     public:
-        explicit Request(PluginSearchPath& searchPath) : searchPath_(searchPath) { ++searchPath_.requestDepth_; }
+        explicit Request(PluginSearchPath& searchPath) : searchPath_(searchPath) {
+            ++searchPath_.requestDepth_;
+        }
         Request(const Request&) = delete;
         Request& operator=(const Request&) = delete;
         ~Request() {

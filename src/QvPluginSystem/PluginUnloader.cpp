@@ -44,7 +44,8 @@ public:
     Claims(const Claims&) = delete;
     Claims& operator=(const Claims&) = delete;
     ~Claims() {
-        while (takeBackOne()) {}
+        while (takeBackOne()) {
+        }
     }
 
     /// The dependency that is one claim poorer; null when none is left.
@@ -80,7 +81,8 @@ bool PluginUnloader::stop(LoadedPlugin& plugin) {
     ScopedFlag unloading(plugin.isUnloading, true);
     if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, plugin)) return false;
     if (!uninitialize(plugin)) {
-        state_.listeners.reportError(plugin.libraryPath, &plugin, "Problem calling UninitializePlugin function");
+        state_.listeners.reportError(plugin.libraryPath, &plugin,
+                                     "Problem calling UninitializePlugin function");
         return false;
     }
     unloading.keep();

@@ -16,7 +16,8 @@ constexpr std::int32_t kProductCompilerVersion = 1900;
 void noteCompilerVersion(const std::string& plugin, const BuildInfo& build) {
     if (build.compilerVersion == kProductCompilerVersion) return;
     Qv::LogDebug(
-        "The plugin %s was created with the compiler version %d of MS Visual C++ Compiler while Quorex was compiled "
+        "The plugin %s was created with the compiler version %d of MS Visual C++ Compiler while Quorex was "
+        "compiled "
         "with %d.",
         plugin.c_str(), static_cast<int>(build.compilerVersion), static_cast<int>(kProductCompilerVersion));
 }
@@ -25,10 +26,11 @@ void noteProductVersion(const std::string& plugin, const BuildInfo& build) {
     if (build.productMajor == QV_VERSION_MAJOR && build.productMinor == QV_VERSION_MINOR &&
         build.productServicePack == QV_VERSION_SERVICE_PACK)
         return;
-    Qv::LogDebug("The plugin %s was created with the Quorex version %d.%d.%d while the current version is %d.%d.%d.",
-                 plugin.c_str(), static_cast<int>(build.productMajor), static_cast<int>(build.productMinor),
-                 static_cast<int>(build.productServicePack), QV_VERSION_MAJOR, QV_VERSION_MINOR,
-                 QV_VERSION_SERVICE_PACK);
+    Qv::LogDebug(
+        "The plugin %s was created with the Quorex version %d.%d.%d while the current version is %d.%d.%d.",
+        plugin.c_str(), static_cast<int>(build.productMajor), static_cast<int>(build.productMinor),
+        static_cast<int>(build.productServicePack), QV_VERSION_MAJOR, QV_VERSION_MINOR,
+        QV_VERSION_SERVICE_PACK);
 }
 
 // The reason to reject a build, or "".
@@ -46,7 +48,8 @@ std::string buildMismatch(const std::string& plugin, const BuildInfo& build) {
 QvPluginFuncInterface::QvPluginFuncInterface() = default;
 QvPluginFuncInterface::QvPluginFuncInterface(PluginSystemVersionFunc pluginSystemVersionFunc,
                                              GetPluginInfoFunc getInfoFunc, InitializeFunc initializeFunc,
-                                             UninitializeFunc uninitializeFunc, GetBuildInfoFunc buildInfoFunc)
+                                             UninitializeFunc uninitializeFunc,
+                                             GetBuildInfoFunc buildInfoFunc)
     : pluginSystemVersion_(pluginSystemVersionFunc),
       getInfo_(getInfoFunc),
       initialize_(initializeFunc),
@@ -56,11 +59,14 @@ QvPluginFuncInterface::QvPluginFuncInterface(const QvPluginFuncInterface& other)
 QvPluginFuncInterface& QvPluginFuncInterface::operator=(const QvPluginFuncInterface& other) = default;
 QvPluginFuncInterface::~QvPluginFuncInterface() = default;
 
-int QvPluginFuncInterface::getPluginSystemVersion() const { return pluginSystemVersion_ ? pluginSystemVersion_() : 0; }
+int QvPluginFuncInterface::getPluginSystemVersion() const {
+    return pluginSystemVersion_ ? pluginSystemVersion_() : 0;
+}
 
 bool QvPluginFuncInterface::getPluginInfo(QvPluginInfo& info) const { return getInfo_ && getInfo_(info); }
 
-bool QvPluginFuncInterface::initialize(QvPluginManager& manager, int argc, char** argv, std::string* error) const {
+bool QvPluginFuncInterface::initialize(QvPluginManager& manager, int argc, char** argv,
+                                       std::string* error) const {
     return initialize_ && initialize_(manager, argc, argv, error);
 }
 

@@ -18,7 +18,8 @@ constinit bool instanceExists = false;
 // Copied before anything is loaded: a plugin may change the directories and the files.
 std::vector<QvPlatform::File> pluginFilesIn(const std::string& directory) {
     std::vector<QvPlatform::File> files = QvPlatform::Directory(directory).files();
-    std::erase_if(files, [](const QvPlatform::File& file) { return file.getExtension() != kPluginExtension; });
+    std::erase_if(files,
+                  [](const QvPlatform::File& file) { return file.getExtension() != kPluginExtension; });
     return files;
 }
 
@@ -46,7 +47,8 @@ QvPluginManager::~QvPluginManager() {
     const std::size_t left = getAllObjects().size();
     if (left == 0) return;
     try {
-        Qv::LogDebug("There are %d objects left in the plugin manager's object pool.\n", static_cast<int>(left));
+        Qv::LogDebug("There are %d objects left in the plugin manager's object pool.\n",
+                     static_cast<int>(left));
     } catch (...) {  // at process exit there is nobody to tell
     }
 }
@@ -70,13 +72,19 @@ const Qv::QvArray<std::string>& QvPluginManager::getAddedPluginsSearchDirs() con
     return state_->shared.searchPath.added();
 }
 
-bool QvPluginManager::addPluginSearchDir(const std::string& dir) { return state_->shared.searchPath.add(dir); }
+bool QvPluginManager::addPluginSearchDir(const std::string& dir) {
+    return state_->shared.searchPath.add(dir);
+}
 
-bool QvPluginManager::removePluginSearchDir(const std::string& dir) { return state_->shared.searchPath.remove(dir); }
+bool QvPluginManager::removePluginSearchDir(const std::string& dir) {
+    return state_->shared.searchPath.remove(dir);
+}
 
 void QvPluginManager::resetPluginSearchDirs() { state_->shared.searchPath.reset(); }
 
-const Qv::QvArray<QvPluginInfo*>& QvPluginManager::getPlugins() const { return state_->shared.registry.plugins(); }
+const Qv::QvArray<QvPluginInfo*>& QvPluginManager::getPlugins() const {
+    return state_->shared.registry.plugins();
+}
 
 QvPluginInfo* QvPluginManager::getPluginForName(const std::string& name) const {
     return state_->shared.registry.findByName(name);
@@ -119,13 +127,15 @@ void QvPluginManager::loadAllQvp() {
         Qv::LogTrace("QvPluginManager::loadFromDirs(): Loading plugin from %s\n", directory.c_str());
         for (const QvPlatform::File& file : pluginFilesIn(directory)) {
             const std::string path = file.toUniversalPath();
-            Qv::LogTrace("QvPluginManager::findSharedLibraries(): Found candidate plugin: %s\n", path.c_str());
+            Qv::LogTrace("QvPluginManager::findSharedLibraries(): Found candidate plugin: %s\n",
+                         path.c_str());
             load(path);
         }
     }
 }
 
-QvPluginInfo QvPluginManager::loadInfo(const std::string& file, const std::string&, const std::string&) const {
+QvPluginInfo QvPluginManager::loadInfo(const std::string& file, const std::string&,
+                                       const std::string&) const {
     return state_->loader.readInfo(file);
 }
 

@@ -56,7 +56,8 @@ std::int32_t QvRefCount::refCount() const noexcept { return data_->count.load();
 
 void QvRefCount::subscribe(Subscriber* subscriber) {
     auto& known = data_->subscribers;
-    if (subscriber && std::find(known.begin(), known.end(), subscriber) == known.end()) known.push_back(subscriber);
+    if (subscriber && std::find(known.begin(), known.end(), subscriber) == known.end())
+        known.push_back(subscriber);
 }
 
 void QvRefCount::unsubscribe(Subscriber* subscriber) {

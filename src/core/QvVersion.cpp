@@ -19,11 +19,13 @@ const QvVersion QvVersion::QuorexVersion;
 
 // Not a copy of QuorexVersion: another file's static may be made before that one.
 QvVersion::QvVersion()
-    : QvVersion(QV_VERSION_MAJOR, QV_VERSION_MINOR, QV_VERSION_SERVICE_PACK, QV_VERSION_BUILD, kProductLabel) {}
+    : QvVersion(QV_VERSION_MAJOR, QV_VERSION_MINOR, QV_VERSION_SERVICE_PACK, QV_VERSION_BUILD,
+                kProductLabel) {}
 
 QvVersion::QvVersion(const std::string& text) : QvVersion(0, 0, 0, 0, std::string()) { parse(text, this); }
 
-QvVersion::QvVersion(int majorPart, int minorPart, int servicePackPart, int buildPart, const std::string& labelText)
+QvVersion::QvVersion(int majorPart, int minorPart, int servicePackPart, int buildPart,
+                     const std::string& labelText)
     : major(majorPart), minor(minorPart), servicePack(servicePackPart), build(buildPart), label(labelText) {}
 
 QvVersion::QvVersion(const QvVersion& other)
@@ -85,8 +87,8 @@ bool QvVersion::parse(const std::string& text, QvVersion* out) {
 }
 
 const char* QvGetVersion() {
-    return QV_VERSION_STRINGIZE(QV_VERSION_MAJOR) "." QV_VERSION_STRINGIZE(QV_VERSION_MINOR) "." QV_VERSION_STRINGIZE(
-        QV_VERSION_SERVICE_PACK) "." QV_VERSION_STRINGIZE(QV_VERSION_BUILD);
+    return QV_VERSION_STRINGIZE(QV_VERSION_MAJOR) "." QV_VERSION_STRINGIZE(
+        QV_VERSION_MINOR) "." QV_VERSION_STRINGIZE(QV_VERSION_SERVICE_PACK) "." QV_VERSION_STRINGIZE(QV_VERSION_BUILD);
 }
 
 }  // namespace Qv

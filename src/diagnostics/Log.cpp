@@ -66,7 +66,8 @@ void dispatch(eLogLevel level, const char* format, LogArgs args) {
 }
 
 void filterAndDispatch(eLogLevel level, const char* format, LogArgs args) {
-    if (!filtering.load(std::memory_order_relaxed) || passesFilter(format, args)) dispatch(level, format, args);
+    if (!filtering.load(std::memory_order_relaxed) || passesFilter(format, args))
+        dispatch(level, format, args);
 }
 
 }  // namespace
@@ -102,7 +103,7 @@ LogHandler LogSetHandler(LogHandler newHandler) {
 // A function with variable arguments cannot hand them on but by a list of its own, which must be ended
 // also when the handler throws.
 #define QV_FORWARD_TO(function, level)                                      \
-    if ((level) > lastAudibleLevel.load(std::memory_order_relaxed)) return;   \
+    if ((level) > lastAudibleLevel.load(std::memory_order_relaxed)) return; \
     va_list args;                                                           \
     va_start(args, format);                                                 \
     try {                                                                   \

@@ -29,7 +29,8 @@ std::string assertionFormat(const char* file, unsigned int line, const char* for
 
 }  // namespace
 
-void QvAssertImplementation(const char* file, unsigned int line, bool condition, const char* const format, ...) {
+void QvAssertImplementation(const char* file, unsigned int line, bool condition, const char* const format,
+                            ...) {
     if (condition) return;
     const std::string text = assertionFormat(file, line, format);
     va_list args;

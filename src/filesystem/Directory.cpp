@@ -17,13 +17,18 @@ const char libraryAnchor = 0;
 
 std::wstring wellKnownPath(Directory::WellKnownDirectory which) {
     switch (which) {
-        case Directory::kCurrentDirectory: return os::currentDirectory();
-        case Directory::kSystemDrive: return os::systemDrive();
-        case Directory::kUserProfile: return os::userProfile();
-        case Directory::kExecutableDirectory: return Directory(File::fromWide(os::executableFile())).widePath();
+        case Directory::kCurrentDirectory:
+            return os::currentDirectory();
+        case Directory::kSystemDrive:
+            return os::systemDrive();
+        case Directory::kUserProfile:
+            return os::userProfile();
+        case Directory::kExecutableDirectory:
+            return Directory(File::fromWide(os::executableFile())).widePath();
         case Directory::kLibraryDirectory:
             return Directory(File::fromWide(os::moduleContaining(&libraryAnchor))).widePath();
-        case Directory::kTemporaryDirectory: return os::temporaryDirectory();
+        case Directory::kTemporaryDirectory:
+            return os::temporaryDirectory();
     }
     return {};
 }
@@ -47,7 +52,8 @@ const char Directory::SEPARATOR_NATIVE = '\\';
 const char Directory::SEPARATOR_UNIVERSAL = '/';
 
 Directory::Directory() = default;
-Directory::Directory(const std::string& path) : path_(PathText::fromText(path, PathRules::PathKind::Directory)) {}
+Directory::Directory(const std::string& path)
+    : path_(PathText::fromText(path, PathRules::PathKind::Directory)) {}
 Directory::Directory(const File& file) : path_(upToLastSeparator(file.widePath())) {}
 Directory::Directory(WellKnownDirectory which) : path_(PathText::closed(wellKnownPath(which))) {}
 Directory::Directory(const Directory& other) = default;
@@ -62,9 +68,13 @@ Directory Directory::fromWide(std::wstring path) {
     return directory;
 }
 
-bool Directory::operator<(const Directory& other) const { return PathRules::compareFolded(path_, other.path_) < 0; }
+bool Directory::operator<(const Directory& other) const {
+    return PathRules::compareFolded(path_, other.path_) < 0;
+}
 
-bool Directory::operator==(const Directory& other) const { return PathRules::compareFolded(path_, other.path_) == 0; }
+bool Directory::operator==(const Directory& other) const {
+    return PathRules::compareFolded(path_, other.path_) == 0;
+}
 
 std::string Directory::getName() const {
     return os::narrow(PathText::lastComponent(withoutFinalSeparator(path_)));
@@ -132,7 +142,9 @@ void Directory::files(std::vector<File>& out) const {
 std::shared_ptr<Directory> Directory::commonRootOf(std::vector<Directory> dirs) {
     if (dirs.empty()) return nullptr;
     Directory candidate = dirs.front();
-    const auto isBelowCandidate = [&](const Directory& dir) { return dir.path_.starts_with(candidate.path_); };
+    const auto isBelowCandidate = [&](const Directory& dir) {
+        return dir.path_.starts_with(candidate.path_);
+    };
     while (!std::all_of(dirs.begin() + 1, dirs.end(), isBelowCandidate)) {
         if (!candidate.hasParent()) return nullptr;
         candidate = candidate.parent();

@@ -10,7 +10,8 @@ namespace {
 template <typename Text>
 bool hasAt(const Text& path, std::size_t position, const char* pattern) {
     for (; *pattern; ++pattern, ++position) {
-        if (position >= path.size() || path[position] != static_cast<typename Text::value_type>(*pattern)) return false;
+        if (position >= path.size() || path[position] != static_cast<typename Text::value_type>(*pattern))
+            return false;
     }
     return true;
 }
@@ -51,7 +52,8 @@ bool isRelative(std::string_view text, PathStyle style) {
     return style == PathStyle::Windows || !text.starts_with('/');
 }
 
-std::string normalize(std::string_view text, PathKind kind, PathStyle style, std::string (*currentDirectory)()) {
+std::string normalize(std::string_view text, PathKind kind, PathStyle style,
+                      std::string (*currentDirectory)()) {
     std::string path(text);
     if (kind == PathKind::Directory && path.empty()) path = ".";
     std::replace(path.begin(), path.end(), '\\', '/');

@@ -18,7 +18,8 @@ bool isRelative(std::string_view text, PathStyle style);
 
 /// Makes a text a path: "/" separators, a final "/" for a directory, put under the current directory when
 /// relative, dots folded. `currentDirectory` is asked only when needed and yields a path ending with "/".
-std::string normalize(std::string_view text, PathKind kind, PathStyle style, std::string (*currentDirectory)());
+std::string normalize(std::string_view text, PathKind kind, PathStyle style,
+                      std::string (*currentDirectory)());
 
 /// Folds each "/./" and, from the left, each "/../" with the component before it, until one has none.
 /// Linear. `Text` is std::string or std::wstring.

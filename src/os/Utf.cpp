@@ -23,7 +23,12 @@ constexpr Sequence kUndecodable{0, 0};
 Sequence decodeSequence(std::string_view bytes) {
     constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(bytes[0]);
-    const std::size_t length = lead < 0x80 ? 1 : lead < 0xC0 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF8 ? 4 : 0;
+    const std::size_t length = lead < 0x80   ? 1
+                               : lead < 0xC0 ? 0
+                               : lead < 0xE0 ? 2
+                               : lead < 0xF0 ? 3
+                               : lead < 0xF8 ? 4
+                                             : 0;
     if (length == 0 || length > bytes.size()) return kUndecodable;
     if (length == 1) return {lead, 1};
     char32_t value = lead & (0x7FU >> length);

@@ -74,7 +74,9 @@ TEST(QvPluginFuncInterfaceTest, theSlotsKeepTheirOrderAndMayBeEmpty) {
     EXPECT_FALSE(none.isValid(nullptr));
     EXPECT_FALSE(none.isValid(&error));
     EXPECT_EQ(error, "Symbol GetPluginInfo was not found in this plugin.");
-    EXPECT_EQ(QvPluginFuncInterface([] { return 3; }, nullptr, nullptr, nullptr, nullptr).getPluginSystemVersion(), 3);
+    EXPECT_EQ(
+        QvPluginFuncInterface([] { return 3; }, nullptr, nullptr, nullptr, nullptr).getPluginSystemVersion(),
+        3);
 }
 
 TEST(QvPluginFuncInterfaceTest, onlyDebugBuildsOfTheComparedCompilerAreRejected) {
@@ -88,8 +90,10 @@ TEST(QvPluginFuncInterfaceTest, onlyDebugBuildsOfTheComparedCompilerAreRejected)
         {"CompilerName:MSVC\nRelease:0\n", false, 0},
         {"CompilerName:MSVC\nRelease:2\n", false, 0},
         {"CompilerName:MSVC\nRelease:-1\n", false, 0},
-        {"CompilerName:MSVC\nRelease:1\nCompilerVersion:1900\nQvVersionMajor:2020\nQvVersionMinor:3\n", true, 0},
-        {"CompilerName:MSVC\nRelease:1\nCompilerVersion:1910\nQvVersionMajor:2020\nQvVersionMinor:3\n", true, 1},
+        {"CompilerName:MSVC\nRelease:1\nCompilerVersion:1900\nQvVersionMajor:2020\nQvVersionMinor:3\n", true,
+         0},
+        {"CompilerName:MSVC\nRelease:1\nCompilerVersion:1910\nQvVersionMajor:2020\nQvVersionMinor:3\n", true,
+         1},
         {"CompilerName:MSVC\nRelease:1\n", true, 2},
         {"CompilerName:MSVC\r\nRelease:0\n", true, 0},
         {"CompilerName :MSVC\nRelease:0\n", true, 0},
@@ -99,8 +103,10 @@ TEST(QvPluginFuncInterfaceTest, onlyDebugBuildsOfTheComparedCompilerAreRejected)
         SCOPED_TRACE(row.text);
         std::string error = "untouched";
         EXPECT_EQ(isValid(row.text, error), row.valid);
-        EXPECT_EQ(error, row.valid ? "untouched"
-                                   : "The plugin described was built in debug mode while Quorex was built in debug mode");
+        EXPECT_EQ(error,
+                  row.valid
+                      ? "untouched"
+                      : "The plugin described was built in debug mode while Quorex was built in debug mode");
         EXPECT_EQ(support::LogCapture::take().size(), row.notes);
     }
 }

@@ -42,7 +42,8 @@ TEST(LoadSharedLibraryTest, failuresAreWarnings) {
     const std::string reason = getLastError();
     EXPECT_GT(reason.size(), 5U);
     EXPECT_LT(reason.size(), 256U);
-    EXPECT_EQ(support::LogCapture::takeTexts(), (Texts{"QvPluginManager : " + reason + ": (" + junk + ")\n"}));
+    EXPECT_EQ(support::LogCapture::takeTexts(),
+              (Texts{"QvPluginManager : " + reason + ": (" + junk + ")\n"}));
 }
 
 TEST(LoadSharedLibraryTest, aBareNameIsFoundInTheCurrentDirectory) {

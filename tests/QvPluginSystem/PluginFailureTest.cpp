@@ -24,7 +24,8 @@ protected:
         EXPECT_EQ(warnings.size(), failures.size());
         for (std::size_t i = 0; i < std::min(warnings.size(), failures.size()); ++i) {
             const std::string error = failures[i].substr(failures[i].find("): ") + 3);
-            EXPECT_EQ(warnings[i].rfind("QvPluginManager - Error " + error + " on file ", 0), 0U) << warnings[i];
+            EXPECT_EQ(warnings[i].rfind("QvPluginManager - Error " + error + " on file ", 0), 0U)
+                << warnings[i];
         }
         return failures;
     }
@@ -58,23 +59,27 @@ TEST_F(PluginFailureTest, rejectedBuild) {
 }
 
 TEST_F(PluginFailureTest, differencesOfTheBuildAreOnlyNoted) {
-    const std::string file = add("other", {"build CompilerName:MSVC", "build Release:1", "build CompilerVersion:1910"});
+    const std::string file =
+        add("other", {"build CompilerName:MSVC", "build Release:1", "build CompilerVersion:1910"});
     logCapture.take();
     manager->load(file);
     EXPECT_TRUE(manager->isLoaded(file));
     const Texts texts = logCapture.takeTexts();
     ASSERT_GE(texts.size(), 3U);
     EXPECT_EQ(texts[1],
-              "The plugin other was created with the compiler version 1910 of MS Visual C++ Compiler while Quorex was "
+              "The plugin other was created with the compiler version 1910 of MS Visual C++ Compiler while "
+              "Quorex was "
               "compiled with 1900.");
-    EXPECT_EQ(texts[2],
-              "The plugin other was created with the Quorex version 0.0.0 while the current version is 2020.3.0.");
+    EXPECT_EQ(
+        texts[2],
+        "The plugin other was created with the Quorex version 0.0.0 while the current version is 2020.3.0.");
 }
 
 TEST_F(PluginFailureTest, entryPointsThatFailOrThrow) {
     expectFailure(add("refusing", {"initialize false"}), "refusing.qvp (refusing): initialize said no");
     expectFailure(add("throwing", {"initialize throw"}), "throwing.qvp (throwing): initialize threw");
-    expectFailure(add("throwingInt", {"initialize throwInt"}), "throwingInt.qvp (throwingInt): unknown exception");
+    expectFailure(add("throwingInt", {"initialize throwInt"}),
+                  "throwingInt.qvp (throwingInt): unknown exception");
     expectFailure(add("undescribed", {"describe throw"}),
                   "undescribed.qvp (no descriptor): Plugin file could not be loaded : describe threw");
     manager->load(add("indifferent", {"describe false"}));
@@ -102,7 +107,8 @@ TEST_F(PluginFailureTest, dependencies) {
     add("broken", {"initialize false"});
     expectFailure(add("a", {"needs nowhere 0"}), "a.qvp (a): Could not find dependent plugin nowhere");
     expectFailure(add("b", {"needs new 2.1"}), "b.qvp (b): new is not compatible. Expected version 2.1.0.0");
-    expectFailure(add("c", {"needs misnamed 1.0"}), "c.qvp (c): misnamed is not compatible. Expected version 1.0.0.0");
+    expectFailure(add("c", {"needs misnamed 1.0"}),
+                  "c.qvp (c): misnamed is not compatible. Expected version 1.0.0.0");
     EXPECT_EQ(failuresOf(add("d", {"needs broken 0", "needs nowhere 0"})),
               (Texts{"broken.qvp (broken): initialize said no",
                      "d.qvp (d): The following dependency has not been initialized : broken"}));
@@ -118,15 +124,17 @@ TEST_F(PluginFailureTest, cycles) {
     const std::string one = add("one", {"needs two 0"});
     add("two", {"needs three 0"});
     add("three", {"needs ONE 0"});
-    EXPECT_EQ(failuresOf(one), (Texts{"three.qvp (three): Circular dependency detected with ONE",
-                                      "two.qvp (two): The following dependency has not been initialized : three",
-                                      "one.qvp (one): The following dependency has not been initialized : two"}));
+    EXPECT_EQ(failuresOf(one),
+              (Texts{"three.qvp (three): Circular dependency detected with ONE",
+                     "two.qvp (two): The following dependency has not been initialized : three",
+                     "one.qvp (one): The following dependency has not been initialized : two"}));
     expectFailure(add("self", {"needs self 0"}), "self.qvp (self): Circular dependency detected with self");
     // The file is on its way although no plugin of that name is.
     add("alias", {"name beta", "needs gamma 0"});
     const std::string gamma = add("gamma", {"needs alias 0"});
     EXPECT_EQ(failuresOf(gamma).front(), "alias.qvp (beta): Circular dependency detected with gamma");
-    EXPECT_EQ(failuresOf(path("alias.qvp")).front(), "gamma.qvp (gamma): Circular dependency detected with alias");
+    EXPECT_EQ(failuresOf(path("alias.qvp")).front(),
+              "gamma.qvp (gamma): Circular dependency detected with alias");
     EXPECT_EQ(loadedNames(), Texts{});
 }
 
@@ -173,9 +181,10 @@ TEST_F(PluginFailureTest, aLinkedLibraryIsFoundBesideThePluginOnly) {
 
 TEST_F(PluginFailureTest, anEntryPointOfALinkedLibraryDoesNotCount) {
     addCopy(kHelperName, kHelperName);
-    expectFailure(addCopy("borrowing.qvp", "borrowing.qvp"),
-                  "borrowing.qvp (no descriptor): Plugin file could not be loaded : Symbol UninitializePlugin was not "
-                  "found in this plugin.");
+    expectFailure(
+        addCopy("borrowing.qvp", "borrowing.qvp"),
+        "borrowing.qvp (no descriptor): Plugin file could not be loaded : Symbol UninitializePlugin was not "
+        "found in this plugin.");
 }
 
 TEST_F(PluginFailureTest, theSearchPathVariableIsRestored) {

@@ -20,13 +20,18 @@ using Texts = std::vector<std::string>;
 /// The library files that the build made for the tests.
 inline std::string builtLibrary(const std::string& fileName) {
     using QvPlatform::Directory;
-    return Directory(Directory::kExecutableDirectory).directory("test-plugins").file(fileName).toUniversalPath();
+    return Directory(Directory::kExecutableDirectory)
+        .directory("test-plugins")
+        .file(fileName)
+        .toUniversalPath();
 }
 
 /// Writes down what the manager says, as one line a call.
 class RecordingListener : public QvPluginSystem::QvPluginManagerListener {
 public:
-    explicit RecordingListener(Texts& calls) : calls_(calls) { QvPluginSystem::QvPluginManager::addListener(this); }
+    explicit RecordingListener(Texts& calls) : calls_(calls) {
+        QvPluginSystem::QvPluginManager::addListener(this);
+    }
     RecordingListener(const RecordingListener&) = delete;
     RecordingListener& operator=(const RecordingListener&) = delete;
     ~RecordingListener() override { QvPluginSystem::QvPluginManager::removeListener(this); }

@@ -6,7 +6,9 @@ using support::Texts;
 
 class PluginGraphTest : public support::PluginTest {
 protected:
-    QvPluginSystem::QvPluginInfo* plugin(const std::string& name) const { return manager->getPluginForName(name); }
+    QvPluginSystem::QvPluginInfo* plugin(const std::string& name) const {
+        return manager->getPluginForName(name);
+    }
 };
 
 TEST_F(PluginGraphTest, queueDependenciesAndDependents) {
@@ -37,7 +39,8 @@ TEST_F(PluginGraphTest, foreignAndEditedDescriptors) {
     EXPECT_EQ(namesOf(manager->getProvidedPlugins(&foreign)), (Texts{"foreign"}));
     EXPECT_EQ(manager->getProvidedPlugins(nullptr).size(), 0U);
     EXPECT_EQ(manager->getDependencyPlugins(nullptr).size(), 0U);
-    // A client that makes a cycle of descriptors by hand gets an end all the same, and unloading still balances.
+    // A client that makes a cycle of descriptors by hand gets an end all the same, and unloading still
+    // balances.
     plugin("base")->addDependency({"top", Qv::QvVersion("0")});
     EXPECT_EQ(manager->getQueue().size(), 2U);
     EXPECT_EQ(manager->getProvidedPlugins(plugin("base")).size(), 1U);
@@ -52,7 +55,8 @@ TEST_F(PluginGraphTest, aLadderOfDiamondsIsWalkedOnce) {
     add("l0");
     add("r0");
     for (int i = 1; i < kSteps; ++i) {
-        const Texts needs = {"needs l" + std::to_string(i - 1) + " 0", "needs r" + std::to_string(i - 1) + " 0"};
+        const Texts needs = {"needs l" + std::to_string(i - 1) + " 0",
+                             "needs r" + std::to_string(i - 1) + " 0"};
         add("l" + std::to_string(i), needs);
         add("r" + std::to_string(i), needs);
     }

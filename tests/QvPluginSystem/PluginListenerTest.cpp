@@ -60,7 +60,8 @@ TEST_F(PluginListenerTest, aSecondManagerFailsAnAssertion) {
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_EQ(messages[0].level, Qv::kLogLevelError);
     EXPECT_EQ(messages[0].text.rfind("QvPluginManager: ", 0), 0U) << messages[0].text;
-    EXPECT_NE(messages[0].text.find(": Only one instance of the QvPluginManager class must exist."), std::string::npos);
+    EXPECT_NE(messages[0].text.find(": Only one instance of the QvPluginManager class must exist."),
+              std::string::npos);
     Qv::LogSetLevel(Qv::kLogLevelDebug);
     // The first one is still there for those who ask without making it.
     manager->addPluginSearchDir("somewhere");
@@ -73,8 +74,9 @@ TEST_F(PluginListenerTest, registrationAndChangesDuringANotice) {
     Named first("first", calls);
     Named second("second", calls);
     Named late("late", calls);
-    for (QvPluginManagerListener* listenerToAdd : {static_cast<QvPluginManagerListener*>(&first), static_cast<QvPluginManagerListener*>(&first),
-                                                   static_cast<QvPluginManagerListener*>(nullptr), static_cast<QvPluginManagerListener*>(&second)})
+    for (QvPluginManagerListener* listenerToAdd :
+         {static_cast<QvPluginManagerListener*>(&first), static_cast<QvPluginManagerListener*>(&first),
+          static_cast<QvPluginManagerListener*>(nullptr), static_cast<QvPluginManagerListener*>(&second)})
         QvPluginManager::addListener(listenerToAdd);
     first.atChange = [&] { QvPluginManager::addListener(&late); };
     const std::string a = add("a");

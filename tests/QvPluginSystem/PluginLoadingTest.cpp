@@ -14,10 +14,22 @@ TEST_F(PluginLoadingTest, loadsADiamondDependenciesFirst) {
 
     EXPECT_FALSE(manager->load(top));  // no plugin is called like that path
 
-    const Texts expected = {"describe top",        "describe top",   "ask initialize top",  "describe left",
-                            "describe left",       "ask initialize left",  "describe base", "describe base",
-                            "ask initialize base", "initialize base", "initialize left",     "describe right",
-                            "describe right",      "ask initialize right", "initialize right", "initialize top",
+    const Texts expected = {"describe top",
+                            "describe top",
+                            "ask initialize top",
+                            "describe left",
+                            "describe left",
+                            "ask initialize left",
+                            "describe base",
+                            "describe base",
+                            "ask initialize base",
+                            "initialize base",
+                            "initialize left",
+                            "describe right",
+                            "describe right",
+                            "ask initialize right",
+                            "initialize right",
+                            "initialize top",
                             "changed"};
     EXPECT_EQ(takeCalls(), expected);
     EXPECT_EQ(loadedNames(), (Texts{"base", "left", "right", "top"}));
@@ -63,10 +75,10 @@ TEST_F(PluginLoadingTest, logsEachStep) {
     logCapture.takeTexts();
     manager->load(a);
     manager->unload("a");
-    EXPECT_EQ(logCapture.takeTexts(),
-              (Texts{"QvPluginManager - Loading plugin file: " + a + "\n", "QvPluginManager::initializePlugin - a\n",
-                     "QvPluginManager - Plugin file loaded : " + a + "\n",
-                     "QvPluginManager - Unloading plugin file: " + a + "\n"}));
+    EXPECT_EQ(logCapture.takeTexts(), (Texts{"QvPluginManager - Loading plugin file: " + a + "\n",
+                                             "QvPluginManager::initializePlugin - a\n",
+                                             "QvPluginManager - Plugin file loaded : " + a + "\n",
+                                             "QvPluginManager - Unloading plugin file: " + a + "\n"}));
 }
 
 TEST_F(PluginLoadingTest, dependencyNamesIgnoreCaseAndVersionsHaveARange) {
@@ -142,7 +154,8 @@ TEST_F(PluginLoadingTest, pathsMayBeLongerThan260Characters) {
     for (int i = 0; i < 3; ++i) deep += std::string(100, static_cast<char>('a' + i)) + "/";
     std::filesystem::create_directories(support::pathOf(deep));
     support::writeFile(deep + "far.txt", "name far\n");
-    std::filesystem::copy_file(support::pathOf(support::builtLibrary("scripted.qvp")), support::pathOf(deep + "far.qvp"));
+    std::filesystem::copy_file(support::pathOf(support::builtLibrary("scripted.qvp")),
+                               support::pathOf(deep + "far.qvp"));
     manager->load(deep + "far.qvp");
     EXPECT_EQ(loadedNames(), (Texts{"far"}));
 }

@@ -48,8 +48,8 @@ TEST_F(PluginObjectPoolTest, addsOnceAndTellsWhileTheObjectIsThere) {
     EXPECT_EQ(manager->getAllObjects().size(), before);
     EXPECT_EQ(poolListener.calls, (Texts{"added in pool", "removing in pool"}));
     EXPECT_EQ(logCapture.takeTexts(), (Texts{"QvPluginManager::addObject(): trying to add nullptr object\n",
-                                            "QvPluginManager::addObject(): trying to add duplicate object\n",
-                                            "QvPluginManager::removeObject(): object not in list.\n"}));
+                                             "QvPluginManager::addObject(): trying to add duplicate object\n",
+                                             "QvPluginManager::removeObject(): object not in list.\n"}));
 }
 
 TEST_F(PluginObjectPoolTest, removalKeepsTheOrderOfTheOthers) {

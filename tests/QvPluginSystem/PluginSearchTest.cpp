@@ -38,7 +38,8 @@ TEST_F(PluginSearchTest, loadInfoFindsByNameAndOnlyReads) {
     EXPECT_EQ(manager->loadInfo("x", "", "").path, x);
     EXPECT_EQ(manager->loadInfo("x.qvp", "", "").version.toString(), "4.5.0.0");
     EXPECT_EQ(manager->loadInfo(x, "", "").name, "x");
-    EXPECT_EQ(takeCalls(), (Texts{"describe x", "describe x", "describe x", "describe x", "describe x", "describe x"}));
+    EXPECT_EQ(takeCalls(),
+              (Texts{"describe x", "describe x", "describe x", "describe x", "describe x", "describe x"}));
     // The name as it stands is searched everywhere before the name with its extension anywhere.
     support::writeFile(first.path() + "y.qvp", "junk");
     std::filesystem::copy_file(support::pathOf(x), support::pathOf(path("y")));
@@ -57,8 +58,9 @@ TEST_F(PluginSearchTest, loadInfoFailures) {
     logCapture.take();
     EXPECT_EQ(manager->loadInfo("nowhere", "", "").version.toString(), "2020.3.0.68");
     EXPECT_EQ(manager->loadInfo("", "", "").name, "");
-    EXPECT_EQ(logCapture.takeTexts(), (Texts{"QvPluginManager:loadInfo - Error cannot find plugin file: nowhere\n",
-                                            "QvPluginManager:loadInfo - Error cannot find plugin file: \n"}));
+    EXPECT_EQ(logCapture.takeTexts(),
+              (Texts{"QvPluginManager:loadInfo - Error cannot find plugin file: nowhere\n",
+                     "QvPluginManager:loadInfo - Error cannot find plugin file: \n"}));
     EXPECT_EQ(manager->loadInfo(add("throwing", {"describe throw"}), "", "").path, "");
     const std::string rejected = add("rejected", {"build CompilerName:MSVC"});
     EXPECT_EQ(manager->loadInfo(rejected, "", "").path, "");
@@ -93,7 +95,8 @@ TEST_F(PluginSearchTest, loadAllTakesThePluginsOfEveryDirectory) {
     const std::string found = "QvPluginManager::findSharedLibraries(): Found candidate plugin: ";
     const std::string from = "QvPluginManager::loadFromDirs(): Loading plugin from ";
     Texts expected = {from + manager->getPluginSearchDirs()[0] + "\n", from + folder.path() + "\n",
-                      found + path("a.qvp") + "\n", found + path("b.qvp") + "\n", from + path("nowhere") + "\n"};
+                      found + path("a.qvp") + "\n", found + path("b.qvp") + "\n",
+                      from + path("nowhere") + "\n"};
     std::sort(traces.begin(), traces.end());
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(traces, expected);

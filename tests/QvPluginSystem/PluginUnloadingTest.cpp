@@ -20,9 +20,9 @@ TEST_F(PluginUnloadingTest, dependenciesGoWithTheirLastDependent) {
     EXPECT_FALSE(manager->unload("left"));
     EXPECT_EQ(takeCalls(), Texts{});
     EXPECT_TRUE(manager->unload("top"));
-    EXPECT_EQ(takeCalls(), (Texts{"ask uninitialize top", "uninitialize top", "ask uninitialize left", "uninitialize left",
-                                  "ask uninitialize right", "uninitialize right", "ask uninitialize base",
-                                  "uninitialize base", "changed"}));
+    EXPECT_EQ(takeCalls(), (Texts{"ask uninitialize top", "uninitialize top", "ask uninitialize left",
+                                  "uninitialize left", "ask uninitialize right", "uninitialize right",
+                                  "ask uninitialize base", "uninitialize base", "changed"}));
     EXPECT_EQ(loadedNames(), Texts{});
 }
 
@@ -34,8 +34,9 @@ TEST_F(PluginUnloadingTest, aDependencyOfItsOwnDependenciesTooGoesOnce) {
     EXPECT_EQ(manager->getPluginForName("base")->dependentCount, 3);
     takeCalls();
     EXPECT_TRUE(manager->unload("top"));
-    EXPECT_EQ(takeCalls(), (Texts{"ask uninitialize top", "uninitialize top", "ask uninitialize middle",
-                                  "uninitialize middle", "ask uninitialize base", "uninitialize base", "changed"}));
+    EXPECT_EQ(takeCalls(),
+              (Texts{"ask uninitialize top", "uninitialize top", "ask uninitialize middle",
+                     "uninitialize middle", "ask uninitialize base", "uninitialize base", "changed"}));
     EXPECT_EQ(loadedNames(), Texts{});
 }
 
@@ -68,9 +69,10 @@ TEST_F(PluginUnloadingTest, vetoAndFailureKeepThePluginAsItWas) {
         EXPECT_FALSE(manager->unload(name)) << name;
         EXPECT_TRUE(manager->getPluginForName(name)->explicitlyLoaded) << name;
     }
-    EXPECT_EQ(takeCalls(), (Texts{"ask uninitialize a", "ask uninitialize b", "uninitialize b",
-                                  "error b.qvp (b): Problem calling UninitializePlugin function", "ask uninitialize c",
-                                  "uninitialize c", "error c.qvp (c): Problem calling UninitializePlugin function"}));
+    EXPECT_EQ(takeCalls(),
+              (Texts{"ask uninitialize a", "ask uninitialize b", "uninitialize b",
+                     "error b.qvp (b): Problem calling UninitializePlugin function", "ask uninitialize c",
+                     "uninitialize c", "error c.qvp (c): Problem calling UninitializePlugin function"}));
     EXPECT_EQ(loadedNames(), (Texts{"a", "b", "c"}));
     listener.vetoed = "-";
     support::writeFile(path("b.txt"), "name b\n");

@@ -8,7 +8,9 @@ using Qv::QvVersion;
 using QvPluginSystem::QvDependency;
 using QvPluginSystem::QvPluginInfo;
 
-QvDependency dependency(const std::string& name, const std::string& version) { return {name, QvVersion(version)}; }
+QvDependency dependency(const std::string& name, const std::string& version) {
+    return {name, QvVersion(version)};
+}
 
 TEST(QvPluginInfoTest, defaultsAndClear) {
     QvPluginInfo info("some/path");

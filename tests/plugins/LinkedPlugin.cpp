@@ -9,7 +9,9 @@ bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) {
     return true;
 }
 
-bool InitializePlugin(QvPluginSystem::QvPluginManager&, int, char**, std::string*) { return helperAnswer() == 42; }
+bool InitializePlugin(QvPluginSystem::QvPluginManager&, int, char**, std::string*) {
+    return helperAnswer() == 42;
+}
 
 #ifdef COMPLETE
 bool UninitializePlugin(QvPluginSystem::QvPluginManager&, std::string*) { return true; }

@@ -4,7 +4,8 @@
 //     build LINE                                                         for the build information
 //     describe|initialize|uninitialize  false|throw|throwInt             to fail there
 //     whenInitialized|whenUninitialized  load PATH|unload NAME           to call the manager from there
-//     counted                                                            to record the number of initializations
+//     counted                                                            to record the number of
+//     initializations
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 #include <QvPlatform/filesystem/File.h>
@@ -48,7 +49,8 @@ std::string valueOf(const std::string& word) {
 }
 
 void record(const std::string& call) {
-    for (QvPluginSystem::QvPluginObject* object : QvPluginSystem::QvPluginManager::instance()->getAllObjects()) {
+    for (QvPluginSystem::QvPluginObject* object :
+         QvPluginSystem::QvPluginManager::instance()->getAllObjects()) {
         if (auto* log = dynamic_cast<CallLog*>(object)) log->record(call + " " + valueOf("name"));
     }
 }
@@ -64,7 +66,8 @@ bool outcome(const std::string& place, std::string* error) {
 void callManager(QvPluginSystem::QvPluginManager& manager, const std::string& place) {
     const std::string order = valueOf(place);
     if (order.rfind("load ", 0) == 0) manager.load(order.substr(5));
-    if (order.rfind("unload ", 0) == 0) record(manager.unload(order.substr(7)) ? "unload true" : "unload false");
+    if (order.rfind("unload ", 0) == 0)
+        record(manager.unload(order.substr(7)) ? "unload true" : "unload false");
 }
 
 void addDependency(QvPluginSystem::QvPluginInfo& info, const std::string& nameAndVersion) {

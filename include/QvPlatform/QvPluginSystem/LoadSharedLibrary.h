@@ -7,8 +7,10 @@
 /// Opening any shared library, for general use; plugins are loaded through `QvPluginManager`.
 ///
 ///     QvPluginSystem::LoadSharedLibrary library("filters/blur.so");
-///     if (library.handle)
-///         auto blur = reinterpret_cast<void (*)()>(QvPluginSystem::getSymbolAddress(library.handle, "blur"));
+///     if (library.handle) {
+///         void* blur = QvPluginSystem::getSymbolAddress(library.handle, "blur");
+///         ...
+///     }
 namespace QvPluginSystem {
 
 /// Owner of an open shared library; closes it when destroyed.

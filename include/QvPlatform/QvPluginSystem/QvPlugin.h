@@ -39,7 +39,7 @@
 
 /// How this translation unit is being built: the text that `GetPluginBuildInfo` returns. "Plateform" is
 /// the width of a pointer in bits; "Release" is 1 where assertions are compiled out.
-#define QV_PLUGIN_BUILD_INFO                                   \
+#define QV_PLUGIN_BUILD_INFO \
     "Plateform:64\n" QV_PLUGIN_COMPILER QV_PLUGIN_RELEASE      \
     "QvVersionMajor:" QV_PLUGIN_TEXT(QV_VERSION_MAJOR) "\n"    \
     "QvVersionMinor:" QV_PLUGIN_TEXT(QV_VERSION_MINOR) "\n"    \

@@ -6,8 +6,8 @@
 /// are printf-style. Stays in release builds; a true condition costs one branch.
 ///
 ///     QV_ASSERT(count > 0, "expected at least one body, got %d", count);
-#define QV_ASSERT(condition, ...)                                                     \
-    do {                                                                              \
+#define QV_ASSERT(condition, ...)                                                               \
+    do {                                                                                        \
         if (!(condition)) ::Qv::QvAssertImplementation(__FILE__, __LINE__, false, __VA_ARGS__); \
     } while (false)
 

@@ -39,7 +39,8 @@ bool isTruncatedLibrary(const char* path) {
     Elf64_Ehdr header;
     if (!readHead(path, head) || head.size < sizeof header) return false;
     std::memcpy(&header, head.bytes, sizeof header);
-    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64) return false;
+    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64)
+        return false;
     if (header.e_phentsize != sizeof(Elf64_Phdr)) return false;
     const Elf64_Off tableSize = Elf64_Off{header.e_phnum} * sizeof(Elf64_Phdr);
     if (endsBefore(head, header.e_phoff, tableSize)) return true;

@@ -16,9 +16,8 @@ const char kPathListSeparator = ';';
 std::optional<std::string> readVariable(const std::string& name) {
     const std::wstring wideName = wideArgument(name);
     SetLastError(ERROR_SUCCESS);
-    const std::wstring value = win32::filled([&](wchar_t* buffer, DWORD size) {
-        return GetEnvironmentVariableW(wideName.c_str(), buffer, size);
-    });
+    const std::wstring value = win32::filled(
+        [&](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(wideName.c_str(), buffer, size); });
     if (value.empty() && GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
     return narrow(value);
 }

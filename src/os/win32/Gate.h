@@ -20,8 +20,8 @@ namespace os::win32 {
 /// The system's own text, line end included; "" for a code that it does not know.
 inline std::string errorText(DWORD code) {
     wchar_t buffer[512] = L"";
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
-                                        buffer, sizeof buffer / sizeof *buffer, nullptr);
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                        code, 0, buffer, sizeof buffer / sizeof *buffer, nullptr);
     return narrow(std::wstring_view(buffer, length));
 }
 

@@ -34,7 +34,8 @@ std::wstring systemDrive() { return expanded(L"%SystemDrive%"); }
 std::wstring userProfile() { return expanded(L"%USERPROFILE%"); }
 
 std::wstring temporaryDirectory() {
-    return win32::universal(win32::filled([](wchar_t* buffer, DWORD size) { return GetTempPathW(size, buffer); }));
+    return win32::universal(
+        win32::filled([](wchar_t* buffer, DWORD size) { return GetTempPathW(size, buffer); }));
 }
 
 std::wstring executableFile() { return moduleFile(nullptr); }

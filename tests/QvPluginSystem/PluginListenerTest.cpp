@@ -96,15 +96,4 @@ TEST_F(PluginListenerTest, registrationAndChangesDuringANotice) {
     EXPECT_EQ(calls, Texts{});
 }
 
-TEST_F(PluginListenerTest, anExceptionPassesToTheCaller) {
-    Texts calls;
-    Named throwing("throwing", calls);
-    QvPluginManager::addListener(&throwing);
-    throwing.atChange = [] { throw std::runtime_error("listener"); };
-    EXPECT_THROW(manager->load(add("a")), std::runtime_error);
-    EXPECT_EQ(loadedNames(), (Texts{"a"}));
-    QvPluginManager::removeListener(&throwing);
-    EXPECT_TRUE(manager->unload("a"));
-}
-
 }  // namespace

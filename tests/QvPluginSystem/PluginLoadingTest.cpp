@@ -55,12 +55,6 @@ TEST_F(PluginLoadingTest, aSecondRequestOnlyMakesItExplicit) {
     EXPECT_EQ(loadedNames().size(), 2U);
 }
 
-TEST_F(PluginLoadingTest, theResultComparesTheTextWithNames) {
-    const std::string missing = path("missing.qvp");
-    manager->load(add("x", {"name " + missing}));
-    EXPECT_TRUE(manager->load(missing));
-}
-
 TEST_F(PluginLoadingTest, aListIsOneChange) {
     const Qv::QvArray<std::string> paths{add("a"), path("missing.qvp"), add("b")};
     manager->load(paths);

@@ -128,15 +128,6 @@ TEST_F(PluginUnloadingTest, aLibraryIsReallyClosed) {
     }
 }
 
-TEST_F(PluginUnloadingTest, resetKeepsListenersAndGoesBackToTheDefaultDirectory) {
-    manager->load(add("a"));
-    search();
-    manager->reset();
-    EXPECT_EQ(loadedNames(), Texts{});
-    EXPECT_EQ(manager->getPluginSearchDirs().size(), 1U);
-    EXPECT_EQ(takeCalls().back(), "changed");
-}
-
 class ThrowingListener : public QvPluginSystem::QvPluginManagerListener {
 public:
     explicit ThrowingListener(std::string name) : name_(std::move(name)) {

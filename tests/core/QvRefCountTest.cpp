@@ -73,17 +73,6 @@ TEST(QvSmartPtr, countsEachOwnerAndDeletesWithTheLast) {
     EXPECT_EQ(destroyed, 1);
 }
 
-TEST(QvRefCount, countsObjectsAndNotValues) {
-    const LogCapture capture;  // of the warning that the reference brings about
-    QvRefCount original;
-    original.ref();
-    QvRefCount copy = original;
-    EXPECT_EQ(copy.refCount(), 0);
-    copy = original;
-    EXPECT_EQ(copy.refCount(), 0);
-    EXPECT_EQ(original.refCount(), 1);
-}
-
 TEST(QvRefCount, warnsInTwoLinesWhenReferencesRemain) {
     const LogCapture capture;
     for (const int count : {-1, 0, 1, 2}) {

@@ -78,12 +78,6 @@ TEST(QvVersion, isTheProductsOwnByDefault) {
     EXPECT_STREQ(Qv::QvGetVersion(), "2020.3.0.68");
 }
 
-TEST(QvVersion, writesSignedComponentsWithoutTheLabel) {
-    EXPECT_EQ(QvVersion(-1, 0, 0, 0, "beta").toString(), "-1.0.0.0");
-    EXPECT_EQ(QvVersion(INT_MIN, INT_MIN, INT_MIN, INT_MIN, "").toString(),
-              "-2147483648.-2147483648.-2147483648.-2147483648");
-}
-
 TEST(QvVersion, keepsItsTextUntilItIsAssigned) {
     QvVersion version(1, 2, 3, 4, "label");
     EXPECT_EQ(&version.toString(), &version.toString());

@@ -58,37 +58,6 @@ TEST(Utf, decodesCharactersAndMarksWhatIsNone) {
     }
 }
 
-TEST(Utf, bringsEveryByteSequenceThrough32Bits) {
-    const std::string classes(
-        "\0\x41\x7F\x80\x8F\x90\x9F\xA0\xAF\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xED\xEE\xF0\xF1\xF4\xF5\xFF", 23);
-    const auto comesBack = [](const std::string& bytes) {
-        return encoded(decodeUtf8<char32_t>(bytes)) == bytes;
-    };
-    for (int first = 0; first < 256; ++first) {
-        for (int second = 0; second < 256; ++second) {
-            const std::string bytes{static_cast<char>(first), static_cast<char>(second)};
-            ASSERT_TRUE(comesBack(bytes)) << testing::PrintToString(bytes);
-        }
-    }
-    const std::size_t k = classes.size();
-    for (std::size_t i = 0; i < k * k * k * k; ++i) {
-        const std::string bytes{classes[i % k], classes[i / k % k], classes[i / k / k % k],
-                                classes[i / k / k / k]};
-        ASSERT_TRUE(comesBack(bytes)) << testing::PrintToString(bytes);
-    }
-}
-
-TEST(Utf, bringsEveryUnitSequenceThrough16Bits) {
-    const std::u16string classes{0,      0x41,   0x7F,   0x80,   0x7FF,  0x800,  0xD7FF,
-                                 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFD, 0xFFFF};
-    const std::size_t k = classes.size();
-    for (std::size_t i = 0; i < k * k * k; ++i) {
-        const std::u16string units{classes[i % k], classes[i / k % k], classes[i / k / k]};
-        ASSERT_TRUE(decodeUtf8<char16_t>(encoded(units)) == units) << testing::PrintToString(units);
-    }
-    EXPECT_EQ(encoded(std::u16string{0xDC00, 0xD800}), "\xED\xB0\x80\xED\xA0\x80");
-}
-
 TEST(Utf, replacesIn32BitsWhatIsNoCharacter) {
     EXPECT_EQ(encoded(std::u32string{0xD800, 0xDC7F, 0xDD00, 0x110000, 0xFFFFFFFF}),
               "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");

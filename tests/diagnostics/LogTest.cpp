@@ -104,19 +104,6 @@ TEST(Log, dropsWhatLiesAboveTheThreshold) {
     }
 }
 
-TEST(Log, throwsTheWholeLineOfAnError) {
-    std::string thrown;
-    const std::string written = standardErrorOf([&] {
-        try {
-            Qv::LogError("body %d fell", 7);
-        } catch (const std::runtime_error& error) {
-            thrown = error.what();
-        }
-    });
-    EXPECT_EQ(thrown, written);
-    EXPECT_EQ(withoutStamp(written), "ERROR: body 7 fell\n");
-}
-
 TEST(LogDeathTest, endsTheProcessWithStatusOneAfterAFatalMessage) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(Qv::LogFatal("no %s left", "memory"), testing::ExitedWithCode(1), " - FATAL: no memory left");

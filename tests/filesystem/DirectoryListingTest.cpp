@@ -44,23 +44,6 @@ TEST(DirectoryListing, givesWholePathsButNoHiddenFiles) {
               folder.path() + "sub/deeper/");
 }
 
-TEST(DirectoryListing, appendsToTheCallersList) {
-    const TemporaryFolder folder;
-    folder.addFile("f");
-    folder.addDirectory("d");
-    std::vector<File> files{File("C:/first")};
-    Directory(folder.path()).files(files);
-    EXPECT_EQ(files.size(), 2U);
-    EXPECT_EQ(files.front().getName(), "first");
-    std::vector<Directory> directories{Directory("C:/first")};
-    Directory(folder.path()).directories(directories);
-    EXPECT_EQ(directories.size(), 2U);
-    EXPECT_EQ(directories.front().getName(), "first");
-    Directory(folder.path() + "missing").files(files);
-    Directory(folder.path() + "f").directories(directories);
-    EXPECT_EQ(files.size() + directories.size(), 4U);
-}
-
 TEST(Exists, tellsFilesFromDirectories) {
     const TemporaryFolder folder;
     const std::string file = folder.addFile("\xC3\xA9.txt");

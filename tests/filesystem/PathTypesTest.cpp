@@ -46,16 +46,6 @@ TEST(PathTypes, areMadeFromText) {
     EXPECT_EQ(Directory("//srv/share").toUniversalPath(), "//srv/share/");
 }
 
-TEST(PathTypes, areEmptyByDefault) {
-    const Directory directory;
-    EXPECT_EQ(directory.toUniversalPath() + directory.getName() + directory.parent().toUniversalPath(), "");
-    EXPECT_FALSE(directory.exists() || directory.hasParent());
-    const File file;
-    EXPECT_EQ(file.toUniversalPath() + file.getName() + file.getExtension() + file.getFolderPath(), "");
-    EXPECT_FALSE(file.exists());
-    EXPECT_TRUE(Directory(file) == directory);
-}
-
 TEST(PathTypes, giveTheNativeFormOfTheirOwnForm) {
     EXPECT_EQ(Directory("C:\\a\\b").toNativePath(), "C:\\a\\b\\");
     EXPECT_EQ(File("//srv/share/f").toNativePath(), "\\\\srv\\share\\f");
@@ -120,13 +110,6 @@ TEST(Directory, hasAParentWhenItExistsAndIsNoRoot) {
     if (kWindows) return;
     EXPECT_FALSE(Directory("/").hasParent());
     EXPECT_FALSE(Directory("/tmp").hasParent());
-}
-
-TEST(Directory, joinsNamesWithoutFoldingThem) {
-    const Directory base("C:/a");
-    EXPECT_EQ(base.directory("..\\b").toUniversalPath(), "C:/a/../b/");
-    EXPECT_EQ(base.directory("").toUniversalPath(), "C:/a/");
-    EXPECT_EQ(base.file("x\\..\\y").toUniversalPath(), "C:/a/x\\..\\y");
 }
 
 TEST(Directory, comparesWithoutLetterCase) {

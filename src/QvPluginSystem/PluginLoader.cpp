@@ -54,7 +54,8 @@ private:
 
 bool PluginLoader::load(const std::string& path, Request request) {
     const PluginSearchPath::Request scope(state_.searchPath);
-    return loadFile(path, PluginFile(path), request);
+    const auto known = state_.searchPath.recall(path);
+    return known ? loadFile(path, known->file, request) : loadFile(path, PluginFile(path), request);
 }
 
 bool PluginLoader::loadFile(const std::string& path, const PluginFile& file, Request request) {

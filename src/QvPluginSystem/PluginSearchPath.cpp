@@ -70,13 +70,19 @@ void PluginSearchPath::forget() {
     for (Place& place : places_) place.presence = Presence::Unknown;
 }
 
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::recall(const std::string& nameOrPath) const {
+    const auto known = found_.find(nameOrPath);
+    return known == found_.end() ? nullptr : known->second;
+}
+
 // Many plugins share a dependency, and looking for one asks the disk for each candidate.
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::find(const std::string& name) {
-    if (requestDepth_ == 0) return search(name);
-    const auto known = found_.find(name);
-    if (known != found_.end()) return known->second;
+    if (auto known = recall(name)) return known;
     auto found = search(name);
-    if (found) found_[name] = found;
+    if (found && requestDepth_ > 0) {
+        found_[name] = found;
+        found_[found->path] = found;
+    }
     return found;
 }
 

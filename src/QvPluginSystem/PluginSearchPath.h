@@ -37,6 +37,9 @@ public:
     /// directory, and after that the name with the extension likewise. Null when there is none.
     std::shared_ptr<const Found> find(const std::string& name);
 
+    /// What `find` found in this request for the name, or at the path; null when it was not asked.
+    std::shared_ptr<const Found> recall(const std::string& nameOrPath) const;
+
     /// Spans one request of a client. What was found, and which directories are not there, holds until the
     /// outermost one ends or the directories change; after that the disk is asked again.
     class Request {
@@ -71,7 +74,7 @@ private:
     std::vector<Place> places_;  // of the effective directories
     Qv::QvArray<std::string> added_;
     int requestDepth_ = 0;
-    std::unordered_map<std::string, std::shared_ptr<const Found>> found_;
+    std::unordered_map<std::string, std::shared_ptr<const Found>> found_;  // by name and by path
 };
 
 }  // namespace QvPluginSystem

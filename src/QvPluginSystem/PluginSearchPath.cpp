@@ -107,7 +107,8 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchIn(std::s
     Presence& presence = places_[place].presence;
     if (presence == Presence::Missing) return nullptr;
     const std::wstring& fixed = places_[place].path;
-    const std::wstring directory = fixed.empty() ? pathOf(effective_[place]) : fixed;
+    const std::wstring moving = fixed.empty() ? pathOf(effective_[place]) : std::wstring();
+    const std::wstring& directory = fixed.empty() ? moving : fixed;
     const File file = File::fromWide(directory + name);
     const os::EntryStatus status = os::entryStatus(file.widePath());
     if (status.kind == os::EntryKind::RegularFile)

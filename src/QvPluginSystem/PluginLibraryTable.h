@@ -50,6 +50,9 @@ private:
 class OpenPluginLibrary {
 public:
     explicit OpenPluginLibrary(PluginLibraryTable& table) : table_(table) {}
+    /// Takes over an opening that was kept before.
+    OpenPluginLibrary(PluginLibraryTable& table, const std::string& path)
+        : table_(table), record_(table.find(path)) {}
     OpenPluginLibrary(const OpenPluginLibrary&) = delete;
     OpenPluginLibrary& operator=(const OpenPluginLibrary&) = delete;
     ~OpenPluginLibrary();

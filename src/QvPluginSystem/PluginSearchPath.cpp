@@ -79,7 +79,8 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::recall(const st
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::find(const std::string& name) {
     if (auto known = recall(name)) return known;
     auto found = search(name);
-    if (found && requestDepth_ > 0) {
+    const bool staysTrue = found && !QvPlatform::PathText::isRelative(found->path);
+    if (staysTrue && requestDepth_ > 0) {
         found_[name] = found;
         found_[found->path] = found;
     }

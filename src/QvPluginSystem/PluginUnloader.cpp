@@ -96,16 +96,14 @@ bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
            callPlugin([&] { return library->entryPoints->uninitialize(manager_, nullptr); }, ignored);
 }
 
+// Closes the library of a plugin that was uninitialized and forgets the plugin, whatever throws meanwhile.
 void PluginUnloader::release(LoadedPlugin& plugin) {
     const RemovalAtEnd removal(state_.registry, plugin);
-    Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.libraryPath.c_str());
-    std::string ignored;
-    state_.libraries.close(plugin.libraryPath, ignored);
-    releaseDependencies(plugin);
-}
-
-void PluginUnloader::releaseDependencies(const LoadedPlugin& plugin) {
     Claims claims(plugin.neededPlugins);
+    {
+        const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.libraryPath);
+        Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.libraryPath.c_str());
+    }
     while (LoadedPlugin* dependency = claims.takeBackOne()) {
         const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;
         if (isUnused && !dependency->isUnloading && stop(*dependency)) release(*dependency);

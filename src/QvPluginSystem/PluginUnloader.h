@@ -24,7 +24,6 @@ private:
     bool stop(LoadedPlugin& plugin);
     bool uninitialize(const LoadedPlugin& plugin) const;
     void release(LoadedPlugin& plugin);
-    void releaseDependencies(const LoadedPlugin& plugin);
 
     QvPluginManager& manager_;
     PluginSystemState& state_;

@@ -1,5 +1,6 @@
 #include "PluginFixture.h"
 
+#include <regex>
 #include <stdexcept>
 
 namespace {
@@ -168,6 +169,18 @@ TEST_F(PluginUnloadingTest, whatAListenerThrowsLeavesTheListsWhole) {
     manager->load(top);
     EXPECT_TRUE(manager->unload("top"));
     EXPECT_EQ(loadedNames(), Texts{});
+}
+
+TEST_F(PluginUnloadingTest, whatTheLogThrowsLeavesTheListsWhole) {
+    add("base");
+    search();
+    manager->load(add("top", {"needs base 0"}));
+    Qv::LogSetRegExFilter("[");
+    EXPECT_THROW(manager->unload("top"), std::regex_error);
+    EXPECT_THROW(manager->load(path("top.qvp")), std::regex_error);
+    Qv::LogSetRegExFilter("");
+    EXPECT_EQ(loadedNames(), (Texts{"base"}));
+    EXPECT_TRUE(manager->unload("base"));
 }
 
 }  // namespace

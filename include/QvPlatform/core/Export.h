@@ -10,13 +10,14 @@
 #define QV_API __declspec(dllimport)
 #endif
 
-/// Lets the compiler check the arguments of printf-style functions against their format.
-#if defined(__MINGW32__)
-#define QV_PRINTF_FORMAT(formatIndex, firstArgument) \
-    __attribute__((format(gnu_printf, formatIndex, firstArgument)))
-#elif defined(__GNUC__)
+/// Lets the compiler check the arguments of printf-style functions against their format, by the rules of
+/// the C standard on both platforms.
+#if defined(__clang__)
 #define QV_PRINTF_FORMAT(formatIndex, firstArgument) \
     __attribute__((format(printf, formatIndex, firstArgument)))
+#elif defined(__GNUC__)
+#define QV_PRINTF_FORMAT(formatIndex, firstArgument) \
+    __attribute__((format(gnu_printf, formatIndex, firstArgument)))
 #else
 #define QV_PRINTF_FORMAT(formatIndex, firstArgument)
 #endif

@@ -31,16 +31,24 @@ std::string missingLibrary(const std::string& error) {
 }
 
 void* openFile(const std::string& path, std::string& error) {
-    // Without a slash the loader would search its own path instead of the current directory.
-    const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
-    if (posix::isTruncatedLibrary(file.c_str())) {
-        error = loaderError = file + ": file too short";
+    if (posix::isTruncatedLibrary(path.c_str())) {
+        error = loaderError = path + ": file too short";
         errno = 0;
         return nullptr;
     }
-    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle) error = takeLoaderError();
     return handle;
+}
+
+// The loader also finds what the libraries define that this one links to.
+bool isDefinedBy(void* handle, void* address) {
+    dl_find_object definer{};
+    if (_dl_find_object(address, &definer) != 0) return false;
+    // With this loader a handle is the library's own record; asking for the record takes longer.
+    if (definer.dlfo_link_map == handle) return true;
+    link_map* own = nullptr;
+    return dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&own)) == 0 && definer.dlfo_link_map == own;
 }
 
 // Closes the neighbours again: by then the library that needs them holds them, or nobody does.
@@ -72,10 +80,11 @@ void* openWithNeighbours(const std::string& path, const std::string& folder, std
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& error) {
-    const auto slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
     std::set<std::string> tried;
-    return openWithNeighbours(path, folder, tried, error);
+    const auto slash = path.rfind('/');
+    if (slash != std::string::npos) return openWithNeighbours(path, path.substr(0, slash + 1), tried, error);
+    // Without a slash the loader would search its own path instead of the current directory.
+    return openWithNeighbours("./" + path, "./", tried, error);
 }
 
 bool closeLibrary(void* handle, std::string& error) {
@@ -90,12 +99,7 @@ void* findSymbol(void* handle, const char* name) {
         takeLoaderError();
         return nullptr;
     }
-    // The loader also finds what the libraries define that this one links to.
-    link_map* own = nullptr;
-    dl_find_object definer{};
-    if (dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&own)) != 0) return nullptr;
-    if (_dl_find_object(address, &definer) != 0) return nullptr;
-    return definer.dlfo_link_map == own ? address : nullptr;
+    return isDefinedBy(handle, address) ? address : nullptr;
 }
 
 std::string lastErrorText() {

@@ -16,7 +16,7 @@ using PathRules::PathKind;
 using PathRules::PathStyle;
 
 // What the process's current directory would be, chosen by the input; empty when it was deleted.
-const char* const kCurrentDirectories[] = {"/srv/data/", "C:/work/dir/", "/", ""};
+const char* const kCurrentDirectories[] = {"/srv/data/", "C:/some/dir/", "/", ""};
 std::string currentDirectory;
 
 std::string askCurrentDirectory() { return currentDirectory; }

@@ -21,7 +21,8 @@ struct PluginFile {
     /// Looks at the disk once.
     explicit PluginFile(const std::string& path) : PluginFile(QvPlatform::File(path)) {}
     explicit PluginFile(const QvPlatform::File& file) : PluginFile(file, os::entryStatus(file.widePath())) {}
-    PluginFile(const QvPlatform::File& file, const os::EntryStatus& seen) : key(keyOf(file)), status(seen) {}
+    PluginFile(const QvPlatform::File& file, const os::EntryStatus& seen)
+        : key(keyOf(file)), hash(std::hash<std::wstring_view>()(key)), status(seen) {}
 
     static std::wstring keyOf(const QvPlatform::File& file) {
         if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();
@@ -31,6 +32,7 @@ struct PluginFile {
     bool isRegular() const { return status.kind == os::EntryKind::RegularFile; }
 
     std::wstring key;
+    std::size_t hash;  // of the key, which is looked up many times
     os::EntryStatus status;
 };
 
@@ -39,29 +41,38 @@ template <typename Value>
 class PluginFileIndex {
 public:
     void add(const PluginFile& file, Value* value) {
-        byKey_[file.key] = value;
+        byKey_[{file.key, file.hash}] = value;
         if (file.status.identity) byIdentity_[*file.status.identity] = value;
     }
 
     void remove(const PluginFile& file) {
-        byKey_.erase(file.key);
+        byKey_.erase({file.key, file.hash});
         if (file.status.identity) byIdentity_.erase(*file.status.identity);
     }
 
     /// Null when there is none.
     Value* find(const PluginFile& file) const {
-        if (Value* value = lookUp(byKey_, file.key)) return value;
+        if (Value* value = lookUp(byKey_, {file.key, file.hash})) return value;
         return file.status.identity ? lookUp(byIdentity_, *file.status.identity) : nullptr;
     }
 
     /// The same, asking the disk only when the path alone does not tell.
     Value* find(const std::string& path) const {
         const QvPlatform::File file(path);
-        if (Value* value = lookUp(byKey_, PluginFile::keyOf(file))) return value;
+        const std::wstring key = PluginFile::keyOf(file);
+        if (Value* value = lookUp(byKey_, {key, std::hash<std::wstring_view>()(key)})) return value;
         return byIdentity_.empty() ? nullptr : find(PluginFile(file));
     }
 
 private:
+    struct Key {
+        std::wstring_view text;
+        std::size_t hash;
+        bool operator==(const Key&) const = default;
+    };
+    struct HashKey {
+        std::size_t operator()(const Key& key) const { return key.hash; }
+    };
     struct HashIdentity {
         std::size_t operator()(const os::FileIdentity& identity) const {
             return std::hash<std::uint64_t>()(identity.file * 31 + identity.device);
@@ -74,7 +85,7 @@ private:
         return found == map.end() ? nullptr : found->second;
     }
 
-    std::unordered_map<std::wstring_view, Value*> byKey_;
+    std::unordered_map<Key, Value*, HashKey> byKey_;
     std::unordered_map<os::FileIdentity, Value*, HashIdentity> byIdentity_;
 };
 

@@ -55,41 +55,45 @@ private:
 bool PluginLoader::load(const std::string& path, Request request) {
     const PluginSearchPath::Request scope(state_.searchPath);
     const auto known = state_.searchPath.recall(path);
-    return known ? loadFile(path, known->file, request) : loadFile(path, PluginFile(path), request);
+    return (known ? loadFile(path, known->file, request) : loadFile(path, PluginFile(path), request)) !=
+           nullptr;
 }
 
-bool PluginLoader::loadFile(const std::string& path, const PluginFile& file, Request request) {
+LoadedPlugin* PluginLoader::loadFile(const std::string& path, const PluginFile& file, Request request) {
     Qv::LogDebug("QvPluginManager - Loading plugin file: %s\n", path.c_str());
     if (!file.isRegular()) {
         Qv::LogWarn("QvPluginManager - Error cannot find plugin file: %s\n", path.c_str());
-        return false;
+        return nullptr;
     }
     if (LoadedPlugin* loaded = state_.registry.findByFile(file)) return reuse(*loaded, request);
     if (const std::string* first = underWay_.files.find(file)) {
         state_.listeners.reportError(path, nullptr, "Circular dependency detected with " + *first);
-        return false;
+        return nullptr;
     }
     return loadNew(path, file, request);
 }
 
-bool PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
+LoadedPlugin* PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
     if (loaded.isUnloading) {
         state_.listeners.reportError(loaded.libraryPath, &loaded, "The plugin is being unloaded");
-        return false;
+        return nullptr;
     }
     if (request == Request::Explicit) loaded.explicitlyLoaded = true;
-    return true;
+    return &loaded;
 }
 
-bool PluginLoader::loadNew(const std::string& path, const PluginFile& file, Request request) {
+LoadedPlugin* PluginLoader::loadNew(const std::string& path, const PluginFile& file, Request request) {
     Candidate candidate(*this, path, file);
-    if (!describe(candidate)) return false;
-    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.plugin)) return false;
-    if (candidate.plugin->name.empty()) return fail(candidate, "This plugin has an empty name.");
+    if (!describe(candidate)) return nullptr;
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.plugin))
+        return nullptr;
+    if (candidate.plugin->name.empty()) {
+        fail(candidate, "This plugin has an empty name.");
+        return nullptr;
+    }
     candidate.announceName();
-    if (!resolveDependencies(candidate) || !initialize(candidate)) return false;
-    accept(candidate, request);
-    return true;
+    if (!resolveDependencies(candidate) || !initialize(candidate)) return nullptr;
+    return &accept(candidate, request);
 }
 
 bool PluginLoader::fail(const Candidate& candidate, const std::string& error) const {
@@ -154,8 +158,7 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
         if (!plugin) return failed("Could not find dependent plugin ");
     } else {
         if (underWay_.files.find(found->file)) return failed(kCircular);
-        if (loadFile(found->path, found->file, Request::Dependency))
-            plugin = state_.registry.findByFile(found->file);
+        plugin = loadFile(found->path, found->file, Request::Dependency);
     }
     if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
     return plugin;
@@ -170,13 +173,14 @@ bool PluginLoader::initialize(Candidate& candidate) const {
     return callPlugin(call, error) || fail(candidate, error);
 }
 
-void PluginLoader::accept(Candidate& candidate, Request request) const {
+LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
     candidate.library.keep();
     plugin.explicitlyLoaded = request == Request::Explicit;
     plugin.neededPlugins = candidate.dependencies();
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
+    return plugin;
 }
 
 QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {

@@ -29,15 +29,16 @@ private:
         PluginFileIndex<const std::string> files;  // to the path that is being loaded
     };
 
-    bool loadFile(const std::string& path, const PluginFile& file, Request request);
-    bool reuse(LoadedPlugin& loaded, Request request) const;
-    bool loadNew(const std::string& path, const PluginFile& file, Request request);
+    // These yield the loaded plugin, or null when it failed or was refused.
+    LoadedPlugin* loadFile(const std::string& path, const PluginFile& file, Request request);
+    LoadedPlugin* reuse(LoadedPlugin& loaded, Request request) const;
+    LoadedPlugin* loadNew(const std::string& path, const PluginFile& file, Request request);
     bool describe(Candidate& candidate) const;
     bool resolveDependencies(Candidate& candidate);
     LoadedPlugin* resolve(const Candidate& candidate, const QvDependency& dependency);
     LoadedPlugin* loadDependency(const Candidate& candidate, const QvDependency& dependency);
     bool initialize(Candidate& candidate) const;
-    void accept(Candidate& candidate, Request request) const;
+    LoadedPlugin& accept(Candidate& candidate, Request request) const;
     bool fail(const Candidate& candidate, const std::string& error) const;
 
     QvPluginManager& manager_;

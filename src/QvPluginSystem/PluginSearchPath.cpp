@@ -18,9 +18,9 @@ using QvPlatform::File;
 std::wstring pathOf(const std::string& directory) { return Directory(directory).widePath(); }
 
 // Without making the path absolute first: a name is rarely a file of the current directory.
-bool isRegularFileAsGiven(std::string name) {
-    std::replace(name.begin(), name.end(), '\\', '/');
-    return os::entryStatus(os::widen(name)).kind == os::EntryKind::RegularFile;
+bool isRegularFileAsGiven(const std::string& name) {
+    return os::entryStatus(os::widen(QvPlatform::PathRules::universal(name))).kind ==
+           os::EntryKind::RegularFile;
 }
 
 bool contains(const Qv::QvArray<std::string>& texts, const std::string& text) {

@@ -2,9 +2,6 @@
 
 #include <charconv>
 
-#define QV_VERSION_STRINGIZE_(value) #value
-#define QV_VERSION_STRINGIZE(value) QV_VERSION_STRINGIZE_(value)
-
 namespace Qv {
 namespace {
 
@@ -87,8 +84,8 @@ bool QvVersion::parse(const std::string& text, QvVersion* out) {
 }
 
 const char* QvGetVersion() {
-    return QV_VERSION_STRINGIZE(QV_VERSION_MAJOR) "." QV_VERSION_STRINGIZE(
-        QV_VERSION_MINOR) "." QV_VERSION_STRINGIZE(QV_VERSION_SERVICE_PACK) "." QV_VERSION_STRINGIZE(QV_VERSION_BUILD);
+    return QV_TEXT_OF(QV_VERSION_MAJOR) "." QV_TEXT_OF(QV_VERSION_MINOR) "." QV_TEXT_OF(
+        QV_VERSION_SERVICE_PACK) "." QV_TEXT_OF(QV_VERSION_BUILD);
 }
 
 }  // namespace Qv

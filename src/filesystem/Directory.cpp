@@ -108,9 +108,7 @@ Directory Directory::parent() const {
 }
 
 Directory Directory::directory(const std::string& name) const {
-    std::string universal = name;
-    std::replace(universal.begin(), universal.end(), '\\', '/');
-    return fromWide(path_ + os::widen(universal));
+    return fromWide(path_ + os::widen(PathRules::universal(name)));
 }
 
 File Directory::file(const std::string& name) const { return File::fromWide(path_ + os::widen(name)); }

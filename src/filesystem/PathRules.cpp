@@ -46,6 +46,11 @@ Text foldDoubleDots(const Text& path) {
 
 }  // namespace
 
+std::string universal(std::string text) {
+    std::replace(text.begin(), text.end(), '\\', '/');
+    return text;
+}
+
 bool isRelative(std::string_view text, PathStyle style) {
     if (text.starts_with('.')) return true;
     if (text.find(':') != std::string_view::npos || text.starts_with("//")) return false;
@@ -54,9 +59,8 @@ bool isRelative(std::string_view text, PathStyle style) {
 
 std::string normalize(std::string_view text, PathKind kind, PathStyle style,
                       std::string (*currentDirectory)()) {
-    std::string path(text);
+    std::string path = universal(std::string(text));
     if (kind == PathKind::Directory && path.empty()) path = ".";
-    std::replace(path.begin(), path.end(), '\\', '/');
     if (kind == PathKind::Directory && path.back() != '/') path += '/';
     if (isRelative(path, style)) path.insert(0, currentDirectory());
     return foldDots(path);

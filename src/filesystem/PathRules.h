@@ -13,6 +13,9 @@ using os::PathStyle;
 
 enum class PathKind { Directory, File };
 
+/// The text with every backslash made "/".
+std::string universal(std::string text);
+
 /// Whether a text with "/" separators counts from the current directory.
 bool isRelative(std::string_view text, PathStyle style);
 

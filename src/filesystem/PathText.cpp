@@ -17,9 +17,7 @@ std::wstring fromText(const std::string& text, PathRules::PathKind kind) {
 }
 
 bool isRelative(const std::string& text) {
-    std::string universal = text;
-    std::replace(universal.begin(), universal.end(), '\\', '/');
-    return PathRules::isRelative(universal, os::nativePathStyle());
+    return PathRules::isRelative(PathRules::universal(text), os::nativePathStyle());
 }
 
 std::string toText(std::wstring path, bool native, std::wstring_view form) {

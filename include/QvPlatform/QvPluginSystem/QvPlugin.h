@@ -9,6 +9,7 @@
 
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
+#include <QvPlatform/core/QvVersion.h>
 
 #include <string>
 
@@ -18,15 +19,12 @@
 #define QV_PLUGIN_EXPORT __declspec(dllexport)
 #endif
 
-#define QV_PLUGIN_TEXT_(value) #value
-#define QV_PLUGIN_TEXT(value) QV_PLUGIN_TEXT_(value)
-
 #if defined(_MSC_VER)
-#define QV_PLUGIN_COMPILER "CompilerName:MSVC\nCompilerVersion:" QV_PLUGIN_TEXT(_MSC_VER) "\n"
+#define QV_PLUGIN_COMPILER "CompilerName:MSVC\nCompilerVersion:" QV_TEXT_OF(_MSC_VER) "\n"
 #elif defined(__clang__)
-#define QV_PLUGIN_COMPILER "CompilerName:Clang\nCompilerVersion:" QV_PLUGIN_TEXT(__clang_major__) "\n"
+#define QV_PLUGIN_COMPILER "CompilerName:Clang\nCompilerVersion:" QV_TEXT_OF(__clang_major__) "\n"
 #elif defined(__GNUC__)
-#define QV_PLUGIN_COMPILER "CompilerName:GCC\nCompilerVersion:" QV_PLUGIN_TEXT(__GNUC__) "\n"
+#define QV_PLUGIN_COMPILER "CompilerName:GCC\nCompilerVersion:" QV_TEXT_OF(__GNUC__) "\n"
 #else
 #define QV_PLUGIN_COMPILER "CompilerName:unknown\nCompilerVersion:0\n"
 #endif
@@ -41,9 +39,9 @@
 /// the width of a pointer in bits; "Release" is 1 where assertions are compiled out.
 #define QV_PLUGIN_BUILD_INFO \
     "Plateform:64\n" QV_PLUGIN_COMPILER QV_PLUGIN_RELEASE      \
-    "QvVersionMajor:" QV_PLUGIN_TEXT(QV_VERSION_MAJOR) "\n"    \
-    "QvVersionMinor:" QV_PLUGIN_TEXT(QV_VERSION_MINOR) "\n"    \
-    "QvVersionServicePack:" QV_PLUGIN_TEXT(QV_VERSION_SERVICE_PACK) "\n"
+    "QvVersionMajor:" QV_TEXT_OF(QV_VERSION_MAJOR) "\n"    \
+    "QvVersionMinor:" QV_TEXT_OF(QV_VERSION_MINOR) "\n"    \
+    "QvVersionServicePack:" QV_TEXT_OF(QV_VERSION_SERVICE_PACK) "\n"
 
 extern "C" {
 

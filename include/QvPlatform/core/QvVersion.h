@@ -15,6 +15,10 @@
 #define QV_VERSION_SERVICE_PACK 0
 #define QV_VERSION_BUILD 68
 
+/// The text of a macro's value.
+#define QV_TEXT_OF(value) QV_TEXT_OF_(value)
+#define QV_TEXT_OF_(value) #value
+
 namespace Qv {
 
 /// A version: four components and a free label.

@@ -1,12 +1,9 @@
 #pragma once
 
-#include "os/Utf.h"
-
-#include <cerrno>
 #include <cstring>
 #include <string>
 
-/// What the files of this folder share: error texts and path bytes.
+/// What the files of this folder share: error texts.
 namespace os::posix {
 
 inline std::string errorText(int code) {

@@ -6,7 +6,9 @@
 #include <dlfcn.h>
 #include <link.h>
 
+#include <cerrno>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace os {

@@ -16,16 +16,27 @@ std::recursive_mutex& streamLock() {
     return lock;
 }
 
+// Whether the file ends with a part of a text. Guarded by the lock.
+bool endsTorn = false;
+
 // The old file goes when the new one is in its place, so that no line meanwhile finds none.
 void replaceWith(std::FILE* next) {
     if (std::FILE* previous = stream.exchange(next)) std::fclose(previous);
+    endsTorn = false;
+}
+
+// Without a buffer: what cannot be written now is lost as a whole, and not added to later lines.
+void write(std::FILE* open, std::string_view text) {
+    const std::size_t written = std::fwrite(text.data(), 1, text.size(), open);
+    if (written != 0) endsTorn = written != text.size();
 }
 
 }  // namespace
 
-bool openLogSink(const std::string& path) {
+bool openLogSink(const std::string& path, std::string_view header) {
     const std::lock_guard guard(streamLock());
     replaceWith(os::openForAppending(path));
+    writeToLogSink(header);
     return isLogSinkOpen();
 }
 
@@ -40,9 +51,9 @@ void writeToLogSink(std::string_view text) {
     if (!isLogSinkOpen()) return;
     const std::lock_guard guard(streamLock());
     std::FILE* open = stream.load();
-    if (!open) return;
-    std::fwrite(text.data(), 1, text.size(), open);
-    std::fflush(open);
+    if (!open || text.empty()) return;
+    if (endsTorn) write(open, "\n");
+    if (!endsTorn) write(open, text);
 }
 
 }  // namespace Qv::detail

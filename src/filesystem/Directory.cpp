@@ -120,9 +120,9 @@ std::vector<Directory> Directory::directories() const {
 }
 
 void Directory::directories(std::vector<Directory>& out) const {
-    for (const os::DirectoryEntry& entry : os::listDirectory(path_)) {
-        if (entry.isDirectory) out.push_back(fromWide(path_ + entry.name));
-    }
+    os::visitDirectory(path_, [&](const os::DirectoryEntry& entry) {
+        if (entry.isDirectory) out.push_back(fromWide(path_ + os::widen(entry.name)));
+    });
 }
 
 std::vector<File> Directory::files() const {
@@ -132,9 +132,10 @@ std::vector<File> Directory::files() const {
 }
 
 void Directory::files(std::vector<File>& out) const {
-    for (const os::DirectoryEntry& entry : os::listDirectory(path_)) {
-        if (!entry.isDirectory && !entry.isHidden) out.push_back(File::fromWide(path_ + entry.name));
-    }
+    os::visitDirectory(path_, [&](const os::DirectoryEntry& entry) {
+        if (!entry.isDirectory && !entry.isHidden)
+            out.push_back(File::fromWide(path_ + os::widen(entry.name)));
+    });
 }
 
 std::shared_ptr<Directory> Directory::commonRootOf(std::vector<Directory> dirs) {

@@ -1,12 +1,15 @@
 #include "os/FileSystem.h"
 
 #include "os/Utf.h"
+#include "os/posix/Gate.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -22,10 +25,23 @@ EntryKind kindOf(mode_t mode) {
     return S_ISREG(mode) ? EntryKind::RegularFile : EntryKind::Other;
 }
 
-bool isDirectoryEntry(DIR* directory, const dirent& entry) {
-    if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK) return entry.d_type == DT_DIR;
+bool leadsToDirectory(DIR* directory, const char* name) {
     struct stat status {};
-    return fstatat(dirfd(directory), entry.d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+    return fstatat(dirfd(directory), name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isLinkEntry(DIR* directory, const char* name) {
+    struct stat status {};
+    return fstatat(dirfd(directory), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+}
+
+// Most file systems tell the kind with the name, and only links need another look.
+DirectoryEntry describe(DIR* directory, const dirent& entry) {
+    const bool isKnown = entry.d_type != DT_UNKNOWN;
+    const bool isLink = isKnown ? entry.d_type == DT_LNK : isLinkEntry(directory, entry.d_name);
+    const bool isDirectory =
+        isKnown && !isLink ? entry.d_type == DT_DIR : leadsToDirectory(directory, entry.d_name);
+    return {entry.d_name, isDirectory, isLink, entry.d_name[0] == '.'};
 }
 
 }  // namespace
@@ -46,16 +62,35 @@ bool isReadableFile(const std::wstring& path) {
     return isRegular;
 }
 
-std::vector<DirectoryEntry> listDirectory(const std::wstring& directory) {
-    std::vector<DirectoryEntry> entries;
+bool isLink(const std::wstring& path) {
+    struct stat status {};
+    return lstat(posix::withoutFinalSlash(path).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+std::optional<std::wstring> canonicalPath(const std::wstring& path) {
+    const std::unique_ptr<char, posix::Free> real(realpath(narrow(path).c_str(), nullptr));
+    if (!real) return std::nullopt;
+    return widen(real.get());
+}
+
+std::optional<std::int64_t> modificationTime(const std::wstring& path) {
+    struct stat status {};
+    if (stat(narrow(path).c_str(), &status) != 0) return std::nullopt;
+    return status.st_mtime;
+}
+
+bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
+                    std::string* error) {
     const std::unique_ptr<DIR, CloseDirectory> stream(opendir(narrow(directory).c_str()));
-    if (!stream) return entries;
-    while (const dirent* entry = readdir(stream.get())) {
+    errno = stream ? 0 : errno;
+    while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
         const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") continue;
-        entries.push_back({widen(name), isDirectoryEntry(stream.get(), *entry), name.front() == '.'});
+        if (name != "." && name != "..") visit(describe(stream.get(), *entry));
+        errno = 0;
     }
-    return entries;
+    if (errno == 0) return true;
+    if (error) *error = posix::errorText(errno);
+    return false;
 }
 
 }  // namespace os

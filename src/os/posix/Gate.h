@@ -1,14 +1,51 @@
 #pragma once
 
+#include "os/Utf.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
-/// What the files of this folder share: error texts.
+/// What the files of this folder share: error texts, path forms, owners of what the system hands out.
 namespace os::posix {
 
 inline std::string errorText(int code) {
     char buffer[256] = "";
     return strerror_r(code, buffer, sizeof buffer);
 }
+
+/// A path's bytes, naming a link itself instead of what it leads to.
+inline std::string withoutFinalSlash(const std::wstring& path) {
+    std::string bytes = narrow(path);
+    while (bytes.size() > 1 && bytes.back() == '/') bytes.pop_back();
+    return bytes;
+}
+
+struct Free {
+    void operator()(char* text) const { std::free(text); }
+};
+
+/// An open file, closed at the end.
+class Descriptor {
+public:
+    explicit Descriptor(int number) noexcept : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (number_ >= 0) ::close(number_);
+    }
+
+    explicit operator bool() const noexcept { return number_ >= 0; }
+    int get() const noexcept { return number_; }
+    int release() noexcept { return std::exchange(number_, -1); }
+    bool close() noexcept { return ::close(release()) == 0; }
+
+private:
+    int number_;
+};
 
 }  // namespace os::posix

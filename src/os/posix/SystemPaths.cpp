@@ -1,6 +1,6 @@
 #include "os/SystemPaths.h"
 
-#include "os/Utf.h"
+#include "os/posix/Gate.h"
 
 #include <dlfcn.h>
 #include <link.h>
@@ -19,10 +19,7 @@
 namespace os {
 namespace {
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-using OwnedText = std::unique_ptr<char, Free>;
+using OwnedText = std::unique_ptr<char, posix::Free>;
 
 // The kernel marks a file that was removed while in use.
 std::string withoutDeletedMark(std::string path) {

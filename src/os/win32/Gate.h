@@ -30,6 +30,30 @@ inline std::wstring universal(std::wstring path) {
     return path;
 }
 
+/// An open handle, closed at the end.
+class Handle {
+public:
+    /// Both of the values that the system uses for none.
+    explicit Handle(HANDLE handle) noexcept : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+    ~Handle() {
+        if (handle_) CloseHandle(handle_);
+    }
+
+    explicit operator bool() const noexcept { return handle_ != nullptr; }
+    HANDLE get() const noexcept { return handle_; }
+
+private:
+    HANDLE handle_;
+};
+
+/// Naming a link itself instead of what it leads to.
+inline std::wstring withoutFinalSlash(std::wstring path) {
+    if (!path.empty() && path.back() == L'/') path.pop_back();
+    return path;
+}
+
 /// Runs a call that fills a buffer and returns the length, or the size that it needs when the buffer is
 /// too small, or 0 on failure.
 template <typename Call>

@@ -1,0 +1,33 @@
+#include <QvPlatform/core/IOUtils.h>
+
+#include <ostream>
+
+namespace QvPlatform::IOUtils {
+namespace {
+
+constexpr int kLevelWidth = 2;
+
+// The slot that each stream keeps for its level.
+long& levelOf(std::ostream& stream) {
+    static const int slot = std::ios_base::xalloc();
+    return stream.iword(slot);
+}
+
+}  // namespace
+
+std::ostream& increaseIndent(std::ostream& stream) {
+    ++levelOf(stream);
+    return stream;
+}
+
+std::ostream& decreaseIndent(std::ostream& stream) {
+    if (levelOf(stream) > 0) --levelOf(stream);
+    return stream;
+}
+
+std::ostream& indent(std::ostream& stream) {
+    for (long i = levelOf(stream) * kLevelWidth; i > 0; --i) stream.put(' ');
+    return stream;
+}
+
+}  // namespace QvPlatform::IOUtils

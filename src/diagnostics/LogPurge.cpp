@@ -1,0 +1,99 @@
+#include "diagnostics/LogPurge.h"
+
+#include <QvPlatform/diagnostics/Log.h>
+
+#include "os/CalendarTime.h"
+#include "os/FileSystem.h"
+#include "os/OutputStream.h"
+#include "os/SystemPaths.h"
+#include "os/Utf.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <string_view>
+
+namespace Qv::detail {
+namespace {
+
+using FilesByTime = std::multimap<std::int64_t, std::string>;
+
+// A century; beyond it the calendar's own numbers would overflow.
+constexpr double kMaxDays = 36500;
+
+// The whole part; what is left goes on to the next smaller unit.
+int takeWhole(double& value) {
+    const double whole = std::trunc(value);
+    value -= whole;
+    return static_cast<int>(whole);
+}
+
+// The directory's path with a separator at its end.
+std::string directoryPart(const std::string& path) {
+    const bool hasTwoSeparators = os::nativePathStyle() == os::PathStyle::Windows;
+    const auto end = path.find_last_of(hasTwoSeparators ? "/\\" : "/");
+    return end == std::string::npos ? "./" : path.substr(0, end + 1);
+}
+
+bool isLogName(std::string_view name) {
+    constexpr std::string_view kExtension = ".log";
+    return name.size() > kExtension.size() && name.ends_with(kExtension);
+}
+
+// An invalid filter makes a message throw; purging goes on all the same.
+void tell(const char* format, const std::string& path, const std::string& error) {
+    try {
+        LogTrace(format, path.c_str(), error.c_str());
+    } catch (const std::exception&) {
+    }
+}
+
+FilesByTime logFilesIn(const std::string& directory) {
+    FilesByTime files;
+    std::string error;
+    const bool listed = os::visitDirectory(
+        os::widen(directory),
+        [&](const os::DirectoryEntry& entry) {
+            if (!isLogName(entry.name)) return;
+            const std::string path = directory + std::string(entry.name);
+            const std::wstring widePath = os::widen(path);
+            if (os::entryStatus(widePath).kind != os::EntryKind::RegularFile) return;
+            if (const auto time = os::modificationTime(widePath)) files.emplace(*time, path);
+        },
+        &error);
+    if (!listed)
+        tell("QvErrorHandler::PurgeLogs: Could not purge log files in directory: %s, exception: %s\n",
+             directory, error);
+    return files;
+}
+
+}  // namespace
+
+std::optional<std::time_t> purgeCutoff(std::time_t now, double days) {
+    if (std::isnan(days)) return std::nullopt;
+    double rest = std::clamp(days, -kMaxDays, kMaxDays);
+    std::tm date = os::localTime(now);
+    date.tm_mday -= takeWhole(rest);
+    date.tm_hour -= takeWhole(rest *= 24);
+    date.tm_min -= takeWhole(rest *= 60);
+    date.tm_sec -= takeWhole(rest *= 60);
+    const std::time_t cutoff = std::mktime(&date);
+    if (cutoff == -1) return std::nullopt;
+    return cutoff;
+}
+
+void purgeLogsBeside(const std::string& path, std::optional<std::time_t> cutoff) {
+    const std::string directory = directoryPart(path);
+    if (!cutoff || os::entryStatus(os::widen(directory)).kind != os::EntryKind::Directory) return;
+    for (const auto& [time, file] : logFilesIn(directory)) {
+        if (time > *cutoff) return;
+        std::string error;
+        if (!os::removeUnlessOpen(file, error))
+            LogTrace("QvErrorHandler::PurgeLogs: Could not delete log file: %s, exception: %s\n",
+                     file.c_str(), error.c_str());
+    }
+}
+
+}  // namespace Qv::detail

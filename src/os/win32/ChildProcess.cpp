@@ -1,0 +1,67 @@
+#include "os/ChildProcess.h"
+
+#include "os/win32/Gate.h"
+
+#include <shellapi.h>
+
+#include <utility>
+
+namespace os {
+
+// The process's handle keeps its number for it; the shell may have started something that has none.
+struct ChildProcess::Record {
+    Record(HANDLE startedProcess, HANDLE startedThread) : process(startedProcess), thread(startedThread) {}
+
+    win32::Handle process;
+    win32::Handle thread;
+};
+
+ChildProcess::ChildProcess() noexcept = default;
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept = default;
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept = default;
+ChildProcess::ChildProcess(std::unique_ptr<Record> record) noexcept : record_(std::move(record)) {}
+ChildProcess::~ChildProcess() = default;
+
+ChildProcess ChildProcess::start(const std::string& commandLine, bool showWindow) {
+    std::wstring text = widen(commandLine);  // the system writes into it
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    if (!CreateProcessW(nullptr, text.data(), nullptr, nullptr, FALSE, showWindow ? 0 : CREATE_NO_WINDOW,
+                        nullptr, nullptr, &startup, &started))
+        return {};
+    return ChildProcess(std::make_unique<Record>(started.hProcess, started.hThread));
+}
+
+ChildProcess ChildProcess::startElevated(const std::string& command, const std::string& arguments) {
+    const std::wstring file = widen(command);
+    const std::wstring parameters = widen(arguments);
+    SHELLEXECUTEINFOW request{};
+    request.cbSize = sizeof request;
+    request.fMask = SEE_MASK_NOCLOSEPROCESS;
+    request.lpVerb = L"runas";
+    request.lpFile = file.c_str();
+    request.lpParameters = parameters.c_str();
+    request.nShow = SW_SHOWNORMAL;
+    if (!ShellExecuteExW(&request)) return {};
+    return ChildProcess(std::make_unique<Record>(request.hProcess, nullptr));
+}
+
+std::optional<std::int64_t> ChildProcess::wait(unsigned long& error) {
+    if (record_->process) WaitForSingleObject(record_->process.get(), INFINITE);
+    DWORD exitCode = 0;
+    if (GetExitCodeProcess(record_->process.get(), &exitCode)) return exitCode;
+    error = GetLastError();
+    return std::nullopt;
+}
+
+void ChildProcess::kill() {
+    if (!record_->process) return;
+    TerminateProcess(record_->process.get(), 1);
+    WaitForSingleObject(record_->process.get(), INFINITE);
+}
+
+// A refused request starts nothing.
+bool isElevationRefused(std::int64_t /*exitCode*/) { return false; }
+
+}  // namespace os

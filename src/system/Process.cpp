@@ -1,0 +1,146 @@
+#include <QvPlatform/system/Process.h>
+
+#include <QvPlatform/core/StringUtils.h>
+#include <QvPlatform/diagnostics/Log.h>
+#include <QvPlatform/filesystem/File.h>
+
+#include "os/ChildProcess.h"
+#include "os/ProcessInfo.h"
+#include "os/SystemPaths.h"
+
+#include <limits>
+#include <mutex>
+#include <utility>
+
+namespace QvSim::Process {
+
+struct ProcessHandle {
+    os::ChildProcess child;
+};
+
+namespace {
+
+/// A text that is found out once; a failure is tried again. Never destroyed.
+class CachedText {
+public:
+    /// What `find` gave when it first gave something for this `key`.
+    template <typename Find>
+    const std::string& get(Find find, unsigned int key = 0) {
+        const std::lock_guard guard(lock_);
+        if (text_.empty() || key != key_) text_ = find();
+        key_ = key;
+        return text_;
+    }
+
+private:
+    std::mutex lock_;
+    std::string text_;
+    unsigned int key_ = 0;
+};
+
+std::string describeProcess(unsigned int processId) {
+    const std::string& host = getHostName();
+    if (host.empty()) {
+        Qv::LogError("Process::getHostNameProcessID() Cannot obtain Host Name\n");
+        return {};
+    }
+    if (processId == 0) {
+        Qv::LogError("Process::getHostNameProcessID() Cannot obtain Process ID\n");
+        return {};
+    }
+    return host + ":" + std::to_string(processId);
+}
+
+void waitFor(os::ChildProcess& child, const std::string& command, const std::string& arguments,
+             std::int64_t* exitCode) {
+    unsigned long error = 0;
+    const auto code = child.wait(error);
+    if (!exitCode) return;
+    if (code)
+        *exitCode = *code;
+    else
+        Qv::LogWarn("shellExecute: Failed to obtain exit code from command '%s %s'. Failure: %lu\n",
+                    command.c_str(), arguments.c_str(), error);
+}
+
+}  // namespace
+
+const std::string& getHostName() {
+    static auto& cache = *new CachedText;
+    return cache.get([] { return StringUtils::toLowerCase(os::hostName()); });
+}
+
+bool isMyHostName(const std::string& name) { return StringUtils::toLowerCase(name) == getHostName(); }
+
+unsigned int getProcessID() { return os::processId(); }
+
+const std::string& getProcessFileName() {
+    static auto& cache = *new CachedText;
+    return cache.get([] { return QvPlatform::File::fromWide(os::executableFile()).toNativePath(); });
+}
+
+ProcessMemoryInfo getProcessMemoryInfo() { return {os::residentBytes()}; }
+
+const std::string& getHostNameProcessID() {
+    static auto& cache = *new CachedText;
+    const unsigned int id = getProcessID();
+    return cache.get([id] { return describeProcess(id); }, id);
+}
+
+double getFreeDiskSpaceMB(const char* directory) {
+    const auto bytes = os::freeDiskBytes(directory ? directory : ".");
+    if (!bytes) return std::numeric_limits<double>::max();
+    return static_cast<double>(*bytes) * 0.0009765625 * 0.0009765625;
+}
+
+long getLocalTimeUTCBias() { return os::standardTimeBias(); }
+
+bool shellExecute(const std::string& command, const std::string& arguments, bool showWindow, bool wait,
+                  std::int64_t* exitCode) {
+    if (exitCode) *exitCode = -1;
+    Qv::LogInfo("Executing shell command: %s %s\n", command.c_str(), arguments.c_str());
+    auto child = os::ChildProcess::start(command + " " + arguments, showWindow);
+    if (!child) {
+        Qv::LogWarn("shellExecute: Failed to execute shell command: %s %s\n", command.c_str(),
+                    arguments.c_str());
+        return false;
+    }
+    if (wait) waitFor(child, command, arguments, exitCode);
+    return true;
+}
+
+bool shellExecute(const std::string& commandLine) {
+    const auto start = commandLine.find_first_not_of(' ');
+    if (start == std::string::npos) return false;
+    const auto end = commandLine.find(' ', start);
+    const auto rest = commandLine.find_first_not_of(' ', end);
+    const std::string arguments = rest == std::string::npos ? std::string() : commandLine.substr(rest);
+    return shellExecute(commandLine.substr(start, end - start), arguments, false, false, nullptr);
+}
+
+bool shellExecuteElevated(const std::string& command, const std::string& arguments, bool wait) {
+    auto child = os::ChildProcess::startElevated(command, arguments);
+    if (!child || !wait) return bool(child);
+    unsigned long ignored = 0;
+    return !os::isElevationRefused(child.wait(ignored).value_or(0));
+}
+
+bool isElevated() { return os::isAdministrator(); }
+
+ProcessHandle* createProcessHandle() { return new ProcessHandle; }
+
+void destroyProcessHandle(ProcessHandle*& handle) { delete std::exchange(handle, nullptr); }
+
+ProcessHandle* execute(const std::string& command, const std::string& arguments) {
+    auto child = os::ChildProcess::start(command + " " + arguments, false);
+    if (!child) return nullptr;
+    return new ProcessHandle{std::move(child)};
+}
+
+void kill(ProcessHandle* handle) {
+    if (!handle || !handle->child) return;
+    handle->child.kill();
+    handle->child = {};
+}
+
+}  // namespace QvSim::Process

@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +14,10 @@
 #include <mutex>
 #include <utility>
 #include <vector>
+
+extern "C" {
+#include <sys/pidfd.h>  // without a C++ guard of its own in some versions
+}
 
 namespace os {
 namespace {

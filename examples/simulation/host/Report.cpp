@@ -69,8 +69,8 @@ void printPlugins(const std::vector<QvPluginInfo>& plugins) {
 }
 
 void printRun(const RunResult& run) {
-    printHeading("Simulation of " + std::to_string(kStepCount) + " steps, " +
-                 std::to_string(kStepsPerSecond) + " to the second");
+    printHeading("Simulation of " + std::to_string(run.steps) + " steps, " + std::to_string(kStepsPerSecond) +
+                 " to the second");
     printLine("start", measurementText(run.start));
     printLine("end", measurementText(run.end));
     printLine("contacts", std::to_string(run.contacts));

@@ -21,7 +21,7 @@ Measurement measure(const simulation::Scene& scene) {
 
 }  // namespace
 
-RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager) {
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps) {
     const auto& scene = findObject<simulation::Scene>(manager);
     auto& world = findObject<simulation::World>(manager);
     auto& recorder = findObject<simulation::Recorder>(manager);
@@ -29,13 +29,14 @@ RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager) {
     RunResult result;
     result.start = result.end = measure(scene);
     recorder.sample();
-    for (int i = 0; i < kStepCount; ++i) {
+    for (int i = 0; i < steps; ++i) {
         world.step(1.0 / kStepsPerSecond);
         recorder.sample();
         const Measurement now = measure(scene);
         result.greatestRise = std::max(result.greatestRise, now.energy - result.end.energy);
         result.end = now;
     }
+    result.steps = steps;
     result.contacts = world.contactCount();
     return result;
 }

@@ -2,7 +2,6 @@
 
 #include "../Simulation.h"
 
-constexpr int kStepCount = 240;
 constexpr int kStepsPerSecond = 120;
 
 struct Measurement {
@@ -14,9 +13,10 @@ struct RunResult {
     Measurement start;
     Measurement end;
     double greatestRise = 0.0;  ///< the most that the energy grew within one step
+    int steps = 0;
     int contacts = 0;
 };
 
 /// Steps the simulation that the plugins have published and lets the recorder note each state.
 /// Throws when one of the objects is not in the pool.
-RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager);
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps);

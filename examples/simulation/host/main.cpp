@@ -1,16 +1,19 @@
 // A host program whose work is done by plugins: it loads them from "simulation-plugins" beside itself, says
-// what became of each, runs the simulation that they make up together, and unloads them again. The result
-// goes to the file given as argument, or to "simulation.csv" in the current directory. Exits with 0 when
-// everything was as these plugins require.
+// what became of each, runs the simulation that they make up together, and unloads them again. Its log goes
+// to the standard error stream and into a file. Exits with 0 when everything was as these plugins require;
+// --help tells the options.
 
 #include "../ObjectPool.h"
 #include "Expectations.h"
 #include "HostListener.h"
+#include "Options.h"
 #include "Report.h"
 #include "Run.h"
 
 #include <QvPlatform/diagnostics/Log.h>
+#include <QvPlatform/diagnostics/LogFile.h>
 #include <QvPlatform/filesystem/Directory.h>
+#include <QvPlatform/filesystem/Filesystem.h>
 
 #include <exception>
 #include <iostream>
@@ -40,13 +43,15 @@ void reportLoading(const QvPluginManager& manager, const HostListener& listener,
     printPlugins(queue);
 }
 
-void run(const QvPluginManager& manager, const std::string& resultPath, Expectations& expectations) {
-    const RunResult result = runSimulation(manager);
+void run(const QvPluginManager& manager, const Options& options, Expectations& expectations) {
+    Qv::LogInfo("simulation begins: %d steps", options.steps);
+    const RunResult result = runSimulation(manager, options.steps);
+    Qv::LogInfo("simulation ended: %d contacts", result.contacts);
     printRun(result);
     expectations.checkRun(result);
 
-    const bool written = simulation::findObject<simulation::Recorder>(manager).write(resultPath);
-    const std::string place = QvPlatform::File(resultPath).toNativePath();
+    const bool written = simulation::findObject<simulation::Recorder>(manager).write(options.resultFile);
+    const std::string place = QvPlatform::File(options.resultFile).toNativePath();
     printLine("result", (written ? "written to " : "could not be written to ") + place);
     expectations.expect(written, "writing the result");
 }
@@ -79,7 +84,7 @@ void unloadPlugins(QvPluginManager& manager, const HostListener& listener,
     expectations.expect(plugins == 0 && objects == 0, "leaving something behind");
 }
 
-bool demonstrate(const std::string& resultPath) {
+bool demonstrate(const Options& options) {
     auto& manager = *QvPluginManager::instance();
     HostListener listener("telemetry", "recorder");
     Expectations expectations;
@@ -89,7 +94,7 @@ bool demonstrate(const std::string& resultPath) {
     expectations.checkLoading(queue, listener);
     if (!expectations.met()) return false;
 
-    run(manager, resultPath, expectations);
+    run(manager, options, expectations);
     unloadPlugins(manager, listener, queue, expectations);
     return expectations.met();
 }
@@ -97,10 +102,14 @@ bool demonstrate(const std::string& resultPath) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // The listener says why a plugin was refused; the log need not repeat it.
-    Qv::LogSetLevel(Qv::kLogLevelError);
+    Options options;
+    const Answer answer = readOptions(argc, argv, options);
+    if (answer != Answer::Run) return answer == Answer::Done ? 0 : 2;
+    Qv::LogSetLevel(Qv::kLogLevelInfo);
+    QvPlatform::Filesystem::create(Directory(QvPlatform::File(options.logFile)));
+    Qv::setLogFile(options.logFile);
     try {
-        return demonstrate(argc > 1 ? argv[1] : "simulation.csv") ? 0 : 1;
+        return demonstrate(options) ? 0 : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;

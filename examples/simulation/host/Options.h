@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+/// What the user asked for.
+struct Options {
+    int steps = 240;
+    std::string resultFile = "simulation.csv";
+    /// Where log files go, and what their names begin with.
+    std::string logFile = "simulation-logs/host";
+};
+
+enum class Answer {
+    Run,        ///< go on with the options
+    Done,       ///< the help text was asked for and printed
+    WrongUsage  ///< told on the standard error stream
+};
+
+Answer readOptions(int argc, char** argv, Options& options);

@@ -114,7 +114,7 @@ int QvCommandLine::readNumbers(const char* option, Number* values, int n, bool e
     const bool present = position < count_ - n;
     bool good = present;
     for (int i = 0; present && i < n; ++i) {
-        const std::string& text = args_[static_cast<std::size_t>(position + 1 + i)];
+        const std::string& text = args_[static_cast<std::size_t>(position) + static_cast<std::size_t>(i) + 1];
         values[i] = numberIn<Number>(text);
         good = good && !isBad(values[i], text);
     }

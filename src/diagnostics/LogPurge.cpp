@@ -23,8 +23,9 @@ using FilesByTime = std::multimap<std::int64_t, std::string>;
 // A century; beyond it the calendar's own numbers would overflow.
 constexpr double kMaxDays = 36500;
 
-// The whole part; what is left goes on to the next smaller unit.
-int takeWhole(double& value) {
+// The whole number of a unit of which the last one had so many; what is left goes on to the next smaller one.
+int takeWhole(double& value, int unitsInLast) {
+    value *= unitsInLast;
     const double whole = std::trunc(value);
     value -= whole;
     return static_cast<int>(whole);
@@ -75,10 +76,10 @@ std::optional<std::time_t> purgeCutoff(std::time_t now, double days) {
     if (std::isnan(days)) return std::nullopt;
     double rest = std::clamp(days, -kMaxDays, kMaxDays);
     std::tm date = os::localTime(now);
-    date.tm_mday -= takeWhole(rest);
-    date.tm_hour -= takeWhole(rest *= 24);
-    date.tm_min -= takeWhole(rest *= 60);
-    date.tm_sec -= takeWhole(rest *= 60);
+    date.tm_mday -= takeWhole(rest, 1);
+    date.tm_hour -= takeWhole(rest, 24);
+    date.tm_min -= takeWhole(rest, 60);
+    date.tm_sec -= takeWhole(rest, 60);
     const std::time_t cutoff = std::mktime(&date);
     if (cutoff == -1) return std::nullopt;
     return cutoff;

@@ -149,7 +149,8 @@ ChildProcess::~ChildProcess() = default;
 ChildProcess ChildProcess::start(const std::string& commandLine, bool /*showWindow*/) {
     pid_t pid = spawn(splitCommandLine(commandLine));
     if (pid == 0) pid = spawnPathWithBlanks(commandLine);
-    return pid == 0 ? ChildProcess() : ChildProcess(std::make_unique<Record>(pid));
+    if (pid == 0) return {};
+    return ChildProcess(std::make_unique<Record>(pid));
 }
 
 ChildProcess ChildProcess::startElevated(const std::string& command, const std::string& arguments) {

@@ -7,6 +7,13 @@ namespace {
 
 void dropMessage(Qv::eLogLevel, const char* const, Qv::LogArgs) {}
 
+// Adds the time of `count` calls and tells what the last of them found.
+std::size_t measure(LeastTime& time, std::size_t count, Reader read, const std::string& text) {
+    std::size_t found = 0;
+    time.add(timePerCall(count, [&](std::size_t) { found = read(text); }));
+    return found;
+}
+
 }  // namespace
 
 void report(benchmark::State& state, const Row& row, const Sides& sides) {
@@ -23,6 +30,20 @@ void report(benchmark::State& state, const Row& row, const Sides& sides) {
 void reportCount(benchmark::State& state, const std::string& operation, std::size_t size, std::size_t count) {
     state.counters[operation + ";|size"] = static_cast<double>(size);
     state.counters[operation + ";|count"] = static_cast<double>(count);
+}
+
+void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
+                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers) {
+    std::vector<Sides> sides(peers.size());
+    for ([[maybe_unused]] auto turn : state) {
+        for (std::size_t i = 0; i < peers.size(); ++i) {
+            const std::size_t expected = measure(sides[i].ours, callsPerTurn, ours, text);
+            const std::size_t found = measure(sides[i].peer, callsPerTurn, peers[i].read, text);
+            if (found != 0 && found != expected) return state.SkipWithError(peers[i].name);
+        }
+    }
+    for (std::size_t i = 0; i < peers.size(); ++i)
+        report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}}, sides[i]);
 }
 
 void silenceLog() { Qv::LogSetHandler(dropMessage); }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <limits>
 #include <string>
+#include <vector>
 
 /// What the benchmark programs share. The two sides of a ratio take their turns alternately in one
 /// process, and the least of the turns counts: what disturbs a measurement only makes it longer.
@@ -67,6 +68,21 @@ void compare(benchmark::State& state, const Row& row, std::size_t callsPerTurn, 
     }
     report(state, row, sides);
 }
+
+/// A side of a comparison of several: it reads a text and tells how much it found or made of it, 0 when it
+/// cannot tell.
+using Reader = std::size_t (*)(const std::string& text);
+
+struct Peer {
+    const char* name;
+    double targetRatio;
+    Reader read;
+};
+
+/// Measures our function and each peer in turns, all with the same text, and reports one row a peer. Fails
+/// when one finds another number than ours.
+void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
+                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers);
 
 /// Makes the log drop every message.
 void silenceLog();

@@ -6,7 +6,7 @@ wine_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/wine
 export WINEPREFIX=$wine_folder/prefix HOME=$wine_folder/home TMPDIR=$wine_folder/tmp
 export WINEDEBUG=-all
 # Without the crash handler a program that crashes ends with a status that says so.
-export WINEDLLOVERRIDES='winedbg.exe=d;winemenubuilder.exe=d;mscoree=d;mshtml=d'
+export WINEDLLOVERRIDES='winedbg.exe=d;winemenubuilder.exe=d;explorer.exe=d;mscoree=d;mshtml=d'
 # Without a UTF-8 locale Wine cannot name files that are not ASCII.
 export LC_ALL=C.UTF-8
 unset DISPLAY WAYLAND_DISPLAY

@@ -4,7 +4,9 @@
 #include <QvPlatform/core/StringUtils.h>
 
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace QvSim::StringUtils {
@@ -13,14 +15,16 @@ namespace {
 constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::uint32_t kForeign = 0x80000000;
 
-struct CharacterPair {
-    char first;
-    char second;
-};
-
+// The two characters of each twelve bits, in the order in which they lie in memory.
 constexpr auto kPairs = [] {
-    std::array<CharacterPair, 4096> pairs{};
-    for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kAlphabet[i >> 6U], kAlphabet[i & 63U]};
+    std::array<std::uint16_t, 4096> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        const auto first = static_cast<unsigned char>(kAlphabet[i >> 6U]);
+        const auto second = static_cast<unsigned char>(kAlphabet[i & 63U]);
+        pairs[i] = std::endian::native == std::endian::little
+                       ? static_cast<std::uint16_t>(first | second << 8U)
+                       : static_cast<std::uint16_t>(first << 8U | second);
+    }
     return pairs;
 }();
 
@@ -42,12 +46,8 @@ std::uint32_t byteAt(const char* bytes, std::size_t index) {
 
 void encodeGroup(const char* bytes, char* out) {
     const std::uint32_t bits = byteAt(bytes, 0) << 16U | byteAt(bytes, 1) << 8U | byteAt(bytes, 2);
-    const CharacterPair high = kPairs[bits >> 12U];
-    const CharacterPair low = kPairs[bits & 0xFFFU];
-    out[0] = high.first;
-    out[1] = high.second;
-    out[2] = low.first;
-    out[3] = low.second;
+    const std::uint16_t pairs[] = {kPairs[bits >> 12U], kPairs[bits & 0xFFFU]};
+    std::memcpy(out, pairs, sizeof pairs);
 }
 
 // One or two bytes at the end.
@@ -87,22 +87,22 @@ std::size_t decodeRest(std::string_view rest, char* out) {
 std::string base64Encode(const std::string& bytes) {
     std::string text((bytes.size() + 2) / 3 * 4, '\0');
     char* out = text.data();
-    std::size_t done = 0;
-    for (; done + 3 <= bytes.size(); done += 3, out += 4) encodeGroup(bytes.data() + done, out);
-    if (done < bytes.size()) encodeRest(std::string_view(bytes).substr(done), out);
+    std::string_view rest = bytes;
+    for (; rest.size() >= 3; rest.remove_prefix(3), out += 4) encodeGroup(rest.data(), out);
+    if (!rest.empty()) encodeRest(rest, out);
     return text;
 }
 
 std::string base64Decode(const std::string& text) {
     std::string bytes(text.size() / 4 * 3 + 3, '\0');
     char* out = bytes.data();
-    std::size_t done = 0;
-    for (; done + 4 <= text.size(); done += 4, out += 3) {
-        const std::uint32_t bits = groupBits(text.data() + done);
+    std::string_view rest = text;
+    for (; rest.size() >= 4; rest.remove_prefix(4), out += 3) {
+        const std::uint32_t bits = groupBits(rest.data());
         if (bits & kForeign) break;
         storeBytes(bits, 3, out);
     }
-    out += decodeRest(std::string_view(text).substr(done), out);
+    out += decodeRest(rest, out);
     bytes.resize(static_cast<std::size_t>(out - bytes.data()));
     return bytes;
 }

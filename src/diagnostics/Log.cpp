@@ -4,6 +4,7 @@
 #include "diagnostics/LogLine.h"
 #include "diagnostics/LogSink.h"
 #include "diagnostics/LogState.h"
+#include "os/OutputStream.h"
 
 #include <atomic>
 #include <climits>
@@ -40,12 +41,10 @@ void updateLastAudibleLevel() {
     lastAudibleLevel = decidedByThreshold ? threshold.load() : INT_MAX;
 }
 
-void writeToStandardError(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); }
-
 void defaultLogHandler(eLogLevel level, const char* const format, LogArgs args) {
     if (LogGetLevel() < level) return;
     const LogLine line(level, format, args);
-    writeToStandardError(line.text());
+    os::writeToStandardError(line.text());
     detail::writeToLogSink(line.text());
     if (level == kLogLevelError) throw std::runtime_error(line.c_str());
     if (level == kLogLevelFatal) std::exit(1);

@@ -6,8 +6,8 @@
 
 #include "diagnostics/LogPurge.h"
 #include "diagnostics/LogSink.h"
+#include "os/OutputStream.h"
 
-#include <cstdio>
 #include <ctime>
 #include <mutex>
 
@@ -27,8 +27,6 @@ Names& names() {
     static auto& instance = *new Names;
     return instance;
 }
-
-void writeToStandardError(const std::string& line) { std::fwrite(line.data(), 1, line.size(), stderr); }
 
 // Without a host name there is no text for it, only an error that a log file must not fail for.
 std::string processText() {
@@ -58,14 +56,14 @@ void open(const std::string& path) {
 
 void setLogFile(const std::string& baseName) {
     if (baseName.empty()) {
-        writeToStandardError("Stopped writing to log file\n");
+        os::writeToStandardError("Stopped writing to log file\n");
         open({});
         return;
     }
     const std::string stem = baseName + "_" + Process::getHostName();
     detail::purgeLogsBeside(stem, detail::purgeCutoff(std::time(nullptr), LogGetExpiration()));
     const std::string path = stem + "_" + std::to_string(Process::getProcessID()) + ".log";
-    writeToStandardError("Writing to log file " + path + "\n");
+    os::writeToStandardError("Writing to log file " + path + "\n");
     open(path);
 }
 

@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <exception>
 #include <map>
-#include <string_view>
 
 namespace Qv::detail {
 namespace {
@@ -38,11 +37,6 @@ std::string directoryPart(const std::string& path) {
     return end == std::string::npos ? "./" : path.substr(0, end + 1);
 }
 
-bool isLogName(std::string_view name) {
-    constexpr std::string_view kExtension = ".log";
-    return name.size() > kExtension.size() && name.ends_with(kExtension);
-}
-
 // An invalid filter makes a message throw; purging goes on all the same.
 void tell(const char* format, const std::string& path, const std::string& error) {
     try {
@@ -57,7 +51,7 @@ FilesByTime logFilesIn(const std::string& directory) {
     const bool listed = os::visitDirectory(
         os::widen(directory),
         [&](const os::DirectoryEntry& entry) {
-            if (!isLogName(entry.name)) return;
+            if (!entry.name.ends_with(".log")) return;
             const std::string path = directory + std::string(entry.name);
             const std::wstring widePath = os::widen(path);
             if (os::entryStatus(widePath).kind != os::EntryKind::RegularFile) return;
@@ -92,8 +86,7 @@ void purgeLogsBeside(const std::string& path, std::optional<std::time_t> cutoff)
         if (time > *cutoff) return;
         std::string error;
         if (!os::removeUnlessOpen(file, error))
-            LogTrace("QvErrorHandler::PurgeLogs: Could not delete log file: %s, exception: %s\n",
-                     file.c_str(), error.c_str());
+            tell("QvErrorHandler::PurgeLogs: Could not delete log file: %s, exception: %s\n", file, error);
     }
 }
 

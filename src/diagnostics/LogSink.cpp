@@ -1,6 +1,7 @@
 #include "diagnostics/LogSink.h"
 
 #include "os/OutputStream.h"
+#include "os/SpinThenLock.h"
 
 #include <atomic>
 #include <mutex>
@@ -49,7 +50,8 @@ bool isLogSinkOpen() { return stream.load() != nullptr; }
 
 void writeToLogSink(std::string_view text) {
     if (!isLogSinkOpen()) return;
-    const std::lock_guard guard(streamLock());
+    std::unique_lock guard(streamLock(), std::defer_lock);
+    os::spinThenLock([&] { return guard.try_lock(); }, [&] { guard.lock(); });
     std::FILE* open = stream.load();
     if (!open || text.empty()) return;
     if (endsTorn) write(open, "\n");

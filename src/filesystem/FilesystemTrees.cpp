@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 namespace QvPlatform::Filesystem {
 namespace {
@@ -64,14 +65,14 @@ bool removeTree(const std::wstring& path) {
            std::all_of(content.files.begin(), content.files.end(), removeFile) && os::removeDirectory(path);
 }
 
-void findFiles(const std::wstring& directory, const Qv::detail::Wildcard& pattern, bool recursive,
+void findFiles(const std::wstring& directory, std::string_view pattern, bool recursive,
                std::vector<File>& out) {
     std::vector<std::wstring> subdirectories;
     std::vector<File> matches;
     os::visitDirectory(directory, [&](const os::DirectoryEntry& entry) {
         if (entry.isDirectory) {
             if (recursive && !entry.isLink) subdirectories.push_back(os::widen(entry.name));
-        } else if (!entry.isHidden && pattern.matches(entry.name)) {
+        } else if (!entry.isHidden && Qv::detail::matchesWildcard(pattern, entry.name, false)) {
             matches.push_back(File::fromWide(directory + os::widen(entry.name)));
         }
     });
@@ -108,7 +109,7 @@ std::vector<File> glob(const Directory& dir, const std::string& pattern, bool re
 }
 
 void glob(const Directory& dir, const std::string& pattern, bool recursive, std::vector<File>& out) {
-    findFiles(dir.widePath(), Qv::detail::Wildcard(pattern, false), recursive, out);
+    findFiles(dir.widePath(), pattern, recursive, out);
 }
 
 }  // namespace QvPlatform::Filesystem

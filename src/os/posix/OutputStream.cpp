@@ -3,6 +3,7 @@
 
 #include "os/OutputStream.h"
 
+#include "os/SpinThenLock.h"
 #include "os/posix/Gate.h"
 
 #include <fcntl.h>
@@ -50,9 +51,17 @@ std::FILE* openForAppending(const std::string& path) {
     return stream;
 }
 
+void writeToStandardError(std::string_view text) {
+    spinThenLock([] { return ftrylockfile(stderr) == 0; }, [] { flockfile(stderr); });
+    fwrite_unlocked(text.data(), 1, text.size(), stderr);
+    funlockfile(stderr);
+}
+
 bool removeUnlessOpen(const std::string& path, std::string& error) {
     const posix::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     const bool isFree = file && flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+    // Another process was quicker, and the path may be a new file's by now.
+    if (isFree && isRemoved(file.get())) return true;
     if (isFree && unlink(path.c_str()) == 0) return true;
     error = posix::errorText(errno);
     return false;

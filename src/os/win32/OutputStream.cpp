@@ -10,6 +10,8 @@ std::FILE* openForAppending(const std::string& path) {
     return stream;
 }
 
+void writeToStandardError(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); }
+
 // The system refuses to remove what is open.
 bool removeUnlessOpen(const std::string& path, std::string& error) {
     if (DeleteFileW(widen(path).c_str())) return true;

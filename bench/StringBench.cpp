@@ -1,0 +1,233 @@
+// Functions on text beside those of other libraries and beside loops written by hand, which are the limit.
+
+#include <QvPlatform/core/StringUtils.h>
+
+#include "BenchSupport.h"
+
+#include <absl/strings/escaping.h>
+#include <absl/strings/str_replace.h>
+#include <absl/strings/str_split.h>
+#include <fnmatch.h>
+#include <glib.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace StringUtils = QvSim::StringUtils;
+
+constexpr std::size_t kMebibyte = 1024 * 1024;
+constexpr std::size_t kHits = 10'000;
+constexpr const char* kDelimiters = ",;\n";
+constexpr const char* kFrom = "contact";
+constexpr const char* kTo = "constraint";
+const char* volatile pattern = "*a*a*a*a*a*b";  // volatile: no side may be compiled for this one alone
+
+bool matchByTwoPointers(const char* wanted, const char* text) {
+    const char* afterStar = nullptr;
+    const char* retry = nullptr;
+    while (*text) {
+        if (*wanted == '*') {
+            afterStar = ++wanted;
+            retry = text;
+        } else if (*wanted == '?' || *wanted == *text) {
+            ++wanted;
+            ++text;
+        } else if (afterStar) {
+            wanted = afterStar;
+            text = ++retry;
+        } else {
+            return false;
+        }
+    }
+    while (*wanted == '*') ++wanted;
+    return !*wanted;
+}
+
+// A table of bytes, and the pieces counted first, so that their array grows once.
+std::size_t splitByHand(const std::string& text) {
+    bool isDelimiter[256] = {};
+    for (const char* c = kDelimiters; *c; ++c) isDelimiter[static_cast<unsigned char>(*c)] = true;
+    const auto isEnd = [&](char c) { return isDelimiter[static_cast<unsigned char>(c)]; };
+    std::size_t count = 0;
+    unsigned int atStart = 1;
+    for (const char c : text) {  // without branches
+        const unsigned int atEnd = isEnd(c) ? 1 : 0;
+        count += atStart & ~atEnd;
+        atStart = atEnd;
+    }
+    std::vector<std::string> pieces;
+    pieces.reserve(count);
+    for (const char *start = text.data(), *end = start + text.size(); start != end;) {
+        const char* stop = std::find_if(start, end, isEnd);
+        if (stop != start) pieces.emplace_back(start, stop);
+        start = stop == end ? end : stop + 1;
+    }
+    return pieces.size();
+}
+
+std::size_t splitByGlib(const std::string& text) {
+    gchar** pieces = g_strsplit_set(text.c_str(), kDelimiters, 0);
+    const std::size_t count = g_strv_length(pieces);
+    g_strfreev(pieces);
+    return count;
+}
+
+std::size_t replaceByGlib(const std::string& text) {
+    GString* result = g_string_new_len(text.data(), static_cast<gssize>(text.size()));
+    g_string_replace(result, kFrom, kTo, 0);
+    const std::size_t length = result->len;
+    g_string_free(result, TRUE);
+    return length;
+}
+
+const unsigned char* bytesOf(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+std::size_t encodeByOpenssl(const std::string& bytes) {
+    std::string text((bytes.size() + 2) / 3 * 4, '\0');
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytesOf(bytes),
+                    static_cast<int>(bytes.size()));
+    return text.size();
+}
+
+std::size_t encodeByGlib(const std::string& bytes) {
+    gchar* text = g_base64_encode(bytesOf(bytes), bytes.size());
+    const std::size_t length = std::strlen(text);
+    g_free(text);
+    return length;
+}
+
+// What it decodes has the zero bytes that the padding stands for.
+std::size_t decodeByOpenssl(const std::string& text) {
+    const auto padding = static_cast<std::size_t>(std::count(text.end() - 2, text.end(), '='));
+    std::string bytes(text.size() / 4 * 3, '\0');
+    const int length = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()), bytesOf(text),
+                                       static_cast<int>(text.size()));
+    bytes.resize(static_cast<std::size_t>(length) - padding);
+    return bytes.size();
+}
+
+std::size_t decodeByGlib(const std::string& text) {
+    gsize length = 0;
+    g_free(g_base64_decode(text.c_str(), &length));
+    return length;
+}
+
+// Pieces of one to twelve letters, seven bytes on the average with the delimiter; none is empty.
+std::string textOfPieces() {
+    std::mt19937 random(1);
+    std::string text;
+    while (text.size() < kMebibyte) {
+        text.append(1 + random() % 45 / 4, static_cast<char>('a' + random() % 26));
+        text += kDelimiters[random() % 3];
+    }
+    text.resize(kMebibyte);
+    text.back() = 'z';
+    return text;
+}
+
+std::string textWithHits() {
+    std::mt19937 random(2);
+    std::string text(kMebibyte, ' ');
+    for (char& c : text) c = static_cast<char>('a' + random() % 26);
+    for (std::size_t i = 0; i < kHits; ++i)
+        text.replace(i * (kMebibyte / kHits) + random() % 90, std::strlen(kFrom), kFrom);
+    return text;
+}
+
+std::string randomBytes(std::size_t count) {
+    std::mt19937 random(3);
+    std::string bytes(count, '\0');
+    for (char& c : bytes) c = static_cast<char>(random());
+    return bytes;
+}
+
+// None of the texts matches.
+void benchMatch(benchmark::State& state) {
+    const auto length = static_cast<std::size_t>(state.range(0));
+    bench::compareReaders(state, "match of *a*a*a*a*a*b", 300'000 / length, std::string(length, 'a'), length,
+                          [](const std::string& text) -> std::size_t {
+                              return StringUtils::match(pattern, text.c_str(), true) ? 1 : 2;
+                          },
+                          {{"two pointers", 1.5,
+                            [](const std::string& text) -> std::size_t {
+                                return matchByTwoPointers(pattern, text.c_str()) ? 1 : 2;
+                            }},
+                           {"fnmatch", 0, [](const std::string& text) -> std::size_t {
+                                return fnmatch(pattern, text.c_str(), 0) ? 2 : 1;
+                            }}});
+}
+BENCHMARK(benchMatch)->Arg(60)->Arg(5000)->Iterations(60);
+
+void benchSplit(benchmark::State& state) {
+    const auto ours = [](const std::string& text) {
+        Qv::QvArray<std::string> pieces;
+        return StringUtils::split(pieces, text, kDelimiters, false, false);
+    };
+    const auto byBoost = [](const std::string& text) {
+        std::vector<std::string> pieces;
+        return boost::split(pieces, text, boost::is_any_of(kDelimiters), boost::token_compress_on).size();
+    };
+    const auto byAbseil = [](const std::string& text) {
+        const auto skip = absl::SkipEmpty();
+        return std::vector<std::string>(absl::StrSplit(text, absl::ByAnyChar(kDelimiters), skip)).size();
+    };
+    const std::string text = textOfPieces();
+    bench::compareReaders(state, "split of 1 MiB, by pieces", 1, text, ours(text), ours,
+                          {{"counted, one growth", 1.5, splitByHand},
+                           {"Boost", 1, byBoost},
+                           {"Abseil", 1, byAbseil},
+                           {"GLib", 1, splitByGlib}});
+}
+BENCHMARK(benchSplit)->Iterations(40);
+
+void benchReplace(benchmark::State& state) {
+    bench::compareReaders(
+        state, "replace in 1 MiB, by hits", 1, textWithHits(), kHits,
+        [](const std::string& text) { return StringUtils::replace(text, kFrom, kTo).size(); },
+        {{"Boost", 1,
+          [](const std::string& text) { return boost::replace_all_copy(text, kFrom, kTo).size(); }},
+         {"Abseil", 1,
+          [](const std::string& text) {
+              return absl::StrReplaceAll(text, {{kFrom, kTo}}).size();
+          }},
+         {"GLib", 1, replaceByGlib}});
+}
+BENCHMARK(benchReplace)->Iterations(30);
+
+void benchBase64Encode(benchmark::State& state) {
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const std::string bytes = randomBytes(size);
+    bench::compareReaders(
+        state, "base64 encode, by bytes", kMebibyte / size, bytes, size,
+        [](const std::string& input) { return StringUtils::base64Encode(input).size(); },
+        {{"OpenSSL", 1, encodeByOpenssl},
+         {"Abseil", 1, [](const std::string& input) { return absl::Base64Escape(input).size(); }},
+         {"GLib", 1, encodeByGlib}});
+}
+BENCHMARK(benchBase64Encode)->Arg(1024)->Arg(kMebibyte)->Iterations(40);
+
+void benchBase64Decode(benchmark::State& state) {
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const auto byAbseil = [](const std::string& text) {
+        std::string bytes;
+        return absl::Base64Unescape(text, &bytes) ? bytes.size() : 0;
+    };
+    bench::compareReaders(
+        state, "base64 decode, by bytes", kMebibyte / size, StringUtils::base64Encode(randomBytes(size)),
+        size, [](const std::string& text) { return StringUtils::base64Decode(text).size(); },
+        {{"OpenSSL", 1, decodeByOpenssl}, {"Abseil", 1, byAbseil}, {"GLib", 1, decodeByGlib}});
+}
+BENCHMARK(benchBase64Decode)->Arg(1024)->Arg(kMebibyte)->Iterations(40);
+
+}  // namespace

@@ -1,0 +1,94 @@
+// Does what its arguments say, for the tests of starting programs:
+//   arguments FILE [ARGUMENT]...   writes the arguments, one a line
+//   surroundings FILE              writes what it got from the program that started it
+//   bias MINUTES                   fails when local time has another bias
+//   exit CODE | signal NUMBER | sleep MILLISECONDS
+//   wait FILE                      makes FILE.here, waits for FILE, makes FILE.done
+//   log FILE BASE LINES            the same, but logs numbered lines first
+
+#include <QvPlatform/diagnostics/Log.h>
+#include <QvPlatform/diagnostics/LogFile.h>
+#include <QvPlatform/filesystem/Environment.h>
+#include <QvPlatform/system/Process.h>
+
+#include "support/ChildProgram.h"
+
+#include <csignal>
+#include <iostream>
+#include <sstream>
+#include <vector>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#endif
+
+namespace {
+
+// The file appears when all of it is written.
+void publish(const std::string& path, const std::string& text) {
+    support::writeFile(path + ".part", text);
+    std::filesystem::rename(support::pathOf(path + ".part"), support::pathOf(path));
+}
+
+std::string surroundings() {
+    std::ostringstream text;
+    text << support::textOf(std::filesystem::current_path()) << "\n" << QvPlatform::getEnv("QV_CHILD_TEST");
+#ifndef _WIN32
+    text << "\ninput " << std::cin.rdbuf() << "\ndescriptors";
+    for (int descriptor = 0; descriptor < 1024; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) != -1) text << " " << descriptor;
+    text << "\nblocked or ignored signals";
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    for (int number = 1; number < 32; ++number) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (sigismember(&blocked, number) != 0 || action.sa_handler == SIG_IGN) text << " " << number;
+    }
+#endif
+    return text.str();
+}
+
+void log(const std::string& baseName, int lines) {
+    if (!std::freopen(support::kWindows ? "NUL" : "/dev/null", "w", stderr)) return;
+    Qv::LogSetExpiration(0);
+    Qv::setLogFile(baseName);
+    for (int line = 0; line < lines; ++line) Qv::LogInfo("0/%d\n", line);
+}
+
+int run(const std::vector<std::string>& words) {
+    const std::string& command = words.at(1);
+    const std::string& what = words.at(2);
+    if (command == "exit") return std::stoi(what);
+    if (command == "bias") return QvSim::Process::getLocalTimeUTCBias() == std::stol(what) ? 0 : 1;
+    if (command == "signal") return std::raise(std::stoi(what));
+    if (command == "sleep") std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(what)));
+    if (command == "surroundings") publish(what, surroundings());
+    if (command == "arguments") {
+        std::string lines;
+        for (std::size_t i = 3; i < words.size(); ++i) lines += words[i] + "\n";
+        publish(what, lines);
+    }
+    if (command == "log") log(words.at(3), std::stoi(words.at(4)));
+    if (command == "log" || command == "wait") {
+        publish(what + ".here", "");
+        support::appears(what);
+        publish(what + ".done", "");
+    }
+    return 0;
+}
+
+}  // namespace
+
+#ifdef _WIN32
+int wmain(int count, wchar_t** values) {
+#else
+int main(int count, char** values) {
+#endif
+    std::vector<std::string> words;
+    for (int i = 0; i < count; ++i) {
+        const std::u8string text = std::filesystem::path(values[i]).u8string();
+        words.emplace_back(text.begin(), text.end());
+    }
+    return run(words);
+}

@@ -1,0 +1,99 @@
+#include <QvPlatform/diagnostics/LogFile.h>
+#include <QvPlatform/system/Process.h>
+
+#include "support/ChildProgram.h"
+#include "support/LogCapture.h"
+#include "support/StandardError.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+using support::LogCapture;
+using support::pathOf;
+using Texts = std::vector<std::string>;
+
+class LogPurge : public testing::Test {
+protected:
+    ~LogPurge() override { purge(10, ""); }
+
+    void add(const std::string& name, double hours) const {
+        using Time = std::filesystem::file_time_type;
+        const std::chrono::duration<double> age(hours * 3600);
+        last_write_time(pathOf(folder_.addFile(name)),
+                        Time::clock::now() - std::chrono::duration_cast<Time::duration>(age));
+    }
+    bool exists(const std::string& name) const {
+        return std::filesystem::exists(pathOf(folder_.path() + name));
+    }
+
+    /// Opens a log file; the result is what the purge has to say.
+    static Texts purge(double days, const std::string& baseName) {
+        const LogCapture capture;
+        Qv::LogSetExpiration(days);
+        support::standardErrorOf([&] { Qv::setLogFile(baseName); });
+        return LogCapture::takeTexts();
+    }
+
+    const support::TemporaryFolder folder_;
+    const std::string baseName_ = folder_.path() + "app";
+};
+
+TEST_F(LogPurge, removesWhatIsOlderThanTheExpiration) {
+    const struct {
+        double days;
+        double hours;
+        bool goes;
+    } cases[] = {{1.5, 37, true},         {1.5, 35, false},     {1.0 / 24, 1.02, true},
+                 {1.0 / 24, 0.98, false}, {0, 0, true},         {0, -2, false},
+                 {-1, -22, true},         {-1, -26, false},     {1e12, 100'000, false},
+                 {-1e12, 0, true},        {HUGE_VAL, 9, false}, {std::nan(""), 100'000, false}};
+    for (const auto& c : cases) {
+        add("x.log", c.hours);
+        purge(c.days, baseName_);
+        EXPECT_EQ(exists("x.log"), !c.goes) << c.days << " days, " << c.hours << " hours";
+    }
+}
+
+TEST_F(LogPurge, takesEveryLogOfTheFolderAndNothingElse) {
+    folder_.addDirectory("below");
+    folder_.addDirectory("directory.log");
+    const Texts gone = {"app_other_1.log", "\xE5\x90\x8D.log", "a.b.log", ".log"};
+    const Texts kept = {"a.log.bak", "a.LOG", "log", "alog", "below/a.log", "directory.log/a.txt"};
+    for (const auto& names : {gone, kept})
+        for (const std::string& name : names) add(name, 1000);
+#ifndef _WIN32
+    std::filesystem::create_symlink("below/a.log", folder_.path() + "link.log");
+    std::filesystem::create_symlink("nothing", folder_.path() + "dangling.log");
+#endif
+    const support::CurrentDirectoryChange change(folder_.path());
+    EXPECT_EQ(purge(1, "app"), Texts());
+    purge(1, "");
+    for (const std::string& name : gone) EXPECT_FALSE(exists(name)) << name;
+    for (const std::string& name : kept) EXPECT_TRUE(exists(name)) << name;
+    EXPECT_FALSE(exists("link.log"));
+}
+
+TEST_F(LogPurge, leavesOpenLogsAlone) {
+    const std::string file = folder_.path() + "running";
+    auto* child =
+        QvSim::Process::execute(support::childProgram(), "log " + file + " " + folder_.path() + "z 3");
+    ASSERT_TRUE(support::appears(file + ".here"));
+    const Texts texts = purge(0, baseName_);
+    ASSERT_EQ(texts.size(), 1U);
+    EXPECT_EQ(texts[0].find("QvErrorHandler::PurgeLogs: Could not delete log file: "), 0U) << texts[0];
+    EXPECT_NE(texts[0].find(", exception: "), std::string::npos);
+    const support::LogStateRestore restore;
+    Qv::LogSetRegExFilter("[");  // not even an invalid filter stops it
+    add("a.log", 1);
+    support::standardErrorOf([&] { Qv::setLogFile(baseName_); });
+    EXPECT_FALSE(exists("a.log"));
+    QvSim::Process::kill(child);
+    QvSim::Process::destroyProcessHandle(child);
+    Qv::printToLogFile("still there");
+    EXPECT_NE(support::readFile(Qv::getLogFile()).find("still there"), std::string::npos);
+}
+
+}  // namespace

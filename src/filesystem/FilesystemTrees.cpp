@@ -44,8 +44,9 @@ bool copyTree(const std::wstring& from, const std::wstring& to, bool overwrite) 
     const Content content = contentOf(from);
     if (!content.isKnown || !create(Directory::fromWide(to))) return false;
     const auto copyDirectory = [&](const Entry& entry) {
-        return entry.isLink ? os::copyLink(from + entry.name, to + entry.name, overwrite)
-                            : copyTree(from + entry.name + L"/", to + entry.name + L"/", overwrite);
+        if (entry.isLink) return os::copyLink(from + entry.name, to + entry.name, overwrite);
+        return !os::isLink(to + entry.name) &&
+               copyTree(from + entry.name + L"/", to + entry.name + L"/", overwrite);
     };
     const auto copyEntry = [&](const Entry& entry) {
         const bool leadsNowhere = entry.isLink && isMissing(from + entry.name);

@@ -21,6 +21,8 @@ namespace {
 
 using posix::Descriptor;
 
+constexpr int kBufferSize = 1 << 16;
+
 bool writeAll(int target, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t written = write(target, bytes.data(), bytes.size());
@@ -31,7 +33,7 @@ bool writeAll(int target, std::string_view bytes) {
 }
 
 bool copyByReading(int source, int target) {
-    std::vector<char> buffer(std::size_t{1} << 16U);
+    std::vector<char> buffer(kBufferSize);
     for (;;) {
         const ssize_t count = read(source, buffer.data(), buffer.size());
         if (count == 0) return true;
@@ -40,10 +42,11 @@ bool copyByReading(int source, int target) {
     }
 }
 
-// The system copies by itself as far as it can; where it cannot, or knows no length, the rest is read.
-bool copyContent(int source, int target) {
+// The system copies a large file by itself as far as it can; where it cannot, or knows no length, the rest is
+// read.
+bool copyContent(int source, int target, off_t size) {
     constexpr std::size_t kPiece = std::size_t{1} << 30U;
-    while (copy_file_range(source, nullptr, target, nullptr, kPiece, 0) > 0) {
+    while (size > kBufferSize && copy_file_range(source, nullptr, target, nullptr, kPiece, 0) > 0) {
     }
     return copyByReading(source, target);
 }
@@ -63,7 +66,7 @@ public:
 
     bool fill(int source, const struct stat& status) {
         const timespec times[] = {status.st_atim, status.st_mtim};
-        return exists_ && copyContent(source, file_.get()) &&
+        return exists_ && copyContent(source, file_.get(), status.st_size) &&
                fchmod(file_.get(), status.st_mode & 0777U) == 0 && futimens(file_.get(), times) == 0 &&
                file_.close();
     }

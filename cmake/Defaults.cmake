@@ -8,6 +8,7 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
+find_package(TBB REQUIRED)
 
 # Programs and libraries side by side: on Windows a program finds its libraries there, and on Linux
 # $ORIGIN lets the folder be moved.

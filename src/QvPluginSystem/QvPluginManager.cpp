@@ -8,6 +8,7 @@
 #include "QvPluginSystem/PluginGraph.h"
 #include "QvPluginSystem/PluginLoader.h"
 #include "QvPluginSystem/PluginUnloader.h"
+#include "diagnostics/LogQuietly.h"
 
 namespace QvPluginSystem {
 namespace {
@@ -46,11 +47,10 @@ QvPluginManager::~QvPluginManager() {
     if (state_->isFirst) instanceExists = false;
     const std::size_t left = getAllObjects().size();
     if (left == 0) return;
-    try {
+    Qv::detail::logQuietly([=] {
         Qv::LogDebug("There are %d objects left in the plugin manager's object pool.\n",
                      static_cast<int>(left));
-    } catch (...) {  // at process exit there is nobody to tell
-    }
+    });
 }
 
 QvPluginManager* QvPluginManager::instance() {

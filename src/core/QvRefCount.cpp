@@ -2,6 +2,8 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "diagnostics/LogQuietly.h"
+
 #include <algorithm>
 
 namespace Qv {
@@ -11,11 +13,10 @@ namespace {
 constexpr std::int32_t kDestroyed = -(1 << 30);
 
 void warnStillReferenced(std::int32_t count) noexcept {
-    try {
+    detail::logQuietly([=] {
         LogDebug("QvRefCount: deleting still referenced object (refcount = %d)\n", static_cast<int>(count));
         LogDebug("QvRefCount: memory corruption is possible.\n");
-    } catch (...) {  // a destructor has nobody to tell
-    }
+    });
 }
 
 }  // namespace

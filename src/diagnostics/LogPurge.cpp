@@ -2,6 +2,7 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "diagnostics/LogQuietly.h"
 #include "os/CalendarTime.h"
 #include "os/FileSystem.h"
 #include "os/OutputStream.h"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <exception>
 #include <map>
 
 namespace Qv::detail {
@@ -37,12 +37,8 @@ std::string directoryPart(const std::string& path) {
     return end == std::string::npos ? "./" : path.substr(0, end + 1);
 }
 
-// An invalid filter makes a message throw; purging goes on all the same.
 void tell(const char* format, const std::string& path, const std::string& error) {
-    try {
-        LogTrace(format, path.c_str(), error.c_str());
-    } catch (const std::exception&) {
-    }
+    logQuietly([&] { LogTrace(format, path.c_str(), error.c_str()); });
 }
 
 FilesByTime logFilesIn(const std::string& directory) {

@@ -1,0 +1,21 @@
+#pragma once
+
+namespace os {
+
+/// A counting semaphore within the process. One that the system refuses never blocks.
+class Semaphore {
+public:
+    explicit Semaphore(unsigned int initialCount);
+    Semaphore(const Semaphore&) = delete;
+    Semaphore& operator=(const Semaphore&) = delete;
+    ~Semaphore();
+
+    void acquire();
+    void release();
+
+private:
+    alignas(8) unsigned char storage_[32];  ///< the system's own object
+    bool isValid_ = false;
+};
+
+}  // namespace os

@@ -1,0 +1,53 @@
+#include "os/Thread.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+
+namespace os {
+namespace {
+
+// What the argument can hold on Windows; larger ones would overflow.
+constexpr std::uint64_t kLongest = 0xFFFFFFFF;
+
+// Asking the system costs more than a lock. A forked process's only thread has a number of its own.
+thread_local std::uint32_t cachedId = 0;
+
+[[maybe_unused]] const int forkHandler = pthread_atfork(nullptr, nullptr, [] { cachedId = 0; });
+
+void sleepFor(std::uint64_t nanoseconds) {
+    constexpr std::uint64_t kSecond = 1'000'000'000;
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    nanoseconds += static_cast<std::uint64_t>(end.tv_nsec);
+    end.tv_sec += static_cast<std::time_t>(nanoseconds / kSecond);
+    end.tv_nsec = static_cast<long>(nanoseconds % kSecond);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
+}
+
+}  // namespace
+
+std::uint32_t currentThreadId() {
+    if (cachedId == 0) cachedId = static_cast<std::uint32_t>(gettid());
+    return cachedId;
+}
+
+void sleepMilliseconds(unsigned long milliseconds) {
+    if (milliseconds == 0)
+        sched_yield();
+    else
+        sleepFor(std::min<std::uint64_t>(milliseconds, kLongest) * 1'000'000);
+}
+
+void sleepMicroseconds(unsigned long microseconds) {
+    if (microseconds != 0) sleepFor(std::min<std::uint64_t>(microseconds, kLongest) * 1000);
+}
+
+int processorCount() { return static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)); }
+
+}  // namespace os

@@ -1,0 +1,31 @@
+#include "os/CriticalSection.h"
+
+#include "os/win32/Gate.h"
+
+#include <new>
+
+namespace os {
+namespace {
+
+constexpr DWORD kSpinCount = 4000;
+
+CRITICAL_SECTION* sectionIn(unsigned char* storage) {
+    return std::launder(static_cast<CRITICAL_SECTION*>(static_cast<void*>(storage)));
+}
+
+}  // namespace
+
+CriticalSection::CriticalSection() {
+    static_assert(sizeof(CRITICAL_SECTION) <= sizeof storage_);
+    InitializeCriticalSectionAndSpinCount(new (storage_) CRITICAL_SECTION, kSpinCount);
+}
+
+CriticalSection::~CriticalSection() { DeleteCriticalSection(sectionIn(storage_)); }
+
+void CriticalSection::lock() { EnterCriticalSection(sectionIn(storage_)); }
+
+bool CriticalSection::try_lock() { return TryEnterCriticalSection(sectionIn(storage_)) != 0; }
+
+void CriticalSection::unlock() { LeaveCriticalSection(sectionIn(storage_)); }
+
+}  // namespace os

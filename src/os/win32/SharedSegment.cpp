@@ -1,0 +1,61 @@
+#include "os/SharedSegment.h"
+
+#include "os/win32/Gate.h"
+
+#include <optional>
+
+namespace os {
+namespace {
+
+struct Unmap {
+    void operator()(void* view) const { UnmapViewOfFile(view); }
+};
+
+}  // namespace
+
+// The mutex goes last: who waits for it still has it when the memory is gone.
+struct SharedSegment::Record {
+    std::optional<win32::Handle> mutex;
+    std::optional<win32::Handle> mapping;
+    std::unique_ptr<void, Unmap> view;
+
+    SegmentFailure open(const std::string& name, std::size_t size) {
+        const std::wstring wideName = widen(name);
+        mutex.emplace(CreateMutexW(nullptr, FALSE, (wideName + L"_mutex").c_str()));
+        if (!*mutex) return SegmentFailure::Mutex;
+        mapping.emplace(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
+                                           static_cast<DWORD>(size >> 32U), static_cast<DWORD>(size),
+                                           wideName.c_str()));
+        if (!*mapping) return SegmentFailure::Memory;
+        view.reset(MapViewOfFile(mapping->get(), FILE_MAP_ALL_ACCESS, 0, 0, 0));
+        if (!view) return SegmentFailure::View;
+        MEMORY_BASIC_INFORMATION region{};
+        VirtualQuery(view.get(), &region, sizeof region);
+        return region.RegionSize < size ? SegmentFailure::Size : SegmentFailure::None;
+    }
+};
+
+SharedSegment::SharedSegment() = default;
+
+SharedSegment::~SharedSegment() = default;
+
+SegmentFailure SharedSegment::open(const std::string& name, std::size_t size) {
+    record_ = std::make_unique<Record>();
+    const SegmentFailure failure = record_->open(name, size);
+    if (failure != SegmentFailure::None) close();
+    return failure;
+}
+
+void SharedSegment::close() { record_.reset(); }
+
+void* SharedSegment::data() const noexcept { return record_ ? record_->view.get() : nullptr; }
+
+void SharedSegment::lock() {
+    if (record_) WaitForSingleObject(record_->mutex->get(), INFINITE);
+}
+
+void SharedSegment::unlock() {
+    if (record_) ReleaseMutex(record_->mutex->get());
+}
+
+}  // namespace os

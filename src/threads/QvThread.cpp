@@ -1,0 +1,137 @@
+#include <QvPlatform/threads/QvThread.h>
+
+#include "os/CriticalSection.h"
+#include "os/Semaphore.h"
+#include "os/SystemMutex.h"
+#include "os/Thread.h"
+
+#include <memory>
+#include <new>
+#include <thread>
+#include <utility>
+
+namespace Qv {
+
+struct QvMutex {
+    os::SystemMutex mutex;
+};
+
+struct QvThreadMutex {
+    os::CriticalSection section;
+};
+
+struct QvConditionVariable {
+    os::Signal signal;
+};
+
+namespace {
+
+/// What a new thread is told and what it tells back; each of the two holds it as long as it needs it.
+struct ThreadStart {
+    unsigned int (*entry)(void*) = nullptr;
+    void* argument = nullptr;
+    std::uint64_t identifier = 0;
+    os::Semaphore isIdentified{0};
+};
+
+void runThread(std::shared_ptr<ThreadStart> start) {
+    const auto entry = start->entry;
+    void* const argument = start->argument;
+    start->identifier = QvThreadGetID();
+    start->isIdentified.release();
+    start.reset();
+    entry(argument);
+}
+
+/// FNV-1a of 64 bits over the bytes of a number, the lowest first.
+std::uint64_t hashOf(std::uint32_t number) {
+    std::uint64_t hash = 0xCBF29CE484222325;
+    for (unsigned int shift = 0; shift < 32; shift += 8) {
+        hash ^= number >> shift & 0xFFU;
+        hash *= 0x100000001B3;
+    }
+    return hash;
+}
+
+template <typename Object>
+Object* validOrNull(std::unique_ptr<Object> object, bool isValid) {
+    return isValid ? object.release() : nullptr;
+}
+
+}  // namespace
+
+std::uint64_t QvThreadCreate(unsigned int (*entry)(void*), void* argument) {
+    const auto start = std::make_shared<ThreadStart>();
+    start->entry = entry;
+    start->argument = argument;
+    std::thread thread(runThread, start);
+    if (!thread.joinable()) return 0;
+    thread.detach();
+    start->isIdentified.acquire();
+    return start->identifier;
+}
+
+std::uint64_t QvThreadGetID() { return hashOf(os::currentThreadId()); }
+
+void QvThreadSleep(unsigned long milliseconds) { os::sleepMilliseconds(milliseconds); }
+
+void QvThreadMicroSleep(unsigned long microseconds) { os::sleepMicroseconds(microseconds); }
+
+int QvThreadGetCPUCount() { return os::processorCount(); }
+
+QvMutex* QvMutexCreate() {
+    std::unique_ptr<QvMutex> mutex(new (std::nothrow) QvMutex);
+    const bool isValid = mutex && mutex->mutex.isValid();
+    return validOrNull(std::move(mutex), isValid);
+}
+
+void QvMutexDestroy(QvMutex* mutex) { delete mutex; }
+
+int QvMutexLock(QvMutex* mutex) { return mutex ? mutex->mutex.lock() : os::kWaitFailed; }
+
+int QvMutexUnlock(QvMutex* mutex) { return mutex && mutex->mutex.unlock() ? 1 : 0; }
+
+int QvMutexTryLock(QvMutex* mutex) { return mutex ? mutex->mutex.tryLock() : os::kWaitFailed; }
+
+QvThreadMutex* QvThreadMutexCreate() { return new (std::nothrow) QvThreadMutex; }
+
+void QvThreadMutexDestroy(QvThreadMutex* mutex) { delete mutex; }
+
+int QvThreadMutexLock(QvThreadMutex* mutex) {
+    if (mutex) mutex->section.lock();
+    return 0;
+}
+
+int QvThreadMutexUnlock(QvThreadMutex* mutex) {
+    if (mutex) mutex->section.unlock();
+    return 0;
+}
+
+int QvThreadMutexTryLock(QvThreadMutex* mutex) { return !mutex || mutex->section.try_lock() ? 0 : 1; }
+
+QvConditionVariable* QvConditionVariableCreate() {
+    std::unique_ptr<QvConditionVariable> condition(new (std::nothrow) QvConditionVariable);
+    const bool isValid = condition && condition->signal.isValid();
+    return validOrNull(std::move(condition), isValid);
+}
+
+void QvConditionVariableDestroy(QvConditionVariable* condition) { delete condition; }
+
+void QvConditionVariableWait(QvConditionVariable* condition, QvMutex* mutex) {
+    if (condition && mutex) condition->signal.wait(mutex->mutex);
+}
+
+void QvConditionVariableSignal(QvConditionVariable* condition) {
+    if (condition) condition->signal.give();
+}
+
+QvMutexScopedLock::QvMutexScopedLock(QvThreadMutex* mutex) : mutex_(mutex) { QvThreadMutexLock(mutex_); }
+
+QvMutexScopedLock::~QvMutexScopedLock() { release(); }
+
+void QvMutexScopedLock::release() {
+    QvThreadMutexUnlock(mutex_);
+    mutex_ = nullptr;
+}
+
+}  // namespace Qv

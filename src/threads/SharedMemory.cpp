@@ -1,0 +1,77 @@
+#include <QvPlatform/threads/SharedMemory.h>
+
+#include <QvPlatform/diagnostics/Log.h>
+
+#include "diagnostics/LogQuietly.h"
+#include "os/SharedSegment.h"
+
+namespace QvPlatform {
+namespace {
+
+const char* messageFor(os::SegmentFailure failure) {
+    switch (failure) {
+        case os::SegmentFailure::Mutex:
+            return "SharedMemory::open - failed to create named Mutex object";
+        case os::SegmentFailure::Memory:
+            return "SharedMemory::open - failed to create shared memory file\n";
+        case os::SegmentFailure::View:
+            return "SharedMemory::open - failed to map shared memory memory segment\n";
+        case os::SegmentFailure::Size:
+            return "SharedMemory::open - shared memory segment does not meet requested size\n";
+        case os::SegmentFailure::None:
+            break;
+    }
+    return "";
+}
+
+bool refuse(const char* message) {
+    Qv::detail::logQuietly([=] { Qv::LogWarn("%s", message); });
+    return false;
+}
+
+}  // namespace
+
+struct SharedMemoryBase::Record {
+    std::string key;
+    std::uint64_t size = 0;
+    os::SharedSegment segment;
+};
+
+SharedMemoryBase::SharedMemoryBase() : record_(std::make_unique<Record>()) {}
+
+SharedMemoryBase::~SharedMemoryBase() { close(); }
+
+bool SharedMemoryBase::open(const std::string& key, std::size_t size) {
+    if (isOpen()) return refuse("SharedMemory::open: called while already open");
+    const os::SegmentFailure failure = record_->segment.open(key, size);
+    if (failure != os::SegmentFailure::None) return refuse(messageFor(failure));
+    record_->key = key;
+    record_->size = size;
+    Qv::detail::logQuietly([&] {
+        Qv::LogDebug("SharedMemory::open - Opened shared memory segment '%s' of size '%zu'\n", key.c_str(),
+                     size);
+    });
+    return true;
+}
+
+void SharedMemoryBase::close() {
+    record_->segment.close();
+    record_->size = 0;
+    record_->key.clear();
+}
+
+bool SharedMemoryBase::isOpen() const { return data() != nullptr; }
+
+void* SharedMemoryBase::data() { return record_->segment.data(); }
+
+const void* SharedMemoryBase::data() const { return record_->segment.data(); }
+
+const std::string& SharedMemoryBase::key() const { return record_->key; }
+
+std::uint64_t SharedMemoryBase::size() const { return record_->size; }
+
+void SharedMemoryBase::lock() { record_->segment.lock(); }
+
+void SharedMemoryBase::unlock() { record_->segment.unlock(); }
+
+}  // namespace QvPlatform

@@ -1,0 +1,177 @@
+#include <QvPlatform/threads/StepperThread.h>
+
+#include "os/CriticalSection.h"
+#include "os/OutputStream.h"
+#include "os/Semaphore.h"
+#include "os/Thread.h"
+
+#include <cxxabi.h>
+
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+
+namespace QvPlatform {
+
+/// A pause is a flag that the worker looks at before each step, so that any thread may lift it. The flag and,
+/// but for what a derived class does to it, the state change under `stepLock`. Lock order: startLock,
+/// runLock, pauseGate, stepLock.
+struct StepperThread::Record {
+    std::mutex startLock;
+    os::CriticalSection runLock;    ///< held by the worker for its whole life
+    os::CriticalSection stepLock;   ///< held by the worker while a step runs
+    os::CriticalSection pauseGate;  ///< keeps the worker from stepLock while somebody waits for it
+    os::Semaphore started{0};
+    os::Semaphore resumed{0};
+    bool isHeld = false;     ///< the worker must not begin a step
+    bool isWaiting = false;  ///< and waits for `resumed`
+    std::atomic<bool> stopRequested{true};
+    std::atomic<std::uint32_t> workerId{0};
+    std::atomic<eState> state{kStopped};
+
+    bool isWorker() const { return workerId == os::currentThreadId(); }
+
+    void lift() {
+        const std::lock_guard guard(stepLock);
+        isHeld = false;
+        if (std::exchange(isWaiting, false)) resumed.release();
+    }
+
+    /// `stepLock`, when nobody holds the worker back.
+    std::unique_lock<os::CriticalSection> enterStep() {
+        std::unique_lock guard(stepLock);
+        while (isHeld) {
+            isWaiting = true;
+            guard.unlock();
+            resumed.acquire();
+            guard.lock();
+        }
+        return guard;
+    }
+
+    void passGate() { const std::lock_guard guard(pauseGate); }
+
+    /// Waits for the worker's end; returns at once on the worker itself.
+    void waitForEnd() { const std::lock_guard guard(runLock); }
+
+    void begin() {
+        runLock.lock();
+        workerId = os::currentThreadId();
+        state = kRunning;
+        started.release();
+    }
+
+    /// Whoever waits for the end may free the record as soon as `runLock` is released.
+    void end() {
+        {
+            const std::lock_guard guard(stepLock);
+            stopRequested = true;
+            isHeld = false;
+            workerId = 0;
+            state = kStopped;
+        }
+        runLock.unlock();
+    }
+};
+
+StepperThread::StepperThread() : record_(std::make_unique<Record>()) {}
+
+StepperThread::~StepperThread() {
+    record_->stopRequested = true;
+    if (record_->state == kPaused) pause(false);
+    record_->lift();
+    record_->waitForEnd();
+}
+
+void StepperThread::destroy() {
+    if (record_->state != kStopped) stop();
+    delete this;
+}
+
+bool StepperThread::start() {
+    if (record_->state != kStopped) return true;
+    const std::lock_guard guard(record_->startLock);
+    if (record_->state != kStopped) return true;
+    {
+        const std::lock_guard afterTheLastWorker(record_->runLock);
+        std::thread([this] { run(); }).detach();
+        record_->stopRequested = false;
+    }
+    record_->started.acquire();
+    return true;
+}
+
+void StepperThread::run() {
+    // Also when the system unwinds the thread's stack to end it.
+    struct Life {
+        explicit Life(Record& owner) : record(owner) { record.begin(); }
+        Life(const Life&) = delete;
+        Life& operator=(const Life&) = delete;
+        ~Life() { record.end(); }
+        Record& record;
+    };
+    const Life life(*record_);
+    bool goesOn = true;
+    while (goesOn) {
+        const bool again = takeStep();
+        record_->passGate();
+        goesOn = again && !record_->stopRequested;
+    }
+}
+
+bool StepperThread::takeStep() {
+    const auto guard = record_->enterStep();
+    try {
+        return step();
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (const std::exception& exception) {
+        os::writeToStandardError(std::string("StepperThread exception thrown in thread: ") +
+                                 exception.what() + "\n");
+    } catch (...) {
+        os::writeToStandardError("StepperThread unknown exception thrown in thread\n");
+    }
+    return false;
+}
+
+void StepperThread::pause(bool doPause) {
+    Record& record = *record_;
+    if (record.state != (doPause ? kRunning : kPaused)) return;
+    if (!doPause) {
+        const std::lock_guard guard(record.stepLock);
+        if (record.state != kPaused) return;
+        record.state = kRunning;
+        record.lift();
+        return;
+    }
+    std::unique_lock gate(record.pauseGate, std::defer_lock);
+    // The worker has stepLock already, and somebody else at the gate may be waiting for it.
+    if (!record.isWorker()) gate.lock();
+    const std::lock_guard guard(record.stepLock);
+    if (record.state != kRunning || record.stopRequested) return;
+    record.isHeld = true;
+    record.state = kPaused;
+}
+
+void StepperThread::stop() {
+    if (record_->state == kStopped) return;
+    record_->stopRequested = true;
+    if (record_->state == kPaused) pause(false);
+    record_->lift();
+    record_->waitForEnd();
+}
+
+void StepperThread::join() {
+    if (record_->state != kStopped) record_->waitForEnd();
+}
+
+bool StepperThread::isCurrentThread() const { return record_->isWorker(); }
+
+StepperThread::eState StepperThread::getThreadState() const { return record_->state; }
+
+void StepperThread::_setThreadState(eState state) { record_->state = state; }
+
+}  // namespace QvPlatform

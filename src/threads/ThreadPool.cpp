@@ -1,0 +1,61 @@
+#include <QvPlatform/threads/ThreadPool.h>
+
+#include <QvPlatform/threads/QvThread.h>
+
+#include <oneapi/tbb/task_group.h>
+#include <mutex>
+
+namespace QvPlatform {
+namespace {
+
+// Never destroyed: the pool may outlive every static object that refers to it.
+struct CurrentPool {
+    std::mutex lock;
+    Qv::QvWeakPtr<ThreadPool> pool;
+};
+
+CurrentPool& current() {
+    static auto& instance = *new CurrentPool;
+    return instance;
+}
+
+void runAll(tbb::task_group& group, const std::vector<ThreadPool::WorkUnit*>& units) {
+    for (ThreadPool::WorkUnit* unit : units) {
+        if (unit) group.run([unit] { unit->run(); });
+    }
+}
+
+}  // namespace
+
+ThreadPool::WorkUnit::WorkUnit() = default;
+ThreadPool::WorkUnit::~WorkUnit() = default;
+
+ThreadPool::ThreadPool(unsigned int threadCount) : threadCount_(threadCount) {}
+ThreadPool::~ThreadPool() = default;
+
+Qv::QvSmartPtr<ThreadPool> ThreadPool::instance(unsigned int threadCount) {
+    const std::lock_guard guard(current().lock);
+    if (auto existing = current().pool.lock()) return existing;
+    if (threadCount == 0) threadCount = static_cast<unsigned int>(Qv::QvThreadGetCPUCount());
+    const Qv::QvSmartPtr<ThreadPool> created(new ThreadPool(threadCount));
+    current().pool = created;
+    return created;
+}
+
+unsigned int ThreadPool::getThreadCount() const { return threadCount_; }
+
+// The isolated context keeps a batch apart from the one around it, whose cancellation would end it too.
+void ThreadPool::execute(const std::vector<WorkUnit*>& units) {
+    tbb::task_group_context context(tbb::task_group_context::isolated);
+    tbb::task_group group(context);
+    try {
+        runAll(group, units);
+    } catch (...) {
+        group.cancel();
+        group.wait();
+        throw;
+    }
+    group.wait();
+}
+
+}  // namespace QvPlatform

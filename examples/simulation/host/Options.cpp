@@ -13,6 +13,8 @@ void addHelp(Qv::QvCommandLine& line, const Options& defaults) {
     line.addOption("--steps N", ("number of steps, at least " + std::to_string(kFewestSteps) + "; else " +
                                  std::to_string(defaults.steps))
                                     .c_str());
+    line.addOption("--realtime", "each step takes as long as it simulates; else as fast as it can");
+    line.addOption("--watch", "shows the state of the simulation that another process runs");
     line.addOption("--result FILE",
                    ("where the bodies' paths are written; else " + defaults.resultFile).c_str());
     line.addOption("--log BASE",
@@ -35,6 +37,8 @@ Answer readOptions(int argc, char** argv, Options& options) {
         line.printHelp();
         return Answer::Done;
     }
+    options.watch = line.checkFor("--watch", true);
+    options.realtime = line.checkFor("--realtime", true);
     if (line.checkFor("--steps", false)) options.steps = line.getInt("--steps", true);
     takeText(line, "--result", options.resultFile);
     takeText(line, "--log", options.logFile);

@@ -4,6 +4,8 @@
 
 /// What the user asked for.
 struct Options {
+    bool watch = false;  ///< look at another process's simulation instead of running one
+    bool realtime = false;
     int steps = 240;
     std::string resultFile = "simulation.csv";
     /// Where log files go, and what their names begin with.

@@ -28,15 +28,6 @@ std::string dependenciesOf(const QvPluginInfo& info) {
     return texts.empty() ? "-" : joined(texts);
 }
 
-std::string measurementText(const Measurement& measurement) {
-    const auto& momentum = measurement.momentum;
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(1) << std::right << "energy " << std::setw(8)
-         << measurement.energy << " J   momentum (" << std::setw(7) << momentum.x << ',' << std::setw(7)
-         << momentum.y << ',' << std::setw(7) << momentum.z << ") kg m/s";
-    return text.str();
-}
-
 }  // namespace
 
 void printHeading(const std::string& text) { std::cout << '\n' << text << '\n'; }
@@ -68,12 +59,22 @@ void printPlugins(const std::vector<QvPluginInfo>& plugins) {
                   info.explicitlyLoaded ? "yes" : "no", dependenciesOf(info)});
 }
 
+std::string measurementText(const Measurement& measurement) {
+    const auto& momentum = measurement.momentum;
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << std::right << "energy " << std::setw(8)
+         << measurement.energy << " J   momentum (" << std::setw(7) << momentum.x << ',' << std::setw(7)
+         << momentum.y << ',' << std::setw(7) << momentum.z << ") kg m/s";
+    return text.str();
+}
+
 void printRun(const RunResult& run) {
     printHeading("Simulation of " + std::to_string(run.steps) + " steps, " + std::to_string(kStepsPerSecond) +
                  " to the second");
     printLine("start", measurementText(run.start));
     printLine("end", measurementText(run.end));
     printLine("contacts", std::to_string(run.contacts));
+    printLine("speed", std::to_string(static_cast<long>(run.steps / run.seconds)) + " steps a second");
 }
 
 std::string joined(const std::vector<std::string>& texts) {

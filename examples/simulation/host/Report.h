@@ -16,6 +16,8 @@ void printLine(const std::string& name, const std::string& text);
 void printSearchDirectories(const QvPluginSystem::QvPluginManager& manager);
 void printRefusals(const HostListener::Refusals& refusals);
 void printPlugins(const std::vector<QvPluginSystem::QvPluginInfo>& plugins);
+/// Energy and momentum in columns.
+std::string measurementText(const Measurement& measurement);
 void printRun(const RunResult& run);
 
 /// "a, b, c"

@@ -1,6 +1,11 @@
 #include "Run.h"
 
 #include "../ObjectPool.h"
+#include "SharedFrame.h"
+
+#include <QvPlatform/threads/QvThread.h>
+#include <QvPlatform/threads/StepperThread.h>
+#include <QvPlatform/time/QvTimer.h>
 
 #include <algorithm>
 
@@ -19,24 +24,60 @@ Measurement measure(const simulation::Scene& scene) {
     return total;
 }
 
+/// Takes the steps; each is measured, recorded and shared.
+class SimulationThread : public QvPlatform::StepperThread {
+public:
+    SimulationThread(const QvPluginSystem::QvPluginManager& manager, int steps, bool realtime)
+        : scene_(findObject<simulation::Scene>(manager)),
+          world_(findObject<simulation::World>(manager)),
+          recorder_(findObject<simulation::Recorder>(manager)),
+          steps_(steps),
+          realtime_(realtime) {
+        result_.start = result_.end = measure(scene_);
+        recorder_.sample();
+    }
+    ~SimulationThread() override { stop(); }
+
+    const RunResult& result() const { return result_; }
+
+protected:
+    bool step() override {
+        if (realtime_) waitForItsTime();
+        world_.step(1.0 / kStepsPerSecond);
+        recorder_.sample();
+        const Measurement now = measure(scene_);
+        result_.greatestRise = std::max(result_.greatestRise, now.energy - result_.end.energy);
+        result_.end = now;
+        ++result_.steps;
+        result_.contacts = world_.contactCount();
+        shared_.write({result_.steps, steps_, result_.contacts, now});
+        return result_.steps < steps_;
+    }
+
+private:
+    void waitForItsTime() const {
+        const double seconds = static_cast<double>(result_.steps) / kStepsPerSecond - timer_.getTime();
+        if (seconds > 0.0) Qv::QvThreadMicroSleep(static_cast<unsigned long>(seconds * 1e6));
+    }
+
+    const simulation::Scene& scene_;
+    simulation::World& world_;
+    simulation::Recorder& recorder_;
+    SharedFrame shared_;
+    Qv::QvTimer timer_{true};
+    RunResult result_;
+    int steps_;
+    bool realtime_;
+};
+
 }  // namespace
 
-RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps) {
-    const auto& scene = findObject<simulation::Scene>(manager);
-    auto& world = findObject<simulation::World>(manager);
-    auto& recorder = findObject<simulation::Recorder>(manager);
-
-    RunResult result;
-    result.start = result.end = measure(scene);
-    recorder.sample();
-    for (int i = 0; i < steps; ++i) {
-        world.step(1.0 / kStepsPerSecond);
-        recorder.sample();
-        const Measurement now = measure(scene);
-        result.greatestRise = std::max(result.greatestRise, now.energy - result.end.energy);
-        result.end = now;
-    }
-    result.steps = steps;
-    result.contacts = world.contactCount();
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps, bool realtime) {
+    SimulationThread thread(manager, steps, realtime);
+    Qv::QvTimer timer(true);
+    thread.start();
+    thread.join();
+    RunResult result = thread.result();
+    result.seconds = timer.stop();
     return result;
 }

@@ -13,10 +13,12 @@ struct RunResult {
     Measurement start;
     Measurement end;
     double greatestRise = 0.0;  ///< the most that the energy grew within one step
+    double seconds = 0.0;       ///< that it took
     int steps = 0;
     int contacts = 0;
 };
 
-/// Steps the simulation that the plugins have published and lets the recorder note each state.
+/// Steps the simulation that the plugins have published, on a thread of its own, lets the recorder note each
+/// state, and shares it with those who watch. With `realtime` each step takes as long as it simulates.
 /// Throws when one of the objects is not in the pool.
-RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps);
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps, bool realtime);

@@ -9,6 +9,7 @@
 #include "Options.h"
 #include "Report.h"
 #include "Run.h"
+#include "Watch.h"
 
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/diagnostics/LogFile.h>
@@ -45,7 +46,7 @@ void reportLoading(const QvPluginManager& manager, const HostListener& listener,
 
 void run(const QvPluginManager& manager, const Options& options, Expectations& expectations) {
     Qv::LogInfo("simulation begins: %d steps", options.steps);
-    const RunResult result = runSimulation(manager, options.steps);
+    const RunResult result = runSimulation(manager, options.steps, options.realtime);
     Qv::LogInfo("simulation ended: %d contacts", result.contacts);
     printRun(result);
     expectations.checkRun(result);
@@ -106,6 +107,7 @@ int main(int argc, char** argv) {
     const Answer answer = readOptions(argc, argv, options);
     if (answer != Answer::Run) return answer == Answer::Done ? 0 : 2;
     Qv::LogSetLevel(Qv::kLogLevelInfo);
+    if (options.watch) return watchSimulation();
     QvPlatform::Filesystem::create(Directory(QvPlatform::File(options.logFile)));
     Qv::setLogFile(options.logFile);
     try {

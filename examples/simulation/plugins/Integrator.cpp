@@ -3,7 +3,32 @@
 #include "../ObjectPool.h"
 #include "../Simulation.h"
 
+#include <QvPlatform/threads/ThreadPool.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
 namespace {
+
+using simulation::Sphere;
+
+constexpr std::size_t kSpheresPerUnit = 9;
+
+/// Does the same to each of some neighbouring spheres.
+template <typename Change>
+class SphereRange : public QvPlatform::ThreadPool::WorkUnit {
+public:
+    SphereRange(Sphere* first, std::size_t count, const Change& change)
+        : first_(first), count_(count), change_(change) {}
+
+    void run() override { std::for_each(first_, first_ + count_, change_); }
+
+private:
+    Sphere* first_;
+    std::size_t count_;
+    const Change& change_;
+};
 
 /// Semi-implicit Euler: the new velocity, and not the old one, moves the body. In free fall that loses
 /// g*g*dt*dt/2 of energy per kilogram and step, and never gains any.
@@ -12,15 +37,31 @@ public:
     explicit SemiImplicitEuler(simulation::Scene& scene) : scene_(scene) {}
 
     void accelerate(double seconds) override {
-        for (auto& sphere : scene_.spheres()) sphere.velocity += scene_.gravity() * seconds;
+        const auto change = scene_.gravity() * seconds;
+        forEachSphere([&](Sphere& sphere) { sphere.velocity += change; });
     }
 
     void move(double seconds) override {
-        for (auto& sphere : scene_.spheres()) sphere.position += sphere.velocity * seconds;
+        forEachSphere([&](Sphere& sphere) { sphere.position += sphere.velocity * seconds; });
     }
 
 private:
+    /// In parallel: no sphere's change depends on another sphere.
+    template <typename Change>
+    void forEachSphere(const Change& change) {
+        auto& spheres = scene_.spheres();
+        std::vector<std::unique_ptr<SphereRange<Change>>> ranges;
+        std::vector<QvPlatform::ThreadPool::WorkUnit*> units;
+        for (std::size_t first = 0; first < spheres.size(); first += kSpheresPerUnit) {
+            const std::size_t count = std::min(kSpheresPerUnit, spheres.size() - first);
+            ranges.push_back(std::make_unique<SphereRange<Change>>(&spheres[first], count, change));
+            units.push_back(ranges.back().get());
+        }
+        pool_->execute(units);
+    }
+
     simulation::Scene& scene_;
+    Qv::QvSmartPtr<QvPlatform::ThreadPool> pool_ = QvPlatform::ThreadPool::instance(0);
 };
 
 simulation::PublishedObject<SemiImplicitEuler> integrator;

@@ -81,7 +81,7 @@ StepperThread::StepperThread() : record_(std::make_unique<Record>()) {}
 
 StepperThread::~StepperThread() {
     record_->stopRequested = true;
-    if (record_->state == kPaused) pause(false);
+    if (record_->state == kPaused) StepperThread::pause(false);
     record_->lift();
     record_->waitForEnd();
 }

@@ -37,7 +37,7 @@ Qv::QvSmartPtr<ThreadPool> ThreadPool::instance(unsigned int threadCount) {
     const std::lock_guard guard(current().lock);
     if (auto existing = current().pool.lock()) return existing;
     if (threadCount == 0) threadCount = static_cast<unsigned int>(Qv::QvThreadGetCPUCount());
-    const Qv::QvSmartPtr<ThreadPool> created(new ThreadPool(threadCount));
+    Qv::QvSmartPtr<ThreadPool> created(new ThreadPool(threadCount));
     current().pool = created;
     return created;
 }

@@ -22,7 +22,7 @@ namespace QvPlatform {
 /// killed. The empty key is memory of this object alone, with a mutex that is shared. Keys are UTF-8; letter
 /// case matters; on Windows they have no backslash but after "Local" or "Global". Failures are warnings in
 /// the log. One object is for one thread at a time, apart from `lock` and `unlock`. Trap: on Linux a child
-/// made by `fork` keeps the segment alive.
+/// made by `fork` uses its parent's hold, and the parent's close takes the name away from it.
 class QV_API SharedMemoryBase {
 public:
     SharedMemoryBase(const SharedMemoryBase&) = delete;

@@ -5,24 +5,19 @@
 
 #include "os/SharedSegment.h"
 
-#include "os/posix/Gate.h"
 #include "os/posix/SegmentFiles.h"
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <new>
-#include <optional>
+#include <utility>
 
 namespace os {
 namespace {
 
-using posix::Descriptor;
 using posix::SegmentFiles;
 
 // The mutex has a page of its own in front of the data.

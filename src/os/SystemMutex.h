@@ -24,7 +24,8 @@ public:
 
 private:
     friend class Signal;
-    alignas(8) unsigned char storage_[40];  ///< the system's own object
+    struct Record;
+    std::unique_ptr<Record> record_;
 };
 
 /// Wakes one waiting thread at a time, and remembers one signal that nobody waits for.

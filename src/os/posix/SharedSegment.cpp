@@ -5,13 +5,13 @@
 
 #include "os/SharedSegment.h"
 
+#include "os/posix/RobustMutex.h"
 #include "os/posix/SegmentFiles.h"
 
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -52,16 +52,6 @@ private:
     void* begin_ = MAP_FAILED;
 };
 
-void makeMutex(void* place) {
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
-    pthread_mutex_init(new (place) pthread_mutex_t, &attributes);
-    pthread_mutexattr_destroy(&attributes);
-}
-
 }  // namespace
 
 struct SharedSegment::Record {
@@ -83,6 +73,7 @@ struct SharedSegment::Record {
     pid_t owner = getpid();
     View shared;
     View own;
+    posix::Holding holding;
 };
 
 // Takes hold of the living segment or of a new one.
@@ -90,7 +81,7 @@ bool SharedSegment::Record::take(std::size_t size) {
     if (files.holdLiving()) return true;
     if (!files.create(kPage + (isNamed ? size : 0))) return false;
     const View header(files.segment(), kPage);
-    if (header) makeMutex(header.begin());
+    if (header) posix::makeRobust(new (header.begin()) pthread_mutex_t, PTHREAD_PROCESS_SHARED);
     return bool(header);
 }
 
@@ -110,7 +101,7 @@ SegmentFailure SharedSegment::Record::open(std::size_t size) {
 // forked process shares its parent's hold and leaves the files to it.
 SharedSegment::Record::~Record() {
     if (owner != getpid()) return;
-    while (shared && pthread_mutex_unlock(mutex()) == 0) {  // until the calling thread has it no more
+    while (holding.unlock(mutex())) {  // until the calling thread has it no more
     }
     files.release();
 }
@@ -132,12 +123,11 @@ void SharedSegment::close() { record_.reset(); }
 void* SharedSegment::data() const noexcept { return record_ ? record_->data() : nullptr; }
 
 void SharedSegment::lock() {
-    if (record_ && pthread_mutex_lock(record_->mutex()) == EOWNERDEAD)
-        pthread_mutex_consistent(record_->mutex());
+    if (record_) record_->holding.lock(record_->mutex());
 }
 
 void SharedSegment::unlock() {
-    if (record_) pthread_mutex_unlock(record_->mutex());
+    if (record_) record_->holding.unlock(record_->mutex());
 }
 
 }  // namespace os

@@ -1,62 +1,32 @@
 #include "os/SystemMutex.h"
 
-#include <pthread.h>
+#include "os/posix/RobustMutex.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <new>
 
 namespace os {
-namespace {
 
-pthread_mutex_t* mutexIn(unsigned char* storage) {
-    return std::launder(static_cast<pthread_mutex_t*>(static_cast<void*>(storage)));
+struct SystemMutex::Record {
+    pthread_mutex_t mutex{};
+    posix::Holding holding;
+};
+
+SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {
+    posix::makeRobust(&record_->mutex, PTHREAD_PROCESS_PRIVATE);
 }
 
-WaitResult resultOf(int error, pthread_mutex_t* mutex) {
-    switch (error) {
-        case 0:
-            return kAcquired;
-        case EBUSY:
-            return kBusy;
-        case EOWNERDEAD:
-            pthread_mutex_consistent(mutex);
-            return kAcquiredFromDeadOwner;
-        default:
-            return kWaitFailed;
-    }
-}
-
-}  // namespace
-
-SystemMutex::SystemMutex() {
-    static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    pthread_mutex_init(new (storage_) pthread_mutex_t, &attributes);
-    pthread_mutexattr_destroy(&attributes);
-}
-
-SystemMutex::~SystemMutex() { pthread_mutex_destroy(mutexIn(storage_)); }
+SystemMutex::~SystemMutex() { pthread_mutex_destroy(&record_->mutex); }
 
 bool SystemMutex::isValid() const noexcept { return true; }
 
-WaitResult SystemMutex::lock() {
-    pthread_mutex_t* const mutex = mutexIn(storage_);
-    return resultOf(pthread_mutex_lock(mutex), mutex);
-}
+WaitResult SystemMutex::lock() { return record_->holding.lock(&record_->mutex); }
 
-WaitResult SystemMutex::tryLock() {
-    pthread_mutex_t* const mutex = mutexIn(storage_);
-    return resultOf(pthread_mutex_trylock(mutex), mutex);
-}
+WaitResult SystemMutex::tryLock() { return record_->holding.tryLock(&record_->mutex); }
 
-bool SystemMutex::unlock() { return pthread_mutex_unlock(mutexIn(storage_)) == 0; }
+bool SystemMutex::unlock() { return record_->holding.unlock(&record_->mutex); }
 
 // A flag would merge two quick signals and let a late waiter take an earlier one's, so each waiter has its
 // own, and they stand in a queue.

@@ -2,38 +2,27 @@
 
 #include "os/win32/Gate.h"
 
-#include <new>
-
 namespace os {
-namespace {
 
-HANDLE& handleIn(unsigned char* storage) {
-    return *std::launder(static_cast<HANDLE*>(static_cast<void*>(storage)));
-}
+struct SystemMutex::Record {
+    win32::Handle handle{CreateMutexW(nullptr, FALSE, nullptr)};
+};
 
-HANDLE handleIn(const unsigned char* storage) {
-    return *std::launder(static_cast<const HANDLE*>(static_cast<const void*>(storage)));
-}
+SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {}
 
-}  // namespace
+SystemMutex::~SystemMutex() = default;
 
-SystemMutex::SystemMutex() { new (storage_) HANDLE(CreateMutexW(nullptr, FALSE, nullptr)); }
-
-SystemMutex::~SystemMutex() {
-    if (isValid()) CloseHandle(handleIn(storage_));
-}
-
-bool SystemMutex::isValid() const noexcept { return handleIn(storage_) != nullptr; }
+bool SystemMutex::isValid() const noexcept { return bool(record_->handle); }
 
 WaitResult SystemMutex::lock() {
-    return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), INFINITE));
+    return static_cast<WaitResult>(WaitForSingleObject(record_->handle.get(), INFINITE));
 }
 
 WaitResult SystemMutex::tryLock() {
-    return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), 0));
+    return static_cast<WaitResult>(WaitForSingleObject(record_->handle.get(), 0));
 }
 
-bool SystemMutex::unlock() { return ReleaseMutex(handleIn(storage_)) != 0; }
+bool SystemMutex::unlock() { return ReleaseMutex(record_->handle.get()) != 0; }
 
 struct Signal::Record {
     win32::Handle event{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
@@ -48,7 +37,7 @@ bool Signal::isValid() const noexcept { return bool(record_->event); }
 void Signal::give() { SetEvent(record_->event.get()); }
 
 void Signal::wait(SystemMutex& mutex) {
-    SignalObjectAndWait(handleIn(mutex.storage_), record_->event.get(), INFINITE, FALSE);
+    SignalObjectAndWait(mutex.record_->handle.get(), record_->event.get(), INFINITE, FALSE);
     mutex.lock();
 }
 

@@ -5,6 +5,8 @@
 //   exit CODE | signal NUMBER | sleep MILLISECONDS
 //   wait FILE                      makes FILE.here, waits for FILE, makes FILE.done
 //   log FILE BASE LINES            the same, but logs numbered lines first
+//   churn KEY COUNTER              opens, locks, fills and closes KEY until killed; counts in COUNTER
+//   meet KEY MEETING PROCESSES     opens and closes KEY 100 times along with other processes
 
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/diagnostics/LogFile.h>
@@ -12,6 +14,7 @@
 #include <QvPlatform/system/Process.h>
 
 #include "support/ChildProgram.h"
+#include "support/SharedSegment.h"
 
 #include <csignal>
 #include <iostream>
@@ -56,9 +59,49 @@ void log(const std::string& baseName, int lines) {
     for (int line = 0; line < lines; ++line) Qv::LogInfo("0/%d\n", line);
 }
 
+// A count of 0 tells of a failure, or that nobody is there any more to kill it.
+void churn(const std::string& key, const std::string& counterKey) {
+    support::SharedSegment<support::SharedWord> counter;
+    support::SharedSegment<support::SharedBlock> block;
+    if (!counter.open(counterKey)) return;
+    for (; *counter < 1'000'000 && block.open(key, 60'000); ++*counter) {
+        block.lock();
+        std::fill_n(block->begin(), block.size(), 'x');
+        if (*counter % 8 == 0) std::this_thread::sleep_for(std::chrono::microseconds(1));
+        block.unlock();
+        block.close();
+    }
+    *counter = 0;
+}
+
+int meet(const std::string& key, const std::string& meetingKey, unsigned long processes) {
+    support::SharedSegment<support::Meeting> meeting;
+    support::SharedSegment<support::SharedWord> segment;
+    if (!meeting.open(meetingKey)) return 1;
+    const std::uint64_t number = ++meeting->present;
+    if (!support::comesTrue([&] { return meeting->present == processes; })) return 2;
+    for (std::uint64_t visit = 1; visit <= 100; ++visit) {
+        if (!segment.open(key)) return 3;
+        segment.lock();
+        if (segment->exchange(1) == 0 && meeting->holders != 0) return 4;  // somebody has an older one open
+        ++meeting->holders;
+        const std::uint64_t visits = meeting->visits;
+        std::this_thread::yield();
+        meeting->visits = visits + 1;
+        segment.unlock();
+        --meeting->holders;
+        segment.close();
+        std::this_thread::sleep_for(std::chrono::microseconds(visit * number * 37 % 5'000));
+    }
+    return 0;
+}
+
 int run(const std::vector<std::string>& words) {
     const std::string& command = words.at(1);
     const std::string& what = words.at(2);
+    Qv::LogSetLevel(Qv::kLogLevelInfo);
+    if (command == "churn") churn(what, words.at(3));
+    if (command == "meet") return meet(what, words.at(3), std::stoul(words.at(4)));
     if (command == "exit") return std::stoi(what);
     if (command == "bias") return QvSim::Process::getLocalTimeUTCBias() == std::stol(what) ? 0 : 1;
     if (command == "signal") return std::raise(std::stoi(what));

@@ -16,11 +16,18 @@ inline std::string childProgram() {
     return "\"" + programs.toUniversalPath() + "child program" + (kWindows ? ".exe\"" : "\"");
 }
 
-/// Waits until somebody has made the file; false after half a minute.
+/// Waits until another process has brought the condition about; false after half a minute.
+template <typename Condition>
+bool comesTrue(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    return condition();
+}
+
+/// Waits until somebody has made the file.
 inline bool appears(const std::string& path) {
-    for (int i = 0; i < 3000 && !std::filesystem::exists(pathOf(path)); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return std::filesystem::exists(pathOf(path));
+    return comesTrue([file = pathOf(path)] { return std::filesystem::exists(file); });
 }
 
 }  // namespace support

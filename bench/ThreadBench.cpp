@@ -1,0 +1,71 @@
+// An empty step beside two pairs of lock and unlock, and batches of the thread pool beside a task group of
+// oneTBB that runs the same units.
+
+#include <QvPlatform/threads/StepperThread.h>
+#include <QvPlatform/threads/ThreadPool.h>
+
+#include "BenchSupport.h"
+#include "PlainMutex.h"
+
+#include <oneapi/tbb/task_group.h>
+
+#include <chrono>
+#include <vector>
+
+namespace {
+
+using Unit = QvPlatform::ThreadPool::WorkUnit;
+
+constexpr std::size_t kSteps = 200'000;
+
+struct EmptyStepper : QvPlatform::StepperThread {
+    ~EmptyStepper() override { stop(); }
+    bool step() override { return ++taken < kSteps; }
+    std::size_t taken = 0;
+};
+
+void benchSteps(benchmark::State& state) {
+    EmptyStepper stepper;
+    const auto takeSteps = [&](std::size_t) {
+        stepper.taken = 0;
+        stepper.start();
+        stepper.join();
+    };
+    bench::PlainMutex locks[2];
+    const auto useLocks = [&](std::size_t) {
+        for (std::size_t i = 0; i < 2 * kSteps; ++i) bench::lockAndUnlock(locks[i % 2]);
+    };
+    bench::compare(state, {"empty steps", "2 locks each", kSteps, {.ratio = 1.5}}, 1, takeSteps, useLocks);
+}
+BENCHMARK(benchSteps)->Iterations(60);
+
+struct EmptyUnit : Unit {
+    void run() override {}
+};
+struct ShortUnit : Unit {
+    void run() override {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(10);
+        while (std::chrono::steady_clock::now() < end) continue;
+    }
+};
+
+template <typename SomeUnit>
+void benchExecute(benchmark::State& state, const char* operation, std::vector<SomeUnit> units) {
+    std::vector<Unit*> pointers;
+    for (Unit& unit : units) pointers.push_back(&unit);
+    const auto pool = QvPlatform::ThreadPool::instance(0);
+    const auto runByPeer = [&](std::size_t) {
+        tbb::task_group group;
+        for (Unit* unit : pointers) group.run([unit] { unit->run(); });
+        group.wait();
+    };
+    const auto runByPool = [&](std::size_t) { pool->execute(pointers); };
+    const bench::Row row{operation, "tbb::task_group", units.size(), {.ratio = 1.1}};
+    bench::compare(state, row, 1, runByPool, runByPeer);
+}
+BENCHMARK_CAPTURE(benchExecute, empty, "execute, empty units", std::vector<EmptyUnit>(100'000))
+    ->Iterations(60);
+BENCHMARK_CAPTURE(benchExecute, short, "execute, units of 10 us", std::vector<ShortUnit>(1'000))
+    ->Iterations(60);
+
+}  // namespace

@@ -88,26 +88,24 @@ bool SegmentFiles::enterGate() {
 
 void SegmentFiles::leaveGate() { lockFile(gate_->get(), LOCK_UN); }
 
-bool SegmentFiles::holdLiving() {
-    segment_.emplace(openFile(segmentPath_, 0));
-    if (!*segment_) return false;
-    const bool isLiving = lockFile(segment_->get(), LOCK_EX | LOCK_NB) != 0;
-    if (isLiving) return isOwn(segment_->get()) && lockFile(segment_->get(), LOCK_SH | LOCK_NB) == 0;
-    unlink(segmentPath_.c_str());
-    return false;
-}
-
-bool SegmentFiles::create(std::size_t size) {
-    segment_.emplace(openFile(segmentPath_, O_CREAT | O_EXCL));
-    if (!*segment_ || lockFile(segment_->get(), LOCK_SH | LOCK_NB) != 0) return false;
+// What a killed holder left is made empty, and so zero, again.
+bool SegmentFiles::allocate(std::size_t size) {
+    if (size_ != 0 && ftruncate(segment_->get(), 0) != 0) return false;
     int error = EINTR;
     while (error == EINTR) error = posix_fallocate(segment_->get(), 0, static_cast<off_t>(size));
+    size_ = size;
     return error == 0;
 }
 
-std::size_t SegmentFiles::segmentSize() const {
+bool SegmentFiles::hold(std::size_t size) {
     struct stat status {};
-    return fstat(segment_->get(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+    Descriptor file(openFile(segmentPath_, O_CREAT));
+    if (!file || fstat(file.get(), &status) != 0 || status.st_uid != geteuid()) return false;
+    segment_.emplace(std::move(file));
+    size_ = static_cast<std::size_t>(status.st_size);
+    isNew_ = lockFile(segment_->get(), LOCK_EX | LOCK_NB) == 0;
+    if (isNew_ && !allocate(size)) return false;
+    return lockFile(segment_->get(), LOCK_SH | LOCK_NB) == 0;
 }
 
 void SegmentFiles::release() {

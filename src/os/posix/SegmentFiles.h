@@ -17,22 +17,25 @@ public:
     bool enterGate();
     void leaveGate();
 
-    /// Within the gate: takes hold of the segment when a living process has it, else removes what is left of
-    /// one; false then.
-    bool holdLiving();
-    /// Within the gate: makes the segment with all of its memory, zeros, and takes hold of it.
-    bool create(std::size_t size);
+    /// Within the gate: takes hold of the segment that a living process has, or of a new one of so many
+    /// zeros, for which all memory is there.
+    bool hold(std::size_t size);
+    bool isNew() const { return isNew_; }
+    std::size_t size() const { return size_; }
     /// Enters the gate, gives the hold up, removes both files when it was the last one, and leaves.
     void release();
 
     int segment() const { return segment_ ? segment_->get() : -1; }
-    std::size_t segmentSize() const;
 
 private:
+    bool allocate(std::size_t size);
+
     std::string segmentPath_;
     std::string gatePath_;
     std::optional<Descriptor> gate_;
     std::optional<Descriptor> segment_;
+    std::size_t size_ = 0;
+    bool isNew_ = false;
 };
 
 }  // namespace os::posix

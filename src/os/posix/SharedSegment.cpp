@@ -12,6 +12,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <new>
 #include <utility>
 
@@ -61,7 +62,7 @@ struct SharedSegment::Record {
     ~Record();
 
     SegmentFailure open(std::size_t size);
-    bool take(std::size_t size);
+    SegmentFailure take(std::size_t size);
 
     pthread_mutex_t* mutex() const {
         return std::launder(reinterpret_cast<pthread_mutex_t*>(shared.begin()));
@@ -73,35 +74,30 @@ struct SharedSegment::Record {
     pid_t owner = getpid();
     View shared;
     View own;
-    posix::Holding holding;
+    std::atomic<bool> wasLocked{false};
 };
 
-// Takes hold of the living segment or of a new one.
-bool SharedSegment::Record::take(std::size_t size) {
-    if (files.holdLiving()) return true;
-    if (!files.create(kPage + (isNamed ? size : 0))) return false;
-    const View header(files.segment(), kPage);
-    if (header) posix::makeRobust(new (header.begin()) pthread_mutex_t, PTHREAD_PROCESS_SHARED);
-    return bool(header);
+SegmentFailure SharedSegment::Record::take(std::size_t size) {
+    if (!files.hold(kPage + (isNamed ? inWholePages(size) : 0))) return SegmentFailure::Memory;
+    shared = View(files.segment(), files.size());
+    if (!isNamed) own = View(-1, inWholePages(size));
+    if (!shared || !(isNamed || own)) return SegmentFailure::View;
+    if (files.isNew()) posix::makeRobust(new (shared.begin()) pthread_mutex_t, PTHREAD_PROCESS_SHARED);
+    return isNamed && files.size() - kPage < size ? SegmentFailure::Size : SegmentFailure::None;
 }
 
 SegmentFailure SharedSegment::Record::open(std::size_t size) {
     if (!files.enterGate()) return SegmentFailure::Mutex;
-    const bool isTaken = take(inWholePages(size));
+    const SegmentFailure failure = take(size);
     files.leaveGate();
-    const std::size_t wholeSize = isTaken ? files.segmentSize() : 0;
-    if (wholeSize < kPage) return SegmentFailure::Memory;
-    shared = View(files.segment(), wholeSize);
-    if (!isNamed) own = View(-1, inWholePages(size));
-    if (!shared || !(isNamed || own)) return SegmentFailure::View;
-    return isNamed && wholeSize - kPage < size ? SegmentFailure::Size : SegmentFailure::None;
+    return failure;
 }
 
 // The system keeps a list of the robust locks that a thread holds, so none may be in memory that goes. A
 // forked process shares its parent's hold and leaves the files to it.
 SharedSegment::Record::~Record() {
     if (owner != getpid()) return;
-    while (holding.unlock(mutex())) {  // until the calling thread has it no more
+    while (wasLocked && pthread_mutex_unlock(mutex()) == 0) {  // until the calling thread has it no more
     }
     files.release();
 }
@@ -123,11 +119,13 @@ void SharedSegment::close() { record_.reset(); }
 void* SharedSegment::data() const noexcept { return record_ ? record_->data() : nullptr; }
 
 void SharedSegment::lock() {
-    if (record_) record_->holding.lock(record_->mutex());
+    if (!record_) return;
+    posix::lockingResult(pthread_mutex_lock(record_->mutex()), record_->mutex());
+    record_->wasLocked.store(true, std::memory_order_relaxed);
 }
 
 void SharedSegment::unlock() {
-    if (record_) record_->holding.unlock(record_->mutex());
+    if (record_) pthread_mutex_unlock(record_->mutex());
 }
 
 }  // namespace os

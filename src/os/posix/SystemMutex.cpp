@@ -11,7 +11,6 @@ namespace os {
 
 struct SystemMutex::Record {
     pthread_mutex_t mutex{};
-    posix::Holding holding;
 };
 
 SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {
@@ -22,11 +21,15 @@ SystemMutex::~SystemMutex() { pthread_mutex_destroy(&record_->mutex); }
 
 bool SystemMutex::isValid() const noexcept { return true; }
 
-WaitResult SystemMutex::lock() { return record_->holding.lock(&record_->mutex); }
+WaitResult SystemMutex::lock() {
+    return posix::lockingResult(pthread_mutex_lock(&record_->mutex), &record_->mutex);
+}
 
-WaitResult SystemMutex::tryLock() { return record_->holding.tryLock(&record_->mutex); }
+WaitResult SystemMutex::tryLock() {
+    return posix::lockingResult(pthread_mutex_trylock(&record_->mutex), &record_->mutex);
+}
 
-bool SystemMutex::unlock() { return record_->holding.unlock(&record_->mutex); }
+bool SystemMutex::unlock() { return pthread_mutex_unlock(&record_->mutex) == 0; }
 
 // A flag would merge two quick signals and let a late waiter take an earlier one's, so each waiter has its
 // own, and they stand in a queue.

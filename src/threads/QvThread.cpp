@@ -31,10 +31,13 @@ struct ThreadStart {
     unsigned int (*entry)(void*) = nullptr;
     void* argument = nullptr;
     std::uint64_t identifier = 0;
+    os::Semaphore isDetached{0};
     os::Semaphore isIdentified{0};
 };
 
+// With one of the compilers a thread that is detached while it begins or ends may be lost, so it waits.
 void runThread(std::shared_ptr<ThreadStart> start) {
+    start->isDetached.acquire();
     const auto entry = start->entry;
     void* const argument = start->argument;
     start->identifier = QvThreadGetID();
@@ -67,6 +70,7 @@ std::uint64_t QvThreadCreate(unsigned int (*entry)(void*), void* argument) {
     std::thread thread(runThread, start);
     if (!thread.joinable()) return 0;
     thread.detach();
+    start->isDetached.release();
     start->isIdentified.acquire();
     return start->identifier;
 }

@@ -8,6 +8,8 @@
 #include <cxxabi.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <string>
@@ -18,7 +20,7 @@ namespace QvPlatform {
 
 /// A pause is a flag that the worker looks at before each step, so that any thread may lift it. The flag and,
 /// but for what a derived class does to it, the state change under `stepLock`. Lock order: startLock,
-/// runLock, pauseGate, stepLock.
+/// runLock, pauseGate, stepLock, endLock.
 struct StepperThread::Record {
     std::mutex startLock;
     os::CriticalSection runLock;    ///< held by the worker for its whole life
@@ -28,6 +30,10 @@ struct StepperThread::Record {
     os::Semaphore resumed{0};
     bool isHeld = false;     ///< the worker must not begin a step
     bool isWaiting = false;  ///< and waits for `resumed`
+    std::mutex endLock;
+    std::condition_variable ended;
+    std::uint64_t runsBegun = 0;  ///< guarded by `endLock`, as the next one
+    std::uint64_t runsEnded = 0;
     std::atomic<bool> stopRequested{true};
     std::atomic<std::uint32_t> workerId{0};
     std::atomic<eState> state{kStopped};
@@ -54,17 +60,33 @@ struct StepperThread::Record {
 
     void passGate() { const std::lock_guard guard(pauseGate); }
 
-    /// Waits for the worker's end; returns at once on the worker itself.
-    void waitForEnd() { const std::lock_guard guard(runLock); }
+    std::uint64_t currentRun() {
+        const std::lock_guard guard(endLock);
+        return runsBegun;
+    }
+
+    /// Waits for the end of that run and not of a later one; returns at once on the worker itself.
+    void waitForEndOf(std::uint64_t run) {
+        if (isWorker()) return;
+        std::unique_lock guard(endLock);
+        ended.wait(guard, [&] { return runsEnded >= run; });
+    }
+
+    void countRun(std::uint64_t& counter) {
+        const std::lock_guard guard(endLock);
+        ++counter;
+        ended.notify_all();
+    }
 
     void begin() {
         runLock.lock();
+        countRun(runsBegun);
         workerId = os::currentThreadId();
         state = kRunning;
         started.release();
     }
 
-    /// Whoever waits for the end may free the record as soon as `runLock` is released.
+    /// The record may be freed as soon as `runLock` is released.
     void end() {
         {
             const std::lock_guard guard(stepLock);
@@ -73,6 +95,7 @@ struct StepperThread::Record {
             workerId = 0;
             state = kStopped;
         }
+        countRun(runsEnded);
         runLock.unlock();
     }
 };
@@ -83,7 +106,7 @@ StepperThread::~StepperThread() {
     record_->stopRequested = true;
     if (record_->state == kPaused) StepperThread::pause(false);
     record_->lift();
-    record_->waitForEnd();
+    const std::lock_guard afterTheLastWorker(record_->runLock);
 }
 
 void StepperThread::destroy() {
@@ -157,15 +180,17 @@ void StepperThread::pause(bool doPause) {
 }
 
 void StepperThread::stop() {
+    const std::uint64_t run = record_->currentRun();
     if (record_->state == kStopped) return;
     record_->stopRequested = true;
     if (record_->state == kPaused) pause(false);
     record_->lift();
-    record_->waitForEnd();
+    record_->waitForEndOf(run);
 }
 
 void StepperThread::join() {
-    if (record_->state != kStopped) record_->waitForEnd();
+    const std::uint64_t run = record_->currentRun();
+    if (record_->state != kStopped) record_->waitForEndOf(run);
 }
 
 bool StepperThread::isCurrentThread() const { return record_->isWorker(); }

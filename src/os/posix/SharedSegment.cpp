@@ -1,12 +1,12 @@
 // A segment is a file in memory. The system has no object that goes with its last holder, however that ends,
 // so each holder keeps a shared lock on the file, which the system takes from it when it dies: a file that
-// can be locked exclusively belongs to nobody alive. Opening and closing take turns by a second file, the
-// gate. Both files go with the last orderly close, and what a killed holder leaves goes with the next one.
+// can be locked exclusively belongs to nobody alive. It goes with the last orderly close, and what a killed
+// holder leaves goes with the next one.
 
 #include "os/SharedSegment.h"
 
 #include "os/posix/RobustMutex.h"
-#include "os/posix/SegmentFiles.h"
+#include "os/posix/SegmentFile.h"
 
 #include <pthread.h>
 #include <sys/mman.h>
@@ -19,7 +19,7 @@
 namespace os {
 namespace {
 
-using posix::SegmentFiles;
+using posix::SegmentFile;
 
 // The mutex has a page of its own in front of the data.
 constexpr std::size_t kPage = 4096;
@@ -56,7 +56,7 @@ private:
 }  // namespace
 
 struct SharedSegment::Record {
-    explicit Record(const std::string& name) : files(name), isNamed(!name.empty()) {}
+    explicit Record(const std::string& name) : file(name), isNamed(!name.empty()) {}
     Record(const Record&) = delete;
     Record& operator=(const Record&) = delete;
     ~Record();
@@ -69,7 +69,7 @@ struct SharedSegment::Record {
     }
     char* data() const { return isNamed ? shared.begin() + kPage : own.begin(); }
 
-    SegmentFiles files;
+    SegmentFile file;
     bool isNamed;
     pid_t owner = getpid();
     View shared;
@@ -78,18 +78,18 @@ struct SharedSegment::Record {
 };
 
 SegmentFailure SharedSegment::Record::take(std::size_t size) {
-    if (!files.hold(kPage + (isNamed ? inWholePages(size) : 0))) return SegmentFailure::Memory;
-    shared = View(files.segment(), files.size());
+    if (!file.hold(kPage + (isNamed ? inWholePages(size) : 0))) return SegmentFailure::Memory;
+    shared = View(file.descriptor(), file.size());
     if (!isNamed) own = View(-1, inWholePages(size));
     if (!shared || !(isNamed || own)) return SegmentFailure::View;
-    if (files.isNew()) posix::makeRobust(new (shared.begin()) pthread_mutex_t, PTHREAD_PROCESS_SHARED);
-    return isNamed && files.size() - kPage < size ? SegmentFailure::Size : SegmentFailure::None;
+    if (file.isNew()) posix::makeRobust(new (shared.begin()) pthread_mutex_t, PTHREAD_PROCESS_SHARED);
+    return isNamed && file.size() - kPage < size ? SegmentFailure::Size : SegmentFailure::None;
 }
 
 SegmentFailure SharedSegment::Record::open(std::size_t size) {
-    if (!files.enterGate()) return SegmentFailure::Mutex;
+    if (!file.enter()) return SegmentFailure::Mutex;
     const SegmentFailure failure = take(size);
-    files.leaveGate();
+    file.leave();
     return failure;
 }
 
@@ -99,7 +99,7 @@ SharedSegment::Record::~Record() {
     if (owner != getpid()) return;
     while (wasLocked && pthread_mutex_unlock(mutex()) == 0) {  // until the calling thread has it no more
     }
-    files.release();
+    file.release();
 }
 
 SharedSegment::SharedSegment() = default;

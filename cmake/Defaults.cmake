@@ -9,6 +9,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 find_package(TBB REQUIRED)
+include(BoostHeaders)
 
 # Programs and libraries side by side: on Windows a program finds its libraries there, and on Linux
 # $ORIGIN lets the folder be moved.

@@ -1,0 +1,116 @@
+#include <QvPlatform/core/CRC32.h>
+#include <QvPlatform/core/MurmurHash3.h>
+
+#include "core/Crc32Paths.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kLongest = 4096;
+
+std::string randomBytes(std::size_t count) {
+    std::mt19937 random(1);
+    std::string bytes(count, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    return bytes;
+}
+
+// The definition, bit by bit.
+std::uint32_t crcByBits(std::uint32_t crc, const std::string& bytes) {
+    for (const char byte : bytes) {
+        crc ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; ++bit) crc = crc >> 1U ^ ((crc & 1U) != 0 ? 0xEDB88320 : 0);
+    }
+    return crc;
+}
+
+TEST(CRC32, isTheOneOfTheStandard) {
+    EXPECT_EQ(static_cast<std::uint32_t>(Qv::calculateCRC32("123456789", 9, 0)), 0xCBF43926U);
+    EXPECT_EQ(Qv::calculateCRC32(nullptr, 0, 77), 77);
+    EXPECT_EQ(Qv::calculateCRC32("abc", -1, -5), -5);
+}
+
+TEST(CRC32, isTheSameOnEveryPathForEveryLengthAndAlignment) {
+    const std::string bytes = randomBytes(kLongest + 16);
+    std::uint32_t expected = 0x12345678;
+    for (std::size_t length = 0; length <= kLongest; ++length) {
+        for (std::size_t alignment = 0; alignment < 16; alignment += length < 300 ? 1 : 5) {
+            std::vector<unsigned char> place(length + alignment);
+            std::memcpy(place.data() + alignment, bytes.data(), length);
+            const unsigned char* const start = place.data() + alignment;
+            ASSERT_EQ(Qv::detail::crcByTables(0x12345678, start, length), expected) << length;
+            if (!Qv::detail::canFold()) continue;
+            ASSERT_EQ(Qv::detail::crcByFolding(0x12345678, start, length), expected) << length;
+        }
+        expected = crcByBits(expected, bytes.substr(length, 1));
+    }
+}
+
+TEST(CRC32, ofPiecesIsThatOfTheWhole) {
+    const std::string bytes = randomBytes(kLongest);
+    const int whole = Qv::calculateCRC32(bytes.data(), static_cast<int>(bytes.size()), 0);
+    for (std::size_t piece = 1; piece <= bytes.size(); ++piece) {
+        int crc = 0;
+        for (std::size_t done = 0; done < bytes.size(); done += piece) {
+            const std::size_t length = std::min(piece, bytes.size() - done);
+            crc = Qv::calculateCRC32(bytes.data() + done, static_cast<int>(length), crc);
+        }
+        ASSERT_EQ(crc, whole) << piece;
+    }
+}
+
+// The published self-test: the hash of the hashes of all keys 0, 0 1, 0 1 2..., each with the seed 256 -
+// length.
+template <std::size_t kBytes>
+std::uint32_t verificationOf(void (*hash)(const void*, int, unsigned int, void*)) {
+    std::array<unsigned char, 256> key{};
+    std::array<unsigned char, kBytes * 256> hashes{};
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        key[i] = static_cast<unsigned char>(i);
+        hash(key.data(), static_cast<int>(i), static_cast<unsigned int>(256 - i), &hashes[i * kBytes]);
+    }
+    std::array<unsigned char, kBytes> last{};
+    hash(hashes.data(), static_cast<int>(hashes.size()), 0, last.data());
+    std::uint32_t result = 0;
+    std::memcpy(&result, last.data(), sizeof result);
+    return result;
+}
+
+TEST(MurmurHash3, passesThePublishedSelfTest) {
+    EXPECT_EQ(verificationOf<4>(MurmurHash3_x86_32), 0xB0F57EE3U);
+    EXPECT_EQ(verificationOf<16>(MurmurHash3_x86_128), 0xB3ECE62AU);
+    EXPECT_EQ(verificationOf<16>(MurmurHash3_x64_128), 0x6384BA69U);
+}
+
+TEST(MurmurHash3, takesAnyAlignmentAndNoBytes) {
+    const std::string bytes = randomBytes(kLongest);
+    for (const auto hash : {MurmurHash3_x86_32, MurmurHash3_x86_128, MurmurHash3_x64_128}) {
+        for (int length = 0; length <= static_cast<int>(kLongest); ++length) {
+            std::array<std::uint64_t, 2> expected{};
+            hash(bytes.data(), length, 5, expected.data());
+            std::string shifted =
+                std::string(length % 16U + 1, 'x') + bytes.substr(0, static_cast<std::size_t>(length));
+            std::array<std::uint64_t, 2> found{};
+            hash(shifted.data() + length % 16 + 1, length, 5, found.data());
+            ASSERT_EQ(found, expected) << length;
+        }
+        std::array<std::uint64_t, 2> empty{1, 1};
+        std::array<std::uint64_t, 2> negative{1, 1};
+        hash(nullptr, 0, 9, empty.data());
+        hash(nullptr, -7, 9, negative.data());
+        EXPECT_EQ(empty, negative);
+    }
+    std::uint32_t zero = 1;
+    MurmurHash3_x86_32(nullptr, 0, 0, &zero);
+    EXPECT_EQ(zero, 0U);
+}
+
+}  // namespace

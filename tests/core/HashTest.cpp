@@ -93,13 +93,13 @@ TEST(MurmurHash3, passesThePublishedSelfTest) {
 TEST(MurmurHash3, takesAnyAlignmentAndNoBytes) {
     const std::string bytes = randomBytes(kLongest);
     for (const auto hash : {MurmurHash3_x86_32, MurmurHash3_x86_128, MurmurHash3_x64_128}) {
-        for (int length = 0; length <= static_cast<int>(kLongest); ++length) {
+        for (std::size_t length = 0; length <= kLongest; ++length) {
+            const std::size_t alignment = length % 16 + 1;
+            const std::string shifted = std::string(alignment, 'x') + bytes.substr(0, length);
             std::array<std::uint64_t, 2> expected{};
-            hash(bytes.data(), length, 5, expected.data());
-            std::string shifted =
-                std::string(length % 16U + 1, 'x') + bytes.substr(0, static_cast<std::size_t>(length));
             std::array<std::uint64_t, 2> found{};
-            hash(shifted.data() + length % 16 + 1, length, 5, found.data());
+            hash(bytes.data(), static_cast<int>(length), 5, expected.data());
+            hash(shifted.data() + alignment, static_cast<int>(length), 5, found.data());
             ASSERT_EQ(found, expected) << length;
         }
         std::array<std::uint64_t, 2> empty{1, 1};

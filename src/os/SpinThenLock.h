@@ -1,14 +1,19 @@
 #pragma once
 
+#include <algorithm>
+
 namespace os {
 
 /// Tries for a while, at growing intervals, and then waits. Apart, so that taking a free lock stays short.
 template <typename TryLock, typename Lock>
 [[gnu::noinline]] void spinAndLock(TryLock tryLock, Lock lock) {
-    constexpr int kLongestInterval = 512;
-    for (int interval = 4; interval <= kLongestInterval; interval *= 2) {
-        for (int i = 0; i < interval; ++i) __builtin_ia32_pause();
+    constexpr int kTries = 32;
+    constexpr int kLongestInterval = 16;
+    int interval = 2;
+    for (int i = 0; i < kTries; ++i) {
+        for (int pause = 0; pause < interval; ++pause) __builtin_ia32_pause();
         if (tryLock()) return;
+        interval = std::min(2 * interval, kLongestInterval);
     }
     lock();
 }

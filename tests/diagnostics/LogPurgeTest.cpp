@@ -47,7 +47,7 @@ TEST_F(LogPurge, removesWhatIsOlderThanTheExpiration) {
         double hours;
         bool goes;
     } cases[] = {{1.5, 37, true},         {1.5, 35, false},     {1.0 / 24, 1.02, true},
-                 {1.0 / 24, 0.98, false}, {0, 0, true},         {0, -2, false},
+                 {1.0 / 24, 0.98, false}, {0, 0.01, true},      {0, -2, false},
                  {-1, -22, true},         {-1, -26, false},     {1e12, 100'000, false},
                  {-1e12, 0, true},        {HUGE_VAL, 9, false}, {std::nan(""), 100'000, false}};
     for (const auto& c : cases) {

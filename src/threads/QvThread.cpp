@@ -1,6 +1,7 @@
 #include <QvPlatform/threads/QvThread.h>
 
 #include "os/CriticalSection.h"
+#include "os/Fnv.h"
 #include "os/Semaphore.h"
 #include "os/SystemMutex.h"
 #include "os/Thread.h"
@@ -46,14 +47,14 @@ void runThread(std::shared_ptr<ThreadStart> start) {
     entry(argument);
 }
 
-/// FNV-1a of 64 bits over the bytes of a number, the lowest first.
+/// The hash of a number's bytes, the lowest first.
 std::uint64_t hashOf(std::uint32_t number) {
-    std::uint64_t hash = 0xCBF29CE484222325;
-    for (unsigned int shift = 0; shift < 32; shift += 8) {
-        hash ^= number >> shift & 0xFFU;
-        hash *= 0x100000001B3;
+    char bytes[sizeof number];
+    for (char& byte : bytes) {
+        byte = static_cast<char>(number & 0xFFU);
+        number >>= 8U;
     }
-    return hash;
+    return os::fnv1a({bytes, sizeof bytes});
 }
 
 template <typename Object>

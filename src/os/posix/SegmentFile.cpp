@@ -1,5 +1,7 @@
 #include "os/posix/SegmentFile.h"
 
+#include "os/Fnv.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -24,13 +26,6 @@ std::string hexadecimal(std::uint64_t number, int digits) {
 
 bool isPlain(unsigned char byte) { return byte > ' ' && byte != '/' && byte != '%' && byte != 0x7F; }
 
-// 64-bit FNV-1a.
-std::uint64_t hashOf(std::string_view text) {
-    std::uint64_t hash = 0xCBF29CE484222325;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
-    return hash;
-}
-
 // A text for each name that can be part of a file name; long ones are told apart by a hash.
 std::string encoded(const std::string& name) {
     std::string text;
@@ -39,7 +34,7 @@ std::string encoded(const std::string& name) {
         text += isPlain(byte) ? std::string(1, c) : "%" + hexadecimal(byte, 2);
     }
     if (text.size() <= kLongestName) return text;
-    return text.substr(0, kLongestName) + "%" + hexadecimal(hashOf(name), 16);
+    return text.substr(0, kLongestName) + "%" + hexadecimal(fnv1a(name), 16);
 }
 
 int lockFile(int file, int operation) {

@@ -94,7 +94,7 @@ SegmentFailure SharedSegment::Record::open(std::size_t size) {
 }
 
 // The system keeps a list of the robust locks that a thread holds, so none may be in memory that goes. A
-// forked process shares its parent's hold and leaves the files to it.
+// forked process shares its parent's hold and leaves the file to it.
 SharedSegment::Record::~Record() {
     if (owner != getpid()) return;
     while (wasLocked && pthread_mutex_unlock(mutex()) == 0) {  // until the calling thread has it no more

@@ -151,6 +151,30 @@ TEST_F(QvMutexAndCondition, tellWhoOwnsTheMutex) {
     EXPECT_EQ(Qv::QvMutexUnlock(nullptr), 0);
 }
 
+TEST_F(QvMutexAndCondition, areGivenUpByTheThreadThatEndsAmongOthersItReleasedOrLost) {
+    Qv::QvMutex* mutexes[6] = {};
+    for (auto*& mutex : mutexes) mutex = Qv::QvMutexCreate();
+    std::promise<void> locked, destroyed;
+    auto owner = std::async(std::launch::async, [&] {
+        for (auto* const mutex : mutexes) Qv::QvMutexLock(mutex);
+        Qv::QvMutexUnlock(mutexes[1]);
+        Qv::QvMutexUnlock(mutexes[5]);
+        Qv::QvMutexDestroy(mutexes[3]);
+        locked.set_value();
+        destroyed.get_future().wait();
+    });
+    locked.get_future().wait();
+    Qv::QvMutexDestroy(mutexes[4]);
+    destroyed.set_value();
+    owner.get();
+    const int expected[] = {128, 0, 128, -1, -1, 0};
+    for (int i = 0; i < 6; ++i) {
+        if (expected[i] < 0) continue;
+        EXPECT_EQ(Qv::QvMutexLock(mutexes[i]), expected[i]) << i;
+        Qv::QvMutexDestroy(mutexes[i]);
+    }
+}
+
 TEST_F(QvMutexAndCondition, rememberOneSignalForAnOwner) {
     for (int i = 0; i < 3; ++i) signal();
     wait();  // does not own the mutex, so it only locks it

@@ -1,38 +1,31 @@
 #include "os/CriticalSection.h"
 
-#include "os/SpinThenLock.h"
-
-#include <pthread.h>
+#include "os/posix/RecursiveLock.h"
 
 #include <new>
 
 namespace os {
 namespace {
 
-pthread_mutex_t* mutexIn(unsigned char* storage) {
-    return std::launder(static_cast<pthread_mutex_t*>(static_cast<void*>(storage)));
+posix::RecursiveLock& lockIn(unsigned char* storage) {
+    return *std::launder(static_cast<posix::RecursiveLock*>(static_cast<void*>(storage)));
 }
 
 }  // namespace
 
 CriticalSection::CriticalSection() {
-    static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(new (storage_) pthread_mutex_t, &attributes);
-    pthread_mutexattr_destroy(&attributes);
+    static_assert(sizeof(posix::RecursiveLock) <= sizeof storage_);
+    new (storage_) posix::RecursiveLock;
 }
 
-CriticalSection::~CriticalSection() { pthread_mutex_destroy(mutexIn(storage_)); }
+CriticalSection::~CriticalSection() = default;
 
-void CriticalSection::lock() {
-    pthread_mutex_t* const mutex = mutexIn(storage_);
-    spinThenLock([=] { return pthread_mutex_trylock(mutex) == 0; }, [=] { pthread_mutex_lock(mutex); });
+void CriticalSection::lock() { lockIn(storage_).lock(); }
+
+bool CriticalSection::try_lock() { return lockIn(storage_).tryLock() != posix::RecursiveLock::Result::busy; }
+
+void CriticalSection::unlock() {
+    lockIn(storage_).unlock([] {});
 }
-
-bool CriticalSection::try_lock() { return pthread_mutex_trylock(mutexIn(storage_)) == 0; }
-
-void CriticalSection::unlock() { pthread_mutex_unlock(mutexIn(storage_)); }
 
 }  // namespace os

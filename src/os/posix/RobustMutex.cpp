@@ -4,12 +4,12 @@
 
 namespace os::posix {
 
-void makeRobust(pthread_mutex_t* mutex, int sharing) {
+void makeRobust(pthread_mutex_t* mutex) {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
     pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    pthread_mutexattr_setpshared(&attributes, sharing);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
     pthread_mutex_init(mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);
 }

@@ -82,7 +82,7 @@ SegmentFailure SharedSegment::Record::take(std::size_t size) {
     shared = View(file.descriptor(), file.size());
     if (!isNamed) own = View(-1, inWholePages(size));
     if (!shared || !(isNamed || own)) return SegmentFailure::View;
-    if (file.isNew()) posix::makeRobust(new (shared.begin()) pthread_mutex_t, PTHREAD_PROCESS_SHARED);
+    if (file.isNew()) posix::makeRobust(new (shared.begin()) pthread_mutex_t);
     return isNamed && file.size() - kPage < size ? SegmentFailure::Size : SegmentFailure::None;
 }
 

@@ -1,6 +1,6 @@
 #include "os/SystemMutex.h"
 
-#include "os/posix/RobustMutex.h"
+#include "os/posix/RecursiveLock.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -9,27 +9,30 @@
 
 namespace os {
 
-struct SystemMutex::Record {
-    pthread_mutex_t mutex{};
-};
+namespace {
 
-SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {
-    posix::makeRobust(&record_->mutex, PTHREAD_PROCESS_PRIVATE);
+using Lock = posix::RecoverableLock;
+
+WaitResult resultOf(Lock::Result result) {
+    if (result == Lock::Result::taken) return kAcquired;
+    return result == Lock::Result::busy ? kBusy : kAcquiredFromDeadOwner;
 }
 
-SystemMutex::~SystemMutex() { pthread_mutex_destroy(&record_->mutex); }
+}  // namespace
+
+struct SystemMutex::Record final : Lock {};
+
+SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {}
+
+SystemMutex::~SystemMutex() { Lock::destroy(record_.release()); }
 
 bool SystemMutex::isValid() const noexcept { return true; }
 
-WaitResult SystemMutex::lock() {
-    return posix::lockingResult(pthread_mutex_lock(&record_->mutex), &record_->mutex);
-}
+WaitResult SystemMutex::lock() { return resultOf(record_->lock()); }
 
-WaitResult SystemMutex::tryLock() {
-    return posix::lockingResult(pthread_mutex_trylock(&record_->mutex), &record_->mutex);
-}
+WaitResult SystemMutex::tryLock() { return resultOf(record_->tryLock()); }
 
-bool SystemMutex::unlock() { return pthread_mutex_unlock(&record_->mutex) == 0; }
+bool SystemMutex::unlock() { return record_->unlock(); }
 
 // A flag would merge two quick signals and let a late waiter take an earlier one's, so each waiter has its
 // own, and they stand in a queue.

@@ -1,0 +1,9 @@
+#include "os/Keyboard.h"
+
+#include "os/win32/Gate.h"
+
+namespace os {
+
+short capsLockState() { return GetKeyState(VK_CAPITAL); }
+
+}  // namespace os

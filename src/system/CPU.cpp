@@ -1,0 +1,27 @@
+#include <QvPlatform/system/CPU.h>
+
+#include "os/Thread.h"
+#include "system/CpuDetection.h"
+
+namespace QvPlatform::CPU {
+namespace {
+
+constinit detail::CpuFlags flags{};
+
+// When the library is loaded, before anybody can ask.
+[[maybe_unused]] const bool isDetected = [] {
+    flags = detail::detectCpu(os::cpuId);
+    detail::reportCpu(flags);
+    return true;
+}();
+
+}  // namespace
+
+int getCoreCount() { return os::processorCount(); }
+
+#define QV_DEFINE_QUERY(name, leaf, reg, bit) \
+    bool is_##name##_supported() { return flags[detail::name]; }
+QV_PUBLIC_CPU_FEATURES(QV_DEFINE_QUERY)
+#undef QV_DEFINE_QUERY
+
+}  // namespace QvPlatform::CPU

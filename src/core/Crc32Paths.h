@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -7,11 +8,20 @@
 /// alignment; `crc` is the register, not the finished checksum.
 namespace Qv::detail {
 
+using CrcPath = std::uint32_t (*)(std::uint32_t crc, const unsigned char* bytes, std::size_t count);
+
 /// Sixteen bytes a step, by one table for each.
 std::uint32_t crcByTables(std::uint32_t crc, const unsigned char* bytes, std::size_t count);
 
-/// By carry-less multiplication. Only where `canFold`.
-std::uint32_t crcByFolding(std::uint32_t crc, const unsigned char* bytes, std::size_t count);
-bool canFold();
+/// By carry-less multiplication in registers of so many bits; null where the processor or the operating
+/// system does not offer it.
+CrcPath crcByFolding128();
+CrcPath crcByFolding256();
+CrcPath crcByFolding512();
+
+/// All of them, the fastest first; the last is never null.
+inline std::array<CrcPath, 4> crcPaths() {
+    return {crcByFolding512(), crcByFolding256(), crcByFolding128(), crcByTables};
+}
 
 }  // namespace Qv::detail

@@ -1,10 +1,13 @@
 #include "core/Crc32Paths.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace Qv::detail {
 namespace {
+
+static_assert(std::endian::native == std::endian::little, "words are read as they lie in memory");
 
 constexpr std::uint32_t kPolynomial = 0xEDB88320;
 constexpr std::size_t kStep = 16;
@@ -34,15 +37,20 @@ constexpr auto kTables = [] {
     return tables;
 }();
 
+// What eight bytes become with the bytes after them, for which the first table stands.
+std::uint32_t lookUp(std::uint64_t word, const Table* after) {
+    std::uint32_t crc = 0;
+    for (std::size_t i = 8; i-- != 0; word >>= 8U) crc ^= after[i][word & 0xFFU];
+    return crc;
+}
+
 }  // namespace
 
 std::uint32_t crcByTables(std::uint32_t crc, const unsigned char* bytes, std::size_t count) {
     for (; count >= kStep; count -= kStep, bytes += kStep) {
-        std::array<unsigned char, kStep> block;
-        std::memcpy(block.data(), bytes, kStep);
-        for (std::size_t i = 0; i < sizeof crc; ++i) block[i] ^= static_cast<unsigned char>(crc >> 8U * i);
-        crc = 0;
-        for (std::size_t i = 0; i < kStep; ++i) crc ^= kTables[kStep - 1 - i][block[i]];
+        std::uint64_t words[2];
+        std::memcpy(words, bytes, sizeof words);
+        crc = lookUp(words[0] ^ crc, &kTables[8]) ^ lookUp(words[1], kTables.data());
     }
     for (; count != 0; --count, ++bytes) crc = kTables[0][(crc ^ *bytes) & 0xFFU] ^ crc >> 8U;
     return crc;

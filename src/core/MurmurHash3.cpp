@@ -3,21 +3,21 @@
 
 #include <QvPlatform/core/MurmurHash3.h>
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "words are read as they lie in memory");
-
-template <typename Word>
-constexpr Word rotated(Word x, int bits) {
-    return std::rotl(x, bits);
-}
 
 std::uint32_t finalMix(std::uint32_t h) {
     h ^= h >> 16U;
@@ -42,7 +42,7 @@ struct Scramble {
     int rotation;
     Word second;
 
-    Word operator()(Word word) const { return rotated(word * first, rotation) * second; }
+    Word operator()(Word word) const { return std::rotl(word * first, rotation) * second; }
 };
 
 /// What happens to a lane after it took its word; `neighbour` is the lane that is added.
@@ -53,49 +53,95 @@ struct Step {
 };
 
 /// A variant with several lanes, each of which adds the next one.
-template <typename Word, std::size_t kLanes>
+template <typename Word, std::size_t kLaneCount>
 struct Variant {
-    std::array<Scramble<Word>, kLanes> scrambles;
-    std::array<Step<Word>, kLanes> steps;
-    static constexpr std::size_t kBlock = kLanes * sizeof(Word);
-    using State = std::array<Word, kLanes>;
+    std::array<Scramble<Word>, kLaneCount> scrambles;
+    std::array<Step<Word>, kLaneCount> steps;
 
-    void takeBlock(State& state, const unsigned char* block) const {
-        State words;
-        std::memcpy(words.data(), block, kBlock);
-        for (std::size_t i = 0; i < kLanes; ++i) words[i] = scrambles[i](words[i]);
-        for (std::size_t i = 0; i < kLanes; ++i) {
-            const Word mixed = rotated(state[i] ^ words[i], steps[i].rotation) + state[(i + 1) % kLanes];
-            state[i] = mixed * 5 + steps[i].added;
-        }
-    }
-
-    void takeRest(State& state, const unsigned char* rest, std::size_t count) const {
-        State words{};
-        std::memcpy(words.data(), rest, count);
-        for (std::size_t i = 0; i < kLanes; ++i) state[i] ^= scrambles[i](words[i]);
-    }
-
-    static void addToEachOther(State& state) {
-        for (std::size_t i = 1; i < kLanes; ++i) state[0] += state[i];
-        for (std::size_t i = 1; i < kLanes; ++i) state[i] += state[0];
-    }
-
-    void hash(const void* key, int len, std::uint32_t seed, void* out) const {
-        const auto length = static_cast<std::size_t>(std::max(len, 0));
-        const auto* bytes = static_cast<const unsigned char*>(key);
-        State state;
-        state.fill(seed);
-        std::size_t left = length;
-        for (; left >= kBlock; left -= kBlock, bytes += kBlock) takeBlock(state, bytes);
-        if (left != 0) takeRest(state, bytes, left);
-        for (Word& lane : state) lane ^= static_cast<Word>(length);
-        addToEachOther(state);
-        for (Word& lane : state) lane = finalMix(lane);
-        addToEachOther(state);
-        std::memcpy(out, state.data(), sizeof state);
-    }
+    using State = std::array<Word, kLaneCount>;
+    static constexpr auto kLanes = std::make_index_sequence<kLaneCount>();
 };
+
+// Scrambles the words in the lower halves of a vector, which belong to the lanes `kLane` and `kLane + 2`, all
+// by multiplications: the rotation is one by a power of two whose two halves come together.
+template <const auto& kVariant, std::size_t kLane>
+std::array<std::uint32_t, 4> scrambledPair(__m128i words) {
+    constexpr auto kOne = kVariant.scrambles[kLane];
+    constexpr auto kOther = kVariant.scrambles[kLane + 2];
+    const auto factors = [](std::uint32_t one, std::uint32_t other) {
+        return _mm_set_epi32(0, static_cast<int>(other), 0, static_cast<int>(one));
+    };
+    words = _mm_mul_epu32(words, factors(kOne.first, kOther.first));
+    words = _mm_mul_epu32(words, factors(1U << kOne.rotation, 1U << kOther.rotation));
+    words = _mm_or_si128(words, _mm_srli_epi64(words, 32));
+    words = _mm_mul_epu32(words, factors(kOne.second, kOther.second));
+    std::array<std::uint32_t, 4> pair;
+    std::memcpy(pair.data(), &words, sizeof pair);
+    return pair;
+}
+
+// Four words in vectors, because eight multiplications one by one would take longer than all else.
+template <const auto& kVariant>
+std::array<std::uint32_t, 4> scrambledBlock(const std::array<std::uint32_t, 4>& block) {
+    __m128i words;
+    std::memcpy(&words, block.data(), sizeof words);
+    const auto even = scrambledPair<kVariant, 0>(words);
+    const auto odd = scrambledPair<kVariant, 1>(_mm_srli_epi64(words, 32));
+    return {even[0], odd[0], even[2], odd[2]};
+}
+
+template <const auto& kVariant>
+std::array<std::uint64_t, 2> scrambledBlock(const std::array<std::uint64_t, 2>& block) {
+    return {kVariant.scrambles[0](block[0]), kVariant.scrambles[1](block[1])};
+}
+
+// The lanes are written out, not looped over, so that they stay in registers and do not become vectors.
+template <const auto& kVariant, typename State, std::size_t... kLane>
+void takeBlock(State& state, const unsigned char* block, std::index_sequence<kLane...>) {
+    State words;
+    std::memcpy(words.data(), block, sizeof words);
+    words = scrambledBlock<kVariant>(words);
+    const auto step = [&](std::size_t lane) {
+        const auto mixed = std::rotl(state[lane] ^ words[lane], kVariant.steps[lane].rotation);
+        state[lane] = (mixed + state[(lane + 1) % state.size()]) * 5 + kVariant.steps[lane].added;
+    };
+    (step(kLane), ...);
+}
+
+template <const auto& kVariant, typename State>
+void takeRest(State& state, const unsigned char* rest, std::size_t count) {
+    State words{};
+    std::memcpy(words.data(), rest, count);
+    for (std::size_t i = 0; i < state.size(); ++i) state[i] ^= kVariant.scrambles[i](words[i]);
+}
+
+template <typename Word, typename... Words>
+void addToEachOther(Word& first, Words&... others) {
+    ((first += others), ...);
+    ((others += first), ...);
+}
+
+template <typename... Words>
+void finish(std::size_t length, Words&... lanes) {
+    ((lanes ^= static_cast<std::uint32_t>(length)), ...);
+    addToEachOther(lanes...);
+    ((lanes = finalMix(lanes)), ...);
+    addToEachOther(lanes...);
+}
+
+template <const auto& kVariant>
+void hash(const void* key, int len, std::uint32_t seed, void* out) {
+    const auto length = static_cast<std::size_t>(std::max(len, 0));
+    const auto* bytes = static_cast<const unsigned char*>(key);
+    typename std::decay_t<decltype(kVariant)>::State state;
+    state.fill(seed);
+    std::size_t left = length;
+    for (; left >= sizeof state; left -= sizeof state, bytes += sizeof state)
+        takeBlock<kVariant>(state, bytes, kVariant.kLanes);
+    if (left != 0) takeRest<kVariant>(state, bytes, left);
+    std::apply([&](auto&... lanes) { finish(length, lanes...); }, state);
+    std::memcpy(out, state.data(), sizeof state);
+}
 
 constexpr Variant<std::uint32_t, 4> kX86With128Bits{
     {{{0x239B961B, 15, 0xAB0E9789},
@@ -120,7 +166,7 @@ void MurmurHash3_x86_32(const void* key, int len, unsigned int seed, void* out) 
     std::size_t left = length;
     for (; left >= sizeof word; left -= sizeof word, bytes += sizeof word) {
         std::memcpy(&word, bytes, sizeof word);
-        hash = rotated(hash ^ kScramble(word), 13) * 5 + 0xE6546B64;
+        hash = std::rotl(hash ^ kScramble(word), 13) * 5 + 0xE6546B64;
     }
     word = 0;
     if (left != 0) std::memcpy(&word, bytes, left);
@@ -129,9 +175,9 @@ void MurmurHash3_x86_32(const void* key, int len, unsigned int seed, void* out) 
 }
 
 void MurmurHash3_x86_128(const void* key, int len, unsigned int seed, void* out) {
-    kX86With128Bits.hash(key, len, seed, out);
+    hash<kX86With128Bits>(key, len, seed, out);
 }
 
 void MurmurHash3_x64_128(const void* key, int len, unsigned int seed, void* out) {
-    kX64With128Bits.hash(key, len, seed, out);
+    hash<kX64With128Bits>(key, len, seed, out);
 }

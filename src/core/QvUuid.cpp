@@ -8,16 +8,25 @@
 #include <boost/uuid/uuid.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 
 namespace QvSim {
 namespace {
 
 using boost::uuids::uuid;
 
+// Most names are no UUID by their length already, and need not be thrown back by the parser.
 std::optional<uuid> parsed(const std::string& text) {
+    constexpr std::size_t kDigits = 32;
+    constexpr std::size_t kDashes = 4;
+    constexpr std::size_t kBraces = 2;
+    const std::size_t length = text.size() - kDigits;
+    if (length != 0 && length != kDashes && length != kBraces && length != kDashes + kBraces)
+        return std::nullopt;
     try {
         return boost::uuids::string_generator()(text);
     } catch (const std::runtime_error&) {
@@ -29,6 +38,13 @@ uuid namedBy(const std::string& name) {
     static const uuid names = boost::uuids::string_generator()("{E27A6542-B17C-4A04-83A6-882EEACA5A9B}");
     return boost::uuids::name_generator_sha1(names)(name.data(), name.size());
 }
+
+constexpr auto kDigitPairs = [] {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::array<std::array<char, 2>, 256> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kDigits[i / 16], kDigits[i % 16]};
+    return pairs;
+}();
 
 static_assert(sizeof(uuid) == 16);
 
@@ -78,15 +94,11 @@ bool QvUuid::operator<(const QvUuid& other) const {
 bool QvUuid::operator>(const QvUuid& other) const { return other < *this; }
 
 std::string QvUuid::toString() const {
-    constexpr const char* kDigits = "0123456789abcdef";
+    constexpr unsigned char kPlaces[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
     std::string text(36, '-');
-    std::size_t place = 0;
-    for (const char* byte = getUUid(); place < text.size(); ++byte) {
-        if (place == 8 || place == 13 || place == 18 || place == 23) ++place;
-        const auto value = static_cast<unsigned char>(*byte);
-        text[place++] = kDigits[value >> 4U];
-        text[place++] = kDigits[value & 0xFU];
-    }
+    const char* const bytes = getUUid();
+    for (std::size_t i = 0; i < sizeof bytes_; ++i)
+        std::memcpy(&text[kPlaces[i]], kDigitPairs[static_cast<unsigned char>(bytes[i])].data(), 2);
     return text;
 }
 

@@ -8,6 +8,11 @@
 #include <string>
 #include <vector>
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 using QvSim::QvUuid;
@@ -31,6 +36,23 @@ TEST(QvUuid, isRandomAndFixedWhenItIsFirstLookedAt) {
     EXPECT_EQ(assigned, untouched);
     EXPECT_FALSE(QvUuid().isNull());
 }
+
+#ifndef _WIN32
+TEST(QvUuid, isAnotherOneInAForkedProcess) {
+    int pipes[2] = {};
+    ASSERT_EQ(pipe(pipes), 0);
+    const std::string before = QvUuid().toString();
+    const pid_t copy = fork();
+    const std::string after = QvUuid().toString();
+    if (copy == 0) _exit(write(pipes[1], after.data(), after.size()) == 36 ? 0 : 1);
+    std::string inCopy(36, '\0');
+    close(pipes[1]);
+    EXPECT_EQ(read(pipes[0], inCopy.data(), inCopy.size()), 36);
+    close(pipes[0]);
+    waitpid(copy, nullptr, 0);
+    EXPECT_EQ(std::set<std::string>({before, after, inCopy}).size(), 3U);
+}
+#endif
 
 TEST(QvUuid, readsText) {
     const support::LogCapture log;

@@ -1,0 +1,49 @@
+// Memory through the library's table beside the C runtime's, and beside the same by way of a pointer, which
+// is the limit: the table costs one indirect call.
+
+#include <QvPlatform/core/QvMemory.h>
+
+#include "BenchSupport.h"
+
+#include <cstdlib>
+
+namespace {
+
+void* (*volatile makeBlock)(std::size_t) = std::malloc;
+void (*volatile freeBlock)(void*) = std::free;
+
+void useOurs(std::size_t size) {
+    void* const block = Qv::QvMemory::create(size);
+    benchmark::DoNotOptimize(block);
+    Qv::QvMemory::destroy(block);
+}
+
+void useRuntime(std::size_t size) {
+    void* const block = std::malloc(size);
+    benchmark::DoNotOptimize(block);
+    std::free(block);
+}
+
+[[gnu::noinline]] void* makeByPointer(std::size_t size) { return makeBlock(size); }
+[[gnu::noinline]] void freeByPointer(void* block) { freeBlock(block); }
+
+void usePointers(std::size_t size) {
+    void* const block = makeByPointer(size);
+    benchmark::DoNotOptimize(block);
+    freeByPointer(block);
+}
+
+void benchMemory(benchmark::State& state, const char* peerName, double targetRatio,
+                 void (*usePeer)(std::size_t)) {
+    const auto size = static_cast<std::size_t>(state.range(0));
+    bench::compare(
+        state, {"create and destroy, by bytes", peerName, size, {.ratio = targetRatio}}, 20'000,
+        [=](std::size_t) { useOurs(size); }, [=](std::size_t) { usePeer(size); });
+}
+BENCHMARK_CAPTURE(benchMemory, limit, "by a pointer", 1.1, usePointers)->Arg(64)->Arg(4096)->Iterations(400);
+BENCHMARK_CAPTURE(benchMemory, runtime, "malloc and free", 0, useRuntime)
+    ->Arg(64)
+    ->Arg(4096)
+    ->Iterations(400);
+
+}  // namespace

@@ -15,6 +15,7 @@ void addHelp(Qv::QvCommandLine& line, const Options& defaults) {
                                     .c_str());
     line.addOption("--realtime", "each step takes as long as it simulates; else as fast as it can");
     line.addOption("--watch", "shows the state of the simulation that another process runs");
+    line.addOption("--crash", "crashes half-way, to show the report of a crash");
     line.addOption("--result FILE",
                    ("where the bodies' paths are written; else " + defaults.resultFile).c_str());
     line.addOption("--log BASE",
@@ -39,6 +40,7 @@ Answer readOptions(int argc, char** argv, Options& options) {
     }
     options.watch = line.checkFor("--watch", true);
     options.realtime = line.checkFor("--realtime", true);
+    options.crash = line.checkFor("--crash", true);
     if (line.checkFor("--steps", false)) options.steps = line.getInt("--steps", true);
     takeText(line, "--result", options.resultFile);
     takeText(line, "--log", options.logFile);

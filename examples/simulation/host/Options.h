@@ -6,6 +6,7 @@
 struct Options {
     bool watch = false;  ///< look at another process's simulation instead of running one
     bool realtime = false;
+    bool crash = false;  ///< half-way
     int steps = 240;
     std::string resultFile = "simulation.csv";
     /// Where log files go, and what their names begin with.

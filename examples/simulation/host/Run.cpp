@@ -1,6 +1,7 @@
 #include "Run.h"
 
 #include "../ObjectPool.h"
+#include "CrashReport.h"
 #include "SharedFrame.h"
 
 #include <QvPlatform/threads/QvThread.h>
@@ -27,12 +28,11 @@ Measurement measure(const simulation::Scene& scene) {
 /// Takes the steps; each is measured, recorded and shared.
 class SimulationThread : public QvPlatform::StepperThread {
 public:
-    SimulationThread(const QvPluginSystem::QvPluginManager& manager, int steps, bool realtime)
+    SimulationThread(const QvPluginSystem::QvPluginManager& manager, const Options& options)
         : scene_(findObject<simulation::Scene>(manager)),
           world_(findObject<simulation::World>(manager)),
           recorder_(findObject<simulation::Recorder>(manager)),
-          steps_(steps),
-          realtime_(realtime) {
+          options_(options) {
         result_.start = result_.end = measure(scene_);
         recorder_.sample();
     }
@@ -42,7 +42,8 @@ public:
 
 protected:
     bool step() override {
-        if (realtime_) waitForItsTime();
+        if (options_.realtime) waitForItsTime();
+        if (options_.crash && result_.steps == options_.steps / 2) crashOnPurpose();
         world_.step(1.0 / kStepsPerSecond);
         recorder_.sample();
         const Measurement now = measure(scene_);
@@ -50,8 +51,8 @@ protected:
         result_.end = now;
         ++result_.steps;
         result_.contacts = world_.contactCount();
-        shared_.write({result_.steps, steps_, result_.contacts, now});
-        return result_.steps < steps_;
+        shared_.write({result_.steps, options_.steps, result_.contacts, now});
+        return result_.steps < options_.steps;
     }
 
 private:
@@ -66,14 +67,13 @@ private:
     SharedFrame shared_;
     Qv::QvTimer timer_{true};
     RunResult result_;
-    int steps_;
-    bool realtime_;
+    const Options& options_;
 };
 
 }  // namespace
 
-RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps, bool realtime) {
-    SimulationThread thread(manager, steps, realtime);
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, const Options& options) {
+    SimulationThread thread(manager, options);
     Qv::QvTimer timer(true);
     thread.start();
     thread.join();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../Simulation.h"
+#include "Options.h"
 
 constexpr int kStepsPerSecond = 120;
 
@@ -19,6 +20,6 @@ struct RunResult {
 };
 
 /// Steps the simulation that the plugins have published, on a thread of its own, lets the recorder note each
-/// state, and shares it with those who watch. With `realtime` each step takes as long as it simulates.
+/// state, and shares it with those who watch, as the options say.
 /// Throws when one of the objects is not in the pool.
-RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, int steps, bool realtime);
+RunResult runSimulation(const QvPluginSystem::QvPluginManager& manager, const Options& options);

@@ -4,6 +4,7 @@
 // --help tells the options.
 
 #include "../ObjectPool.h"
+#include "CrashReport.h"
 #include "Expectations.h"
 #include "HostListener.h"
 #include "Options.h"
@@ -46,7 +47,7 @@ void reportLoading(const QvPluginManager& manager, const HostListener& listener,
 
 void run(const QvPluginManager& manager, const Options& options, Expectations& expectations) {
     Qv::LogInfo("simulation begins: %d steps", options.steps);
-    const RunResult result = runSimulation(manager, options.steps, options.realtime);
+    const RunResult result = runSimulation(manager, options);
     Qv::LogInfo("simulation ended: %d contacts", result.contacts);
     printRun(result);
     expectations.checkRun(result);
@@ -103,6 +104,7 @@ bool demonstrate(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    reportCrashes();
     Options options;
     const Answer answer = readOptions(argc, argv, options);
     if (answer != Answer::Run) return answer == Answer::Done ? 0 : 2;

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+/// How to get from a frame to its caller's, as the compiler left it in each loaded file (".eh_frame").
+/// Nothing here allocates, locks or calls what may, so that a signal handler can use it.
+namespace os::posix {
+
+/// Numbers of registers in that information: sixteen general ones and the return address.
+constexpr std::size_t kRegisters = 17;
+constexpr std::size_t kStackPointer = 7;
+constexpr std::size_t kReturnAddress = 16;
+
+/// Where the caller's value of a register is.
+struct RegisterRule {
+    enum Kind : std::uint8_t {
+        kSame,             ///< still in the register
+        kUndefined,        ///< nowhere
+        kSavedAt,          ///< in memory, at the frame's address plus `value`
+        kOffset,           ///< the frame's address plus `value`
+        kInRegister,       ///< in register `value`
+        kSavedAtComputed,  ///< in memory, at what `expression` gives
+        kComputed          ///< what `expression` gives
+    };
+    Kind kind = kSame;
+    std::int64_t value = 0;
+    const std::uint8_t* expression = nullptr;  ///< its length as LEB128, then its bytes
+};
+
+struct FrameRules {
+    RegisterRule frameAddress;  ///< kInRegister, the register in `frameRegister`, plus `value`; or kComputed
+    std::size_t frameRegister = 0;
+    std::array<RegisterRule, kRegisters> registers;
+    /// The kernel made this frame when it delivered a signal.
+    bool isSignalFrame = false;
+};
+
+/// The rules for the instruction at `address`; false when the file that it lies in does not tell.
+bool findFrameRules(std::uintptr_t address, FrameRules& rules);
+
+}  // namespace os::posix

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace os::posix {
+
+/// Reads the encodings of frame information from memory.
+class CodeReader {
+public:
+    CodeReader() = default;
+    CodeReader(const std::uint8_t* begin, const std::uint8_t* end) : at_(begin), end_(end) {}
+    /// The bytes of an expression.
+    explicit CodeReader(const std::uint8_t* withLength) : at_(withLength), end_(withLength + 10) {
+        const std::uint64_t length = uleb();
+        end_ = at_ + length;
+    }
+
+    bool atEnd() const { return at_ >= end_; }
+    const std::uint8_t* at() const { return at_; }
+    const std::uint8_t* end() const { return end_; }
+    void skip(std::uint64_t bytes) {
+        at_ = bytes < static_cast<std::uint64_t>(end_ - at_) ? at_ + bytes : end_;
+    }
+
+    /// 0 behind the end.
+    template <typename T>
+    T take() {
+        T value{};
+        if (static_cast<std::size_t>(end_ - at_) < sizeof value) {
+            at_ = end_;
+            return value;
+        }
+        __builtin_memcpy(&value, at_, sizeof value);
+        at_ += sizeof value;
+        return value;
+    }
+    std::uint64_t uleb();
+    std::int64_t sleb();
+    /// An address in one of the encodings of such pointers.
+    std::uintptr_t pointer(std::uint8_t encoding);
+
+private:
+    const std::uint8_t* at_ = nullptr;
+    const std::uint8_t* end_ = nullptr;
+};
+
+}  // namespace os::posix

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "os/win32/Gate.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace os::win32 {
+
+struct LoadedModule {
+    DWORD64 base = 0;
+    DWORD size = 0;
+    std::string file;  ///< in the system's narrow encoding, as is the name
+    std::string name;
+
+    bool operator==(const LoadedModule& other) const = default;
+};
+
+/// What the process has loaded; empty when the system does not tell.
+std::vector<LoadedModule> loadedModules(DWORD processId, HANDLE process);
+
+/// A library that is opened at run time, closed at the end.
+class RuntimeLibrary {
+public:
+    explicit RuntimeLibrary(const std::wstring& file) : module_(LoadLibraryW(file.c_str())) {}
+    RuntimeLibrary(RuntimeLibrary&& other) noexcept : module_(std::exchange(other.module_, nullptr)) {}
+    RuntimeLibrary(const RuntimeLibrary&) = delete;
+    RuntimeLibrary& operator=(const RuntimeLibrary&) = delete;
+    ~RuntimeLibrary() {
+        if (module_) FreeLibrary(module_);
+    }
+
+    explicit operator bool() const { return module_ != nullptr; }
+
+    /// False, and null, when it lacks the function.
+    template <typename Function>
+    bool resolve(Function*& function, const char* name) const {
+        void* const address = module_ ? reinterpret_cast<void*>(GetProcAddress(module_, name)) : nullptr;
+        function = reinterpret_cast<Function*>(address);
+        return address != nullptr;
+    }
+
+private:
+    HMODULE module_;
+};
+
+}  // namespace os::win32

@@ -1,0 +1,7 @@
+// A library that calls back, so that its function stands on the caller's stack.
+
+#include <QvPlatform/QvPluginSystem/QvPlugin.h>
+
+extern "C" QV_PLUGIN_EXPORT int callBack(int (*function)());
+
+int callBack(int (*function)()) { return function() + 1; }

@@ -8,13 +8,21 @@ install(TARGETS QvPlatform EXPORT QvPlatformTargets
   LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
   ARCHIVE COMPONENT Development)
 install(FILES ${QV_RUNTIME_DLLS} DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime)
+if(TARGET qvp)
+  file(RELATIVE_PATH libraries_from_programs "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(qvp PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
+  install(TARGETS qvp RUNTIME COMPONENT Development)
+  if(NOT WIN32 AND NOT QV_DEBIAN_PACKAGES)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/qvp.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT Development)
+  endif()
+endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/QvPlatform" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
   COMPONENT Development)
 
 install(EXPORT QvPlatformTargets NAMESPACE Qv:: DESTINATION "${package_folder}" COMPONENT Development)
 configure_package_config_file(cmake/QvPlatformConfig.cmake.in QvPlatformConfig.cmake
   INSTALL_DESTINATION "${package_folder}" NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file(QvPlatformConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(QvPlatformConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(
   FILES
     "${PROJECT_BINARY_DIR}/QvPlatformConfig.cmake"

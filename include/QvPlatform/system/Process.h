@@ -17,6 +17,7 @@
 /// blocked and no ignored signal. Any thread may call these functions.
 namespace QvSim::Process {
 
+/// The memory that a process takes.
 struct ProcessMemoryInfo {
     std::uint64_t workingSetSize = 0;  ///< bytes in physical memory
 };

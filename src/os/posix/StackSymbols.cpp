@@ -46,10 +46,7 @@ void readLoaderCounts(unsigned long long& added, unsigned long long& removed) {
 }  // namespace
 
 StackSymbols::StackSymbols(pid_t process, void (*inform)(const std::string&))
-    : process_(process),
-      isOwnProcess_(process == getpid()),
-      inform_(inform),
-      debugInfo_(DebugInfo::open(process)) {}
+    : isOwnProcess_(process == getpid()), inform_(inform), debugInfo_(DebugInfo::open(process)) {}
 
 int StackSymbols::refresh() {
     bool forget = false;

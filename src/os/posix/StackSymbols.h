@@ -27,7 +27,6 @@ private:
     void nameModule(const std::string& path, std::uintptr_t offset, std::uintptr_t address,
                     AddressDescription& known);
 
-    pid_t process_;
     bool isOwnProcess_;
     void (*inform_)(const std::string&);
     std::unique_ptr<DebugInfo> debugInfo_;

@@ -1,0 +1,18 @@
+#include "CommandLine.h"
+#include "inspect/Inspection.h"
+#include "os/Arguments.h"
+#include "os/Terminal.h"
+
+#include <exception>
+#include <iostream>
+
+int main(int argc, char** argv) {
+    try {
+        if (const auto exitCode = qvp::runAsChild(argc, argv)) return *exitCode;
+        qvp::prepareStandardOutput();
+        return qvp::runCommandLine(qvp::programArguments(argc, argv), std::cout, std::cerr);
+    } catch (const std::exception& exception) {
+        std::cerr << "qvp: " << exception.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,150 @@
+#include "commands/Advice.h"
+
+#include <QvPlatform/filesystem/File.h>
+
+#include "commands/Documents.h"
+#include "inspect/PluginName.h"
+#include "report/Text.h"
+
+#include <algorithm>
+#include <set>
+
+namespace qvp {
+namespace {
+
+using QvPlatform::File;
+
+std::string fileNameOf(const std::string& path) { return File(path).getName(); }
+
+std::string aboutLibraries(const Entry& entry) {
+    std::set<std::string> names;
+    for (const NeededLibrary& library : entry.inspection.libraries) names.insert(library.name);
+    if (names.empty()) return "Install the library that is missing, or put it beside " + entry.path + ".";
+    return "Install " + listed({names.begin(), names.end()}) + ", or put " +
+           (names.size() == 1 ? "it" : "them") + " beside " + fileNameOf(entry.path) + " in " +
+           File(entry.path).getFolderPath() + ".";
+}
+
+std::string aboutStep(const Entry& entry, StepName step) {
+    const std::string file = fileNameOf(entry.path);
+    switch (step) {
+        case StepName::found:
+            return "Put " + file + " there, or name the directory that holds it with --dir or in QVP_PATH.";
+        case StepName::readable:
+            return "See that " + file + " was copied whole and that whoever runs the host may read it.";
+        case StepName::architecture:
+            return "Build " + file + " for this platform, 64-bit x86, or take that build of it.";
+        case StepName::libraries:
+            return aboutLibraries(entry);
+        case StepName::opened:
+            return "Mend what the code of " + file +
+                   " does while it is opened: constructors of static objects run then.";
+        case StepName::entryPoints:
+            return "Define the four functions of QvPlugin.h in " + file +
+                   ", exactly as they are declared there.";
+        case StepName::buildInformation:
+            return "Build " + file +
+                   " with the compiler and in the mode of the product, and let GetPluginBuildInfo "
+                   "return QV_PLUGIN_BUILD_INFO.";
+        case StepName::descriptor:
+            return "Let GetPluginInfo in " + file +
+                   " set info.name and the rest of the descriptor, and do nothing else.";
+        case StepName::initialization:
+            return "Ask the author of " + entry.name() +
+                   ": its own InitializePlugin failed, with the words above.";
+        default:
+            return {};
+    }
+}
+
+std::string aboutCircle(const Catalogue& catalogue, std::size_t place) {
+    for (const Document& cycle : cyclesDocument(catalogue)) {
+        const std::vector<std::string> files = textsOf(cycle["files"]);
+        if (std::find(files.begin(), files.end(), catalogue.entries()[place].path) == files.end()) continue;
+        return "Take one dependency out of the circle " + pathText(cycle) + ".";
+    }
+    return {};
+}
+
+std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const Entry& target) {
+    const auto& found = *target.inspection.descriptor;
+    const std::string required = edge.name + " " + shortVersion(edge.version.toString());
+    if (!isSameName(found.name, edge.name))
+        return "Rename " + target.path + ": it is called like " + edge.name + " but holds the plugin " +
+               found.name + ".";
+    const std::string version = shortVersion(found.version.toString());
+    const std::string since = shortVersion(found.compatibilityVersion.toString());
+    return "Install a " + found.name + " that serves " + required + ", or let " + dependent.name() +
+           " ask for another: " + target.path + " is version " + version + " and serves those who ask for " +
+           since + " to " + version + ".";
+}
+
+std::string aboutEdge(const Catalogue& catalogue, std::size_t place, const Entry::Edge& edge) {
+    const Entry& dependent = catalogue.entries()[place];
+    if (edge.target == Entry::kNone) return adviceForMissing(catalogue, edge.name);
+    const std::string circle = aboutCircle(catalogue, place);
+    if (!circle.empty()) return circle;
+    const Entry& target = catalogue.entries()[edge.target];
+    return target.inspection.descriptor ? aboutVersion(dependent, edge, target) : std::string();
+}
+
+const Entry::Edge* firstUnmet(const Entry& entry) {
+    const auto found = std::find_if(entry.dependencies.begin(), entry.dependencies.end(),
+                                    [](const Entry::Edge& edge) { return !edge.problem.empty(); });
+    return found == entry.dependencies.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t place) {
+    std::vector<std::size_t> chain{place};
+    std::set<std::size_t> seen{place};
+    for (;;) {
+        const Entry& entry = catalogue.entries()[chain.back()];
+        const Entry::Edge* unmet = entry.isUsable() ? firstUnmet(entry) : nullptr;
+        if (!unmet || unmet->target == Entry::kNone) return chain;
+        if (catalogue.entries()[unmet->target].problem.empty() || !seen.insert(unmet->target).second)
+            return chain;
+        chain.push_back(unmet->target);
+    }
+}
+
+std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t place,
+                                   const std::vector<Step>& steps) {
+    const auto failed = std::find_if(steps.begin(), steps.end(),
+                                     [](const Step& step) { return step.state == StepState::failed; });
+    if (failed == steps.end()) return {};
+    if (failed->name != StepName::dependencies) return {aboutStep(catalogue.entries()[place], failed->name)};
+
+    std::vector<std::string> advice;
+    const std::size_t root = causeOf(catalogue, place).back();
+    const Entry& cause = catalogue.entries()[root];
+    if (!cause.isUsable()) {
+        for (const Step& step : cause.inspection.steps) {
+            if (step.state == StepState::failed) return {aboutStep(cause, step.name)};
+        }
+    }
+    for (const Entry::Edge& edge : cause.dependencies) {
+        std::string sentence = edge.problem.empty() ? std::string() : aboutEdge(catalogue, root, edge);
+        if (!sentence.empty() && std::find(advice.begin(), advice.end(), sentence) == advice.end())
+            advice.push_back(std::move(sentence));
+    }
+    return advice;
+}
+
+std::string adviceForMisnamed(const Entry& entry) {
+    return "Rename " + entry.path + " to " + entry.name() +
+           ".qvp: dependents look for a file of the plugin's name.";
+}
+
+std::string adviceForMissing(const Catalogue& catalogue, const std::string& name) {
+    for (const std::size_t place : catalogue.readingOrder()) {
+        const Entry& entry = catalogue.entries()[place];
+        if (entry.isUsable() && isSameName(entry.name(), name)) return adviceForMisnamed(entry);
+    }
+    return "Put a file " + name +
+           ".qvp into one of the search directories, or name the directory that holds it with "
+           "--dir or in QVP_PATH.";
+}
+
+}  // namespace qvp

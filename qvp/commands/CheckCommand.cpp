@@ -1,0 +1,135 @@
+#include <QvPlatform/filesystem/File.h>
+
+#include "commands/Documents.h"
+#include "report/Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <set>
+
+namespace qvp {
+namespace {
+
+// Collects what is wrong, a line a problem.
+class Findings {
+public:
+    Findings(const Catalogue& catalogue, const std::vector<std::size_t>& places)
+        : catalogue_(catalogue), places_(places) {}
+
+    Document take() {
+        for (const std::size_t place : places_) addOf(catalogue_.entries()[place]);
+        addCycles();
+        return std::move(problems_);
+    }
+
+private:
+    void add(const Entry& entry, const std::string& kind, const std::string& text) {
+        problems_.push_back({{"kind", kind}, {"plugin", entry.name()}, {"file", entry.path}, {"text", text}});
+    }
+
+    void addOf(const Entry& entry) {
+        for (const Step& step : entry.inspection.steps) {
+            if (step.state == StepState::failed) return add(entry, stepDocument(step)["step"], step.text);
+        }
+        bool isExplained = entry.problem.empty();
+        for (const Entry::Edge& edge : entry.dependencies) {
+            if (edge.problem.empty()) continue;
+            add(entry, "dependencies", edge.problem);
+            isExplained = true;
+        }
+        if (!isExplained) add(entry, "dependencies", entry.problem);
+        const std::string fileName = QvPlatform::File(entry.path).getName();
+        if (!entry.isCalledLikeItsPlugin())
+            add(entry, "fileName",
+                "The file is called " + fileName + ", not " + entry.name() +
+                    ".qvp: dependents will not find it");
+        if (entry.isDuplicate())
+            add(entry, "duplicate",
+                "Another file is taken for this name: " + catalogue_.entries()[entry.takenInstead].path);
+    }
+
+    void addCycles() {
+        const std::set<std::size_t> concerned(places_.begin(), places_.end());
+        const Document cycles = cyclesDocument(catalogue_);
+        for (std::size_t i = 0; i < cycles.size(); ++i) {
+            const std::vector<std::size_t>& path = catalogue_.cycles()[i];
+            const bool isConcerned = std::any_of(
+                path.begin(), path.end(), [&](std::size_t place) { return concerned.count(place) != 0; });
+            if (isConcerned)
+                add(catalogue_.entries()[path.front()], "cycle",
+                    "Circle of dependencies: " + pathText(cycles[i]));
+        }
+    }
+
+    const Catalogue& catalogue_;
+    const std::vector<std::size_t>& places_;
+    Document problems_ = Document::array();
+};
+
+std::string printedName(const Document& problem) {
+    const std::string plugin = textOf(problem, "plugin");
+    return plugin.empty() ? plugin : plugin + "  ";
+}
+
+class CheckCommand : public Command {
+public:
+    const char* name() const override { return "check"; }
+    const char* summary() const override {
+        return "A gate: every step short of initialization, for files or everything";
+    }
+
+    void addOptions(CLI::App& app) override {
+        app.add_option("files", files_, "The files to check; without any, everything in the directories")
+            ->type_name("FILE");
+    }
+
+    Document run(const Setting& setting) override {
+        const Catalogue catalogue(setting.directories, files_, setting.limits, setting.onProgress);
+        std::set<std::size_t> given;
+        for (const std::string& file : files_)
+            given.insert(catalogue.find(QvPlatform::File(file).toUniversalPath()));
+        std::vector<std::size_t> places = catalogue.readingOrder();
+        std::erase_if(places, [&](std::size_t place) { return !files_.empty() && given.count(place) == 0; });
+
+        Document checked = Document::array();
+        for (const std::size_t place : places) {
+            Document plugin = shortDocument(catalogue.entries()[place]);
+            plugin["state"] = stateOf(catalogue.entries()[place]);
+            checked.push_back(std::move(plugin));
+        }
+        Document problems = Findings(catalogue, places).take();
+        for (const SearchDirectory& directory : missingDirectories(setting))
+            problems.push_back({{"kind", "directory"},
+                                {"plugin", ""},
+                                {"file", directory.path},
+                                {"text", "This directory, named by " + directory.origin + ", is not there"}});
+        return {{"ok", problems.empty()},
+                {"checked", std::move(checked)},
+                {"problems", std::move(problems)},
+                {"cycles", cyclesDocument(catalogue)},
+                {"duplicates", duplicatesDocument(catalogue)}};
+    }
+
+    void print(const Document& document, Page& page) const override {
+        for (const Document& problem : document["problems"]) {
+            page.paragraph({printedName(problem) + textOf(problem, "file"), Style::strong}, 0, 2);
+            page.paragraph({textOf(problem, "text"), Style::bad}, 4, 2);
+        }
+        printDuplicates(document["duplicates"], page);
+        const std::size_t all = document["checked"].size();
+        std::set<std::string> failed;
+        for (const Document& problem : document["problems"]) failed.insert(textOf(problem, "file"));
+        page.heading("Checked " + std::to_string(all) + (all == 1 ? " file: " : " files: ") +
+                     (failed.empty() ? "all well" : std::to_string(failed.size()) + " with problems"));
+    }
+
+private:
+    std::vector<std::string> files_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeCheckCommand() { return std::make_unique<CheckCommand>(); }
+
+}  // namespace qvp

@@ -1,0 +1,225 @@
+#include "commands/BuildInformation.h"
+#include "commands/Documents.h"
+#include "report/Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <ctime>
+
+namespace qvp {
+namespace {
+
+using QvPluginSystem::QvPluginInfo;
+
+Document descriptorOf(const Inspection& inspection) {
+    if (!inspection.descriptor) return {};
+    const QvPluginInfo& info = *inspection.descriptor;
+    return {{"name", info.name},
+            {"displayName", info.getDisplayName()},
+            {"description", info.description},
+            {"version", info.version.toString()},
+            {"label", info.version.label},
+            {"compatibleSince", info.compatibilityVersion.toString()},
+            {"vendor", info.vendor},
+            {"copyright", info.copyright},
+            {"url", info.url},
+            {"group", info.group}};
+}
+
+Document librariesOf(const Inspection& inspection) {
+    Document libraries = Document::array();
+    for (const NeededLibrary& library : inspection.libraries) libraries.push_back(libraryDocument(library));
+    return libraries;
+}
+
+Document fileOf(const LibraryFile& file) {
+    return {{"path", file.path},
+            {"description", file.description},
+            {"size", file.size},
+            {"modified", file.modified},
+            {"buildId", file.buildId}};
+}
+
+Document dependentsOf(const Catalogue& catalogue, std::size_t place) {
+    Document dependents = Document::array();
+    for (const std::size_t dependent : catalogue.entries()[place].dependents) {
+        Document document = shortDocument(catalogue.entries()[dependent]);
+        for (const Entry::Edge& edge : catalogue.entries()[dependent].dependencies) {
+            if (edge.target == place) document["required"] = edge.version.toString();
+        }
+        dependents.push_back(std::move(document));
+    }
+    return dependents;
+}
+
+std::string timeText(std::int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    char text[40] = "";
+    if (const std::tm* utc = std::gmtime(&time))
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", utc);
+    return text;
+}
+
+void printFacts(const std::string& title, const std::vector<std::pair<std::string, std::string>>& facts,
+                Page& page) {
+    Table table;
+    for (const auto& [key, value] : facts) {
+        if (!value.empty()) table.rows.push_back({{{key, Style::faint}, {value}}, {}});
+    }
+    if (table.rows.empty()) return;
+    page.heading(title);
+    page.table(table);
+}
+
+void printDescriptor(const Document& document, Page& page) {
+    const Document& info = document["descriptor"];
+    const Document& file = document["file"];
+    if (info.is_object())
+        printFacts("Descriptor",
+                   {{"name", textOf(info, "name")},
+                    {"display name", textOf(info, "displayName")},
+                    {"description", textOf(info, "description")},
+                    {"version", textOf(info, "version") +
+                                    (textOf(info, "label").empty() ? "" : " " + textOf(info, "label"))},
+                    {"compatible since", textOf(info, "compatibleSince")},
+                    {"vendor", textOf(info, "vendor")},
+                    {"copyright", textOf(info, "copyright")},
+                    {"url", textOf(info, "url")},
+                    {"group", textOf(info, "group")}},
+                   page);
+    printFacts("File",
+               {{"path", textOf(file, "path")},
+                {"kind", textOf(file, "description")},
+                {"size", file["size"].dump() + " bytes"},
+                {"time", timeText(file["modified"].get<std::int64_t>())},
+                {"build id", textOf(file, "buildId")}},
+               page);
+}
+
+void printBuildInformation(const Document& rows, Page& page) {
+    if (rows.empty()) return;
+    page.heading("Build information");
+    Table table;
+    table.titles = {"key", "plugin", "product", ""};
+    for (const Document& row : rows) {
+        const bool isSame = row["same"].get<bool>();
+        const auto side = [&](const char* key) { return row[key].is_null() ? "(none)" : textOf(row, key); };
+        table.rows.push_back({{{textOf(row, "key")},
+                               {side("plugin"), isSame ? Style::plain : Style::doubtful},
+                               {side("product")},
+                               {isSame ? "" : "differs", Style::doubtful}},
+                              {}});
+    }
+    page.table(table);
+}
+
+void printEntryPoints(const Document& points, Page& page) {
+    page.heading("Entry points");
+    Table table;
+    for (const std::string& name : textsOf(points["found"]))
+        table.rows.push_back({{{"found", Style::good}, {name}}, {}});
+    for (const std::string& name : textsOf(points["missing"]))
+        table.rows.push_back({{{"missing", Style::bad}, {name}}, {}});
+    page.table(table);
+}
+
+void printLibraries(const Document& libraries, Page& page) {
+    if (libraries.empty()) return;
+    page.heading("Libraries needed");
+    Table table;
+    for (const Document& library : libraries) {
+        const bool isMissing = library["file"].is_null();
+        const std::string note = isMissing ? "needed by " + textOf(library, "neededBy") + "; looked for in " +
+                                                 listed(textsOf(library["lookedIn"]))
+                                           : std::string();
+        table.rows.push_back(
+            {{{textOf(library, "name"), isMissing ? Style::bad : Style::plain},
+              {isMissing ? "missing" : textOf(library, "foundBy"), isMissing ? Style::bad : Style::faint},
+              {textOf(library, "file")}},
+             {note, Style::bad}});
+    }
+    page.table(table);
+}
+
+void printNeighbours(const std::string& title, const Document& plugins, Page& page) {
+    page.heading(title);
+    Table table;
+    for (const Document& plugin : plugins) {
+        table.rows.push_back({{{textOf(plugin, "name"), Style::strong},
+                               {shortVersion(textOf(plugin, "required"))},
+                               {textOf(plugin, "file"), Style::faint}},
+                              {textOf(plugin, "problem"), Style::bad}});
+    }
+    page.table(table);
+    if (plugins.empty()) page.paragraph({"no other plugin", Style::faint}, 2);
+}
+
+class InfoCommand : public Command {
+public:
+    const char* name() const override { return "info"; }
+    const char* summary() const override { return "Everything that is known of one plugin"; }
+
+    void addOptions(CLI::App& app) override {
+        app.add_option("plugin", plugin_, "The plugin's name, or its file")
+            ->type_name("NAME|FILE")
+            ->required();
+    }
+
+    Document run(const Setting& setting) override {
+        const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,
+                                  setting.onProgress);
+        const std::size_t place = catalogue.find(plugin_);
+        if (place == Entry::kNone)
+            return {{"ok", false},
+                    {"problem", "There is no plugin " + plugin_ + " in the search directories."},
+                    {"directories", directoriesDocument(setting.directories)}};
+        const Entry& entry = catalogue.entries()[place];
+        const Inspection inspection = closeLookAt(entry.path, setting);
+        Document dependencies = Document::array();
+        for (const Entry::Edge& edge : entry.dependencies)
+            dependencies.push_back(dependencyDocument(catalogue, edge));
+        return {{"ok", entry.problem.empty()},
+                {"name", entry.name()},
+                {"state", stateOf(entry)},
+                {"problem", entry.problem},
+                {"descriptor", descriptorOf(inspection)},
+                {"file", fileOf(inspection.file)},
+                {"buildInformation",
+                 inspection.buildInformation.empty()
+                     ? Document::array()
+                     : compareBuildInformation(inspection.buildInformation, productBuildInformation())},
+                {"entryPoints",
+                 {{"found", inspection.entryPointsFound}, {"missing", inspection.entryPointsMissing}}},
+                {"libraries", librariesOf(inspection)},
+                {"dependencies", std::move(dependencies)},
+                {"dependents", dependentsOf(catalogue, place)}};
+    }
+
+    void print(const Document& document, Page& page) const override {
+        if (!document.contains("file")) {
+            page.paragraph({textOf(document, "problem"), Style::bad});
+            for (const Document& directory : document["directories"])
+                page.paragraph({textOf(directory, "path")}, 2, 2);
+            return;
+        }
+        const std::string state = textOf(document, "state");
+        page.paragraph({textOf(document, "name") + ": " + state, styleOf(state)});
+        const std::string problem = textOf(document, "problem");
+        if (!problem.empty()) page.paragraph({problem, Style::bad}, 2, 2);
+        printDescriptor(document, page);
+        printBuildInformation(document["buildInformation"], page);
+        printEntryPoints(document["entryPoints"], page);
+        printLibraries(document["libraries"], page);
+        printNeighbours("Needs", document["dependencies"], page);
+        printNeighbours("Needed by", document["dependents"], page);
+    }
+
+private:
+    std::string plugin_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeInfoCommand() { return std::make_unique<InfoCommand>(); }
+
+}  // namespace qvp

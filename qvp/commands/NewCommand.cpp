@@ -1,0 +1,107 @@
+#include "commands/Documents.h"
+
+#include <QvPlatform/core/QvVersion.h>
+#include <QvPlatform/core/StringUtils.h>
+#include <QvPlatform/filesystem/Filesystem.h>
+#include <CLI/CLI.hpp>
+
+#include "new/Templates.h"
+#include "os/WriteFile.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+namespace qvp {
+namespace {
+
+using QvPlatform::Directory;
+
+// Names that CMake gives its own targets, and those that the project gives its test.
+constexpr std::array kReservedNames = {"all",     "clean",         "help", "install",   "loadTest",
+                                       "package", "rebuild_cache", "test", "edit_cache"};
+
+bool isLetterOrDigit(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
+
+/// What is wrong with a plugin's name; "" when it serves as the name of a file and of a target.
+std::string problemOfName(const std::string& name) {
+    if (name.empty() || !isLetterOrDigit(name.front()) || !std::all_of(name.begin(), name.end(), [](char c) {
+            return isLetterOrDigit(c) || c == '_' || c == '-';
+        }))
+        return "\"" + name + "\": a plugin's name is made of letters, digits, \"_\" and \"-\"";
+    if (std::find(kReservedNames.begin(), kReservedNames.end(), name) != kReservedNames.end())
+        return "\"" + name + "\" means something else to CMake";
+    return {};
+}
+
+struct NewFile {
+    const char* folder;
+    std::string name;
+    const char* content;
+};
+
+class NewCommand : public Command {
+public:
+    const char* name() const override { return "new"; }
+    const char* summary() const override { return "Makes a plugin project, with a test"; }
+
+    void addOptions(CLI::App& app) override {
+        app.add_option("NAME", name_, "The plugin's name")->required()->check(problemOfName);
+        app.add_option("--into", into_, "The folder that gets the project's folder; the current one")
+            ->type_name("DIR");
+    }
+
+    Document run(const Setting&) override {
+        const Directory project = Directory(into_).directory(name_);
+        Document document{{"ok", false}, {"name", name_}, {"folder", project.toUniversalPath()}};
+        document["problem"] = make(project, document["files"] = Document::array());
+        document["ok"] = document["problem"].get<std::string>().empty();
+        return document;
+    }
+
+    void print(const Document& document, Page& page) const override {
+        const std::string problem = textOf(document, "problem");
+        if (!problem.empty()) return page.paragraph({problem, Style::bad});
+        std::string folder = textOf(document, "folder");
+        while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+        page.paragraph({"Made the plugin " + textOf(document, "name") + " in " + folder, Style::good});
+        for (const std::string& file : textsOf(document["files"])) page.paragraph({file}, 2);
+        page.heading("Build and test it");
+        page.verbatim("  cmake -S " + folder + " -B " + folder +
+                      "/build -DCMAKE_BUILD_TYPE=Release\n  cmake --build " + folder +
+                      "/build\n  ctest --test-dir " + folder + "/build --output-on-failure\n");
+    }
+
+private:
+    /// What keeps it from being made, or "".
+    std::string make(const Directory& project, Document& made) const {
+        namespace Filesystem = QvPlatform::Filesystem;
+        if (project.exists()) return project.toUniversalPath() + " is there already";
+        const NewFile files[] = {{"", "CMakeLists.txt", templates::kCMakeLists},
+                                 {"", name_ + ".cpp", templates::kPlugin},
+                                 {"test", "LoadTest.cpp", templates::kLoadTest},
+                                 {"", "README.md", templates::kReadMe}};
+        for (const NewFile& file : files) {
+            const Directory folder = *file.folder ? project.directory(file.folder) : project;
+            if (!Filesystem::create(folder)) return folder.toUniversalPath() + " could not be made";
+            const std::string path = folder.file(file.name).toUniversalPath();
+            if (!writeFile(path, filled(file.content))) return path + " could not be written";
+            made.push_back(path);
+        }
+        return {};
+    }
+
+    std::string filled(const std::string& text) const {
+        return QvSim::StringUtils::replace(QvSim::StringUtils::replace(text, "@NAME@", name_), "@VERSION@",
+                                           Qv::QvGetVersion());
+    }
+
+    std::string name_;
+    std::string into_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeNewCommand() { return std::make_unique<NewCommand>(); }
+
+}  // namespace qvp

@@ -1,0 +1,123 @@
+#include "commands/Documents.h"
+#include "commands/TrialText.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cstdio>
+
+namespace qvp {
+namespace {
+
+Document failuresDocument(const Trial& trial) {
+    Document failures = Document::array();
+    for (const Trial::Failure& failure : trial.failures)
+        failures.push_back({{"plugin", failure.plugin}, {"file", failure.file}, {"text", failure.text}});
+    return failures;
+}
+
+Document phasesDocument(const Trial& trial) {
+    Document phases = Document::array();
+    for (const Trial::Phase& phase : trial.phases)
+        phases.push_back({{"name", phase.name}, {"seconds", phase.seconds}});
+    return phases;
+}
+
+/// What is wrong, a sentence each; empty for a plugin that comes and goes without a trace.
+std::vector<std::string> problemsOf(const Trial& trial) {
+    std::vector<std::string> problems;
+    if (!trial.initialized) {
+        problems.push_back("It was not initialized: " + failureOf(trial));
+        return problems;
+    }
+    if (const std::string disturbance = disturbanceOf(trial); !disturbance.empty())
+        problems.push_back("It broke off: " + disturbance);
+    if (trial.end.kind != ChildEnd::Kind::exited) return problems;
+    if (!trial.uninitialized) problems.push_back("It could not be unloaded: " + failureOf(trial));
+    if (!trial.left.empty())
+        problems.emplace_back("It left objects in the pool, whose code is gone with it.");
+    if (trial.uninitialized && !trial.unmapped)
+        problems.emplace_back(
+            "Its file stayed in memory after it was closed: it, or something it started, still holds it.");
+    return problems;
+}
+
+std::string duration(double seconds) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.3f ms", seconds * 1e3);
+    return text.data();
+}
+
+void printNames(const std::string& title, const std::vector<std::string>& names, Style style, Page& page) {
+    if (names.empty()) return;
+    page.heading(title);
+    for (const std::string& name : names) page.paragraph({name, style}, 2, 2);
+}
+
+class ProbeCommand : public Command {
+public:
+    const char* name() const override { return "probe"; }
+    const char* summary() const override {
+        return "Loads, initializes, uninitializes and closes a plugin in a process of its own";
+    }
+
+    void addOptions(CLI::App& app) override {
+        app.add_option("FILE", file_, "The plugin's file, or its name")->required();
+    }
+
+    Document run(const Setting& setting) override {
+        const std::vector<std::string> files = filesFor(file_, setting);
+        const std::string file = files.empty() ? file_ : files.front();
+        std::vector<std::string> directories;
+        for (const SearchDirectory& directory : setting.directories) directories.push_back(directory.path);
+        const Trial trial = tryPlugin(file, directories, false, setting.limits.time);
+        const std::vector<std::string> problems = problemsOf(trial);
+        return {{"ok", problems.empty()},
+                {"file", file},
+                {"initialized", trial.initialized},
+                {"uninitialized", trial.uninitialized},
+                {"unmapped", trial.unmapped},
+                {"phases", phasesDocument(trial)},
+                {"initializationOrder", trial.order},
+                {"published", trial.published},
+                {"left", trial.left},
+                {"failures", failuresDocument(trial)},
+                {"problems", problems},
+                {"callStack", trial.crashStack},
+                {"printed", trial.end.output}};
+    }
+
+    void print(const Document& document, Page& page) const override {
+        const bool isWell = document["ok"].get<bool>();
+        page.paragraph(
+            {textOf(document, "file") + (isWell ? " comes and goes as it should" : " has problems"),
+             isWell ? Style::good : Style::bad});
+        printNames("Problems", textsOf(document["problems"]), Style::bad, page);
+        printPhases(document["phases"], page);
+        printNames("Initialized in this order", textsOf(document["initializationOrder"]), Style::plain, page);
+        printNames("Published objects", textsOf(document["published"]), Style::plain, page);
+        printNames("Not withdrawn", textsOf(document["left"]), Style::bad, page);
+        if (const std::string stack = textOf(document, "callStack"); !stack.empty()) {
+            page.heading("Call stack");
+            page.verbatim(stack);
+        }
+    }
+
+private:
+    static void printPhases(const Document& phases, Page& page) {
+        if (phases.empty()) return;
+        page.heading("Time");
+        Table table;
+        for (const Document& phase : phases)
+            table.rows.push_back({{{textOf(phase, "name")}, {duration(phase["seconds"].get<double>())}}, {}});
+        page.table(table);
+    }
+
+    std::string file_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeProbeCommand() { return std::make_unique<ProbeCommand>(); }
+
+}  // namespace qvp

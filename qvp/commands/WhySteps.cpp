@@ -1,0 +1,67 @@
+#include "commands/WhySteps.h"
+
+#include "commands/Documents.h"
+#include "commands/TrialText.h"
+
+#include <algorithm>
+
+namespace qvp {
+namespace {
+
+const Step* firstFailed(const std::vector<Step>& steps) {
+    const auto found = std::find_if(steps.begin(), steps.end(),
+                                    [](const Step& step) { return step.state == StepState::failed; });
+    return found == steps.end() ? nullptr : &*found;
+}
+
+Step dependenciesStep(const Entry& entry) {
+    Step step{StepName::dependencies, StepState::ok, 0, {}};
+    for (const Entry::Edge& edge : entry.dependencies) {
+        if (edge.problem.empty()) continue;
+        step.state = StepState::failed;
+        step.text += (step.text.empty() ? "" : "; ") + edge.problem;
+    }
+    // What the manager said holds also where no single dependency shows it.
+    if (step.state == StepState::ok && !entry.problem.empty())
+        step = {step.name, StepState::failed, 0, entry.problem};
+    return step;
+}
+
+Step initializationStep(const Entry& entry, const Setting& setting, std::string& callStack) {
+    std::vector<std::string> directories;
+    for (const SearchDirectory& directory : setting.directories) directories.push_back(directory.path);
+    const Trial trial = tryPlugin(entry.path, directories, false, setting.limits.time);
+    callStack = trial.crashStack;
+    if (trial.initialized) return {StepName::initialization, StepState::ok, 0, {}};
+    const std::string failure = failureOf(trial);
+    const std::string text = failure.empty() ? "The process ended before it was initialized" : failure;
+    return {StepName::initialization, StepState::failed, 0, text};
+}
+
+}  // namespace
+
+bool WhySteps::isWell() const { return !firstFailed(steps); }
+
+std::string WhySteps::verdict(const Entry& entry) const {
+    const Step* failed = firstFailed(steps);
+    if (failed) return entry.name() + " is not loaded: " + failed->text;
+    if (!entry.isCalledLikeItsPlugin())
+        return entry.name() + " is well, but not found by its name: its file is " + entry.path + ".";
+    if (entry.isDuplicate())
+        return entry.name() + " is well, but its dependents get another file of that name.";
+    return entry.name() + " is well: it is found, loaded and initialized.";
+}
+
+WhySteps takeSteps(const Catalogue& catalogue, std::size_t place, const Setting& setting) {
+    const Entry& entry = catalogue.entries()[place];
+    Inspection inspection = closeLookAt(entry.path, setting);
+    WhySteps taken{std::move(inspection.steps), std::move(inspection.libraries), {}};
+    const bool isUsable = taken.isWell();
+    taken.steps.push_back(isUsable ? dependenciesStep(entry)
+                                   : Step{StepName::dependencies, StepState::notReached, 0, {}});
+    taken.steps.push_back(taken.isWell() ? initializationStep(entry, setting, taken.callStack)
+                                         : Step{StepName::initialization, StepState::notReached, 0, {}});
+    return taken;
+}
+
+}  // namespace qvp

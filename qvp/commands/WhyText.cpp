@@ -1,0 +1,121 @@
+#include "commands/WhyText.h"
+
+#include "commands/Documents.h"
+#include "report/Text.h"
+
+#include <algorithm>
+#include <map>
+
+namespace qvp {
+namespace {
+
+std::string stepTitle(const std::string& step) {
+    if (step == "entryPoints") return "entry points";
+    return step == "buildInformation" ? "build information" : step;
+}
+
+void printSteps(const Document& steps, Page& page) {
+    page.heading("Steps");
+    Table table;
+    for (const Document& step : steps) {
+        std::string state = textOf(step, "state");
+        if (state == "notReached") state = "not reached";
+        std::string text = textOf(step, "text");
+        if (step["errorNumber"] != 0) text += " (system error " + step["errorNumber"].dump() + ")";
+        table.rows.push_back({{{state, styleOf(state)}, {stepTitle(textOf(step, "step"))}, {text}}, {}});
+    }
+    page.table(table);
+}
+
+void printMissingLibraries(const Document& libraries, Page& page) {
+    for (const Document& library : libraries) {
+        const bool isMissing = library["file"].is_null();
+        page.heading(isMissing ? "Missing library" : "Unusable library");
+        page.paragraph({textOf(library, "name"), Style::bad}, 2);
+        page.paragraph({"needed by " + textOf(library, "neededBy")}, 4, 2);
+        if (!isMissing) page.paragraph({"found as " + textOf(library, "file")}, 4, 2);
+        if (isMissing) page.paragraph({"looked for in"}, 4);
+        for (const std::string& folder : textsOf(library["lookedIn"])) {
+            if (isMissing) page.paragraph({folder, Style::faint}, 6, 2);
+        }
+    }
+}
+
+void printDependencies(const Document& dependencies, Page& page) {
+    if (dependencies.empty()) return;
+    page.heading("Needs");
+    Table table;
+    for (const Document& dependency : dependencies) {
+        const std::string problem = textOf(dependency, "problem");
+        const std::string version = textOf(dependency, "version");
+        const std::string since = textOf(dependency, "compatibleSince");
+        const std::string offered =
+            version.empty() ? "" : "there is " + shortVersion(version) + ", since " + shortVersion(since);
+        table.rows.push_back(
+            {{{problem.empty() ? "ok" : "failed", styleOf(problem.empty() ? "ok" : "failed")},
+              {textOf(dependency, "name") + " " + shortVersion(textOf(dependency, "required")),
+               Style::strong},
+              {offered},
+              {textOf(dependency, "file"), Style::faint}},
+             {problem, Style::bad}});
+    }
+    page.table(table);
+}
+
+void printBecause(const Document& chain, Page& page) {
+    if (chain.size() < 2) return;
+    page.heading("Because");
+    std::size_t indent = 2;
+    for (const Document& link : chain) {
+        page.paragraph({textOf(link, "name") + ": " + textOf(link, "problem")}, indent, 2);
+        page.paragraph({textOf(link, "file"), Style::faint}, indent + 2, 2);
+        indent = std::min<std::size_t>(indent + 2, 40);
+    }
+}
+
+void printAskers(const Document& askers, Page& page) {
+    page.heading("Asked for by");
+    if (askers.empty()) page.paragraph({"no other plugin", Style::faint}, 2);
+    for (const Document& asker : askers) {
+        const auto level = asker["level"].get<std::size_t>();
+        page.paragraph({textOf(asker, "name") + ", which needs " + textOf(asker, "asksFor") + " " +
+                        shortVersion(textOf(asker, "required")) + "  " + textOf(asker, "file")},
+                       std::min<std::size_t>(2 * level, 40), 2);
+    }
+}
+
+void printList(const std::string& title, const std::vector<std::string>& lines, Page& page) {
+    if (lines.empty()) return;
+    page.heading(title);
+    for (const std::string& line : lines) page.paragraph({line}, 2, 2);
+}
+
+std::vector<std::string> namesAndFiles(const Document& plugins) {
+    std::vector<std::string> lines;
+    for (const Document& plugin : plugins)
+        lines.push_back(textOf(plugin, "name") + "  " + textOf(plugin, "file"));
+    return lines;
+}
+
+}  // namespace
+
+void printWhy(const Document& document, Page& page) {
+    page.paragraph({textOf(document, "verdict"), document["ok"].get<bool>() ? Style::good : Style::bad});
+    if (document["plugin"].is_object())
+        page.paragraph({textOf(document["plugin"], "file"), Style::faint}, 2, 2);
+    printSteps(document["steps"], page);
+    printMissingLibraries(document["missingLibraries"], page);
+    if (document.contains("lookedIn")) printList("Looked in", textsOf(document["lookedIn"]), page);
+    printDependencies(document["dependencies"], page);
+    printBecause(document["because"], page);
+    printAskers(document["askedBy"], page);
+    printList("Fails because of it", namesAndFiles(document["fails"]), page);
+    const std::string stack = textOf(document, "callStack");
+    if (!stack.empty()) {
+        page.heading("Call stack");
+        page.verbatim(stack);
+    }
+    printList("What to do", textsOf(document["advice"]), page);
+}
+
+}  // namespace qvp

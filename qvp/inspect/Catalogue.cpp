@@ -1,0 +1,209 @@
+#include "inspect/Catalogue.h"
+
+#include <QvPlatform/filesystem/File.h>
+
+#include "inspect/CycleFinder.h"
+#include "inspect/PluginName.h"
+#include "inspect/Rehearsal.h"
+#include "os/FileIdentity.h"
+
+#include <algorithm>
+#include <numeric>
+#include <unordered_set>
+
+namespace qvp {
+namespace {
+
+// What only a closer look at one plugin needs would be most of the memory that many plugins take.
+void keepTheDescriptor(Inspection& inspection) {
+    inspection.file.needed = {};
+    inspection.file.searchedFirst = {};
+    inspection.file.searchedAfter = {};
+    inspection.file.exportedNames = {};
+    inspection.entryPointsFound = {};
+    inspection.buildInformation = {};
+    inspection.printed = {};
+    std::erase_if(inspection.libraries, [](const NeededLibrary& library) {
+        return !library.path.empty() && library.problem == LibraryFile::Problem::none;
+    });
+    inspection.libraries.shrink_to_fit();
+}
+
+std::string firstProblem(const Inspection& inspection) {
+    for (const Step& step : inspection.steps) {
+        if (step.state == StepState::failed) return step.text;
+    }
+    const bool isNamed = inspection.descriptor && !inspection.descriptor->name.empty();
+    return isNamed ? "" : "This plugin has an empty name.";
+}
+
+std::string problemOf(std::size_t place, const Entry::Edge& edge, const std::vector<Entry>& entries,
+                      const CycleFinder& cycles) {
+    if (edge.target == Entry::kNone) return words::notFound(edge.name);
+    const bool asksForItself = isSameName(edge.name, entries[place].name());
+    if (asksForItself || cycles.areOnOne(place, edge.target)) return words::circular(edge.name);
+    const Entry& target = entries[edge.target];
+    if (!target.problem.empty()) return words::notInitialized(edge.name);
+    const bool fits = satisfies(*target.inspection.descriptor, {edge.name, edge.version});
+    return fits ? std::string() : words::notCompatible(edge);
+}
+
+}  // namespace
+
+std::string Entry::name() const {
+    const auto& descriptor = inspection.descriptor;
+    return descriptor && !descriptor->name.empty() ? descriptor->name : QvPlatform::File(path).getBaseName();
+}
+
+bool Entry::isUsable() const {
+    const auto& descriptor = inspection.descriptor;
+    return descriptor && !descriptor->name.empty() &&
+           std::none_of(inspection.steps.begin(), inspection.steps.end(),
+                        [](const Step& step) { return step.state == StepState::failed; });
+}
+
+bool Entry::isCalledLikeItsPlugin() const {
+    if (!isUsable()) return true;
+    const std::string wanted = QvPlatform::File(path).getFolderPath() + inspection.descriptor->name;
+    const std::string identity = regularFileIdentity(path);
+    return regularFileIdentity(wanted + ".qvp") == identity || regularFileIdentity(wanted) == identity;
+}
+
+Catalogue::Catalogue(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files,
+                     const ChildLimits& limits, const Progress& onProgress)
+    : finder_(directories) {
+    list(directories, files);
+    // What a dependency's name leads to may be a file that is not called *.qvp, and need more of those.
+    for (std::size_t first = 0; first < entries_.size();) {
+        const std::size_t end = entries_.size();
+        inspectFrom(first, limits, onProgress);
+        for (; first < end; ++first) findDependencies(first);
+    }
+    sortForReading();
+    Rehearsal rehearsal(entries_);
+    rehearsal.loadEverything();
+    for (Entry& entry : entries_) {
+        for (Entry::Edge& edge : entry.dependencies) {
+            if (edge.target == Entry::kNone) edge.target = rehearsal.loadedFor(edge);
+        }
+    }
+    findDependents();
+    initializationOrder_ = rehearsal.loaded();
+    unloadOrder_ = rehearsal.unloadEverything();
+    for (const std::size_t place : initializationOrder_)
+        firstLoaded_.emplace(foldedCase(entries_[place].name()), place);
+    findDuplicates();
+}
+
+std::size_t Catalogue::add(const std::string& path, const std::string& identity, bool isListed) {
+    // A file that is not there is an entry of its own: that is to be told.
+    const auto [known, isNew] =
+        byIdentity_.emplace(identity.empty() ? "missing " + path : identity, entries_.size());
+    if (isNew) {
+        Entry& entry = entries_.emplace_back();
+        entry.path = path;
+        entry.isListed = isListed;
+    }
+    return known->second;
+}
+
+void Catalogue::list(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files) {
+    std::vector<std::pair<std::string, std::string>> inDirectories;
+    std::unordered_set<std::string> identities;
+    for (const SearchDirectory& directory : directories) {
+        for (const std::string& path : pluginFilesIn(directory.path)) {
+            inDirectories.emplace_back(path, regularFileIdentity(path));
+            identities.insert(inDirectories.back().second);
+        }
+    }
+    for (const std::string& file : files) {
+        const std::string path = QvPlatform::File(file).toUniversalPath();
+        const std::string identity = regularFileIdentity(path);
+        if (identities.count(identity) == 0) add(path, identity, true);
+    }
+    for (const auto& [path, identity] : inDirectories) {
+        if (!identity.empty()) add(path, identity, true);
+    }
+}
+
+void Catalogue::inspectFrom(std::size_t first, const ChildLimits& limits, const Progress& onProgress) {
+    std::vector<std::string> paths;
+    for (std::size_t place = first; place < entries_.size(); ++place) paths.push_back(entries_[place].path);
+    std::size_t done = first;
+    inspect(paths, Depth::descriptor, limits, [&](std::size_t place, Inspection inspection) {
+        Entry& entry = entries_[first + place];
+        entry.inspection = std::move(inspection);
+        keepTheDescriptor(entry.inspection);
+        entry.problem = firstProblem(entry.inspection);
+        onProgress(++done, entries_.size());
+    });
+}
+
+void Catalogue::findDependencies(std::size_t place) {
+    const Inspection& inspection = entries_[place].inspection;
+    if (inspection.file.problem != LibraryFile::Problem::missing)
+        byFoldedName_[foldedCase(entries_[place].name())].push_back(place);
+    if (!inspection.descriptor) return;
+    std::vector<Entry::Edge> edges;
+    const auto needed = inspection.descriptor->dependencies;  // a copy: `add` moves the entries
+    for (const auto& dependency : needed) {
+        const PluginFinder::Found& found = finder_.find(dependency.name);
+        const std::size_t target =
+            found.identity.empty() ? Entry::kNone : add(found.path, found.identity, false);
+        edges.push_back({dependency.name, dependency.version, target, {}});
+    }
+    entries_[place].dependencies = std::move(edges);
+}
+
+void Catalogue::sortForReading() {
+    const auto folderOf = [this](std::size_t place) {
+        return QvPlatform::File(entries_[place].path).getFolderPath();
+    };
+    readingOrder_.resize(entries_.size());
+    std::iota(readingOrder_.begin(), readingOrder_.end(), std::size_t{0});
+    for (auto first = readingOrder_.begin(); first != readingOrder_.end();) {
+        const std::string folder = folderOf(*first);
+        const auto end = std::find_if(first, readingOrder_.end(),
+                                      [&](std::size_t place) { return folderOf(place) != folder; });
+        std::sort(first, end,
+                  [this](std::size_t a, std::size_t b) { return entries_[a].path < entries_[b].path; });
+        first = end;
+    }
+}
+
+void Catalogue::findDependents() {
+    CycleFinder cycles(entries_, readingOrder_);
+    cycles_ = cycles.takePaths();
+    for (const std::size_t place : readingOrder_) {
+        for (Entry::Edge& edge : entries_[place].dependencies) {
+            edge.problem = entries_[place].isInitialized ? "" : problemOf(place, edge, entries_, cycles);
+            if (edge.target == Entry::kNone) continue;
+            std::vector<std::size_t>& dependents = entries_[edge.target].dependents;
+            if (dependents.empty() || dependents.back() != place) dependents.push_back(place);
+        }
+    }
+}
+
+void Catalogue::findDuplicates() {
+    for (const auto& [name, places] : byFoldedName_) {
+        if (places.size() < 2) continue;
+        const std::size_t taken = find(entries_[places.front()].name());
+        for (const std::size_t place : places) {
+            if (place != taken) entries_[place].takenInstead = taken;
+        }
+    }
+}
+
+std::size_t Catalogue::find(const std::string& nameOrPath) const {
+    const auto missing = byIdentity_.find("missing " + QvPlatform::File(nameOrPath).toUniversalPath());
+    if (missing != byIdentity_.end()) return missing->second;
+    const auto file = byIdentity_.find(finder_.find(nameOrPath).identity);
+    if (file != byIdentity_.end()) return file->second;
+    // No file is called so; a plugin that was loaded before counts all the same.
+    const auto named = byFoldedName_.find(foldedCase(nameOrPath));
+    if (named == byFoldedName_.end()) return Entry::kNone;
+    const auto loaded = firstLoaded_.find(named->first);
+    return loaded == firstLoaded_.end() ? named->second.front() : loaded->second;
+}
+
+}  // namespace qvp

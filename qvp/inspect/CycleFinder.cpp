@@ -1,0 +1,76 @@
+#include "inspect/CycleFinder.h"
+
+#include "inspect/PluginName.h"
+
+#include <algorithm>
+
+namespace qvp {
+
+CycleFinder::CycleFinder(const std::vector<Entry>& entries, const std::vector<std::size_t>& order)
+    : entries_(entries),
+      rank_(entries.size()),
+      visitedAs_(entries.size()),
+      lowest_(entries.size()),
+      circle_(entries.size(), Entry::kNone),
+      depth_(entries.size()) {
+    for (std::size_t i = 0; i < order.size(); ++i) rank_[order[i]] = i;
+    for (const std::size_t place : order) {
+        if (visitedAs_[place] == 0) visit(place);
+    }
+}
+
+// Tarjan's walk over the strongly connected components.
+void CycleFinder::visit(std::size_t place) {
+    visitedAs_[place] = lowest_[place] = ++visits_;
+    open_.push_back(place);
+    path_.push_back(place);
+    depth_[place] = path_.size();
+    const std::string name = foldedCase(entries_[place].name());
+    for (const Entry::Edge& edge : entries_[place].dependencies) {
+        // A plugin that asks for its own name waits for itself, whatever file is called so.
+        const bool asksForItself = foldedCase(edge.name) == name;
+        if (asksForItself || edge.target != Entry::kNone) follow(place, asksForItself ? place : edge.target);
+    }
+    depth_[place] = 0;
+    path_.pop_back();
+    if (lowest_[place] != visitedAs_[place]) return;
+    std::size_t member = Entry::kNone;
+    while (member != place) {
+        member = open_.back();
+        open_.pop_back();
+        circle_[member] = place;
+    }
+}
+
+void CycleFinder::follow(std::size_t place, std::size_t target) {
+    if (depth_[target] != 0) closePath(target);
+    if (visitedAs_[target] == 0) {
+        visit(target);
+        lowest_[place] = std::min(lowest_[place], lowest_[target]);
+    } else if (circle_[target] == Entry::kNone) {
+        lowest_[place] = std::min(lowest_[place], visitedAs_[target]);
+    }
+}
+
+void CycleFinder::closePath(std::size_t target) {
+    std::vector<std::size_t> path(path_.begin() + static_cast<std::ptrdiff_t>(depth_[target] - 1),
+                                  path_.end());
+    const auto first = std::min_element(path.begin(), path.end(),
+                                        [this](std::size_t a, std::size_t b) { return rank_[a] < rank_[b]; });
+    std::rotate(path.begin(), first, path.end());
+    path.push_back(path.front());
+    paths_.push_back(std::move(path));
+}
+
+std::vector<std::vector<std::size_t>> CycleFinder::takePaths() {
+    // A dependency that is written down twice closes the same circle twice.
+    std::sort(paths_.begin(), paths_.end(), [this](const auto& a, const auto& b) {
+        return std::lexicographical_compare(
+            a.begin(), a.end(), b.begin(), b.end(),
+            [this](std::size_t x, std::size_t y) { return rank_[x] < rank_[y]; });
+    });
+    paths_.erase(std::unique(paths_.begin(), paths_.end()), paths_.end());
+    return std::move(paths_);
+}
+
+}  // namespace qvp

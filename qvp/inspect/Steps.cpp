@@ -1,0 +1,84 @@
+#include "inspect/Steps.h"
+
+#include <QvPlatform/filesystem/File.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace qvp {
+namespace {
+
+using Problem = LibraryFile::Problem;
+
+StepName stepOf(Problem problem) {
+    if (problem == Problem::missing) return StepName::found;
+    return problem == Problem::wrongArchitecture ? StepName::architecture : StepName::readable;
+}
+
+bool fails(const NeededLibrary& library) {
+    return !library.isNeededLater && (library.path.empty() || library.problem != Problem::none);
+}
+
+// "libfoo.so.1 (for libbar.so), which is in none of 7 folders"
+std::string missingText(const NeededLibrary& library, const std::string& file) {
+    std::string text = library.name;
+    if (library.neededBy != file) text += " (for " + QvPlatform::File(library.neededBy).getName() + ")";
+    if (!library.path.empty())
+        return text + ", which was found as " + library.path + ", but " + library.problemText;
+    const std::size_t count = library.lookedIn.size();
+    const std::string folders = count == 1 ? "not in " + library.lookedIn.front()
+                                           : "in none of " + std::to_string(count) + " folders";
+    return text + ", which is " + (count == 0 ? "not there" : folders);
+}
+
+std::string librariesProblem(const Inspection& inspection) {
+    std::string text;
+    for (const NeededLibrary& library : inspection.libraries) {
+        if (fails(library))
+            text += (text.empty() ? "needs " : "; and ") + missingText(library, inspection.file.path);
+    }
+    return text;
+}
+
+void dropLists(Inspection& inspection) {
+    LibraryFile& file = inspection.file;
+    for (auto* list : {&file.needed, &file.neededLater, &file.searchedFirst, &file.searchedAfter})
+        std::vector<std::string>().swap(*list);
+    std::erase_if(inspection.libraries, [](const NeededLibrary& library) { return !fails(library); });
+    inspection.libraries.shrink_to_fit();
+}
+
+}  // namespace
+
+void setAllSteps(Inspection& inspection) {
+    inspection.steps.clear();
+    for (const StepName name :
+         {StepName::found, StepName::readable, StepName::architecture, StepName::libraries, StepName::opened,
+          StepName::entryPoints, StepName::buildInformation, StepName::descriptor})
+        inspection.steps.push_back({name, StepState::ok, 0, {}});
+}
+
+void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text) {
+    setAllSteps(inspection);
+    for (Step& step : inspection.steps) {
+        if (step.name == name) step = {name, StepState::failed, errorNumber, text};
+        if (step.name > name) step.state = StepState::notReached;
+    }
+}
+
+bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspection) {
+    inspection.file = readLibraryFile(file, depth == Depth::everything ? Exports::read : Exports::skip);
+    const LibraryFile& read = inspection.file;
+    if (read.problem != Problem::none) {
+        failAt(inspection, stepOf(read.problem), read.errorNumber, read.errorText);
+        return false;
+    }
+    inspection.libraries = findNeededLibraries(read);
+    const std::string problem = librariesProblem(inspection);
+    if (depth == Depth::descriptor) dropLists(inspection);
+    if (problem.empty()) return true;
+    failAt(inspection, StepName::libraries, 0, problem);
+    return false;
+}
+
+}  // namespace qvp

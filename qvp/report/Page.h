@@ -1,0 +1,49 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace qvp {
+
+enum class Style { plain, strong, good, bad, doubtful, faint };
+
+struct Cell {
+    std::string text;
+    Style style = Style::plain;
+};
+
+/// Rows of cells; a column that is empty everywhere is left out, and each cell is wrapped within its column.
+struct Table {
+    struct Row {
+        std::vector<Cell> cells;
+        Cell note;  ///< below the row, across all columns
+    };
+    std::vector<std::string> titles;  ///< none for a table without
+    std::vector<Row> rows;
+};
+
+/// Text for people, 100 columns wide.
+class Page {
+public:
+    static constexpr std::size_t kWidth = 100;
+
+    Page(std::ostream& out, bool hasColours) : out_(out), hasColours_(hasColours) {}
+
+    /// With a blank line before it.
+    void heading(const std::string& text);
+    void paragraph(const Cell& text, std::size_t indent = 0, std::size_t furtherIndent = 0);
+    void table(const Table& table, std::size_t indent = 2);
+    /// As it stands.
+    void verbatim(const std::string& text) { out_ << text; }
+
+private:
+    void write(const Cell& text);
+    void writeRow(const std::vector<Cell>& cells, const std::vector<std::size_t>& widths, std::size_t indent);
+
+    std::ostream& out_;
+    bool hasColours_;
+    bool isEmpty_ = true;
+};
+
+}  // namespace qvp

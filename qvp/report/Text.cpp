@@ -1,0 +1,99 @@
+#include "report/Text.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace qvp {
+namespace {
+
+bool continues(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+
+std::size_t lengthAt(const std::string& text, std::size_t place) {
+    std::size_t end = place + 1;
+    while (end < text.size() && continues(text[end])) ++end;
+    return end - place;
+}
+
+// East Asian scripts take two columns a character; those begin at U+1100, three bytes long.
+std::size_t columnsAt(const std::string& text, std::size_t place) {
+    const auto byte = [&](std::size_t offset) {
+        return place + offset < text.size() ? static_cast<unsigned char>(text[place + offset]) : 0U;
+    };
+    const std::uint32_t lead = byte(0);
+    if (lead >= 0xF0U) return 2;
+    if (lead < 0xE1U) return 1;
+    const std::uint32_t code = ((lead & 0x0FU) << 12U) | ((byte(1) & 0x3FU) << 6U) | (byte(2) & 0x3FU);
+    const bool isWide = (code >= 0x1100U && code <= 0x115FU) || (code >= 0x2E80U && code <= 0xA4CFU) ||
+                        (code >= 0xAC00U && code <= 0xD7A3U) || (code >= 0xF900U && code <= 0xFAFFU) ||
+                        (code >= 0xFE30U && code <= 0xFE6FU) || (code >= 0xFF00U && code <= 0xFF60U);
+    return isWide ? 2 : 1;
+}
+
+// The length in bytes of the longest beginning that fits.
+std::size_t fitting(const std::string& text, std::size_t width) {
+    std::size_t end = 0;
+    std::size_t columns = 0;
+    while (end < text.size()) {
+        columns += columnsAt(text, end);
+        if (columns > width && end > 0) return end;
+        end += lengthAt(text, end);
+    }
+    return end;
+}
+
+// Where to cut a text of which `end` bytes fit: a good place in the second half, or else there.
+std::size_t cutBefore(const std::string& text, std::size_t end) {
+    if (text[end] == ' ') return end;
+    const auto blank = text.rfind(' ', end - 1);
+    if (blank != std::string::npos && blank > end / 3) return blank;
+    const auto mark = text.find_last_of("/,", end - 1);
+    return mark != std::string::npos && mark > end / 3 ? mark + 1 : end;
+}
+
+}  // namespace
+
+std::size_t columnsOf(const std::string& text) {
+    std::size_t columns = 0;
+    for (std::size_t place = 0; place < text.size(); place += lengthAt(text, place))
+        columns += columnsAt(text, place);
+    return columns;
+}
+
+std::string printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char c) {
+            return static_cast<unsigned char>(c) < 0x20U || static_cast<unsigned char>(c) == 0x7FU;
+        },
+        ' ');
+    return text;
+}
+
+std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
+    std::vector<std::string> lines;
+    std::string rest = text;
+    for (std::size_t end = fitting(rest, width); end < rest.size(); end = fitting(rest, width)) {
+        const std::size_t cut = cutBefore(rest, end);
+        lines.push_back(rest.substr(0, cut));
+        rest.erase(0, std::min(rest.find_first_not_of(' ', cut), rest.size()));
+    }
+    if (!rest.empty() || lines.empty()) lines.push_back(rest);
+    return lines;
+}
+
+std::string listed(const std::vector<std::string>& texts) {
+    std::string list;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        if (i > 0) list += i + 1 == texts.size() ? " and " : ", ";
+        list += texts[i];
+    }
+    return list;
+}
+
+std::string shortVersion(std::string version) {
+    while (std::count(version.begin(), version.end(), '.') > 1 && version.ends_with(".0"))
+        version.resize(version.size() - 2);
+    return version;
+}
+
+}  // namespace qvp

@@ -1,0 +1,167 @@
+#include "inspect/Catalogue.h"
+
+#include "QvPluginSystem/PluginFixture.h"
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+
+namespace {
+
+using QvPlatform::File;
+using support::Texts;
+
+/// What a manager says while it loads and unloads.
+class Witness : public QvPluginSystem::QvPluginManagerListener {
+public:
+    Witness() { QvPluginSystem::QvPluginManager::addListener(this); }
+    ~Witness() override { QvPluginSystem::QvPluginManager::removeListener(this); }
+
+    void onPluginError(const std::string& file, const QvPluginSystem::QvPluginInfo*,
+                       const std::string& error) override {
+        firstErrors.emplace(File(file).toUniversalPath(), error);
+    }
+    bool onAboutToUninitialize(const QvPluginSystem::QvPluginInfo& info) override {
+        unloaded.push_back(info.name);
+        return true;
+    }
+
+    std::map<std::string, std::string> firstErrors;
+    Texts unloaded;
+};
+
+class CatalogueTest : public support::PluginTest {
+protected:
+    /// In place of the default directory.
+    std::vector<qvp::SearchDirectory> searchOnly(const Texts& paths) const {
+        const std::string standard = manager->getPluginSearchDirs().front();
+        manager->addPluginSearchDir(standard);
+        manager->removePluginSearchDir(standard);
+        std::vector<qvp::SearchDirectory> directories;
+        for (const std::string& directory : paths) {
+            manager->addPluginSearchDir(directory);
+            directories.push_back({directory, "--dir", true, 0});
+        }
+        return directories;
+    }
+
+    static qvp::Catalogue catalogueOf(const std::vector<qvp::SearchDirectory>& directories,
+                                      const Texts& files = {}) {
+        return {directories, files, {}, [](std::size_t, std::size_t) {}};
+    }
+
+    static Texts namesAt(const qvp::Catalogue& catalogue, const std::vector<std::size_t>& places) {
+        Texts names;
+        for (const std::size_t place : places) names.push_back(catalogue.entries()[place].name());
+        return names;
+    }
+};
+
+/// Few names for many files, so that there are circles, namesakes and files that are not called like their
+/// plugin.
+class CatalogueAgainstManagerTest : public CatalogueTest, public testing::WithParamInterface<unsigned> {
+protected:
+    std::size_t below(std::size_t end) {
+        return std::uniform_int_distribution<std::size_t>(0, end - 1)(random_);
+    }
+    std::string anyName() { return std::string(1, "abcdefgh"[below(8)]); }
+    static std::string capital(const std::string& name) {
+        return std::string(1, static_cast<char>(name[0] - 'a' + 'A'));
+    }
+
+    std::string anyNeed() {
+        const std::string names[] = {"nowhere", capital(anyName()), anyName() + ".qvp"};
+        const std::size_t lot = below(16);
+        return "needs " + (lot < 3 ? names[lot] : anyName()) + " 1." +
+               std::to_string(below(8) == 0 ? 3 : below(2));
+    }
+
+    std::string anyScript(const std::string& fileName) {
+        const std::string oddities[] = {"describe throw\n", "name \n", "name " + anyName() + "\n",
+                                        "name " + capital(fileName) + "\n"};
+        const std::size_t lot = below(12);
+        std::string script = lot < 4 ? oddities[lot] : "";
+        script +=
+            "version 1." + std::to_string(below(4)) + "\ncompatibility 1." + std::to_string(below(2)) + "\n";
+        for (std::size_t count = below(3); count > 0; --count) script += anyNeed() + "\n";
+        return script + "name " + fileName + "\n";
+    }
+
+    void addPlugins() {
+        const Texts places{"first/", "first/", "second/", "second/", "current/"};
+        std::set<std::string> taken;
+        for (int i = 0; i < 12; ++i) {
+            const std::string name = anyName();
+            const std::string place = places[below(places.size())];
+            // Without the extension it is found by a dependency's name only.
+            const std::string extension = place == "current/" || below(10) == 0 ? "" : ".qvp";
+            if (!taken.insert(place + name).second) continue;
+            support::writeFile(path(place + name + ".txt"), anyScript(name));
+            addCopy("scripted.qvp", place + name + extension);
+        }
+    }
+
+private:
+    std::mt19937 random_{GetParam()};
+};
+
+TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
+    const auto directories = searchOnly({folder.addDirectory("first"), folder.addDirectory("second")});
+    const support::CurrentDirectoryChange change(folder.addDirectory("current"));
+    addPlugins();
+    const qvp::Catalogue catalogue = catalogueOf(directories);
+    Witness witness;
+
+    manager->loadAllQvp();
+    Texts loaded;
+    for (const auto* info : manager->getPlugins()) loaded.push_back(File(info->path).toUniversalPath());
+    Texts expected;
+    for (const std::size_t place : catalogue.initializationOrder())
+        expected.push_back(catalogue.entries()[place].path);
+    EXPECT_EQ(expected, loaded);
+    for (const qvp::Entry& entry : catalogue.entries()) {
+        if (!entry.isUsable() || entry.isInitialized) continue;
+        EXPECT_EQ(entry.problem, witness.firstErrors[entry.path]) << entry.path;
+    }
+
+    manager->unloadAll();
+    EXPECT_EQ(namesAt(catalogue, catalogue.unloadOrder()), witness.unloaded);
+    for (int i = 0; i < 12; ++i) manager->unloadAll();  // of namesakes, one may have stayed
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, CatalogueAgainstManagerTest, testing::Range(0U, 24U));
+
+TEST_F(CatalogueTest, circlesAreClosedPathsEachOnce) {
+    add("a", {"needs b 1.0", "needs b 1.0"});
+    add("b", {"needs c 2.0", "needs a 1.0"});
+    add("c", {"needs a 3.0"});
+    add("self", {"needs SELF 0"});
+    add("outside", {"needs a 0"});
+    const qvp::Catalogue catalogue = catalogueOf(searchOnly({folder.path()}));
+    std::vector<Texts> circles;
+    for (const auto& path : catalogue.cycles()) {
+        circles.push_back(namesAt(catalogue, path));
+        EXPECT_EQ(circles.back().front(), circles.back().back());
+        circles.back().pop_back();
+        std::sort(circles.back().begin(), circles.back().end());
+    }
+    std::sort(circles.begin(), circles.end());
+    EXPECT_EQ(circles, (std::vector<Texts>{{"a", "b"}, {"a", "b", "c"}, {"self"}}));
+}
+
+TEST_F(CatalogueTest, aFileCountsOnceAndIsFoundByPathAndByName) {
+    const std::string scene = add("scene");
+    const std::string elsewhere = (folder.addDirectory("other"), addCopy("scripted.qvp", "other/x.qvp"));
+    support::writeFile(path("other/x.txt"), "name mesh\n");
+    const std::string missing = path("missing.qvp");
+    const auto directories = searchOnly({folder.path(), path("other/../")});
+    const qvp::Catalogue catalogue = catalogueOf(directories, {scene, elsewhere, missing});
+    EXPECT_EQ(catalogue.find("scene"), catalogue.find(scene));
+    EXPECT_EQ(catalogue.find("mesh"), catalogue.find(elsewhere));
+    EXPECT_EQ(catalogue.entries()[catalogue.find(missing)].path, missing);
+    EXPECT_EQ(catalogue.find("nothing"), qvp::Entry::kNone);
+    EXPECT_EQ(catalogue.entries().size(), 3U);
+}
+
+}  // namespace

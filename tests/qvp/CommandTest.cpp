@@ -1,0 +1,210 @@
+#include "CommandLine.h"
+
+#include <QvPlatform/filesystem/Environment.h>
+#include <QvPlatform/system/Process.h>
+
+#include "QvPluginSystem/PluginFixture.h"
+#include "report/Text.h"
+#include "support/Platform.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <sstream>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using support::Texts;
+
+struct Result {
+    int status = 0;
+    std::string out;
+    std::string errors;
+};
+
+class CommandTest : public support::PluginTest {
+protected:
+    Result run(const Texts& words) const {
+        Texts arguments{"--dir", folder.path()};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        std::ostringstream out;
+        std::ostringstream errors;
+        const int status = qvp::runCommandLine(arguments, out, errors);
+        return {status, out.str(), errors.str()};
+    }
+
+    Json json(Texts words, int status) const {
+        words.emplace_back("--json");
+        const Result result = run(words);
+        EXPECT_EQ(result.status, status) << result.out << result.errors;
+        const Json document = Json::parse(result.out);
+        EXPECT_EQ(document["schema"], "qvp/1");
+        EXPECT_EQ(document["command"], words.front());
+        EXPECT_EQ(document["ok"], status == 0);
+        return document;
+    }
+
+    /// A scene, who stands on it, and plugins that are refused.
+    void addSimulation() const {
+        add("scene", {"version 1.2", "compatibility 1.0", "displayName The Scene"});
+        add("collision", {"version 1.0", "needs scene 1.1"});
+        add("world", {"needs collision 1.0", "needs scene 1.0"});
+        add("fluid", {"needs turbulence 1.0"});
+        add("foam", {"needs fluid 0"});
+        add("ragdoll", {"needs scene 9.0"});
+        add("hinge", {"version 3.0", "needs motor 1.0"});
+        add("motor", {"version 4.0", "needs hinge 2.0"});
+    }
+
+    static Texts strings(const Json& list, const char* key) {
+        Texts texts;
+        for (const Json& element : list) texts.push_back(element[key]);
+        return texts;
+    }
+};
+
+TEST_F(CommandTest, why) {
+    addSimulation();
+    const Json well = json({"why", "collision"}, 0);
+    EXPECT_EQ(well["verdict"], "collision is well: it is found, loaded and initialized.");
+    EXPECT_EQ(strings(well["steps"], "state"), Texts(10, "ok"));
+    EXPECT_EQ(strings(well["askedBy"], "name"), Texts{"world"});
+
+    const Json foam = json({"why", "foam"}, 1);
+    EXPECT_EQ(foam["verdict"],
+              "foam is not loaded: The following dependency has not been initialized : fluid");
+    EXPECT_EQ(strings(foam["because"], "problem"),
+              (Texts{"The following dependency has not been initialized : fluid",
+                     "Could not find dependent plugin turbulence"}));
+    EXPECT_EQ(foam["steps"][8]["state"], "failed");
+    EXPECT_EQ(foam["steps"][9]["state"], "notReached");
+    EXPECT_EQ(foam["advice"][0].get<std::string>().rfind("Put a file turbulence.qvp into", 0), 0U);
+    EXPECT_EQ(strings(json({"why", path("fluid.qvp")}, 1)["fails"], "name"), Texts{"foam"});
+
+    const Json missing = json({"why", "turbulence"}, 1);
+    EXPECT_EQ(missing["verdict"], "turbulence is not loaded: no file of that name was found.");
+    EXPECT_EQ(strings(missing["askedBy"], "name"), (Texts{"fluid", "foam"}));
+    EXPECT_EQ(missing["lookedIn"][0], folder.path());
+
+    EXPECT_EQ(json({"why", "ragdoll"}, 1)["advice"][0],
+              "Install a scene that serves scene 9.0, or let ragdoll ask for another: " + path("scene.qvp") +
+                  " is version 1.2 and serves those who ask for 1.0 to 1.2.");
+    EXPECT_EQ(json({"why", "motor"}, 1)["advice"][0],
+              "Take one dependency out of the circle hinge -[1.0]-> motor -[2.0]-> hinge.");
+}
+
+TEST_F(CommandTest, checkStopsShortOfInitialization) {
+    addSimulation();
+    add("engine", {"initialize false"});
+    const Json engine = json({"why", "engine"}, 1);
+    EXPECT_EQ(engine["steps"][9]["state"], "failed");
+    EXPECT_EQ(engine["verdict"], "engine is not loaded: engine: initialize said no");
+    const Json clean = json({"check", path("scene.qvp"), path("world.qvp")}, 0);
+    EXPECT_EQ(strings(clean["checked"], "name").size(), 2U);
+
+    add("a", {"name scene"});
+    support::writeFile(path("text.qvp"), "not a library");
+    const Json everything = json({"check"}, 1);
+    Texts found;
+    for (const Json& problem : everything["problems"])
+        found.push_back(problem["plugin"].get<std::string>() + " " + problem["kind"].get<std::string>());
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (Texts{"fluid dependencies", "foam dependencies", "hinge cycle", "hinge dependencies",
+                            "motor dependencies", "ragdoll dependencies", "scene duplicate", "scene fileName",
+                            "text readable"}));
+    const Json text = json({"check", path("text.qvp"), path("gone.qvp")}, 1);
+    EXPECT_EQ(strings(text["problems"], "plugin"), (Texts{"gone", "text"}));
+}
+
+TEST_F(CommandTest, listAndOrder) {
+    addSimulation();
+    const std::string second = folder.addDirectory("second");
+    addCopy("scripted.qvp", "second/scene.qvp");
+    support::writeFile(second + "scene.txt", "name scene\n");
+    QvPlatform::putEnv("QVP_PATH", second);
+    const Json list = json({"list"}, 1);
+    const Json env = json({"env"}, 0);
+    QvPlatform::putEnv("QVP_PATH", "");
+    EXPECT_EQ(strings(env["directories"], "origin"), (Texts{"--dir", "QVP_PATH", "default"}));
+    EXPECT_EQ(env["directories"][1]["plugins"], 1);
+    EXPECT_EQ(list["totals"], (Json{{"files", 9}, {"ok", 3}, {"refused", 5}, {"duplicate", 1}}));
+    EXPECT_EQ(list["duplicates"][0]["taken"], path("scene.qvp"));
+    EXPECT_EQ(list["duplicates"][0]["others"][0], second + "scene.qvp");
+
+    const Json scene = json({"info", "scene"}, 0);
+    EXPECT_EQ(scene["descriptor"]["displayName"], "The Scene");
+    EXPECT_EQ(scene["dependents"].size(), 3U);
+    EXPECT_EQ(scene["entryPoints"]["missing"].size(), 0U);
+    for (const Json& row : scene["buildInformation"]) EXPECT_TRUE(row["same"]) << row;
+
+    const Json order = json({"order"}, 1);
+    EXPECT_EQ(strings(order["initialization"], "name"), (Texts{"scene", "collision", "world"}));
+    EXPECT_EQ(strings(order["initialization"], "reason"),
+              (Texts{"nothing to wait for", "after scene 1.1, which it needs",
+                     "after collision 1.0 and scene 1.0, which it needs"}));
+    EXPECT_EQ(strings(order["unloading"], "name"), (Texts{"world", "collision", "scene"}));
+}
+
+TEST_F(CommandTest, graph) {
+    add("it", {"name i\"t & <b>\\", "needs gone 1.5"});
+    add("hinge", {"needs motor 1.0", "version 3.0"});
+    add("motor", {"needs hinge 2.0", "version 4.0"});
+    const auto expectParts = [&](const Texts& words, const Texts& parts) {
+        const std::string picture = run(words).out;
+        for (const std::string& part : parts)
+            EXPECT_NE(picture.find(part), std::string::npos) << part << '\n' << picture;
+    };
+    expectParts({"graph"}, {"label=\"i\\\"t &amp; <b>\\\\\\n0.0, refused\"", "label=\"gone\\nmissing\"",
+                            "label=\"1.5\", style=dashed", "label=\"2.0\", color=red"});
+    expectParts(
+        {"graph", "--format", "mermaid"},
+        {"[\"i#quot;t #amp; #lt;b#gt;#92;<br/>0.0, refused\"]:::refused", "-.->|\"1.5\"|", "stroke:red"});
+    const Result svg = run({"graph", "--format", "svg"});
+    EXPECT_EQ(svg.status, 1);
+    EXPECT_TRUE(svg.out.find("</svg>") != std::string::npos || svg.out.find("graphviz") != std::string::npos);
+}
+
+TEST_F(CommandTest, theProgramItself) {
+    addSimulation();
+    const std::string programs =
+        QvPlatform::Directory(QvPlatform::Directory::kExecutableDirectory).toUniversalPath();
+    const std::string arguments = "--dir \"" + folder.path() + "\" graph -o \"" + path("picture.dot") + "\"";
+    std::int64_t exitCode = -1;
+    EXPECT_TRUE(QvSim::Process::shellExecute("\"" + programs + (support::kWindows ? "qvp.exe\"" : "qvp\""),
+                                             arguments, false, true, &exitCode));
+    EXPECT_EQ(exitCode, 1);
+    EXPECT_NE(support::readFile(path("picture.dot")).find("collision\\n1.0"), std::string::npos);
+}
+
+TEST_F(CommandTest, wrongUse) {
+    for (const Texts& words :
+         {Texts{}, {"nonsense"}, {"why"}, {"list", "--color", "red"}, {"graph", "--format", "gif"}}) {
+        const Result result = run(words);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.errors, "");
+    }
+    EXPECT_EQ(run({"--help"}).status, 0);
+}
+
+TEST_F(CommandTest, textFitsAHundredColumns) {
+    addSimulation();
+    const std::string name = "a-plugin-with-quite-a-long-name-" + std::string(80, 'x');
+    add(name, {"needs scene 7.0", "displayName " + std::string(150, 'y'), "version 1.2"});
+    add("red", {"needs " + name + " 2.0", "displayName \033[31mred"});
+    const std::vector<Texts> commands{{"list"},          {"info", name}, {"why", "red"}, {"why", "scene"},
+                                      {"why", "nobody"}, {"check"},      {"order"},      {"env"}};
+    for (Texts words : commands) {
+        words.insert(words.end(), {"--color", "never"});
+        std::istringstream lines(run(words).out);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(qvp::columnsOf(line), 100U) << line;
+            EXPECT_EQ(line.find('\033'), std::string::npos) << line;
+        }
+        words.back() = "always";
+        EXPECT_NE(run(words).out.find("\033["), std::string::npos);
+    }
+}
+
+}  // namespace

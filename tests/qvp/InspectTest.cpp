@@ -1,0 +1,200 @@
+#include "inspect/Inspection.h"
+
+#include "Specimens.h"
+#include "support/Platform.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+using namespace std::chrono_literals;
+using qvp::Inspection;
+using qvp::StepState;
+using support::kWindows;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::vector<Inspection> inspectAll(const Texts& files, std::chrono::milliseconds time = 40s,
+                                   qvp::Depth depth = qvp::Depth::everything) {
+    std::vector<Inspection> inspections(files.size());
+    std::vector<int> calls(files.size());
+    qvp::inspect(files, depth, {time, 0}, [&](std::size_t place, Inspection inspection) {
+        inspections.at(place) = std::move(inspection);
+        ++calls.at(place);
+    });
+    EXPECT_EQ(calls, std::vector<int>(files.size(), 1));
+    return inspections;
+}
+
+// The step that failed and its text; "" when all are well. Those before it are well, those after it not
+// reached.
+std::string failure(const Inspection& inspection) {
+    static const Texts kNames{"found",  "readable",    "architecture",     "libraries",
+                              "opened", "entryPoints", "buildInformation", "descriptor"};
+    std::string text;
+    EXPECT_EQ(inspection.steps.size(), kNames.size());
+    for (const qvp::Step& step : inspection.steps) {
+        if (step.state == StepState::failed && text.empty())
+            text = kNames.at(static_cast<std::size_t>(step.name)) + ": " + step.text;
+        else
+            EXPECT_EQ(step.state, text.empty() ? StepState::ok : StepState::notReached) << text;
+    }
+    return text;
+}
+
+const std::string kCrash = kWindows ? "access violation (0xC0000005)" : "SIGSEGV (segmentation fault)";
+const std::string kAbort = kWindows ? "abort (0x40000015)" : "SIGABRT (aborted)";
+
+}  // namespace
+
+TEST(Inspect, BlamesTheStepAndTheCallThatFail) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"good", ""},
+        {"needsLibrary", ""},
+        {"crashWhenOpened", "opened: its code crashed while it was opened: " + kCrash},
+        {"abortWhenOpened", "opened: its code crashed while it was opened: " + kAbort},
+        {"exitWhenOpened", "opened: called exit(3) while it was opened"},
+        {"noEntryPoints",
+         "entryPoints: does not export GetPluginInfo, InitializePlugin, UninitializePlugin, "
+         "GetPluginBuildInfo"},
+        {"crashInBuildInfo", "buildInformation: its code crashed in GetPluginBuildInfo: " + kCrash},
+        {"refusedBuild",
+         "buildInformation: The plugin Speci\xC3\xA4l was built in debug mode while Quorex was built in "
+         "debug mode"},
+        {"throwInInfo", "descriptor: threw int in GetPluginInfo"},
+        {"emptyName", "descriptor: This plugin has an empty name."}};
+    Texts files;
+    for (const auto& [name, text] : cases) files.push_back(support::specimen(name));
+    const auto inspections = inspectAll(files);
+    for (std::size_t i = 0; i < cases.size(); ++i)
+        EXPECT_EQ(failure(inspections[i]), cases[i].second) << files[i];
+    EXPECT_EQ(inspections[0].printed.substr(0, 24), "said while it was opened");
+    EXPECT_TRUE(inspections[7].descriptor);
+
+    const auto thrown = inspectAll({support::specimen("throwWhenOpened")});
+    const std::string blamed =
+        kWindows ? "opened: "
+                 : "opened: threw std::runtime_error: thrown while it was opened while it was opened";
+    EXPECT_EQ(failure(thrown[0]).substr(0, blamed.size()), blamed);
+}
+
+TEST(Inspect, EndsChildrenThatTakeTooLong) {
+    const auto inspections =
+        inspectAll({support::specimen("hangWhenOpened"), support::specimen("hangInInfo")}, 1s);
+    EXPECT_EQ(failure(inspections[0]), "opened: did not open within 1 s");
+    EXPECT_EQ(failure(inspections[1]), "descriptor: did not return from GetPluginInfo within 1 s");
+}
+
+TEST(Inspect, EndsWhatAChildHasStarted) {
+    const support::TemporaryFolder folder;
+    const auto inspections = inspectAll({support::copySpecimen("startsAnother.qvp", folder.path())}, 8s);
+    EXPECT_EQ(failure(inspections[0]), "opened: did not open within 8 s");
+    EXPECT_TRUE(std::filesystem::exists(support::pathOf(folder.path() + "go.here")));
+    folder.addFile("go");
+    std::this_thread::sleep_for(1s);
+    EXPECT_FALSE(std::filesystem::exists(support::pathOf(folder.path() + "go.done")));
+}
+
+TEST(Inspect, BringsTheDescriptorWhole) {
+    const Inspection good = inspectAll({support::specimen("good")})[0];
+    const auto& info = good.descriptor.value();
+    EXPECT_EQ(info.name, "specimen");
+    EXPECT_EQ(info.displayName, "Speci\xC3\xA4l");
+    EXPECT_EQ(info.vendor, "not UTF-8: \xEF\xBF\xBD");
+    EXPECT_EQ(info.path, good.file.path);
+    EXPECT_EQ(info.version.toString(), "1.2.3.4");
+    EXPECT_EQ(info.version.label, "beta");
+    ASSERT_EQ(info.dependencies.size(), 1U);
+    EXPECT_EQ(info.dependencies[0], QvPluginSystem::QvDependency("scene", Qv::QvVersion("1.2")));
+    EXPECT_EQ(good.entryPointsFound.size(), 4U);
+    EXPECT_NE(good.buildInformation.find("Plateform:64\n"), std::string::npos);
+    EXPECT_FALSE(good.libraries.empty());
+}
+
+TEST(Inspect, NamesTheMissingLibraryAndWhoNeedsIt) {
+    const support::TemporaryFolder folder;
+    const std::string middle = kWindows ? "libspecimenMiddle.dll" : "libspecimenMiddle.so";
+    const std::string base = kWindows ? "libspecimenBase.dll" : "libspecimenBase.so";
+    const std::string plugin = support::copySpecimen("needsLibrary.qvp", folder.path());
+    const std::string first = failure(inspectAll({plugin}, 40s, qvp::Depth::descriptor)[0]);
+    EXPECT_EQ(first.substr(0, first.find(" folders")).substr(0, 18 + middle.size()),
+              "libraries: needs " + middle + ",");
+
+    support::copySpecimen(middle, folder.path());
+    const Inspection lacking = inspectAll({plugin})[0];
+    const std::string expected = "libraries: needs " + base + " (for " + middle + "), which is in none of ";
+    EXPECT_EQ(failure(lacking).substr(0, expected.size()), expected);
+    const auto missing =
+        std::find_if(lacking.libraries.begin(), lacking.libraries.end(),
+                     [&](const qvp::NeededLibrary& library) { return library.name == base; });
+    ASSERT_NE(missing, lacking.libraries.end());
+    EXPECT_EQ(missing->neededBy, folder.path() + middle);
+    const std::string searched = folder.path() + (kWindows ? "" : "below");
+    EXPECT_EQ(missing->lookedIn.front(), kWindows ? searched.substr(0, searched.size() - 1) : searched);
+
+    support::copySpecimen(base, kWindows ? folder.path() : folder.addDirectory("below"));
+    const Inspection found = inspectAll({plugin})[0];
+    EXPECT_EQ(failure(found), "");
+    for (const qvp::NeededLibrary& library : found.libraries) {
+        const std::string own = kWindows ? "own folder" : "run path";
+        EXPECT_EQ(library.foundBy == own, library.name == base || library.name == middle) << library.name;
+    }
+}
+
+TEST(Inspect, ManyAtOnceAllComeBack) {
+    Texts files;
+    for (int i = 0; i < 100; ++i)
+        files.push_back(support::specimen(i % 10 == 3   ? "crashWhenOpened"
+                                          : i % 10 == 5 ? "nowhere"
+                                                        : "good"));
+    const auto inspections = inspectAll(files, 40s, qvp::Depth::descriptor);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const std::string expected = i % 10 == 3 ? "opened: " : i % 10 == 5 ? "found: " : "";
+        EXPECT_EQ(failure(inspections[i]).substr(0, expected.size()), expected) << i;
+        EXPECT_EQ(inspections[i].descriptor.has_value(), expected.empty());
+        EXPECT_TRUE(inspections[i].file.needed.empty());
+    }
+}
+
+TEST(Inspect, WhatItsCallerThrowsEndsTheChildren) {
+    const Texts files{support::specimen("hangWhenOpened"), support::specimen("good"),
+                      support::specimen("good")};
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(qvp::inspect(files, qvp::Depth::descriptor, {50s, 2},
+                              [](std::size_t, const Inspection&) { throw 1; }),
+                 int);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 45s);
+}
+
+TEST(Trial, TellsPhasesObjectsAndWhetherTheFileIsGone) {
+    const std::string file = support::specimen("leavesObject");
+    const qvp::Trial trial = qvp::tryPlugin(file, {}, false, 40s);
+    EXPECT_TRUE(trial.initialized && trial.uninitialized && trial.unmapped)
+        << trial.end.text << trial.end.report;
+    EXPECT_EQ(trial.order, Texts{"specimen"});
+    EXPECT_EQ(trial.published, Texts{"(anonymous namespace)::Published"});
+    EXPECT_EQ(trial.left, trial.published);
+    ASSERT_EQ(trial.phases.size(), 4U);
+    EXPECT_EQ(trial.phases[3].name, "close");
+    EXPECT_TRUE(qvp::tryPlugin(support::specimen("independent"), {}, true, 40s).left.empty());
+
+    const qvp::Trial lonely = qvp::tryPlugin(support::specimen("good"), {}, false, 40s);
+    EXPECT_FALSE(lonely.initialized);
+    ASSERT_EQ(lonely.failures.size(), 1U);
+    EXPECT_EQ(lonely.failures[0].text, "Could not find dependent plugin scene");
+}
+
+TEST(Trial, WritesTheCallStackOfACrash) {
+    const qvp::Trial trial = qvp::tryPlugin(support::specimen("crashWhenInitialized"), {}, false, 40s);
+    EXPECT_EQ(trial.end.kind, qvp::ChildEnd::Kind::crashed);
+    EXPECT_EQ(trial.end.text, kCrash);
+    EXPECT_NE(trial.crashStack.find("InitializePlugin"), std::string::npos) << trial.crashStack;
+    EXPECT_EQ(trial.phases.size(), 1U);
+}

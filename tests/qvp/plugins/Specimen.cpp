@@ -1,0 +1,117 @@
+// A plugin whose fault is chosen by a definition when it is compiled.
+
+#include <QvPlatform/QvPluginSystem/QvPlugin.h>
+#include <QvPlatform/filesystem/Directory.h>
+#include <QvPlatform/filesystem/File.h>
+#include <QvPlatform/system/Process.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#if defined(NEEDS_LIBRARY)
+int libraryFunction();
+#endif
+
+namespace {
+
+[[maybe_unused]] void crash() {
+    volatile int* volatile nowhere = nullptr;  // volatile: nothing is to be optimised away
+    *nowhere = 1;
+}
+
+[[maybe_unused]] void hang() {
+    for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+#if defined(STARTS_ANOTHER)
+// A process that goes on when the file "go" appears beside this one, and says so by another file.
+void startAnother() {
+    static char anchor = 0;
+    const QvPlatform::File self = QvPlatform::File::thatContains(&anchor);
+    const QvPlatform::Directory programs(QvPlatform::Directory::kExecutableDirectory);
+    const std::string program = "\"" + programs.toUniversalPath() + "child program\"";
+    QvSim::Process::shellExecute(program, "wait \"" + self.getFolderPath() + "go\"", false, false, nullptr);
+}
+#endif
+
+struct Opened {
+    Opened() {
+        std::puts("said while it was opened");
+        std::fflush(stdout);
+#if defined(CRASH_WHEN_OPENED)
+        crash();
+#elif defined(STARTS_ANOTHER)
+        startAnother();
+        hang();
+#elif defined(HANG_WHEN_OPENED)
+        hang();
+#elif defined(EXIT_WHEN_OPENED)
+        std::exit(3);
+#elif defined(THROW_WHEN_OPENED)
+        throw std::runtime_error("thrown while it was opened");
+#elif defined(ABORT_WHEN_OPENED)
+        std::abort();
+#elif defined(NEEDS_LIBRARY)
+        std::printf("%d\n", libraryFunction());
+#endif
+    }
+};
+
+const Opened opened;
+
+class Published : public QvPluginSystem::QvPluginObject {};
+
+Published published;
+
+}  // namespace
+
+#if !defined(NO_ENTRY_POINTS)
+
+bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) {
+#if defined(HANG_IN_INFO)
+    hang();
+#elif defined(THROW_IN_INFO)
+    throw 7;
+#elif !defined(EMPTY_NAME)
+    info.name = "specimen";
+#endif
+    info.displayName = "Speci\xC3\xA4l";
+    info.vendor = "not UTF-8: \xFF";
+    info.version = Qv::QvVersion(1, 2, 3, 4, "beta");
+    info.addDependency({"scene", Qv::QvVersion("1.2")});
+#if defined(INDEPENDENT)
+    info.dependencies.clear();
+#endif
+    return true;
+}
+
+bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int /*argc*/, char** /*argv*/,
+                      std::string* /*error*/) {
+    manager.addObject(&published);
+#if defined(CRASH_WHEN_INITIALIZED)
+    crash();
+#endif
+    return true;
+}
+
+bool UninitializePlugin([[maybe_unused]] QvPluginSystem::QvPluginManager& manager, std::string* /*error*/) {
+#if !defined(LEAVES_OBJECT)
+    manager.removeObject(&published);
+#endif
+    return true;
+}
+
+const char* GetPluginBuildInfo() {
+#if defined(REFUSED_BUILD)
+    return "CompilerName:MSVC\nRelease:0\n";
+#elif defined(CRASH_IN_BUILD_INFO)
+    crash();
+#endif
+    return QV_PLUGIN_BUILD_INFO;
+}
+
+#endif

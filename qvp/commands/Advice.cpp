@@ -82,7 +82,7 @@ std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const 
 std::string aboutEdge(const Catalogue& catalogue, std::size_t place, const Entry::Edge& edge) {
     const Entry& dependent = catalogue.entries()[place];
     if (edge.target == Entry::kNone) return adviceForMissing(catalogue, edge.name);
-    const std::string circle = aboutCircle(catalogue, place);
+    std::string circle = aboutCircle(catalogue, place);
     if (!circle.empty()) return circle;
     const Entry& target = catalogue.entries()[edge.target];
     return target.inspection.descriptor ? aboutVersion(dependent, edge, target) : std::string();

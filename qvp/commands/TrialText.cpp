@@ -32,7 +32,8 @@ std::string failureOf(const Trial& trial) {
         const std::string& from = failure.plugin.empty() ? failure.file : failure.plugin;
         text += (text.empty() ? "" : "; ") + from + ": " + failure.text;
     }
-    return text.empty() ? disturbanceOf(trial) : text;
+    if (text.empty()) text = disturbanceOf(trial);
+    return text.empty() ? "the process ended before it was initialized" : text;
 }
 
 std::string disturbanceOf(const Trial& trial) {

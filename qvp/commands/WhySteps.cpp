@@ -33,9 +33,7 @@ Step initializationStep(const Entry& entry, const Setting& setting, std::string&
     const Trial trial = tryPlugin(entry.path, directories, false, setting.limits.time);
     callStack = trial.crashStack;
     if (trial.initialized) return {StepName::initialization, StepState::ok, 0, {}};
-    const std::string failure = failureOf(trial);
-    const std::string text = failure.empty() ? "The process ended before it was initialized" : failure;
-    return {StepName::initialization, StepState::failed, 0, text};
+    return {StepName::initialization, StepState::failed, 0, failureOf(trial)};
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <QvPlatform/system/Process.h>
 
 #include "QvPluginSystem/PluginFixture.h"
+#include "Specimens.h"
 #include "report/Text.h"
 #include "support/Platform.h"
 
@@ -177,9 +178,37 @@ TEST_F(CommandTest, theProgramItself) {
     EXPECT_NE(support::readFile(path("picture.dot")).find("collision\\n1.0"), std::string::npos);
 }
 
+TEST_F(CommandTest, probe) {
+    const Json well = json({"probe", support::specimen("independent")}, 0);
+    EXPECT_EQ(strings(well["phases"], "name"), (Texts{"load", "initialize", "uninitialize", "close"}));
+    EXPECT_EQ(json({"probe", support::specimen("leavesObject")}, 1)["left"].size(), 1U);
+    const Json crash = json({"probe", support::specimen("crashWhenInitialized")}, 1);
+    EXPECT_EQ(crash["problems"][0].get<std::string>().rfind(
+                  "It was not initialized: its code crashed while it was initialized: ", 0),
+              0U)
+        << crash;
+    EXPECT_NE(crash["callStack"], "");
+    addSimulation();
+    EXPECT_EQ(json({"probe", "fluid"}, 1)["problems"][0],
+              "It was not initialized: fluid: Could not find dependent plugin turbulence");
+}
+
+TEST_F(CommandTest, newMakesAProjectOnce) {
+    const Json made = json({"new", "gravity", "--into", folder.path()}, 0);
+    EXPECT_EQ(made["files"].size(), 4U);
+    EXPECT_NE(support::readFile(path("gravity/gravity.cpp")).find("info.name = \"gravity\""),
+              std::string::npos);
+    EXPECT_EQ(json({"new", "gravity", "--into", folder.path()}, 1)["files"].size(), 0U);
+}
+
 TEST_F(CommandTest, wrongUse) {
-    for (const Texts& words :
-         {Texts{}, {"nonsense"}, {"why"}, {"list", "--color", "red"}, {"graph", "--format", "gif"}}) {
+    for (const Texts& words : {Texts{},
+                               {"nonsense"},
+                               {"why"},
+                               {"list", "--color", "red"},
+                               {"graph", "--format", "gif"},
+                               {"new", "../x"},
+                               {"new", "test"}}) {
         const Result result = run(words);
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(result.out, "");

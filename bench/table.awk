@@ -16,6 +16,10 @@ function duration(nanoseconds,   size) {
     return sprintf("%.2f ms", nanoseconds / 1000000)
 }
 
+function amount(row, value) {
+    return row ~ /^memory/ ? sprintf("%.2f MB", value / 1000000) : duration(value)
+}
+
 function line(operation, size, ours, peer, side, ratio, target, verdict) {
     printf "%-34s %8s %11s %11s  %-18s %6s %7s  %s\n", operation, size, ours, peer, side, ratio, target, verdict
 }
@@ -43,7 +47,7 @@ function printRow(row,   names, ratio, size) {
     if ((row, "count") in field)
         return line(names[1], size, grouped(field[row, "count"]), "-", "-", "-", targetOf(row), judge(row, 0))
     ratio = field[row, "ours"] / field[row, "peer"]
-    line(names[1], size, duration(field[row, "ours"]), duration(field[row, "peer"]), names[2],
+    line(names[1], size, amount(row, field[row, "ours"]), amount(row, field[row, "peer"]), names[2],
          sprintf("%.2f", ratio), targetOf(row), judge(row, ratio))
 }
 

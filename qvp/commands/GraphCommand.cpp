@@ -114,11 +114,10 @@ public:
         document["output"] = output_.empty() ? Document() : Document(File(output_).toUniversalPath());
         document["message"] = "";
         if (format_ == "svg") document["picture"] = svgPicture(document["picture"]);
-        if (document["picture"] == "")
+        if (textOf(document, "picture").empty())
             fail(document,
                  "Graphviz drew no picture. Its program dot has to be in the PATH: on Debian install the "
-                 "package "
-                 "graphviz; or ask for --format dot or mermaid.");
+                 "package graphviz; or ask for --format dot or mermaid.");
         else if (!output_.empty() && !writeFile(output_, document["picture"]))
             fail(document, "The picture could not be written to " + output_);
         return document;

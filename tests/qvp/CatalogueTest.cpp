@@ -1,4 +1,5 @@
 #include "inspect/Catalogue.h"
+#include "inspect/PluginName.h"
 
 #include "QvPluginSystem/PluginFixture.h"
 
@@ -9,8 +10,12 @@
 
 namespace {
 
-using QvPlatform::File;
 using support::Texts;
+
+/// On Windows the manager keeps a path as the dependent spelled it.
+std::string identityOf(const std::string& path) {
+    return qvp::foldedCase(QvPlatform::File(path).toUniversalPath());
+}
 
 /// What a manager says while it loads and unloads.
 class Witness : public QvPluginSystem::QvPluginManagerListener {
@@ -20,7 +25,7 @@ public:
 
     void onPluginError(const std::string& file, const QvPluginSystem::QvPluginInfo*,
                        const std::string& error) override {
-        firstErrors.emplace(File(file).toUniversalPath(), error);
+        firstErrors.emplace(identityOf(file), error);
     }
     bool onAboutToUninitialize(const QvPluginSystem::QvPluginInfo& info) override {
         unloaded.push_back(info.name);
@@ -115,14 +120,14 @@ TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
 
     manager->loadAllQvp();
     Texts loaded;
-    for (const auto* info : manager->getPlugins()) loaded.push_back(File(info->path).toUniversalPath());
+    for (const auto* info : manager->getPlugins()) loaded.push_back(identityOf(info->path));
     Texts expected;
     for (const std::size_t place : catalogue.initializationOrder())
-        expected.push_back(catalogue.entries()[place].path);
+        expected.push_back(identityOf(catalogue.entries()[place].path));
     EXPECT_EQ(expected, loaded);
     for (const qvp::Entry& entry : catalogue.entries()) {
         if (!entry.isUsable() || entry.isInitialized) continue;
-        EXPECT_EQ(entry.problem, witness.firstErrors[entry.path]) << entry.path;
+        EXPECT_EQ(entry.problem, witness.firstErrors[identityOf(entry.path)]) << entry.path;
     }
 
     manager->unloadAll();

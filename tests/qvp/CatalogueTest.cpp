@@ -51,9 +51,8 @@ protected:
         return directories;
     }
 
-    static qvp::Catalogue catalogueOf(const std::vector<qvp::SearchDirectory>& directories,
-                                      const Texts& files = {}) {
-        return {directories, files, {}, [](std::size_t, std::size_t) {}};
+    static qvp::Catalogue catalogueOf(const std::vector<qvp::SearchDirectory>& directories) {
+        return {directories, {}, {}, [](std::size_t, std::size_t) {}};
     }
 
     static Texts namesAt(const qvp::Catalogue& catalogue, const std::vector<std::size_t>& places) {
@@ -153,20 +152,6 @@ TEST_F(CatalogueTest, circlesAreClosedPathsEachOnce) {
     }
     std::sort(circles.begin(), circles.end());
     EXPECT_EQ(circles, (std::vector<Texts>{{"a", "b"}, {"a", "b", "c"}, {"self"}}));
-}
-
-TEST_F(CatalogueTest, aFileCountsOnceAndIsFoundByPathAndByName) {
-    const std::string scene = add("scene");
-    const std::string elsewhere = (folder.addDirectory("other"), addCopy("scripted.qvp", "other/x.qvp"));
-    support::writeFile(path("other/x.txt"), "name mesh\n");
-    const std::string missing = path("missing.qvp");
-    const auto directories = searchOnly({folder.path(), path("other/../")});
-    const qvp::Catalogue catalogue = catalogueOf(directories, {scene, elsewhere, missing});
-    EXPECT_EQ(catalogue.find("scene"), catalogue.find(scene));
-    EXPECT_EQ(catalogue.find("mesh"), catalogue.find(elsewhere));
-    EXPECT_EQ(catalogue.entries()[catalogue.find(missing)].path, missing);
-    EXPECT_EQ(catalogue.find("nothing"), qvp::Entry::kNone);
-    EXPECT_EQ(catalogue.entries().size(), 3U);
 }
 
 }  // namespace

@@ -123,7 +123,7 @@ TEST_F(CommandTest, listAndOrder) {
     const std::string second = folder.addDirectory("second");
     addCopy("scripted.qvp", "second/scene.qvp");
     support::writeFile(second + "scene.txt", "name scene\n");
-    QvPlatform::putEnv("QVP_PATH", second);
+    QvPlatform::putEnv("QVP_PATH", second + QvPlatform::getPathSeparator() + folder.path());
     const Json list = json({"list"}, 1);
     const Json env = json({"env"}, 0);
     QvPlatform::putEnv("QVP_PATH", "");

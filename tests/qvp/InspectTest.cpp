@@ -78,6 +78,7 @@ TEST(Inspect, BlamesTheStepAndTheCallThatFail) {
     EXPECT_EQ(inspections[0].printed.substr(0, 24), "said while it was opened");
     EXPECT_TRUE(inspections[7].descriptor);
 
+    if (support::kThreadSanitizer) return;
     const auto thrown = inspectAll({support::specimen("throwWhenOpened")});
     const std::string blamed =
         kWindows ? "opened: "
@@ -192,6 +193,7 @@ TEST(Trial, TellsPhasesObjectsAndWhetherTheFileIsGone) {
 }
 
 TEST(Trial, WritesTheCallStackOfACrash) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "the crash is in a signal handler";
     const qvp::Trial trial = qvp::tryPlugin(support::specimen("crashWhenInitialized"), {}, false, 40s);
     EXPECT_EQ(trial.end.kind, qvp::ChildEnd::Kind::crashed);
     EXPECT_EQ(trial.end.text, kCrash);

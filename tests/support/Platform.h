@@ -9,4 +9,11 @@ inline constexpr bool kWindows = true;
 inline constexpr bool kWindows = false;
 #endif
 
+/// It puts signals off, allows no memory in their handlers, and lets no exception through the loader.
+#ifdef __SANITIZE_THREAD__
+inline constexpr bool kThreadSanitizer = true;
+#else
+inline constexpr bool kThreadSanitizer = false;
+#endif
+
 }  // namespace support

@@ -34,7 +34,8 @@ TEST(LibraryFile, ReadsWhatALibrarySaysOfItself) {
     std::sort(exported.begin(), exported.end());
     const std::vector<std::string> expected{"GetPluginBuildInfo", "GetPluginInfo", "InitializePlugin",
                                             "UninitializePlugin"};
-    EXPECT_EQ(exported, expected);
+    // Sanitizers add names of their own.
+    EXPECT_TRUE(std::includes(exported.begin(), exported.end(), expected.begin(), expected.end()));
     EXPECT_EQ(file.size, support::readFile(file.path).size());
     EXPECT_GT(file.modified, 1'600'000'000);
     if (kWindows) return;

@@ -26,7 +26,7 @@ void onCrash(int signal, siginfo_t*, void* context) {
 
 void reportCrashes() {
     // For the main thread, so that it can report that its stack is used up.
-    static std::vector<char> stack(256 * 1024);
+    static std::vector<char> stack(std::size_t{256} * 1024);
     stack_t alternate{};
     alternate.ss_sp = stack.data();
     alternate.ss_size = stack.size();

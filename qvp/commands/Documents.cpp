@@ -4,6 +4,8 @@
 
 #include "report/Text.h"
 
+#include <CLI/CLI.hpp>
+
 #include <map>
 
 namespace qvp {
@@ -38,6 +40,19 @@ std::string requiredVersion(const Entry& from, std::size_t target, const std::st
     return {};
 }
 
+Document dependencyDocument(const Catalogue& catalogue, const Entry::Edge& edge) {
+    Document dependency{{"name", edge.name}, {"required", edge.version.toString()}};
+    const Entry* target = edge.target == Entry::kNone ? nullptr : &catalogue.entries()[edge.target];
+    const bool isKnown = target && target->inspection.descriptor;
+    dependency["version"] =
+        isKnown ? Document(target->inspection.descriptor->version.toString()) : Document();
+    dependency["compatibleSince"] =
+        isKnown ? Document(target->inspection.descriptor->compatibilityVersion.toString()) : Document();
+    dependency["file"] = target ? Document(target->path) : Document();
+    dependency["problem"] = edge.problem;
+    return dependency;
+}
+
 }  // namespace
 
 std::string stateOf(const Entry& entry) {
@@ -70,17 +85,11 @@ Document pluginDocument(const Catalogue& catalogue, std::size_t place) {
     return plugin;
 }
 
-Document dependencyDocument(const Catalogue& catalogue, const Entry::Edge& edge) {
-    Document dependency{{"name", edge.name}, {"required", edge.version.toString()}};
-    const Entry* target = edge.target == Entry::kNone ? nullptr : &catalogue.entries()[edge.target];
-    const bool isKnown = target && target->inspection.descriptor;
-    dependency["version"] =
-        isKnown ? Document(target->inspection.descriptor->version.toString()) : Document();
-    dependency["compatibleSince"] =
-        isKnown ? Document(target->inspection.descriptor->compatibilityVersion.toString()) : Document();
-    dependency["file"] = target ? Document(target->path) : Document();
-    dependency["problem"] = edge.problem;
-    return dependency;
+Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry) {
+    Document dependencies = Document::array();
+    for (const Entry::Edge& edge : entry.dependencies)
+        dependencies.push_back(dependencyDocument(catalogue, edge));
+    return dependencies;
 }
 
 Document directoriesDocument(const std::vector<SearchDirectory>& directories) {
@@ -186,6 +195,12 @@ Inspection closeLookAt(const std::string& path, const Setting& setting) {
     inspect({path}, Depth::everything, setting.limits,
             [&](std::size_t, Inspection inspection) { result = std::move(inspection); });
     return result;
+}
+
+void addPluginArgument(CLI::App& app, std::string& nameOrPath) {
+    app.add_option("plugin", nameOrPath, "The plugin's name, or its file")
+        ->type_name("NAME|FILE")
+        ->required();
 }
 
 std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& setting) {

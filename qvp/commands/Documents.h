@@ -16,8 +16,8 @@ Style styleOf(const std::string& state);
 Document shortDocument(const Entry& entry);
 /// Descriptor, state, problem, dependents.
 Document pluginDocument(const Catalogue& catalogue, std::size_t place);
-/// What one dependency asks for, and what it gets.
-Document dependencyDocument(const Catalogue& catalogue, const Entry::Edge& edge);
+/// What each dependency asks for, and what it gets.
+Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry);
 Document directoriesDocument(const std::vector<SearchDirectory>& directories);
 /// Those that somebody named and that are not there; the default one need not be.
 std::vector<SearchDirectory> missingDirectories(const Setting& setting);
@@ -39,6 +39,9 @@ void printDuplicates(const Document& duplicates, Page& page);
 
 /// One file looked at with `Depth::everything`.
 Inspection closeLookAt(const std::string& path, const Setting& setting);
+
+/// The argument of the commands that are about one plugin.
+void addPluginArgument(CLI::App& app, std::string& nameOrPath);
 
 /// The files to look at so that the catalogue knows the plugin, which is a name or a path: a path itself
 /// where it leads to a file or can only be one.

@@ -89,8 +89,10 @@ public:
 
         std::string present;
         std::string absent;
-        for (const auto& [name, isSupported] : document["processor"]["features"].items())
-            (isSupported.get<bool>() ? present : absent) += name + " ";
+        for (const auto& [name, isSupported] : document["processor"]["features"].items()) {
+            std::string& list = isSupported.get<bool>() ? present : absent;
+            list += (list.empty() ? "" : " ") + name;
+        }
         page.heading("Processor");
         Table processor;
         processor.rows.push_back({{{"cores", Style::faint}, {document["processor"]["cores"].dump()}}, {}});

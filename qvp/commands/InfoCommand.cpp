@@ -2,8 +2,6 @@
 #include "commands/Documents.h"
 #include "report/Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <ctime>
 
 namespace qvp {
@@ -114,12 +112,13 @@ void printBuildInformation(const Document& rows, Page& page) {
 }
 
 void printEntryPoints(const Document& points, Page& page) {
-    page.heading("Entry points");
     Table table;
     for (const std::string& name : textsOf(points["found"]))
         table.rows.push_back({{{"found", Style::good}, {name}}, {}});
     for (const std::string& name : textsOf(points["missing"]))
         table.rows.push_back({{{"missing", Style::bad}, {name}}, {}});
+    if (table.rows.empty()) return;
+    page.heading("Entry points");
     page.table(table);
 }
 
@@ -159,11 +158,7 @@ public:
     const char* name() const override { return "info"; }
     const char* summary() const override { return "Everything that is known of one plugin"; }
 
-    void addOptions(CLI::App& app) override {
-        app.add_option("plugin", plugin_, "The plugin's name, or its file")
-            ->type_name("NAME|FILE")
-            ->required();
-    }
+    void addOptions(CLI::App& app) override { addPluginArgument(app, plugin_); }
 
     Document run(const Setting& setting) override {
         const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,
@@ -175,9 +170,6 @@ public:
                     {"directories", directoriesDocument(setting.directories)}};
         const Entry& entry = catalogue.entries()[place];
         const Inspection inspection = closeLookAt(entry.path, setting);
-        Document dependencies = Document::array();
-        for (const Entry::Edge& edge : entry.dependencies)
-            dependencies.push_back(dependencyDocument(catalogue, edge));
         return {{"ok", entry.problem.empty()},
                 {"name", entry.name()},
                 {"state", stateOf(entry)},
@@ -191,7 +183,7 @@ public:
                 {"entryPoints",
                  {{"found", inspection.entryPointsFound}, {"missing", inspection.entryPointsMissing}}},
                 {"libraries", librariesOf(inspection)},
-                {"dependencies", std::move(dependencies)},
+                {"dependencies", dependenciesDocument(catalogue, entry)},
                 {"dependents", dependentsOf(catalogue, place)}};
     }
 

@@ -4,8 +4,6 @@
 #include "commands/WhyText.h"
 #include "inspect/PluginName.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <set>
 
@@ -87,13 +85,6 @@ Document librariesOf(const std::vector<NeededLibrary>& libraries) {
     return missing;
 }
 
-Document dependenciesOf(const Catalogue& catalogue, const Entry& entry) {
-    Document dependencies = Document::array();
-    for (const Entry::Edge& edge : entry.dependencies)
-        dependencies.push_back(dependencyDocument(catalogue, edge));
-    return dependencies;
-}
-
 class WhyCommand : public Command {
 public:
     const char* name() const override { return "why"; }
@@ -101,11 +92,7 @@ public:
         return "Why a plugin is not loaded, who asked for it, and what to do";
     }
 
-    void addOptions(CLI::App& app) override {
-        app.add_option("plugin", plugin_, "The plugin's name, or its file")
-            ->type_name("NAME|FILE")
-            ->required();
-    }
+    void addOptions(CLI::App& app) override { addPluginArgument(app, plugin_); }
 
     Document run(const Setting& setting) override {
         const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,
@@ -136,7 +123,7 @@ private:
                 {"plugin", pluginDocument(catalogue, place)},
                 {"steps", std::move(steps)},
                 {"missingLibraries", librariesOf(taken.libraries)},
-                {"dependencies", dependenciesOf(catalogue, entry)},
+                {"dependencies", dependenciesDocument(catalogue, entry)},
                 {"because", entry.problem.empty() ? Document::array() : becauseOf(catalogue, place)},
                 {"askedBy", std::move(askers)},
                 {"fails", std::move(failing)},

@@ -14,21 +14,6 @@
 namespace qvp {
 namespace {
 
-// What only a closer look at one plugin needs would be most of the memory that many plugins take.
-void keepTheDescriptor(Inspection& inspection) {
-    inspection.file.needed = {};
-    inspection.file.searchedFirst = {};
-    inspection.file.searchedAfter = {};
-    inspection.file.exportedNames = {};
-    inspection.entryPointsFound = {};
-    inspection.buildInformation = {};
-    inspection.printed = {};
-    std::erase_if(inspection.libraries, [](const NeededLibrary& library) {
-        return !library.path.empty() && library.problem == LibraryFile::Problem::none;
-    });
-    inspection.libraries.shrink_to_fit();
-}
-
 std::string firstProblem(const Inspection& inspection) {
     for (const Step& step : inspection.steps) {
         if (step.state == StepState::failed) return step.text;
@@ -133,7 +118,6 @@ void Catalogue::inspectFrom(std::size_t first, const ChildLimits& limits, const 
     inspect(paths, Depth::descriptor, limits, [&](std::size_t place, Inspection inspection) {
         Entry& entry = entries_[first + place];
         entry.inspection = std::move(inspection);
-        keepTheDescriptor(entry.inspection);
         entry.problem = firstProblem(entry.inspection);
         onProgress(++done, entries_.size());
     });

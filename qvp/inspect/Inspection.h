@@ -51,8 +51,8 @@ struct Inspection {
 };
 
 enum class Depth {
-    descriptor,  ///< the steps and the descriptor
-    everything   ///< and the libraries that were found, the entry points, the exported names
+    descriptor,  ///< the steps, the descriptor and the libraries that are missing
+    everything   ///< and all the rest
 };
 
 /// Looks at files; the code in them runs in child processes only. `onInspected` is called on the calling

@@ -40,15 +40,17 @@ std::string librariesProblem(const Inspection& inspection) {
     return text;
 }
 
-void dropLists(Inspection& inspection) {
+}  // namespace
+
+void dropDetails(Inspection& inspection) {
     LibraryFile& file = inspection.file;
-    for (auto* list : {&file.needed, &file.neededLater, &file.searchedFirst, &file.searchedAfter})
+    for (auto* list : {&file.needed, &file.neededLater, &file.searchedFirst, &file.searchedAfter,
+                       &inspection.entryPointsFound, &inspection.entryPointsMissing})
         std::vector<std::string>().swap(*list);
+    for (auto* text : {&inspection.buildInformation, &inspection.printed}) std::string().swap(*text);
     std::erase_if(inspection.libraries, [](const NeededLibrary& library) { return !fails(library); });
     inspection.libraries.shrink_to_fit();
 }
-
-}  // namespace
 
 void setAllSteps(Inspection& inspection) {
     inspection.steps.clear();
@@ -75,7 +77,6 @@ bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspectio
     }
     inspection.libraries = findNeededLibraries(read);
     const std::string problem = librariesProblem(inspection);
-    if (depth == Depth::descriptor) dropLists(inspection);
     if (problem.empty()) return true;
     failAt(inspection, StepName::libraries, 0, problem);
     return false;

@@ -15,4 +15,7 @@ void failAt(Inspection& inspection, StepName name, int errorNumber, const std::s
 /// The steps that run none of the file's code; false when one has failed.
 bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspection);
 
+/// Leaves what `Depth::descriptor` asks for: the rest is most of the memory that many plugins would take.
+void dropDetails(Inspection& inspection);
+
 }  // namespace qvp

@@ -22,11 +22,11 @@ using Word = support::SharedSegment<support::SharedWord>;
 using Block = support::SharedSegment<support::SharedBlock>;
 using Strings = std::vector<std::string>;
 
-// Sanitizers run on unoptimised builds.
-#if defined(NDEBUG) && !defined(_WIN32)
-constexpr int kDeaths = 1'000, kProcesses = 50;
+// Sanitizers run on unoptimised builds, and a new process is dear on Windows.
+#ifdef NDEBUG
+constexpr int kDeaths = kWindows ? 100 : 1'000, kProcesses = 50;
 #else
-constexpr int kDeaths = kWindows ? 50 : 100, kProcesses = kWindows ? 8 : 10;
+constexpr int kDeaths = 100, kProcesses = 10;
 #endif
 const std::string kNoFile = "3 SharedMemory::open - failed to create shared memory file\n";
 

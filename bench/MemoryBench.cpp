@@ -1,16 +1,14 @@
-// Memory through the library's table beside the C runtime's, and beside the same by way of a pointer, which
-// is the limit: the table costs one indirect call.
+// Memory through the library's table beside the C runtime's, and beside the same by way of a pointer in
+// another library, which is the limit: the table costs one indirect call.
 
 #include <QvPlatform/core/QvMemory.h>
 
 #include "BenchSupport.h"
+#include "MemoryPeer.h"
 
 #include <cstdlib>
 
 namespace {
-
-void* (*volatile makeBlock)(std::size_t) = std::malloc;
-void (*volatile freeBlock)(void*) = std::free;
 
 void useOurs(std::size_t size) {
     void* const block = Qv::QvMemory::create(size);
@@ -23,9 +21,6 @@ void useRuntime(std::size_t size) {
     benchmark::DoNotOptimize(block);
     std::free(block);
 }
-
-[[gnu::noinline]] void* makeByPointer(std::size_t size) { return makeBlock(size); }
-[[gnu::noinline]] void freeByPointer(void* block) { freeBlock(block); }
 
 void usePointers(std::size_t size) {
     void* const block = makeByPointer(size);

@@ -2,9 +2,18 @@
 
 #include "core/AsciiCase.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace Qv::detail {
+
+/// The first place from `from` on where a text can go on with a pattern that begins with `wanted`.
+template <typename Fold>
+std::size_t placeFor(char wanted, std::string_view text, std::size_t from, Fold fold) {
+    if (wanted == '?' || wanted == '*') return from;
+    while (from < text.size() && fold(text[from]) != fold(wanted)) ++from;
+    return from;
+}
 
 /// As `matchesWildcard`, with letters compared as `fold` leaves them. A later "*" can take over whatever an
 /// earlier one would have to give back, so only the last one is ever tried again.
@@ -17,13 +26,14 @@ bool matchesFolded(std::string_view pattern, std::string_view text, Fold fold) {
     while (t < text.size()) {
         if (p < pattern.size() && pattern[p] == '*') {
             afterStar = ++p;
-            takenByStar = t;
+            if (p == pattern.size()) return true;
+            t = takenByStar = placeFor(pattern[p], text, t, fold);
         } else if (p < pattern.size() && (pattern[p] == '?' || fold(pattern[p]) == fold(text[t]))) {
             ++p;
             ++t;
         } else if (afterStar != std::string_view::npos) {
             p = afterStar;
-            t = ++takenByStar;
+            t = takenByStar = placeFor(pattern[p], text, takenByStar + 1, fold);
         } else {
             return false;
         }

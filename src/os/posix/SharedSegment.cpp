@@ -5,7 +5,6 @@
 
 #include "os/SharedSegment.h"
 
-#include "os/posix/RobustMutex.h"
 #include "os/posix/SegmentFile.h"
 
 #include <pthread.h>
@@ -13,6 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -53,6 +53,17 @@ private:
     void* begin_ = MAP_FAILED;
 };
 
+// Re-entrant, and it notices its owner's death in any process that maps it.
+void makeSharedMutex(pthread_mutex_t* mutex) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutex_init(mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
+
 }  // namespace
 
 struct SharedSegment::Record {
@@ -82,7 +93,7 @@ SegmentFailure SharedSegment::Record::take(std::size_t size) {
     shared = View(file.descriptor(), file.size());
     if (!isNamed) own = View(-1, inWholePages(size));
     if (!shared || !(isNamed || own)) return SegmentFailure::View;
-    if (file.isNew()) posix::makeRobust(new (shared.begin()) pthread_mutex_t);
+    if (file.isNew()) makeSharedMutex(new (shared.begin()) pthread_mutex_t);
     return isNamed && file.size() - kPage < size ? SegmentFailure::Size : SegmentFailure::None;
 }
 
@@ -120,7 +131,7 @@ void* SharedSegment::data() const noexcept { return record_ ? record_->data() : 
 
 void SharedSegment::lock() {
     if (!record_) return;
-    posix::lockingResult(pthread_mutex_lock(record_->mutex()), record_->mutex());
+    if (pthread_mutex_lock(record_->mutex()) == EOWNERDEAD) pthread_mutex_consistent(record_->mutex());
     record_->wasLocked.store(true, std::memory_order_relaxed);
 }
 

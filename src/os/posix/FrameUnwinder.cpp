@@ -102,7 +102,6 @@ FrameUnwinder::FrameUnwinder(const ucontext_t& context) {
 }
 
 int FrameUnwinder::up() {
-    // A thread's first function may return to nothing at all.
     const int error = upOverCall();
     if (error == 0 || error != ENODATA || !isInterrupted_) return error;
     // A call that led astray, as by a null pointer to a function: its return address is on the stack.

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 
@@ -20,17 +19,18 @@ namespace {
 using boost::uuids::uuid;
 
 // Most names are no UUID by their length already, and need not be thrown back by the parser.
-std::optional<uuid> parsed(const std::string& text) {
+bool parse(const std::string& text, char (&bytes)[16]) {
     constexpr std::size_t kDigits = 32;
     constexpr std::size_t kDashes = 4;
     constexpr std::size_t kBraces = 2;
     const std::size_t length = text.size() - kDigits;
-    if (length != 0 && length != kDashes && length != kBraces && length != kDashes + kBraces)
-        return std::nullopt;
+    if (length != 0 && length != kDashes && length != kBraces && length != kDashes + kBraces) return false;
     try {
-        return boost::uuids::string_generator()(text);
+        const uuid value = boost::uuids::string_generator()(text.data(), text.data() + text.size());
+        std::memcpy(bytes, value.data, sizeof bytes);
+        return true;
     } catch (const std::runtime_error&) {
-        return std::nullopt;
+        return false;
     }
 }
 
@@ -62,18 +62,15 @@ QvUuid& QvUuid::operator=(const QvUuid& other) {
 }
 
 QvUuid::QvUuid(const std::string& text) : hasValue_(true) {
-    if (const auto value = parsed(text))
-        std::memcpy(bytes_, value->data, sizeof bytes_);
-    else
+    if (!parse(text, bytes_))
         Qv::LogDebug("QvUuid: '%s' is not a valid UUID. Use QvUuid::createFromName()\n", text.c_str());
 }
 
 QvUuid::QvUuid(const char (&bytes)[16]) : hasValue_(true) { std::memcpy(bytes_, bytes, sizeof bytes_); }
 
 QvUuid QvUuid::createFromName(const std::string& name) {
-    const auto value = parsed(name);
     QvUuid result;
-    std::memcpy(result.bytes_, (value ? *value : namedBy(name)).data, sizeof result.bytes_);
+    if (!parse(name, result.bytes_)) std::memcpy(result.bytes_, namedBy(name).data, sizeof result.bytes_);
     result.hasValue_ = true;
     return result;
 }

@@ -26,7 +26,7 @@ bool matchesFolded(std::string_view pattern, std::string_view text, Fold fold) {
     while (t < text.size()) {
         if (p < pattern.size() && pattern[p] == '*') {
             afterStar = ++p;
-            if (p == pattern.size()) return true;
+            if (p == pattern.size()) return true;  // so that something stands at `afterStar`
             t = takenByStar = placeFor(pattern[p], text, t, fold);
         } else if (p < pattern.size() && (pattern[p] == '?' || fold(pattern[p]) == fold(text[t]))) {
             ++p;

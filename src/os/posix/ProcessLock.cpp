@@ -1,0 +1,39 @@
+#include "os/ProcessLock.h"
+
+#include "os/SpinThenLock.h"
+
+#include <pthread.h>
+
+#include <array>
+#include <mutex>
+
+namespace os {
+namespace {
+
+// Constant-initialized; a mutex of this kind needs no destruction.
+constinit std::array<std::mutex, static_cast<std::size_t>(LockRank::Count)> mutexes;
+
+std::mutex& mutexOf(LockRank rank) noexcept { return mutexes[static_cast<std::size_t>(rank)]; }
+
+void lockAll() {
+    for (std::mutex& mutex : mutexes) mutex.lock();
+}
+
+void unlockAll() {
+    for (auto mutex = mutexes.rbegin(); mutex != mutexes.rend(); ++mutex) mutex->unlock();
+}
+
+[[maybe_unused]] const int forkHandlers = pthread_atfork(lockAll, unlockAll, unlockAll);
+
+}  // namespace
+
+void ProcessLock::lock() const noexcept {
+    std::mutex& mutex = mutexOf(rank_);
+    spinThenLock([&] { return mutex.try_lock(); }, [&] { mutex.lock(); });
+}
+
+bool ProcessLock::try_lock() const noexcept { return mutexOf(rank_).try_lock(); }
+
+void ProcessLock::unlock() const noexcept { mutexOf(rank_).unlock(); }
+
+}  // namespace os

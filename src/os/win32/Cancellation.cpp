@@ -1,0 +1,8 @@
+#include "os/Cancellation.h"
+
+namespace os {
+
+CancellationShield::CancellationShield() noexcept = default;
+CancellationShield::~CancellationShield() = default;
+
+}  // namespace os

@@ -1,0 +1,35 @@
+#include "os/ProcessLock.h"
+
+#include "os/SpinThenLock.h"
+#include "os/win32/Gate.h"
+
+#include <array>
+
+extern "C" BOOLEAN NTAPI RtlDllShutdownInProgress();
+
+namespace os {
+namespace {
+
+constinit std::array<SRWLOCK, static_cast<std::size_t>(LockRank::Count)> mutexes{};
+
+SRWLOCK* mutexOf(LockRank rank) noexcept { return &mutexes[static_cast<std::size_t>(rank)]; }
+
+}  // namespace
+
+// The only thread that is left takes it as its own when its owner is gone.
+void ProcessLock::lock() const noexcept {
+    if (RtlDllShutdownInProgress()) return;
+    SRWLOCK* const mutex = mutexOf(rank_);
+    spinThenLock([=] { return TryAcquireSRWLockExclusive(mutex) != 0; },
+                 [=] { AcquireSRWLockExclusive(mutex); });
+}
+
+bool ProcessLock::try_lock() const noexcept {
+    return RtlDllShutdownInProgress() || TryAcquireSRWLockExclusive(mutexOf(rank_));
+}
+
+void ProcessLock::unlock() const noexcept {
+    if (!RtlDllShutdownInProgress()) ReleaseSRWLockExclusive(mutexOf(rank_));
+}
+
+}  // namespace os

@@ -26,9 +26,10 @@ std::optional<double> finestTimerPeriod() {
     return std::min(capabilities.wPeriodMin, capabilities.wPeriodMax) * 0.001;
 }
 
+// 0 is the call's ordinary failure, in which the count stays 0.
 std::optional<std::uint64_t> processCycles() {
     ULONG64 cycles = 0;
-    QueryProcessCycleTime(GetCurrentProcess(), &cycles);
+    if (QueryProcessCycleTime(GetCurrentProcess(), &cycles) == -1) return std::nullopt;
     return cycles;
 }
 

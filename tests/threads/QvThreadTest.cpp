@@ -183,6 +183,7 @@ TEST_F(QvMutexAndCondition, areGivenUpByTheThreadThatEndsAmongOthersItReleasedOr
 
 #ifndef _WIN32
 TEST(QvMutex, isGivenUpAlsoByTheLastWordOfAThread) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "it forgets the thread before";
     static Qv::QvMutex* mutex;
     static int rounds;
     static pthread_key_t key;

@@ -26,7 +26,7 @@ std::optional<double> finestTimerPeriod() {
     return std::min(capabilities.wPeriodMin, capabilities.wPeriodMax) * 0.001;
 }
 
-// 0 is the call's ordinary failure, in which the count stays 0.
+// A result of 0, its ordinary failure, leaves the count 0 and is not reported.
 std::optional<std::uint64_t> processCycles() {
     ULONG64 cycles = 0;
     if (QueryProcessCycleTime(GetCurrentProcess(), &cycles) == -1) return std::nullopt;

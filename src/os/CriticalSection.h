@@ -2,7 +2,7 @@
 
 namespace os {
 
-/// A re-entrant mutex within the process. Waiting threads try for a while before they sleep.
+/// A re-entrant mutex within the process, which stays locked when its owner ends.
 class CriticalSection {
 public:
     CriticalSection();
@@ -10,12 +10,17 @@ public:
     CriticalSection& operator=(const CriticalSection&) = delete;
     ~CriticalSection();
 
-    void lock();
-    bool try_lock();
-    void unlock();
+    /// 0, or the system's error when the owner has locked it too often, some billion times.
+    int lock() noexcept;
+    bool try_lock() noexcept;
+    void unlock() noexcept;
 
 private:
     alignas(8) unsigned char storage_[40];  ///< the system's own object
 };
 
 }  // namespace os
+
+#ifndef _WIN32
+#include "os/posix/CriticalSection.h"
+#endif

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 namespace os {
 
 /// What waiting for a mutex gives, as numbers that reach the user.
@@ -10,41 +8,52 @@ enum WaitResult : int { kWaitFailed = -1, kAcquired = 0, kAcquiredFromDeadOwner 
 /// A re-entrant mutex that is acquired also when its owner has ended without releasing it.
 class SystemMutex {
 public:
-    SystemMutex();
+    SystemMutex() noexcept;
     SystemMutex(const SystemMutex&) = delete;
     SystemMutex& operator=(const SystemMutex&) = delete;
     ~SystemMutex();
 
     /// Whether the system had one to give.
-    bool isValid() const noexcept;
-    WaitResult lock();
-    WaitResult tryLock();
+    bool isValid() const noexcept { return isValid_; }
+    WaitResult lock() noexcept;
+    WaitResult tryLock() noexcept;
     /// False when the calling thread is not the owner.
-    bool unlock();
+    bool unlock() noexcept;
+
+    /// To be called before the memory is freed. False when the memory must stay for ever, because a thread
+    /// has the mutex locked and the system still refers to it.
+    bool retire() noexcept;
 
 private:
     friend class Signal;
-    struct Record;
-    std::unique_ptr<Record> record_;
+
+    alignas(8) unsigned char storage_[40];  ///< the system's own object
+    bool isValid_ = false;
+    SystemMutex* next_ = nullptr;
 };
 
-/// Wakes one waiting thread at a time, and remembers one signal that nobody waits for.
+/// Wakes one waiting thread at a time, and remembers one signal that nobody waits for. May be destroyed
+/// while threads that were woken are still on their way out of `wait`.
 class Signal {
 public:
-    Signal();
+    Signal() noexcept;
     Signal(const Signal&) = delete;
     Signal& operator=(const Signal&) = delete;
     ~Signal();
 
     bool isValid() const noexcept;
-    void give();
-    /// Releases the mutex and waits, in one step, then acquires the mutex. Only acquires it when the calling
-    /// thread is not its owner.
+    void give() noexcept;
+    /// Releases the mutex and waits, in one step, then acquires the mutex, also when the thread is cancelled.
+    /// Only acquires it when the calling thread is not its owner.
     void wait(SystemMutex& mutex);
 
 private:
     struct Record;
-    std::unique_ptr<Record> record_;
+    Record* record_;
 };
 
 }  // namespace os
+
+#ifndef _WIN32
+#include "os/posix/SystemMutex.h"
+#endif

@@ -2,13 +2,11 @@
 
 #include "os/CriticalSection.h"
 #include "os/Fnv.h"
-#include "os/Semaphore.h"
 #include "os/SystemMutex.h"
 #include "os/Thread.h"
 
 #include <memory>
 #include <new>
-#include <thread>
 #include <utility>
 
 namespace Qv {
@@ -26,26 +24,6 @@ struct QvConditionVariable {
 };
 
 namespace {
-
-/// What a new thread is told and what it tells back; each of the two holds it as long as it needs it.
-struct ThreadStart {
-    unsigned int (*entry)(void*) = nullptr;
-    void* argument = nullptr;
-    std::uint64_t identifier = 0;
-    os::Semaphore isDetached{0};
-    os::Semaphore isIdentified{0};
-};
-
-// With one of the compilers a thread that is detached while it begins or ends may be lost, so it waits.
-void runThread(std::shared_ptr<ThreadStart> start) {
-    start->isDetached.acquire();
-    const auto entry = start->entry;
-    void* const argument = start->argument;
-    start->identifier = QvThreadGetID();
-    start->isIdentified.release();
-    start.reset();
-    entry(argument);
-}
 
 /// The hash of a number's bytes, the lowest first.
 std::uint64_t hashOf(std::uint32_t number) {
@@ -65,15 +43,7 @@ Object* validOrNull(std::unique_ptr<Object> object, bool isValid) {
 }  // namespace
 
 std::uint64_t QvThreadCreate(unsigned int (*entry)(void*), void* argument) {
-    const auto start = std::make_shared<ThreadStart>();
-    start->entry = entry;
-    start->argument = argument;
-    std::thread thread(runThread, start);
-    if (!thread.joinable()) return 0;
-    thread.detach();
-    start->isDetached.release();
-    start->isIdentified.acquire();
-    return start->identifier;
+    return hashOf(os::startThread(entry, argument));
 }
 
 std::uint64_t QvThreadGetID() { return hashOf(os::currentThreadId()); }
@@ -90,7 +60,9 @@ QvMutex* QvMutexCreate() {
     return validOrNull(std::move(mutex), isValid);
 }
 
-void QvMutexDestroy(QvMutex* mutex) { delete mutex; }
+void QvMutexDestroy(QvMutex* mutex) {
+    if (mutex && mutex->mutex.retire()) delete mutex;
+}
 
 int QvMutexLock(QvMutex* mutex) { return mutex ? mutex->mutex.lock() : os::kWaitFailed; }
 
@@ -102,10 +74,7 @@ QvThreadMutex* QvThreadMutexCreate() { return new (std::nothrow) QvThreadMutex; 
 
 void QvThreadMutexDestroy(QvThreadMutex* mutex) { delete mutex; }
 
-int QvThreadMutexLock(QvThreadMutex* mutex) {
-    if (mutex) mutex->section.lock();
-    return 0;
-}
+int QvThreadMutexLock(QvThreadMutex* mutex) { return mutex ? mutex->section.lock() : 0; }
 
 int QvThreadMutexUnlock(QvThreadMutex* mutex) {
     if (mutex) mutex->section.unlock();

@@ -12,11 +12,24 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace QvPlatform {
+namespace {
+
+// In pieces, between which another thread's text may come, only when the memory is used up.
+void report(const char* what) {
+    constexpr const char* kBegin = "StepperThread exception thrown in thread: ";
+    try {
+        os::writeToStandardError(std::string(kBegin) + what + "\n");
+    } catch (const std::bad_alloc&) {
+        for (const char* piece : {kBegin, what, "\n"}) os::writeToStandardError(piece);
+    }
+}
+
+}  // namespace
 
 /// A pause is a flag that the worker looks at before each step, so that any thread may lift it. The flag and,
 /// but for what a derived class does to it, the state change under `stepLock`. Lock order: startLock,
@@ -60,8 +73,16 @@ struct StepperThread::Record {
 
     void passGate() { const std::lock_guard guard(pauseGate); }
 
+    /// The run under way, or the last one. After a look at the state, so that it is not an older one.
     std::uint64_t currentRun() {
         const std::lock_guard guard(endLock);
+        return runsBegun;
+    }
+
+    /// The same, and asks it to end, and not one that begins later.
+    std::uint64_t requestStop() {
+        const std::lock_guard guard(endLock);
+        stopRequested = true;
         return runsBegun;
     }
 
@@ -72,15 +93,13 @@ struct StepperThread::Record {
         ended.wait(guard, [&] { return runsEnded >= run; });
     }
 
-    void countRun(std::uint64_t& counter) {
-        const std::lock_guard guard(endLock);
-        ++counter;
-        ended.notify_all();
-    }
-
     void begin() {
         runLock.lock();
-        countRun(runsBegun);
+        {
+            const std::lock_guard guard(endLock);
+            ++runsBegun;
+            stopRequested = false;
+        }
         workerId = os::currentThreadId();
         state = kRunning;
         started.release();
@@ -95,7 +114,11 @@ struct StepperThread::Record {
             workerId = 0;
             state = kStopped;
         }
-        countRun(runsEnded);
+        {
+            const std::lock_guard guard(endLock);
+            ++runsEnded;
+            ended.notify_all();
+        }
         runLock.unlock();
     }
 };
@@ -120,8 +143,11 @@ bool StepperThread::start() {
     if (record_->state != kStopped) return true;
     {
         const std::lock_guard afterTheLastWorker(record_->runLock);
-        std::thread([this] { run(); }).detach();
-        record_->stopRequested = false;
+        const auto work = [](void* self) {
+            static_cast<StepperThread*>(self)->run();
+            return 0U;
+        };
+        os::startThread(work, this);
     }
     record_->started.acquire();
     return true;
@@ -152,8 +178,7 @@ bool StepperThread::takeStep() {
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (const std::exception& exception) {
-        os::writeToStandardError(std::string("StepperThread exception thrown in thread: ") +
-                                 exception.what() + "\n");
+        report(exception.what());
     } catch (...) {
         os::writeToStandardError("StepperThread unknown exception thrown in thread\n");
     }
@@ -180,17 +205,15 @@ void StepperThread::pause(bool doPause) {
 }
 
 void StepperThread::stop() {
-    const std::uint64_t run = record_->currentRun();
     if (record_->state == kStopped) return;
-    record_->stopRequested = true;
+    const std::uint64_t run = record_->requestStop();
     if (record_->state == kPaused) pause(false);
     record_->lift();
     record_->waitForEndOf(run);
 }
 
 void StepperThread::join() {
-    const std::uint64_t run = record_->currentRun();
-    if (record_->state != kStopped) record_->waitForEndOf(run);
+    if (record_->state != kStopped) record_->waitForEndOf(record_->currentRun());
 }
 
 bool StepperThread::isCurrentThread() const { return record_->isWorker(); }

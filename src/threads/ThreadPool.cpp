@@ -2,21 +2,20 @@
 
 #include <QvPlatform/threads/QvThread.h>
 
+#include "os/ProcessLock.h"
+
 #include <oneapi/tbb/task_group.h>
 #include <mutex>
 
 namespace QvPlatform {
 namespace {
 
-// Never destroyed: the pool may outlive every static object that refers to it.
-struct CurrentPool {
-    std::mutex lock;
-    Qv::QvWeakPtr<ThreadPool> pool;
-};
+inline constexpr os::ProcessLock kPoolLock{os::LockRank::ThreadPool};
 
-CurrentPool& current() {
-    static auto& instance = *new CurrentPool;
-    return instance;
+/// Guarded by the lock. Never destroyed: the pool may outlive every static object that refers to it.
+Qv::QvWeakPtr<ThreadPool>& currentPool() {
+    static auto& pool = *new Qv::QvWeakPtr<ThreadPool>;
+    return pool;
 }
 
 void runAll(tbb::task_group& group, const std::vector<ThreadPool::WorkUnit*>& units) {
@@ -34,11 +33,11 @@ ThreadPool::ThreadPool(unsigned int threadCount) : threadCount_(threadCount) {}
 ThreadPool::~ThreadPool() = default;
 
 Qv::QvSmartPtr<ThreadPool> ThreadPool::instance(unsigned int threadCount) {
-    const std::lock_guard guard(current().lock);
-    if (auto existing = current().pool.lock()) return existing;
+    const std::lock_guard guard(kPoolLock);
+    if (auto existing = currentPool().lock()) return existing;
     if (threadCount == 0) threadCount = static_cast<unsigned int>(Qv::QvThreadGetCPUCount());
     Qv::QvSmartPtr<ThreadPool> created(new ThreadPool(threadCount));
-    current().pool = created;
+    currentPool() = created;
     return created;
 }
 

@@ -1,6 +1,8 @@
 #include <QvPlatform/threads/QvThread.h>
 #include <QvPlatform/threads/Semaphore.h>
 
+#include "MemoryLimit.h"
+#include "ThreadAtLoad.h"
 #include "support/ChildProgram.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +54,10 @@ TEST(QvThread, isIdentifiedByTheHashOfItsNumber) {
 #ifndef _WIN32
     support::inForkAsNobody([] { tellIdentifier(&identifier); });
 #endif
+}
+
+TEST(QvThread, isStartedByAStaticInitializer) {
+    EXPECT_TRUE(comesTrue([] { return seenByThreadAtLoad() == returnedAtLoad(); }));
 }
 
 TEST(QvThread, sleepsAtLeastAsLongAsItIsTold) {
@@ -174,6 +180,74 @@ TEST_F(QvMutexAndCondition, areGivenUpByTheThreadThatEndsAmongOthersItReleasedOr
         Qv::QvMutexDestroy(mutexes[i]);
     }
 }
+
+#ifndef _WIN32
+TEST(QvMutex, isGivenUpAlsoByTheLastWordOfAThread) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "it forgets the thread before";
+    static Qv::QvMutex* mutex;
+    static int rounds;
+    static pthread_key_t key;
+    mutex = Qv::QvMutexCreate();
+    rounds = 0;
+    EXPECT_TRUE(Qv::QvMutexLock(mutex) == 0 && Qv::QvMutexUnlock(mutex) != 0);
+    pthread_key_create(&key, [](void* value) {
+        ++rounds < PTHREAD_DESTRUCTOR_ITERATIONS ? pthread_setspecific(key, value) : Qv::QvMutexLock(mutex);
+    });
+    onThread([] { pthread_setspecific(key, &key); });
+    EXPECT_TRUE(comesTrue([] { return rounds == PTHREAD_DESTRUCTOR_ITERATIONS; }));
+    EXPECT_EQ(Qv::QvMutexLock(mutex), 128);
+    Qv::QvMutexDestroy(mutex);
+    pthread_key_delete(key);
+}
+
+TEST_F(QvMutexAndCondition, areNotMadeWithoutMemory) {
+    const auto expectNull = [](auto create, auto destroy) {
+        for (const int limit : {3, 2, 1, 0}) {
+            allocationsLeft = limit;
+            auto* const made = create();
+            allocationsLeft = -1;
+            destroy(made);
+            EXPECT_TRUE(limit > 0 || !made);
+        }
+    };
+    expectNull(Qv::QvMutexCreate, Qv::QvMutexDestroy);
+    expectNull(Qv::QvThreadMutexCreate, Qv::QvThreadMutexDestroy);
+    expectNull(Qv::QvConditionVariableCreate, Qv::QvConditionVariableDestroy);
+}
+
+// Its own stack is unwound with the mutex locked, and a signal that it was given is the next one's.
+TEST_F(QvMutexAndCondition, surviveTheCancellationOfAWaiter) {
+    struct Unlock {
+        ~Unlock() { isOwner = Qv::QvMutexUnlock(mutex); }
+        Qv::QvMutex* mutex;
+        std::atomic<int>& isOwner;
+    };
+    for (const bool isSignalled : {false, true}) {
+        std::atomic<int> isOwner{-1};
+        std::atomic<bool> tookSignal{false};
+        std::thread cancelled([&] {
+            lock();
+            const Unlock unlock{mutex_, isOwner};
+            ++waiting_;
+            wait();
+            tookSignal = true;  // before it was cancelled
+        });
+        EXPECT_TRUE(comesTrue([&] { return waiting_ != 0; }));
+        lock();
+        waiting_ = 0;
+        if (isSignalled) signal();
+        pthread_cancel(cancelled.native_handle());
+        unlock();
+        cancelled.join();
+        EXPECT_EQ(isOwner, 1);
+        if (!isSignalled || tookSignal) signal();
+        lock();
+        wait();
+        EXPECT_EQ(triedElsewhere(), 258);
+        unlock();
+    }
+}
+#endif
 
 TEST_F(QvMutexAndCondition, rememberOneSignalForAnOwner) {
     for (int i = 0; i < 3; ++i) signal();

@@ -1,5 +1,6 @@
 #include <QvPlatform/threads/StepperThread.h>
 
+#include "MemoryLimit.h"
 #include "support/ChildProgram.h"
 #include "support/StandardError.h"
 
@@ -90,6 +91,8 @@ TEST(StepperThread, endsWithTheStepThatReturnsFalseOrThrows) {
         {[] { return false; }, ""},
 #ifndef _WIN32
         {[]() -> bool { pthread_exit(nullptr); }, ""},
+        {[]() -> bool { throw(allocationsLeft = 0, std::bad_alloc()); },
+         "StepperThread exception thrown in thread: std::bad_alloc\n"},
 #endif
         {[]() -> bool { throw std::runtime_error("boom %s"); },
          "StepperThread exception thrown in thread: boom %s\n"},

@@ -6,8 +6,8 @@
 
 namespace QvPlatform {
 
-/// A re-entrant mutex for short critical sections within the process: a waiting thread tries for a while
-/// before it sleeps. Satisfies the standard library's requirements on something to lock:
+/// A re-entrant mutex for short critical sections within the process. Satisfies the standard library's
+/// requirements on something to lock:
 ///
 ///     const std::lock_guard guard(mutex);
 ///

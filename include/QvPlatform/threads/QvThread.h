@@ -14,8 +14,9 @@
 /// Both kinds are re-entrant: their owner unlocks as often as it locked. `QvMutex` notices that its owner
 /// has ended and works with the condition; `QvThreadMutex` is for short critical sections. Traps: the
 /// results are not uniform (`QvMutexUnlock` succeeds with nonzero, the others with 0). The creator
-/// destroys; destroying what a thread holds or waits on is an error that is not detected. Null pointers do
-/// nothing, and lock nothing. Any thread may call these functions.
+/// destroys; destroying what a thread holds or waits on is an error that is not detected, but a condition may
+/// be destroyed while threads that it released still wait for the mutex. Null pointers do nothing, and lock
+/// nothing. Any thread may call these functions.
 namespace Qv {
 
 struct QvMutex;
@@ -23,8 +24,9 @@ struct QvThreadMutex;
 struct QvConditionVariable;
 
 /// Starts a thread that nobody can wait for, and returns what `QvThreadGetID` returns in it; the entry's
-/// result is lost. Throws `std::system_error` when the system has no thread to give. An exception that
-/// leaves the entry ends the process.
+/// result is lost. A static initializer may call it, but on Windows the thread begins after that has ended.
+/// Throws `std::system_error` when the system has no thread to give. An exception that leaves the entry ends
+/// the process.
 QV_API std::uint64_t QvThreadCreate(unsigned int (*entry)(void*), void* argument);
 /// The calling thread's identifier: the 64-bit FNV-1a hash of the system's 32-bit number for it, which
 /// the system may give to another thread after this one has ended. (Fowler, Noll, Vo.)
@@ -39,7 +41,7 @@ QV_API int QvThreadGetCPUCount();
 QV_API QvMutex* QvMutexCreate();
 QV_API void QvMutexDestroy(QvMutex* mutex);
 /// Waits without limit. 0 when acquired, 128 when acquired from an owner that ended without unlocking, -1
-/// for a null pointer.
+/// for a null pointer and when the calling thread has locked it some billion times already.
 QV_API int QvMutexLock(QvMutex* mutex);
 /// Nonzero on success, 0 when the calling thread does not own it.
 QV_API int QvMutexUnlock(QvMutex* mutex);
@@ -49,7 +51,7 @@ QV_API int QvMutexTryLock(QvMutex* mutex);
 /// Null when the memory is used up. A thread that ends without unlocking leaves it locked for ever.
 QV_API QvThreadMutex* QvThreadMutexCreate();
 QV_API void QvThreadMutexDestroy(QvThreadMutex* mutex);
-/// Waits without limit; 0.
+/// Waits without limit; 0. Something else only when the calling thread has locked it some billion times.
 QV_API int QvThreadMutexLock(QvThreadMutex* mutex);
 /// Only for the owner; 0.
 QV_API int QvThreadMutexUnlock(QvThreadMutex* mutex);

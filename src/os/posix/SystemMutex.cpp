@@ -1,101 +1,155 @@
 #include "os/SystemMutex.h"
 
-#include "os/posix/RecursiveLock.h"
-
-#include <algorithm>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
+#include <atomic>
+#include <new>
+#include <utility>
 
 namespace os {
-
 namespace {
 
-using Lock = posix::RecoverableLock;
-
-WaitResult resultOf(Lock::Result result) {
-    if (result == Lock::Result::taken) return kAcquired;
-    return result == Lock::Result::busy ? kBusy : kAcquiredFromDeadOwner;
-}
+/// Those whose memory stays; kept so that it does not look lost.
+constinit std::atomic<SystemMutex*> retiredWhileLocked{nullptr};
 
 }  // namespace
 
-struct SystemMutex::Record final : Lock {};
+SystemMutex::SystemMutex() noexcept {
+    static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    isValid_ = pthread_mutex_init(new (storage_) pthread_mutex_t, &attributes) == 0;
+    pthread_mutexattr_destroy(&attributes);
+}
 
-SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {}
+SystemMutex::~SystemMutex() { pthread_mutex_destroy(posix::mutexIn(storage_)); }
 
-SystemMutex::~SystemMutex() { Lock::destroy(record_.release()); }
+// A robust mutex that a thread has locked stands in a list of that thread's, which the system walks when the
+// thread ends. How often the calling thread has it, only glibc's record tells: to unlock it until that fails
+// would be reported by the tools that watch locks.
+bool SystemMutex::retire() noexcept {
+    if (tryLock() == kBusy) {
+        next_ = retiredWhileLocked.exchange(this);
+        return false;
+    }
+    for (unsigned depth = posix::mutexIn(storage_)->__data.__count; depth != 0; --depth) unlock();
+    return true;
+}
 
-bool SystemMutex::isValid() const noexcept { return true; }
-
-WaitResult SystemMutex::lock() { return resultOf(record_->lock()); }
-
-WaitResult SystemMutex::tryLock() { return resultOf(record_->tryLock()); }
-
-bool SystemMutex::unlock() { return record_->unlock(); }
-
-// A flag would merge two quick signals and let a late waiter take an earlier one's, so each waiter has its
-// own, and they stand in a queue.
+// An event that releases one thread: a flag would merge two quick signals and let a late waiter take an
+// earlier one's, so each waiter has a flag of its own, on its stack, and stands in a queue. All of it is
+// guarded by `lock`. The record is freed by the last of those that use it: the signal's owner and the
+// waiters, also those that are released but have not noticed it yet.
 struct Signal::Record {
     struct Waiter {
-        std::condition_variable released;
+        pthread_cond_t released = PTHREAD_COND_INITIALIZER;
         bool isReleased = false;
+        Waiter* next = nullptr;
     };
 
-    // Also when the waiting thread is cancelled.
+    /// A thread's place in the queue. Leaving it early, when the thread is cancelled, loses no signal.
     class Place {
     public:
-        Place(std::deque<Waiter*>& queue, Waiter& waiter) : queue_(queue), waiter_(&waiter) {
-            queue_.push_back(waiter_);
+        explicit Place(Record& record) noexcept : record_(record) {
+            *record_.end = &waiter_;
+            record_.end = &waiter_.next;
         }
         Place(const Place&) = delete;
         Place& operator=(const Place&) = delete;
-        ~Place() { queue_.erase(std::remove(queue_.begin(), queue_.end(), waiter_), queue_.end()); }
+        ~Place() {
+            if (!waiter_.isReleased)
+                record_.remove(waiter_);
+            else if (!isDone_)
+                record_.release();
+            pthread_cond_destroy(&waiter_.released);
+        }
+
+        void wait() {
+            while (!waiter_.isReleased) pthread_cond_wait(&waiter_.released, &record_.lock);
+            isDone_ = true;
+        }
 
     private:
-        std::deque<Waiter*>& queue_;
-        Waiter* waiter_;
+        Record& record_;
+        Waiter waiter_;
+        bool isDone_ = false;
     };
 
-    void waitForTurn(std::unique_lock<std::mutex>& guard) {
-        if (isRemembered) {
-            isRemembered = false;
-            return;
+    /// Holds `lock` and keeps the record for a scope.
+    class Use {
+    public:
+        explicit Use(Record& record) noexcept : record_(record) {
+            pthread_mutex_lock(&record_.lock);
+            ++record_.users;
         }
-        Waiter waiter;
-        const Place place(queue, waiter);
-        waiter.released.wait(guard, [&] { return waiter.isReleased; });
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+        ~Use() { record_.leave(); }
+
+    private:
+        Record& record_;
+    };
+
+    Record() = default;
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
+    ~Record() { pthread_mutex_destroy(&lock); }
+
+    void leave() noexcept {
+        const bool isLast = --users == 0;
+        pthread_mutex_unlock(&lock);
+        if (isLast) delete this;
     }
 
-    std::mutex lock;
-    std::deque<Waiter*> queue;
+    void release() noexcept {
+        Waiter* const waiter = first;
+        if (!waiter) {
+            isRemembered = true;
+            return;
+        }
+        remove(*waiter);
+        waiter->isReleased = true;
+        pthread_cond_signal(&waiter->released);
+    }
+
+    void remove(Waiter& waiter) noexcept {
+        Waiter** place = &first;
+        while (*place != &waiter) place = &(*place)->next;
+        *place = waiter.next;
+        if (end == &waiter.next) end = place;
+    }
+
+    pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+    Waiter* first = nullptr;
+    Waiter** end = &first;
+    int users = 1;
     bool isRemembered = false;
 };
 
-Signal::Signal() : record_(std::make_unique<Record>()) {}
+Signal::Signal() noexcept : record_(new (std::nothrow) Record) {}
 
-Signal::~Signal() = default;
+Signal::~Signal() {
+    if (!record_) return;
+    pthread_mutex_lock(&record_->lock);
+    record_->leave();
+}
 
-bool Signal::isValid() const noexcept { return true; }
+bool Signal::isValid() const noexcept { return record_ != nullptr; }
 
-void Signal::give() {
-    const std::lock_guard guard(record_->lock);
-    const auto next = std::find_if(record_->queue.begin(), record_->queue.end(),
-                                   [](const Record::Waiter* waiter) { return !waiter->isReleased; });
-    if (next == record_->queue.end()) {
-        record_->isRemembered = true;
-        return;
-    }
-    (*next)->isReleased = true;
-    (*next)->released.notify_one();
+void Signal::give() noexcept {
+    const Record::Use use(*record_);
+    record_->release();
 }
 
 void Signal::wait(SystemMutex& mutex) {
-    {
-        std::unique_lock guard(record_->lock);
-        if (mutex.unlock()) record_->waitForTurn(guard);
-    }
-    mutex.lock();
+    struct Relock {
+        ~Relock() { mutex.lock(); }
+        SystemMutex& mutex;
+    };
+    const Relock relock{mutex};
+    const Record::Use use(*record_);
+    if (!mutex.unlock() || std::exchange(record_->isRemembered, false)) return;
+    Record::Place(*record_).wait();
 }
 
 }  // namespace os

@@ -1,5 +1,8 @@
 #include "os/Thread.h"
 
+#include "os/Cancellation.h"
+#include "os/Semaphore.h"
+
 #include <pthread.h>
 #include <sched.h>
 #include <unistd.h>
@@ -7,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <system_error>
 
 namespace os {
 namespace {
@@ -30,7 +34,39 @@ void sleepFor(std::uint64_t nanoseconds) {
     }
 }
 
+// Only the new thread can ask for its number.
+struct Start {
+    unsigned int (*entry)(void*);
+    void* argument;
+    std::uint32_t number = 0;
+    Semaphore isNumbered{0};
+};
+
+void* run(void* argument) {
+    Start& start = *static_cast<Start*>(argument);
+    const auto entry = start.entry;
+    void* const entryArgument = start.argument;
+    start.number = static_cast<std::uint32_t>(gettid());
+    start.isNumbered.release();  // the start's end
+    entry(entryArgument);
+    return nullptr;
+}
+
 }  // namespace
+
+std::uint32_t startThread(unsigned int (*entry)(void*), void* argument) {
+    const CancellationShield shield;
+    Start start{entry, argument};
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread{};
+    const int error = pthread_create(&thread, &attributes, run, &start);
+    pthread_attr_destroy(&attributes);
+    if (error != 0) throw std::system_error(error, std::generic_category());
+    start.isNumbered.acquire();
+    return start.number;
+}
 
 std::uint32_t currentThreadId() {
     if (cachedId == 0) cachedId = static_cast<std::uint32_t>(gettid());

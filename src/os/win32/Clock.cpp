@@ -26,9 +26,10 @@ std::optional<double> finestTimerPeriod() {
     return std::min(capabilities.wPeriodMin, capabilities.wPeriodMax) * 0.001;
 }
 
+// A result of 0, its ordinary failure, leaves the count 0 and is not reported.
 std::optional<std::uint64_t> processCycles() {
     ULONG64 cycles = 0;
-    QueryProcessCycleTime(GetCurrentProcess(), &cycles);
+    if (QueryProcessCycleTime(GetCurrentProcess(), &cycles) == -1) return std::nullopt;
     return cycles;
 }
 

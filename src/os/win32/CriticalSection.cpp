@@ -22,10 +22,13 @@ CriticalSection::CriticalSection() {
 
 CriticalSection::~CriticalSection() { DeleteCriticalSection(sectionIn(storage_)); }
 
-void CriticalSection::lock() { EnterCriticalSection(sectionIn(storage_)); }
+int CriticalSection::lock() noexcept {
+    EnterCriticalSection(sectionIn(storage_));
+    return 0;
+}
 
-bool CriticalSection::try_lock() { return TryEnterCriticalSection(sectionIn(storage_)) != 0; }
+bool CriticalSection::try_lock() noexcept { return TryEnterCriticalSection(sectionIn(storage_)) != 0; }
 
-void CriticalSection::unlock() { LeaveCriticalSection(sectionIn(storage_)); }
+void CriticalSection::unlock() noexcept { LeaveCriticalSection(sectionIn(storage_)); }
 
 }  // namespace os

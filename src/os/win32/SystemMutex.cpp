@@ -2,42 +2,53 @@
 
 #include "os/win32/Gate.h"
 
+#include <new>
+
 namespace os {
 
-struct SystemMutex::Record {
-    win32::Handle handle{CreateMutexW(nullptr, FALSE, nullptr)};
-};
+namespace {
 
-SystemMutex::SystemMutex() : record_(std::make_unique<Record>()) {}
-
-SystemMutex::~SystemMutex() = default;
-
-bool SystemMutex::isValid() const noexcept { return bool(record_->handle); }
-
-WaitResult SystemMutex::lock() {
-    return static_cast<WaitResult>(WaitForSingleObject(record_->handle.get(), INFINITE));
+HANDLE& handleIn(unsigned char* storage) {
+    return *std::launder(static_cast<HANDLE*>(static_cast<void*>(storage)));
 }
 
-WaitResult SystemMutex::tryLock() {
-    return static_cast<WaitResult>(WaitForSingleObject(record_->handle.get(), 0));
+}  // namespace
+
+SystemMutex::SystemMutex() noexcept {
+    new (storage_) HANDLE(CreateMutexW(nullptr, FALSE, nullptr));
+    isValid_ = handleIn(storage_) != nullptr;
 }
 
-bool SystemMutex::unlock() { return ReleaseMutex(record_->handle.get()) != 0; }
+SystemMutex::~SystemMutex() {
+    if (isValid_) CloseHandle(handleIn(storage_));
+}
+
+WaitResult SystemMutex::lock() noexcept {
+    return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), INFINITE));
+}
+
+WaitResult SystemMutex::tryLock() noexcept {
+    return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), 0));
+}
+
+bool SystemMutex::unlock() noexcept { return ReleaseMutex(handleIn(storage_)) != 0; }
+
+bool SystemMutex::retire() noexcept { return true; }
 
 struct Signal::Record {
     win32::Handle event{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
 };
 
-Signal::Signal() : record_(std::make_unique<Record>()) {}
+Signal::Signal() noexcept : record_(new (std::nothrow) Record) {}
 
-Signal::~Signal() = default;
+Signal::~Signal() { delete record_; }
 
-bool Signal::isValid() const noexcept { return bool(record_->event); }
+bool Signal::isValid() const noexcept { return record_ && record_->event; }
 
-void Signal::give() { SetEvent(record_->event.get()); }
+void Signal::give() noexcept { SetEvent(record_->event.get()); }
 
 void Signal::wait(SystemMutex& mutex) {
-    SignalObjectAndWait(mutex.record_->handle.get(), record_->event.get(), INFINITE, FALSE);
+    SignalObjectAndWait(handleIn(mutex.storage_), record_->event.get(), INFINITE, FALSE);
     mutex.lock();
 }
 

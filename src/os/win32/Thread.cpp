@@ -2,7 +2,44 @@
 
 #include "os/win32/Gate.h"
 
+#include <process.h>
+
+#include <memory>
+#include <system_error>
+
 namespace os {
+namespace {
+
+struct Start {
+    unsigned int (*entry)(void*);
+    void* argument;
+};
+
+unsigned int __stdcall run(void* argument) noexcept {
+    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
+    return start->entry(start->argument);
+}
+
+// A thread comes back here from its entry, perhaps after the last user has freed the library.
+void keepLibraryLoaded() {
+    HMODULE library = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<LPCWSTR>(&run), &library);
+}
+
+}  // namespace
+
+// The system tells the number at once: in a static initializer the thread begins only when that has ended.
+std::uint32_t startThread(unsigned int (*entry)(void*), void* argument) {
+    keepLibraryLoaded();
+    auto start = std::make_unique<Start>(Start{entry, argument});
+    unsigned int number = 0;
+    const std::uintptr_t handle = _beginthreadex(nullptr, 0, run, start.get(), 0, &number);
+    if (handle == 0) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    start.release();
+    CloseHandle(reinterpret_cast<HANDLE>(handle));
+    return number;
+}
 
 std::uint32_t currentThreadId() { return GetCurrentThreadId(); }
 

@@ -54,7 +54,7 @@ std::size_t write(HANDLE handle, std::string_view text, bool atEnd) noexcept {
 
 AppendedFile openForAppending(const std::string& path) {
     if (path.find('\0') != std::string::npos) return kNoFile;
-    return reinterpret_cast<AppendedFile>(CreateFileW(widen(path).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
+    return reinterpret_cast<AppendedFile>(CreateFileW(widen(path).c_str(), GENERIC_WRITE,
                                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
 }

@@ -89,16 +89,18 @@ private:
 
     void loop() {
         grow(1);
-        longestLoop_ = std::max(longestLoop_, groups_.back().atom);
+        noteLoop();
     }
+    void noteLoop() { longestLoop_ = std::max(longestLoop_, groups_.back().atom); }
     void repeat() {
         const std::size_t least = takeNumber();
         const bool hasUpperBound = !takeIf(',') || (!rest_.empty() && rest_.front() != '}');
         const std::size_t most = hasUpperBound ? takeNumber() : 0;
         takeIf('}');
-        groups_.back().atom *= std::max(least, most) + 1;
         grow(1);
-        if (!hasUpperBound) longestLoop_ = std::max(longestLoop_, groups_.back().atom);
+        if (!hasUpperBound) noteLoop();
+        groups_.back().atom *= std::max(least, most) + 1;
+        check(groups_.back());
     }
     std::size_t takeNumber() {
         std::size_t number = 0;

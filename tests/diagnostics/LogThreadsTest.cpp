@@ -1,4 +1,5 @@
-// Threads that end, and processes that fork, in the middle of a line. A lock that stays taken shows as a hang.
+// Threads that end, and processes that fork, in the middle of a line. A lock that stays taken shows as a
+// hang.
 
 #include "diagnostics/LogQuietly.h"
 #include "diagnostics/LogSink.h"

@@ -1,6 +1,6 @@
 // The standard library has two matchers. The depth-first one recurses for each character of the text. The
 // breadth-first one recurses by the expression only, and gives the same verdict, but knows no back reference.
-// The limits below keep both of them, and the compiler of expressions, within kLogFilterStack.
+// The limits below keep both of them, and the compiler of expressions, within 384 KiB of stack.
 
 #include "diagnostics/LogFilter.h"
 

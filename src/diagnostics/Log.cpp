@@ -31,10 +31,13 @@ constinit std::atomic<bool> filtering{false};
 // Levels above this one reach nobody, so their calls return at once.
 constinit std::atomic<int> lastAudibleLevel{kLogLevelDebug};
 
-std::string& filterText() {
-    static auto& text = *new std::string;
-    return text;
-}
+// Constant-initialized and never destroyed, too.
+union FilterText {
+    constexpr FilterText() : text() {}
+    ~FilterText() {}  // NOLINT(modernize-use-equals-default): a default one would be deleted
+    std::string text;
+};
+constinit FilterText filterText;
 
 void updateLastAudibleLevel() {
     const bool decidedByThreshold = detail::currentLogHandler() == defaultLogHandler && !filtering;
@@ -57,7 +60,7 @@ bool passesFilter(const char* format, LogArgs args) {
     va_copy(copy, args);
     std::vsnprintf(message, sizeof message, format ? format : "", copy);
     va_end(copy);
-    return detail::matchesFilter(filterText(), message);
+    return detail::matchesFilter(filterText.text, message);
 }
 
 void dispatch(eLogLevel level, const char* format, LogArgs args) {
@@ -85,12 +88,12 @@ void LogSetExpiration(double days) { expirationDays = days; }
 double LogGetExpiration() { return expirationDays; }
 
 void LogSetRegExFilter(const std::string& filter) {
-    filterText() = filter;
+    filterText.text = filter;
     filtering = !filter.empty();
     updateLastAudibleLevel();
 }
 
-const std::string& LogGetRegExFilter() { return filterText(); }
+const std::string& LogGetRegExFilter() { return filterText.text; }
 
 LogHandler LogSetHandler(LogHandler newHandler) {
     if (!newHandler) return detail::currentLogHandler();

@@ -6,7 +6,9 @@
 
 #include "diagnostics/LogPurge.h"
 #include "diagnostics/LogSink.h"
+#include "os/Cancellation.h"
 #include "os/OutputStream.h"
+#include "os/ProcessLock.h"
 
 #include <ctime>
 #include <mutex>
@@ -16,16 +18,18 @@ namespace {
 
 namespace Process = QvSim::Process;
 
-// Never destroyed: a static destructor may log.
+constexpr os::ProcessLock kNamesLock{os::LockRank::LogFileName};
+
 struct Names {
-    std::mutex lock;
     std::string requested;
     std::string open;  ///< or the last one that could not be opened
 };
 
+// Guarded by the lock. Made on first use and never destroyed: a static destructor may log.
 Names& names() {
-    static auto& instance = *new Names;
-    return instance;
+    static constinit Names* instance = nullptr;
+    if (!instance) instance = new Names;
+    return *instance;
 }
 
 // Without a host name there is no text for it, only an error that a log file must not fail for.
@@ -39,17 +43,26 @@ std::string header() {
            Process::getProcessFileName() + " (" + processText() + ")\n";
 }
 
+// Whether that is another one than before.
+bool keepName(const std::string& path) {
+    std::string requested = path;
+    std::string open = path;
+    const std::lock_guard guard(kNamesLock);
+    Names& kept = names();
+    kept.requested.swap(requested);
+    kept.open.swap(open);
+    return open != path;
+}
+
+// All that may fail comes before the name is kept, and no cancellation between the name and its file.
 void open(const std::string& path) {
-    {
-        const std::lock_guard guard(names().lock);
-        names().requested = path;
-        if (path == names().open) return;
-        names().open = path;
-    }
+    const os::CancellationShield shield;
+    const std::string text = path.empty() ? "" : header();
+    if (!keepName(path)) return;
     if (path.empty())
         detail::closeLogSink();
     else
-        detail::openLogSink(path, header());
+        detail::openLogSink(path, text);
 }
 
 }  // namespace
@@ -68,7 +81,7 @@ void setLogFile(const std::string& baseName) {
 }
 
 std::string getLogFile() {
-    const std::lock_guard guard(names().lock);
+    const std::lock_guard guard(kNamesLock);
     return names().requested;
 }
 

@@ -54,10 +54,10 @@ FilesByTime logFilesIn(const std::string& directory) {
             if (const auto time = os::modificationTime(widePath)) files.emplace(*time, path);
         },
         &error);
-    if (!listed)
-        tell("QvErrorHandler::PurgeLogs: Could not purge log files in directory: %s, exception: %s\n",
-             directory, error);
-    return files;
+    if (listed) return files;
+    tell("QvErrorHandler::PurgeLogs: Could not purge log files in directory: %s, exception: %s\n", directory,
+         error);
+    return {};
 }
 
 }  // namespace
@@ -76,6 +76,7 @@ std::optional<std::time_t> purgeCutoff(std::time_t now, double days) {
 }
 
 void purgeLogsBeside(const std::string& path, std::optional<std::time_t> cutoff) {
+    if (path.find('\0') != std::string::npos) return;
     const std::string directory = directoryPart(path);
     if (!cutoff || os::entryStatus(os::widen(directory)).kind != os::EntryKind::Directory) return;
     for (const auto& [time, file] : logFilesIn(directory)) {

@@ -1,7 +1,8 @@
 #include "diagnostics/LogSink.h"
 
+#include "os/Cancellation.h"
 #include "os/OutputStream.h"
-#include "os/SpinThenLock.h"
+#include "os/ProcessLock.h"
 
 #include <atomic>
 #include <mutex>
@@ -9,53 +10,54 @@
 namespace Qv::detail {
 namespace {
 
-// Never destroyed: a line may be logged by the last static destructor.
-constinit std::atomic<std::FILE*> stream{nullptr};
+inline constexpr os::ProcessLock kSinkLock{os::LockRank::LogSink};
 
-std::recursive_mutex& streamLock() {
-    static auto& lock = *new std::recursive_mutex;
-    return lock;
-}
+// Atomic for those who only want to know whether a file is open; changed under the lock.
+constinit std::atomic<os::AppendedFile> sink{os::kNoFile};
 
 // Whether the file ends with a part of a text. Guarded by the lock.
-bool endsTorn = false;
+constinit bool endsTorn = false;
 
-// The old file goes when the new one is in its place, so that no line meanwhile finds none.
-void replaceWith(std::FILE* next) {
-    if (std::FILE* previous = stream.exchange(next)) std::fclose(previous);
-    endsTorn = false;
+// No cancellation comes between a text and the note of how much of it was written.
+struct Turn {
+    const os::CancellationShield shield;
+    const std::lock_guard<const os::ProcessLock> guard{kSinkLock};
+};
+
+// What cannot be written now is lost as a whole, and not added to later lines.
+void write(std::string_view text) {
+    const std::size_t written = os::append(sink, text);
+    if (written != 0) endsTorn = written != text.size();
 }
 
-// Without a buffer: what cannot be written now is lost as a whole, and not added to later lines.
-void write(std::FILE* open, std::string_view text) {
-    const std::size_t written = std::fwrite(text.data(), 1, text.size(), open);
-    if (written != 0) endsTorn = written != text.size();
+// The old file goes when the new one is in its place, so that no line meanwhile finds none.
+void replaceWith(os::AppendedFile next, std::string_view header) {
+    const Turn turn;
+    const os::AppendedFile previous = sink.exchange(next);
+    if (previous != os::kNoFile) os::closeAppended(previous);
+    endsTorn = false;
+    if (next != os::kNoFile) write(header);
 }
 
 }  // namespace
 
 bool openLogSink(const std::string& path, std::string_view header) {
-    const std::lock_guard guard(streamLock());
-    replaceWith(os::openForAppending(path));
-    writeToLogSink(header);
-    return isLogSinkOpen();
+    const os::CancellationShield shield;
+    const os::AppendedFile file = os::openForAppending(path);
+    replaceWith(file, header);
+    return file != os::kNoFile;
 }
 
-void closeLogSink() {
-    const std::lock_guard guard(streamLock());
-    replaceWith(nullptr);
-}
+void closeLogSink() { replaceWith(os::kNoFile, {}); }
 
-bool isLogSinkOpen() { return stream.load() != nullptr; }
+bool isLogSinkOpen() { return sink.load(std::memory_order_relaxed) != os::kNoFile; }
 
 void writeToLogSink(std::string_view text) {
+    if (!isLogSinkOpen() || text.empty()) return;
+    const Turn turn;
     if (!isLogSinkOpen()) return;
-    std::unique_lock guard(streamLock(), std::defer_lock);
-    os::spinThenLock([&] { return guard.try_lock(); }, [&] { guard.lock(); });
-    std::FILE* open = stream.load();
-    if (!open || text.empty()) return;
-    if (endsTorn) write(open, "\n");
-    if (!endsTorn) write(open, text);
+    if (endsTorn) write("\n");
+    if (!endsTorn) write(text);
 }
 
 }  // namespace Qv::detail

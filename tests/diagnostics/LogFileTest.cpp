@@ -19,6 +19,7 @@ namespace {
 namespace Process = QvSim::Process;
 using support::kWindows;
 using support::linesOf;
+using support::pathOf;
 using support::standardErrorOf;
 using support::withoutStamp;
 
@@ -82,7 +83,7 @@ TEST_F(LogFile, keepsTheNameOfAFileThatCannotBeOpened) {
         EXPECT_EQ(Qv::getLogFile(), nameFrom(baseName));
         Qv::printToLogFile("lost");
         EXPECT_NE(standardErrorOf([] { Qv::LogWarn("seen"); }), "");
-        EXPECT_FALSE(std::filesystem::exists(support::pathOf(nameFrom(baseName))));
+        EXPECT_FALSE(std::filesystem::exists(pathOf(nameFrom(baseName))));
     };
     expectNoFile(folder_.path() + "missing/app");
 #ifndef _WIN32
@@ -97,6 +98,17 @@ TEST_F(LogFile, keepsTheNameOfAFileThatCannotBeOpened) {
     EXPECT_EQ(contentOf(file_), header());
     open(baseName_);
     EXPECT_EQ(contentOf(file_), header() + header());
+}
+
+TEST_F(LogFile, refusesANameWithAZeroByte) {
+    const std::string folder = folder_.addDirectory("cut");
+    for (const std::string& name :
+         {folder + std::string("app\0x", 5), folder_.path() + std::string("cut\0/x", 6)}) {
+        open(name);
+        EXPECT_EQ(Qv::getLogFile(), nameFrom(name));
+        Qv::printToLogFile("lost");
+        EXPECT_TRUE(std::filesystem::is_empty(pathOf(folder)));
+    }
 }
 
 // Expects numbered lines of some threads, those of each in their order.
@@ -140,7 +152,7 @@ TEST_F(LogFile, isOneOfSeveralInAFolder) {
         Process::destroyProcessHandle(child);
     }
     int files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(support::pathOf(folder_.path()))) {
+    for (const auto& entry : std::filesystem::directory_iterator(pathOf(folder_.path()))) {
         if (entry.path().extension() != ".log") continue;
         ++files;
         const std::string content = contentOf(support::textOf(entry.path()));

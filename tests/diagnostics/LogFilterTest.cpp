@@ -80,10 +80,56 @@ TEST(LogFilter, throwsFromTheLowerLevelsWhenItIsInvalid) {
     }
 }
 
+std::string repeated(const std::string& text, int times) {
+    std::string all;
+    while (times-- > 0) all += text;
+    return all;
+}
+
 TEST(LogFilter, survivesALongTextAndAPatternThatRecursesForEachCharacter) {
     const LogCapture capture;
-    EXPECT_TRUE(passes("^(.|b)*z$", std::string(4998, 'a') + "z"));
-    EXPECT_FALSE(passes("^(.|b)*z$", std::string(4999, 'a')));
+    const std::string nested = "^" + repeated("(", 60) + "a" + repeated(")*", 60) + "z$";
+    for (const std::string& filter : {std::string("^(.|b)*z$"), nested}) {
+        EXPECT_TRUE(passes(filter, std::string(4998, 'a') + "z")) << filter;
+        EXPECT_FALSE(passes(filter, std::string(4999, 'a'))) << filter;
+    }
+    EXPECT_FALSE(passes("a*a*a*z", std::string(4999, 'a')));
+    EXPECT_TRUE(passes("(?!x)a(?=z)", "xaz"));
+    EXPECT_FALSE(passes("(?=^a)", "xa"));
+}
+
+TEST(LogFilter, refusesWhatCouldOverflowTheStack) {
+    const LogCapture capture;
+    const struct {
+        std::string filter;
+        std::size_t length;
+        bool isRefused;
+    } cases[] = {
+        {std::string(1000, 'a'), 1, false},
+        {std::string(1001, 'a'), 1, true},
+        {repeated("(", 100) + repeated(")", 100), 1, false},
+        {repeated("(", 101) + repeated(")", 101), 1, true},
+        {repeated("(?=", 101) + repeated(")", 101), 1, true},
+        {"(?:ab){130}", 1, false},
+        {"(?:ab){0,2000}", 1, true},
+        {"((a?){30}){40}", 1, true},
+        {"[[:alpha:](){9}]{20,}", 1, false},
+        {"\\({900}", 1, true},
+        {"(.)\\1", 4999, false},
+        {"(a+)\\1", 400, false},
+        {"(a+)\\1", 600, true},
+        {"(a)(?:b|\\1){1,}", 100, false},
+        {"(a)(?:b|\\1){1,}", 200, true},
+    };
+    for (const auto& c : cases) {
+        bool refused = false;
+        try {
+            passes(c.filter, std::string(c.length, 'a'));
+        } catch (const std::regex_error&) {
+            refused = true;
+        }
+        EXPECT_EQ(refused, c.isRefused) << c.filter << " for " << c.length;
+    }
 }
 
 }  // namespace

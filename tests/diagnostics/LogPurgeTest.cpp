@@ -9,8 +9,45 @@
 
 #include <cmath>
 
+#ifndef _WIN32
+#include "support/ForkAsNobody.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
+
+// In place of the C library's, for this program and for the library.
+namespace {
+bool locksAsOnANetwork = false;
+int entriesUntilAnError = -1;
+
+template <typename Function>
+Function* systems(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+}  // namespace
+
+extern "C" [[gnu::visibility("default")]] int flock(int file, int operation) noexcept {
+    const int access = fcntl(file, F_GETFL) & O_ACCMODE;
+    const int missing = (operation & LOCK_SH) != 0 ? O_WRONLY : O_RDONLY;
+    if (locksAsOnANetwork && access == missing) {
+        errno = EBADF;
+        return -1;
+    }
+    return systems<int(int, int)>("flock")(file, operation);
+}
+
+extern "C" [[gnu::visibility("default")]] dirent* readdir(DIR* directory) {
+    if (entriesUntilAnError-- != 0) return systems<dirent*(DIR*)>("readdir")(directory);
+    errno = EIO;
+    return nullptr;
+}
+#endif
+
 namespace {
 
+using support::kWindows;
 using support::LogCapture;
 using support::pathOf;
 using Texts = std::vector<std::string>;
@@ -76,7 +113,16 @@ TEST_F(LogPurge, takesEveryLogOfTheFolderAndNothingElse) {
     EXPECT_FALSE(exists("link.log"));
 }
 
-TEST_F(LogPurge, leavesOpenLogsAlone) {
+class LogPurgeOnANetwork : public LogPurge, public testing::WithParamInterface<bool> {
+#ifndef _WIN32
+protected:
+    LogPurgeOnANetwork() { locksAsOnANetwork = GetParam(); }
+    ~LogPurgeOnANetwork() override { locksAsOnANetwork = false; }
+#endif
+};
+INSTANTIATE_TEST_SUITE_P(Locks, LogPurgeOnANetwork, testing::Values(false, !kWindows));
+
+TEST_P(LogPurgeOnANetwork, leavesOpenLogsAlone) {
     const std::string file = folder_.path() + "running";
     auto* child =
         QvSim::Process::execute(support::childProgram(), "log " + file + " " + folder_.path() + "z 3");
@@ -95,5 +141,29 @@ TEST_F(LogPurge, leavesOpenLogsAlone) {
     Qv::printToLogFile("still there");
     EXPECT_NE(support::readFile(Qv::getLogFile()).find("still there"), std::string::npos);
 }
+
+#ifndef _WIN32
+TEST_F(LogPurge, removesWhatThisUserMayDeleteButNotReadOrWrite) {
+    const std::string folder = folder_.addDirectory("shared");
+    std::filesystem::permissions(folder, std::filesystem::perms(0777));
+    for (const int access : {0000, 0200, 0400, 0600}) {
+        const std::string name = "shared/" + std::to_string(access) + ".log";
+        add(name, 1000);
+        std::filesystem::permissions(folder_.path() + name, std::filesystem::perms(access * 0111 / 0100));
+    }
+    support::inForkAsNobody([&] { EXPECT_EQ(purge(1, folder + "app"), Texts()); });
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        EXPECT_EQ(entry.path().filename().string().find("app"), 0U) << entry.path();
+}
+
+TEST_F(LogPurge, removesNothingWhenTheListingFailsHalfway) {
+    for (const char* name : {"a.log", "b.log", "c.log"}) add(name, 1000);
+    entriesUntilAnError = 4;
+    const Texts texts = purge(1, baseName_);
+    ASSERT_EQ(texts.size(), 1U);
+    EXPECT_EQ(texts[0].find("QvErrorHandler::PurgeLogs: Could not purge log files in directory: "), 0U);
+    for (const char* name : {"a.log", "b.log", "c.log"}) EXPECT_TRUE(exists(name)) << name;
+}
+#endif
 
 }  // namespace

@@ -48,6 +48,18 @@ QV_API double LogGetExpiration();
 /// 4999 bytes) contains a match of this ECMAScript regular expression; an empty text lets all through.
 /// The text is not checked here: with an invalid expression the four functions throw
 /// `std::regex_error`. The expression is compiled for every message: a tool for diagnosis.
+///
+/// It is matched on the thread that logs and takes at most 384 KiB of its stack. Beyond these limits the
+/// four functions throw `std::regex_error`, too:
+/// - 1000 characters; a part repeated by `{n}` or `{n,m}` counts once more often than the larger number says
+///   (`error_complexity`);
+/// - 100 groups within each other (`error_complexity`);
+/// - with a back reference, 1000 for E + L * M: the lengths of the expression, of its longest part with a
+/// `*`,
+///   `+` or `{n,}`, and of the message (`error_stack`). `(a+)\1` takes messages of 497 bytes.
+///
+/// The time grows with both lengths; a lookahead makes it quadratic in the message's, nested ones and back
+/// references exponential at worst.
 QV_API void LogSetRegExFilter(const std::string& filter);
 /// The filter's text; the reference stays valid, its text until the next change.
 QV_API const std::string& LogGetRegExFilter();

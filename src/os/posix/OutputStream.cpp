@@ -1,5 +1,6 @@
 // A file that is open for appending carries a shared lock. Who removes one takes an exclusive lock first, so
-// the two never meet; and who opens one that was removed in between opens it anew.
+// the two never meet; and who opens one that was removed in between opens it anew. Network file systems grant
+// a shared lock to readers only and an exclusive one to writers only, so files are opened for both.
 
 #include "os/OutputStream.h"
 
@@ -12,6 +13,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <initializer_list>
 
 namespace os {
 namespace {
@@ -33,36 +36,68 @@ bool isRemoved(int file) {
     return fstat(file, &status) == 0 && status.st_nlink == 0;
 }
 
-posix::Descriptor openLocked(const std::string& path) {
-    for (;;) {
-        posix::Descriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
-        if (!file || !lockShared(file.get()) || !isRemoved(file.get())) return file;
+// By the first kind of access that this user has.
+posix::Descriptor openBy(const std::string& path, int flags, std::initializer_list<int> accesses) {
+    for (const int access : accesses) {
+        posix::Descriptor file(open(path.c_str(), access | flags | O_CLOEXEC, 0666));
+        if (file) return file;
     }
+    return posix::Descriptor(-1);
 }
+
+// Without access, whether by opening or for the lock, nobody can tell, and a purge counts the file as free.
+bool isFree(const posix::Descriptor& file) {
+    if (!file) return errno == EACCES;
+    return flock(file.get(), LOCK_EX | LOCK_NB) == 0 || errno == EBADF;
+}
+
+// Unlocks also when a cancellation unwinds the thread.
+class StandardErrorLock {
+public:
+    StandardErrorLock() {
+        spinThenLock([] { return ftrylockfile(stderr) == 0; }, [] { flockfile(stderr); });
+    }
+    StandardErrorLock(const StandardErrorLock&) = delete;
+    StandardErrorLock& operator=(const StandardErrorLock&) = delete;
+    ~StandardErrorLock() { funlockfile(stderr); }
+};
 
 }  // namespace
 
-std::FILE* openForAppending(const std::string& path) {
-    posix::Descriptor file = openLocked(path);
-    std::FILE* const stream = file ? fdopen(file.get(), "a") : nullptr;
-    if (!stream) return nullptr;
-    file.release();
-    std::setvbuf(stream, nullptr, _IONBF, 0);
-    return stream;
+AppendedFile openForAppending(const std::string& path) {
+    if (path.find('\0') != std::string::npos) return kNoFile;
+    for (;;) {
+        posix::Descriptor file = openBy(path, O_APPEND | O_CREAT, {O_RDWR, O_WRONLY});
+        if (!file || !lockShared(file.get()) || !isRemoved(file.get())) return file.release();
+    }
 }
 
+std::size_t append(AppendedFile file, std::string_view text) noexcept {
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t more = write(static_cast<int>(file), text.data() + written, text.size() - written);
+        if (more > 0) written += static_cast<std::size_t>(more);
+        if (more == 0 || (more < 0 && errno != EINTR)) break;
+    }
+    return written;
+}
+
+void closeAppended(AppendedFile file) noexcept { close(static_cast<int>(file)); }
+
+// By way of the C library's stream, which a program may have given a buffer or another place to write to. It
+// frees that stream's lock in a forked child.
 void writeToStandardError(std::string_view text) {
-    spinThenLock([] { return ftrylockfile(stderr) == 0; }, [] { flockfile(stderr); });
+    const StandardErrorLock lock;
     fwrite_unlocked(text.data(), 1, text.size(), stderr);
-    funlockfile(stderr);
 }
 
 bool removeUnlessOpen(const std::string& path, std::string& error) {
-    const posix::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    const bool isFree = file && flock(file.get(), LOCK_EX | LOCK_NB) == 0;
-    // Another process was quicker, and the path may be a new file's by now.
-    if (isFree && isRemoved(file.get())) return true;
-    if (isFree && unlink(path.c_str()) == 0) return true;
+    const posix::Descriptor file = openBy(path, O_NONBLOCK, {O_RDWR, O_RDONLY, O_WRONLY});
+    if (isFree(file)) {
+        // Another process was quicker, and the path may be a new file's by now.
+        if (file && isRemoved(file.get())) return true;
+        if (unlink(path.c_str()) == 0) return true;
+    }
     error = posix::errorText(errno);
     return false;
 }

@@ -11,7 +11,6 @@
 
 #include <climits>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -72,7 +71,7 @@ std::wstring directoryIn(const char* variable) {
     if (named.empty() || named.front() == '/') return widen(named);
     const std::wstring current = currentDirectory();
     if (current.empty()) return {};
-    return widen((std::filesystem::path(narrow(current)) / named).lexically_normal().string());
+    return current + (current.ends_with(L'/') ? L"" : L"/") + widen(named);
 }
 
 }  // namespace

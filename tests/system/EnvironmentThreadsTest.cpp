@@ -1,3 +1,4 @@
+#include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/filesystem/Environment.h>
 #include <QvPlatform/system/Process.h>
@@ -7,7 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
+#include <cerrno>
+#include <clocale>
 #include <vector>
 
 #ifndef _WIN32
@@ -32,7 +34,14 @@ bool asks() {
            QvPlatform::getEnv("QV_THREADS") == "stays";
 }
 
+// The C library would translate it into the language that a variable names.
+bool readsAnErrorText() {
+    errno = ENOENT;
+    return QvPluginSystem::getLastError() != nullptr;
+}
+
 bool worksInAFork() {
+    if (support::kAddressSanitizer) return true;
 #ifndef _WIN32
     const pid_t copy = fork();
     if (copy == 0) {
@@ -59,10 +68,11 @@ bool changeTheEnvironment() {
 // Apart from the other tests, since nothing takes the variables out again.
 [[noreturn]] void useTheEnvironmentInThreads() {
     Qv::LogSetLevel(Qv::kLogLevelNone);
+    std::setlocale(LC_ALL, "C.UTF-8");
     std::atomic<bool> isRight{putEnv("QV_THREADS", "stays")};
     std::atomic<bool> isOver{false};
     std::vector<std::thread> threads;
-    for (const auto work : {asks, asks, startsAProgram, worksInAFork})
+    for (const auto work : {asks, readsAnErrorText, startsAProgram, worksInAFork})
         threads.emplace_back([&, work] {
             do
                 if (!work()) isRight = false;
@@ -71,7 +81,7 @@ bool changeTheEnvironment() {
     if (!changeTheEnvironment()) isRight = false;
     isOver = true;
     for (std::thread& thread : threads) thread.join();
-    std::_Exit(isRight ? 0 : 1);
+    std::exit(isRight ? 0 : 1);
 }
 
 TEST(EnvironmentThreadsDeathTest, doNotMeetEachOther) {

@@ -62,12 +62,13 @@ void ChildProcess::Record::reapEnded() {
 
 void ChildProcess::LetGo::operator()(Record* record) const noexcept {
     const CancellationShield shield;
-    std::unique_ptr<Record> owned(record);
-    if (owned->descriptor >= 0) close(owned->descriptor);
-    if (owned->pid == 0) return;
+    if (record->descriptor >= 0) close(record->descriptor);
+    if (record->pid == 0) {
+        delete record;
+        return;
+    }
     const std::lock_guard guard(kChildrenLock);
-    owned->next = std::exchange(Record::firstLetGo, owned.get());
-    owned.release();
+    record->next = std::exchange(Record::firstLetGo, record);
     Record::reapEnded();
 }
 

@@ -90,8 +90,8 @@ std::string programNamed(const std::string& name, const std::string& searchPath)
     if (name.empty() || name.find('/') != std::string::npos) return name;
     for (std::size_t start = 0; start <= searchPath.size();) {
         const std::size_t end = std::min(searchPath.find(':', start), searchPath.size());
-        const std::string folder = searchPath.substr(start, end - start);
-        const std::string file = folder.empty() ? "./" + name : folder + "/" + name;
+        std::string file = end == start ? "." : searchPath.substr(start, end - start);
+        file.append("/").append(name);
         if (isProgram(file)) return file;
         start = end + 1;
     }

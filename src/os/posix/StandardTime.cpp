@@ -15,9 +15,9 @@
 namespace os::posix {
 namespace {
 
-constexpr std::time_t kWeek = 7 * 24 * 60 * 60;
+constexpr std::time_t kWeek = 7L * 24 * 60 * 60;
 constexpr std::size_t kWeeksOfYear = 53;
-constexpr long kLargestSaving = 2 * 60 * 60;
+constexpr long kLargestSaving = 2L * 60 * 60;
 
 struct LocalOffset {
     long seconds = 0;  ///< east of UTC

@@ -15,8 +15,8 @@
 namespace os::posix {
 namespace {
 
-constexpr std::time_t kWeek = 7L * 24 * 60 * 60;
-constexpr std::size_t kWeeksOfYear = 53;
+constexpr std::time_t kMonth = 30L * 24 * 60 * 60;
+constexpr std::size_t kMonths = 13;
 constexpr long kLargestSaving = 2L * 60 * 60;
 
 struct LocalOffset {
@@ -24,8 +24,8 @@ struct LocalOffset {
     bool isDst = false;
 };
 
-/// Each week of the year before a moment, the moment itself, and each week of the year after it.
-using Weeks = std::array<LocalOffset, 2 * kWeeksOfYear + 1>;
+/// A moment, in the middle, and each month of more than a year before and after it.
+using Months = std::array<LocalOffset, 2 * kMonths + 1>;
 
 LocalOffset offsetAt(std::time_t moment) {
     std::tm local{};
@@ -33,19 +33,19 @@ LocalOffset offsetAt(std::time_t moment) {
     return {local.tm_gmtoff, local.tm_isdst > 0};
 }
 
-Weeks weeksAround(std::time_t moment) {
-    Weeks weeks;
-    std::time_t week = moment - static_cast<std::time_t>(kWeeksOfYear) * kWeek;
-    for (LocalOffset& offset : weeks) {
-        offset = offsetAt(week);
-        week += kWeek;
+Months monthsAround(std::time_t moment) {
+    Months months;
+    std::time_t month = moment - static_cast<std::time_t>(kMonths) * kMonth;
+    for (LocalOffset& offset : months) {
+        offset = offsetAt(month);
+        month += kMonth;
     }
-    return weeks;
+    return months;
 }
 
-bool changesStandard(const Weeks& weeks) {
+bool changesStandard(const Months& months) {
     std::optional<long> standard;
-    return std::any_of(weeks.begin(), weeks.end(), [&](const LocalOffset& offset) {
+    return std::any_of(months.begin(), months.end(), [&](const LocalOffset& offset) {
         return !offset.isDst && *(standard = standard.value_or(offset.seconds)) != offset.seconds;
     });
 }
@@ -80,12 +80,12 @@ std::optional<long> baseOf(const LocalOffset& dst, Iterator first, Iterator last
 long standardOffset(std::time_t moment) {
     const std::lock_guard guard(kEnvironmentLock);
     tzset();
-    const Weeks weeks = weeksAround(moment);
-    if (!changesStandard(weeks)) return westerlyOffset(moment);
-    const auto now = weeks.begin() + kWeeksOfYear;
+    const Months months = monthsAround(moment);
+    if (!changesStandard(months)) return westerlyOffset(moment);
+    const auto now = months.begin() + kMonths;
     if (!now->isDst) return now->seconds;
-    auto base = baseOf(*now, std::make_reverse_iterator(now), weeks.rend());
-    if (!base) base = baseOf(*now, now, weeks.end());
+    auto base = baseOf(*now, std::make_reverse_iterator(now), months.rend());
+    if (!base) base = baseOf(*now, now, months.end());
     return base ? *base : westerlyOffset(moment);
 }
 

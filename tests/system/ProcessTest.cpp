@@ -263,6 +263,15 @@ TEST_F(ProcessExecution, knowsTheProgramByItsNameAlsoWhenItWasRemoved) {
         }
 }
 
+TEST_F(ProcessExecution, startsAndLetsGoWhileTheThreadIsToBeCancelled) {
+    bool isStarted = false;
+    std::thread([&] {
+        pthread_cancel(pthread_self());
+        isStarted = Process::shellExecute("/bin/true");
+    }).join();
+    EXPECT_TRUE(isStarted);
+}
+
 TEST_F(ProcessExecution, leavesNoZombieAndNoDescriptorBehind) {
     const auto descriptors = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});

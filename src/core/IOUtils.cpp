@@ -7,11 +7,11 @@ namespace {
 
 constexpr int kLevelWidth = 2;
 
-// The slot that each stream keeps for its level.
-long& levelOf(std::ostream& stream) {
-    static const int slot = std::ios_base::xalloc();
-    return stream.iword(slot);
-}
+// What each stream keeps for its level. Taken when the library is loaded, so that no forked process finds it
+// half made.
+const int slot = std::ios_base::xalloc();
+
+long& levelOf(std::ostream& stream) { return stream.iword(slot); }
 
 }  // namespace
 

@@ -34,8 +34,12 @@ bool parse(const std::string& text, char (&bytes)[16]) {
     }
 }
 
+// Both are made when the library is loaded, so that no forked process finds them half made.
+const uuid names = boost::uuids::string_generator()("{E27A6542-B17C-4A04-83A6-882EEACA5A9B}");
+constexpr char kZeros[16] = {};
+const QvUuid nullUuid(kZeros);
+
 uuid namedBy(const std::string& name) {
-    static const uuid names = boost::uuids::string_generator()("{E27A6542-B17C-4A04-83A6-882EEACA5A9B}");
     return boost::uuids::name_generator_sha1(names)(name.data(), name.size());
 }
 
@@ -75,11 +79,7 @@ QvUuid QvUuid::createFromName(const std::string& name) {
     return result;
 }
 
-const QvUuid& QvUuid::NullUuid() {
-    static const char zeros[16] = {};
-    static const QvUuid null(zeros);
-    return null;
-}
+const QvUuid& QvUuid::NullUuid() { return nullUuid; }
 
 bool QvUuid::operator==(const QvUuid& other) const {
     return std::memcmp(getUUid(), other.getUUid(), sizeof bytes_) == 0;

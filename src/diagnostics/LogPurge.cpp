@@ -70,7 +70,7 @@ std::optional<std::time_t> purgeCutoff(std::time_t now, double days) {
     date.tm_hour -= takeWhole(rest, 24);
     date.tm_min -= takeWhole(rest, 60);
     date.tm_sec -= takeWhole(rest, 60);
-    const std::time_t cutoff = std::mktime(&date);
+    const std::time_t cutoff = os::timeOf(date);
     if (cutoff == -1) return std::nullopt;
     return cutoff;
 }

@@ -32,9 +32,14 @@ public:
 
 private:
     struct Record;
-    explicit ChildProcess(std::unique_ptr<Record> record) noexcept;
+    /// Keeps the record of a child that runs on for as long as the platform needs it.
+    struct LetGo {
+        void operator()(Record* record) const noexcept;
+    };
+    using OwnedRecord = std::unique_ptr<Record, LetGo>;
+    explicit ChildProcess(OwnedRecord record) noexcept;
 
-    std::unique_ptr<Record> record_;
+    OwnedRecord record_;
 };
 
 /// Whether an elevated child's exit code says that the user refused it.

@@ -8,8 +8,9 @@
 #include "os/ProcessInfo.h"
 #include "os/SystemPaths.h"
 
+#include <atomic>
 #include <limits>
-#include <mutex>
+#include <memory>
 #include <utility>
 
 namespace QvSim::Process {
@@ -20,23 +21,37 @@ struct ProcessHandle {
 
 namespace {
 
-/// A text that is found out once; a failure is tried again. Never destroyed.
-class CachedText {
+const std::string& unknown = *new std::string;
+
+/// A text that is found out once; a failure is tried again. Readers need no lock, so a forked process finds
+/// none taken. Nothing that was handed out changes or is destroyed.
+class FoundText {
 public:
     /// What `find` gave when it first gave something for this `key`.
     template <typename Find>
     const std::string& get(Find find, unsigned int key = 0) {
-        const std::lock_guard guard(lock_);
-        if (text_.empty() || key != key_) text_ = find();
-        key_ = key;
-        return text_;
+        const Entry* entry = newest_.load(std::memory_order_acquire);
+        if (entry && entry->key == key) return entry->text;
+        std::string text = find();
+        if (text.empty()) return unknown;
+        auto found = std::make_unique<const Entry>(Entry{std::move(text), key, entry});
+        // Another thread may have been faster.
+        if (newest_.compare_exchange_strong(entry, found.get())) entry = found.release();
+        return entry->text;
     }
 
 private:
-    std::mutex lock_;
-    std::string text_;
-    unsigned int key_ = 0;
+    struct Entry {
+        std::string text;
+        unsigned int key;
+        const Entry* older;
+    };
+    std::atomic<const Entry*> newest_{nullptr};
 };
+
+constinit FoundText hostName;
+constinit FoundText fileName;
+constinit FoundText hostNameAndProcess;
 
 std::string describeProcess(unsigned int processId) {
     const std::string& host = getHostName();
@@ -66,8 +81,7 @@ void waitFor(os::ChildProcess& child, const std::string& command, const std::str
 }  // namespace
 
 const std::string& getHostName() {
-    static auto& cache = *new CachedText;
-    return cache.get([] { return StringUtils::toLowerCase(os::hostName()); });
+    return hostName.get([] { return StringUtils::toLowerCase(os::hostName()); });
 }
 
 bool isMyHostName(const std::string& name) { return StringUtils::toLowerCase(name) == getHostName(); }
@@ -75,16 +89,14 @@ bool isMyHostName(const std::string& name) { return StringUtils::toLowerCase(nam
 unsigned int getProcessID() { return os::processId(); }
 
 const std::string& getProcessFileName() {
-    static auto& cache = *new CachedText;
-    return cache.get([] { return QvPlatform::File::fromWide(os::executableFile()).toNativePath(); });
+    return fileName.get([] { return QvPlatform::File::fromWide(os::executableFile()).toNativePath(); });
 }
 
 ProcessMemoryInfo getProcessMemoryInfo() { return {os::residentBytes()}; }
 
 const std::string& getHostNameProcessID() {
-    static auto& cache = *new CachedText;
     const unsigned int id = getProcessID();
-    return cache.get([id] { return describeProcess(id); }, id);
+    return hostNameAndProcess.get([id] { return describeProcess(id); }, id);
 }
 
 double getFreeDiskSpaceMB(const char* directory) {

@@ -7,10 +7,7 @@
 namespace Qv {
 namespace {
 
-double frequency() {
-    static const auto ticksPerSecond = static_cast<double>(os::counterFrequency());
-    return ticksPerSecond;
-}
+double frequency() { return static_cast<double>(os::counterFrequency()); }
 
 // Runs since the library was loaded, or since some other static initializer asked before.
 const QvTimer& processTimer() {

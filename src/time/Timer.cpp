@@ -10,8 +10,7 @@ namespace {
 std::uint64_t currentTicks() { return static_cast<std::uint64_t>(os::counterTicks()); }
 
 double secondsOf(std::uint64_t ticks) {
-    static const auto ticksPerSecond = static_cast<double>(os::counterFrequency());
-    return static_cast<double>(ticks) / ticksPerSecond;
+    return static_cast<double>(ticks) / static_cast<double>(os::counterFrequency());
 }
 
 }  // namespace

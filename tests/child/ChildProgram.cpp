@@ -1,6 +1,7 @@
 // Does what its arguments say, for the tests of starting programs:
 //   arguments FILE [ARGUMENT]...   writes the arguments, one a line
 //   surroundings FILE              writes what it got from the program that started it
+//   name FILE [PROGRAM]            removes PROGRAM and writes its own name
 //   bias MINUTES                   fails when local time has another bias
 //   exit CODE | signal NUMBER | sleep MILLISECONDS
 //   wait FILE                      makes FILE.here, waits for FILE, makes FILE.done
@@ -107,6 +108,10 @@ int run(const std::vector<std::string>& words) {
     if (command == "signal") return std::raise(std::stoi(what));
     if (command == "sleep") std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(what)));
     if (command == "surroundings") publish(what, surroundings());
+    if (command == "name") {
+        if (words.size() > 3) std::filesystem::remove(support::pathOf(words[3]));
+        publish(what, QvSim::Process::getProcessFileName());
+    }
     if (command == "arguments") {
         std::string lines;
         for (std::size_t i = 3; i < words.size(); ++i) lines += words[i] + "\n";

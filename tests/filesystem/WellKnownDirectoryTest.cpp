@@ -52,6 +52,11 @@ TEST(WellKnownDirectory, isTheTemporaryOne) {
         const VariableChange change("TMPDIR", "/x/../y");
         EXPECT_EQ(wellKnown(Directory::kTemporaryDirectory), "/x/../y/");
     }
+    for (const std::string folder : {"/usr/", "/"}) {
+        const support::CurrentDirectoryChange here(folder);
+        const VariableChange change("TMPDIR", "../sub");
+        EXPECT_EQ(wellKnown(Directory::kTemporaryDirectory), folder + "../sub/");
+    }
     for (const auto& none : {std::optional<std::string>(), std::optional<std::string>("")}) {
         const VariableChange change("TMPDIR", none);
         EXPECT_EQ(wellKnown(Directory::kTemporaryDirectory), "/tmp/");

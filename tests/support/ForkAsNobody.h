@@ -6,13 +6,13 @@
 
 namespace support {
 
-/// Lets a copy of this process do `work` as a user who has no rights; its failures are the test's. Linux
-/// only.
+inline constexpr uid_t kNobody = 65534;
+
+/// Lets a copy of this process do `work`; its failures are the test's. Linux only.
 template <typename Work>
-void inForkAsNobody(Work work) {
+void inFork(Work work) {
     const pid_t copy = fork();
     if (copy == 0) {
-        if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
         work();
         std::fflush(stdout);
         _exit(testing::Test::HasFailure() ? 1 : 0);
@@ -20,6 +20,15 @@ void inForkAsNobody(Work work) {
     int status = -1;
     waitpid(copy, &status, 0);
     EXPECT_EQ(status, 0);
+}
+
+/// The same as a user who has no rights.
+template <typename Work>
+void inForkAsNobody(Work work) {
+    inFork([&] {
+        if (geteuid() == 0 && setuid(kNobody) != 0) _exit(2);
+        work();
+    });
 }
 
 }  // namespace support

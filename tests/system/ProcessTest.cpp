@@ -239,6 +239,39 @@ TEST_F(ProcessExecution, runsElevatedOnlyWhenTheUserAgrees) {
     });
 }
 
+TEST_F(ProcessExecution, runsAPathWithBlanksThatTheEffectiveUserMayRun) {
+    const std::string program = folder_.addDirectory("my dir") + "tool";
+    std::filesystem::copy_file("/bin/true", pathOf(program));
+    std::filesystem::permissions(pathOf(program), std::filesystem::perms(0700));
+    EXPECT_EQ(exitCodeOf(folder_.path() + "my", "dir/tool"), 0);
+    EXPECT_EQ(exitCodeOf(folder_.path() + "my", "dir/tool -x"), 0);
+    if (geteuid() != 0) return;
+    support::inFork([&] {
+        ASSERT_EQ(setresuid(support::kNobody, 0, 0), 0);
+        EXPECT_EQ(exitCodeOf(folder_.path() + "my", "dir/tool"), 0);
+    });
+}
+
+TEST_F(ProcessExecution, knowsTheProgramByItsNameAlsoWhenItWasRemoved) {
+    const std::string original = childProgram().substr(1, childProgram().size() - 2);
+    for (const std::string& program : {original + " 2", original + " (deleted)"})
+        for (const std::string& removed : {std::string(), "\"" + program + "\""}) {
+            std::filesystem::create_hard_link(original, program);
+            EXPECT_EQ(exitCodeOf("\"" + program + "\"", "name " + file_ + " " + removed), 0);
+            EXPECT_EQ(support::readFile(file_), program);
+            std::filesystem::remove(program);
+        }
+}
+
+TEST_F(ProcessExecution, startsAndLetsGoWhileTheThreadIsToBeCancelled) {
+    bool isStarted = false;
+    std::thread([&] {
+        pthread_cancel(pthread_self());
+        isStarted = Process::shellExecute("/bin/true");
+    }).join();
+    EXPECT_TRUE(isStarted);
+}
+
 TEST_F(ProcessExecution, leavesNoZombieAndNoDescriptorBehind) {
     const auto descriptors = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});

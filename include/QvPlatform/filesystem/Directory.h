@@ -32,7 +32,7 @@ public:
         kUserProfile = 2,          ///< `$HOME` or the account's home on Linux
         kExecutableDirectory = 3,  ///< that of the running program
         kLibraryDirectory = 4,     ///< that of this library
-        kTemporaryDirectory = 5    ///< `$TMPDIR` or "/tmp/" on Linux
+        kTemporaryDirectory = 5    ///< `$TMPDIR`, made absolute, or "/tmp/" on Linux
     };
 
     /// The empty path.

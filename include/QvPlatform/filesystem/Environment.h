@@ -4,8 +4,9 @@
 
 #include <string>
 
-/// The process's environment. Calls of these functions exclude each other; code that reads the
-/// environment in another way on another thread is not covered. Names ignore letter case on Windows only.
+/// The process's environment. These functions and all other uses that the library makes of it exclude each
+/// other; your own `getenv` or `setenv` on another thread is not covered. Any thread. Names ignore letter
+/// case on Windows only.
 namespace QvPlatform {
 
 /// The variable's value, or "" when it is missing, empty, or longer than 4095 bytes.

@@ -36,15 +36,15 @@ QV_API const std::string& getProcessFileName();
 /// Zero when the system does not answer.
 QV_API ProcessMemoryInfo getProcessMemoryInfo();
 /// Such as "buildhost:4242". An unknown host name is an error message and gives "". The reference stays
-/// valid; its text changes only in a forked process.
+/// valid and its text the same; a forked process gets another string.
 QV_API const std::string& getHostNameProcessID();
 
 /// What the user may still write to the volume of a directory, in MiB; null is the current directory.
 /// The largest `double` when that cannot be found out, as for a missing directory or a file.
 QV_API double getFreeDiskSpaceMB(const char* directory);
 
-/// Minutes to add to local standard time to get UTC, the same in summer: -60 in Berlin. On Windows 0 for
-/// a time zone without daylight saving time.
+/// Minutes to add to local standard time to get UTC, the same in summer: -60 in Berlin. If standard time
+/// has changed, the one in force now counts. On Windows 0 for a time zone without daylight saving time.
 QV_API long getLocalTimeUTCBias();
 
 /// Runs the command line made of `command`, a blank and `arguments`. False, after a warning, when it

@@ -2,6 +2,7 @@
 
 #include <cpuid.h>
 
+#include <atomic>
 #include <ctime>
 
 namespace os {
@@ -37,10 +38,11 @@ double measuredCounterRate() {
 }
 
 double counterRate() {
-    static const double rate = [] {
+    constinit static std::atomic<double> rate{0};  // no forked process finds it half made
+    if (rate == 0) {
         const double announced = announcedCounterRate();
-        return announced > 0 ? announced : measuredCounterRate();
-    }();
+        rate = announced > 0 ? announced : measuredCounterRate();
+    }
     return rate;
 }
 

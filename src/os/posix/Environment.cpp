@@ -1,6 +1,7 @@
 #include "os/Environment.h"
 
 #include <cstdlib>
+#include <mutex>
 
 namespace os {
 
@@ -8,15 +9,21 @@ const char kPathListSeparator = ':';
 
 std::optional<std::string> readVariable(const std::string& name) {
     // The table is searched for "name=", which a name with an equals sign may match in its middle.
-    const char* value = name.find('=') == std::string::npos ? std::getenv(name.c_str()) : nullptr;
+    if (name.find('=') != std::string::npos) return std::nullopt;
+    const std::lock_guard guard(kEnvironmentLock);
+    const char* const value = std::getenv(name.c_str());
     if (!value) return std::nullopt;
     return value;
 }
 
 bool writeVariable(const std::string& name, const std::string& value) {
+    const std::lock_guard guard(kEnvironmentLock);
     return setenv(name.c_str(), value.c_str(), 1) == 0;
 }
 
-void removeVariable(const std::string& name) { unsetenv(name.c_str()); }
+void removeVariable(const std::string& name) {
+    const std::lock_guard guard(kEnvironmentLock);
+    unsetenv(name.c_str());
+}
 
 }  // namespace os

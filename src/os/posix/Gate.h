@@ -12,9 +12,10 @@
 /// What the files of this folder share: error texts, path forms, owners of what the system hands out.
 namespace os::posix {
 
+/// English in every locale: translating it would read the environment.
 inline std::string errorText(int code) {
-    char buffer[256] = "";
-    return strerror_r(code, buffer, sizeof buffer);
+    const char* const text = strerrordesc_np(code);
+    return text ? text : "Unknown error " + std::to_string(code);
 }
 
 /// A path's bytes, naming a link itself instead of what it leads to.

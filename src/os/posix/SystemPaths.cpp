@@ -1,15 +1,16 @@
 #include "os/SystemPaths.h"
 
+#include "os/Environment.h"
 #include "os/posix/Gate.h"
 
 #include <dlfcn.h>
 #include <link.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -21,15 +22,17 @@ namespace {
 
 using OwnedText = std::unique_ptr<char, posix::Free>;
 
-// The kernel marks a file that was removed while in use.
-std::string withoutDeletedMark(std::string path) {
+// The system marks the path of a file that was removed while in use. A file may really have such a name. Its
+// number tells; some file systems show another device here than to those who ask for the file.
+std::string withoutDeletedMark(std::string path, ino_t inode) {
     constexpr std::string_view kMark = " (deleted)";
-    if (path.size() > kMark.size() && path.compare(path.size() - kMark.size(), kMark.size(), kMark) == 0)
-        path.resize(path.size() - kMark.size());
+    struct stat found {};
+    const bool isNamedSo = stat(path.c_str(), &found) == 0 && found.st_ino == inode;
+    if (path.ends_with(kMark) && !isNamedSo) path.resize(path.size() - kMark.size());
     return path;
 }
 
-// Each line is "first-last access offset device inode   path", addresses in hexadecimal.
+// Each line is "first-last access offset device inode   path", the inode in decimal.
 std::string mappedFileAt(const void* address) {
     const auto wanted = reinterpret_cast<std::uintptr_t>(address);
     std::ifstream maps("/proc/self/maps");
@@ -37,11 +40,14 @@ std::string mappedFileAt(const void* address) {
         std::istringstream fields(line);
         std::uintptr_t first = 0;
         std::uintptr_t last = 0;
+        ino_t inode = 0;
         char dash = 0;
+        std::string skipped;
         fields >> std::hex >> first >> dash >> last;
         if (wanted < first || wanted >= last) continue;
+        fields >> skipped >> skipped >> skipped >> std::dec >> inode;
         const auto path = line.find('/');
-        return path == std::string::npos ? std::string() : withoutDeletedMark(line.substr(path));
+        return path == std::string::npos ? std::string() : withoutDeletedMark(line.substr(path), inode);
     }
     return {};
 }
@@ -59,6 +65,15 @@ std::string accountHome() {
     return found->pw_dir ? found->pw_dir : "";
 }
 
+// A relative directory counts from the current one at once; empty when there is none.
+std::wstring directoryIn(const char* variable) {
+    const std::string named = readVariable(variable).value_or(std::string());
+    if (named.empty() || named.front() == '/') return widen(named);
+    const std::wstring current = currentDirectory();
+    if (current.empty()) return {};
+    return current + (current.ends_with(L'/') ? L"" : L"/") + widen(named);
+}
+
 }  // namespace
 
 PathStyle nativePathStyle() { return PathStyle::Posix; }
@@ -72,20 +87,24 @@ std::wstring currentDirectory() {
 std::wstring systemDrive() { return L"/"; }
 
 std::wstring userProfile() {
-    const char* home = std::getenv("HOME");
-    return widen(home && *home ? std::string(home) : accountHome());
+    const std::wstring home = directoryIn("HOME");
+    return home.empty() ? widen(accountHome()) : home;
 }
 
 std::wstring temporaryDirectory() {
-    const char* directory = std::getenv("TMPDIR");
-    return widen(directory && *directory ? directory : "/tmp/");
+    const std::wstring directory = directoryIn("TMPDIR");
+    return directory.empty() ? L"/tmp/" : directory;
 }
 
 std::wstring executableFile() {
+    constexpr const char* kLink = "/proc/self/exe";
     std::vector<char> buffer(PATH_MAX + 64);
-    const auto length = readlink("/proc/self/exe", buffer.data(), buffer.size());
+    const auto length = readlink(kLink, buffer.data(), buffer.size());
     if (length <= 0) return {};
-    return widen(withoutDeletedMark(std::string(buffer.data(), static_cast<std::size_t>(length))));
+    struct stat program {};
+    stat(kLink, &program);
+    return widen(
+        withoutDeletedMark(std::string(buffer.data(), static_cast<std::size_t>(length)), program.st_ino));
 }
 
 std::wstring moduleContaining(const void* address) {

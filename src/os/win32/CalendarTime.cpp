@@ -16,4 +16,6 @@ std::tm localTime(std::time_t time) {
     return fields;
 }
 
+std::time_t timeOf(std::tm fields) { return std::mktime(&fields); }
+
 }  // namespace os

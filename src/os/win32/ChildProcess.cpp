@@ -10,16 +10,24 @@ namespace os {
 
 // The process's handle keeps its number for it; the shell may have started something that has none.
 struct ChildProcess::Record {
-    Record(HANDLE startedProcess, HANDLE startedThread) : process(startedProcess), thread(startedThread) {}
+    Record() = default;
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
+    ~Record() {
+        for (const HANDLE handle : {process, thread})
+            if (handle) CloseHandle(handle);
+    }
 
-    win32::Handle process;
-    win32::Handle thread;
+    HANDLE process = nullptr;
+    HANDLE thread = nullptr;
 };
+
+void ChildProcess::LetGo::operator()(Record* record) const noexcept { delete record; }
 
 ChildProcess::ChildProcess() noexcept = default;
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept = default;
 ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept = default;
-ChildProcess::ChildProcess(std::unique_ptr<Record> record) noexcept : record_(std::move(record)) {}
+ChildProcess::ChildProcess(OwnedRecord record) noexcept : record_(std::move(record)) {}
 ChildProcess::~ChildProcess() = default;
 
 ChildProcess ChildProcess::start(const std::string& commandLine, bool showWindow) {
@@ -27,10 +35,13 @@ ChildProcess ChildProcess::start(const std::string& commandLine, bool showWindow
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
+    OwnedRecord record(new Record);
     if (!CreateProcessW(nullptr, text.data(), nullptr, nullptr, FALSE, showWindow ? 0 : CREATE_NO_WINDOW,
                         nullptr, nullptr, &startup, &started))
         return {};
-    return ChildProcess(std::make_unique<Record>(started.hProcess, started.hThread));
+    record->process = started.hProcess;
+    record->thread = started.hThread;
+    return ChildProcess(std::move(record));
 }
 
 ChildProcess ChildProcess::startElevated(const std::string& command, const std::string& arguments) {
@@ -43,22 +54,24 @@ ChildProcess ChildProcess::startElevated(const std::string& command, const std::
     request.lpFile = file.c_str();
     request.lpParameters = parameters.c_str();
     request.nShow = SW_SHOWNORMAL;
+    OwnedRecord record(new Record);
     if (!ShellExecuteExW(&request)) return {};
-    return ChildProcess(std::make_unique<Record>(request.hProcess, nullptr));
+    record->process = request.hProcess;
+    return ChildProcess(std::move(record));
 }
 
 std::optional<std::int64_t> ChildProcess::wait(unsigned long& error) {
-    if (record_->process) WaitForSingleObject(record_->process.get(), INFINITE);
+    if (record_->process) WaitForSingleObject(record_->process, INFINITE);
     DWORD exitCode = 0;
-    if (GetExitCodeProcess(record_->process.get(), &exitCode)) return exitCode;
+    if (GetExitCodeProcess(record_->process, &exitCode)) return exitCode;
     error = GetLastError();
     return std::nullopt;
 }
 
 void ChildProcess::kill() {
     if (!record_->process) return;
-    TerminateProcess(record_->process.get(), 1);
-    WaitForSingleObject(record_->process.get(), INFINITE);
+    TerminateProcess(record_->process, 1);
+    WaitForSingleObject(record_->process, INFINITE);
 }
 
 // A refused request starts nothing.

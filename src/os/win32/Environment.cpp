@@ -3,6 +3,7 @@
 #include "os/win32/Gate.h"
 
 #include <cstdlib>
+#include <mutex>
 
 namespace os {
 namespace {
@@ -15,6 +16,7 @@ const char kPathListSeparator = ';';
 
 std::optional<std::string> readVariable(const std::string& name) {
     const std::wstring wideName = wideArgument(name);
+    const std::lock_guard guard(kEnvironmentLock);
     SetLastError(ERROR_SUCCESS);
     const std::wstring value = win32::filled(
         [&](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(wideName.c_str(), buffer, size); });
@@ -25,6 +27,7 @@ std::optional<std::string> readVariable(const std::string& name) {
 bool writeVariable(const std::string& name, const std::string& value) {
     const std::wstring wideName = wideArgument(name);
     const std::wstring wideValue = wideArgument(value);
+    const std::lock_guard guard(kEnvironmentLock);
     const bool inRuntime = _wputenv_s(wideName.c_str(), wideValue.c_str()) == 0;
     const bool inSystem = SetEnvironmentVariableW(wideName.c_str(), wideValue.c_str()) != 0;
     return inRuntime && inSystem;
@@ -32,6 +35,7 @@ bool writeVariable(const std::string& name, const std::string& value) {
 
 void removeVariable(const std::string& name) {
     const std::wstring wideName = wideArgument(name);
+    const std::lock_guard guard(kEnvironmentLock);
     _wputenv_s(wideName.c_str(), L"");
     SetEnvironmentVariableW(wideName.c_str(), nullptr);
 }

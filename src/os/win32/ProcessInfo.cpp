@@ -3,7 +3,6 @@
 #include "os/win32/Gate.h"
 
 #include <psapi.h>
-#include <winsock2.h>
 
 namespace os {
 namespace {
@@ -63,12 +62,9 @@ private:
 }  // namespace
 
 std::string hostName() {
-    WSADATA data{};
-    if (WSAStartup(MAKEWORD(1, 1), &data) != 0) return {};
-    char name[255] = "";
-    const bool isKnown = gethostname(name, sizeof name - 1) == 0;
-    WSACleanup();
-    return isKnown ? name : "";
+    wchar_t name[256] = L"";
+    DWORD size = sizeof name / sizeof *name;
+    return GetComputerNameExW(ComputerNameDnsHostname, name, &size) ? narrow(name) : std::string();
 }
 
 unsigned int processId() { return GetCurrentProcessId(); }

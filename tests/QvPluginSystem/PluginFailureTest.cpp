@@ -1,6 +1,14 @@
 #include "PluginFixture.h"
 
+#include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/filesystem/Environment.h>
+
+#include "support/Platform.h"
+#include "support/VariableChange.h"
+
+#include <clocale>
+#include <cstdlib>
+#include <exception>
 
 namespace {
 
@@ -86,6 +94,22 @@ TEST_F(PluginFailureTest, entryPointsThatFailOrThrow) {
     EXPECT_TRUE(manager->getPluginForName("indifferent"));  // that result does not count
 }
 
+TEST_F(PluginFailureTest, aStaticInitializerThatThrows) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "the exception passes through the loader";
+    const std::string file = add("opening", {"open throw"});
+    const std::string reason = "its static initializers threw: open threw";
+    for (int i = 0; i < 2; ++i)
+        expectFailure(file, "opening.qvp (no descriptor): Plugin file could not be loaded : " + reason);
+    support::writeFile(path("opening.txt"), "name opening\n");
+    EXPECT_EQ(manager->loadInfo(file, "", "").name, "");
+    EXPECT_FALSE(QvPluginSystem::LoadSharedLibrary(file).handle);
+    EXPECT_EQ(QvPluginSystem::getLastError(), reason);
+    EXPECT_EQ(takeCalls(), Texts{});  // once was all
+    EXPECT_EQ(std::uncaught_exceptions(), 0);
+    manager->load(add("other"));
+    EXPECT_EQ(loadedNames(), Texts{"other"});
+}
+
 TEST_F(PluginFailureTest, namelessPlugin) {
     expectFailure(add("nameless", {"name "}), "nameless.qvp (): This plugin has an empty name.");
 }
@@ -165,22 +189,64 @@ constexpr const char* kHelperName = "libpluginHelper.so";
 constexpr const char* kHelperName = "libpluginHelper.dll";
 #endif
 
-TEST_F(PluginFailureTest, aLinkedLibraryIsFoundBesideThePluginOnly) {
+#ifdef __ELF__
+constexpr const char* kFurtherHelperName = "libfurtherHelper.so";
+#else
+constexpr const char* kFurtherHelperName = "libfurtherHelper.dll";  // lies beside the program
+#endif
+
+class PluginNeighbourTest : public PluginFailureTest {
+protected:
+    void addHelpers(const std::string& subfolder) const {
+        addCopy(kHelperName, subfolder + kHelperName);
+        if (!support::kWindows) addCopy(kFurtherHelperName, subfolder + kFurtherHelperName);
+    }
+};
+
+TEST_F(PluginNeighbourTest, aLinkedLibraryIsFoundBesideThePlugin) {
+    // The loader speaks another language where its texts are installed.
+    const support::VariableChange language("LANGUAGE", "de");
+    std::setlocale(LC_ALL, "C.UTF-8");
     const std::string alone = addCopy("linked.qvp", "linked.qvp");
     const Texts failures = failuresOf(alone);
     ASSERT_EQ(failures.size(), 1U);
-#ifdef __ELF__
-    EXPECT_NE(failures[0].find(kHelperName), std::string::npos) << failures[0];
-#endif
-    addCopy(kHelperName, kHelperName);
+    if (!support::kWindows) {
+        EXPECT_NE(failures[0].find(kHelperName), std::string::npos) << failures[0];
+    }
+    addHelpers("");
     EXPECT_EQ(failuresOf(alone), Texts{});
     EXPECT_TRUE(manager->isLoaded(alone));
     EXPECT_TRUE(manager->unload("linked"));
     EXPECT_EQ(manager->getPlugins().size(), 0U);
+    std::setlocale(LC_ALL, "C");
 }
 
-TEST_F(PluginFailureTest, anEntryPointOfALinkedLibraryDoesNotCount) {
-    addCopy(kHelperName, kHelperName);
+#ifdef __ELF__
+TEST_F(PluginNeighbourTest, aLibraryWhoseInitializerThrewServesNoOtherPlugin) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "the exception passes through the loader";
+    addHelpers("");
+    const std::string first = addCopy("linked.qvp", "first.qvp");
+    const std::string second = addCopy("linked.qvp", "second.qvp");
+    for (const std::string& file : {first, second}) {
+        const support::VariableChange change("QV_TEST_HELPER_THROWS", file == first ? "1" : "0");
+        const Texts failures = failuresOf(file);
+        ASSERT_EQ(failures.size(), 1U);
+        EXPECT_NE(failures[0].find("its static initializers threw: the helper threw"), std::string::npos)
+            << failures[0];
+    }
+}
+#else
+TEST_F(PluginNeighbourTest, aLinkedLibraryIsFoundOnTheSearchPath) {
+    folder.addDirectory("helpers");
+    addHelpers("helpers/");
+    const support::VariableChange change("Path", std::string(std::getenv("Path")) + ";" + path("helpers"));
+    EXPECT_EQ(failuresOf(addCopy("linked.qvp", "linked.qvp")), Texts{});
+    EXPECT_EQ(loadedNames(), Texts{"linked"});
+}
+#endif
+
+TEST_F(PluginNeighbourTest, anEntryPointOfALinkedLibraryDoesNotCount) {
+    addHelpers("");
     expectFailure(
         addCopy("borrowing.qvp", "borrowing.qvp"),
         "borrowing.qvp (no descriptor): Plugin file could not be loaded : Symbol UninitializePlugin was not "

@@ -2,7 +2,7 @@
 
 #include "os/RefusedLibraries.h"
 #include "os/win32/Gate.h"
-#include "os/win32/ThrowWatch.h"
+#include "os/win32/GuardedEntry.h"
 
 namespace os {
 namespace {
@@ -80,14 +80,14 @@ void* openLibrary(const std::string& path, std::string& error) {
         if (!reason.empty()) return failWith(reason, error);
     }
     const SilentErrors silent;
-    win32::ThrowWatch watch;
+    const win32::GuardedEntry guard;
     HMODULE module = load(loaderPath(path));
     if (module) return module;
-    if (!watch.sawUncaught(GetLastError())) {
+    if (!guard.thrown()) {
         error = lastErrorText();
         return nullptr;
     }
-    const std::string reason = initializersThrew(watch.text());
+    const std::string reason = initializersThrew(*guard.thrown());
     refuseLibrary(path, {}, reason);
     return failWith(reason, error);
 }

@@ -33,17 +33,22 @@ private:
 class ProgramFolderOnPath {
 public:
     ProgramFolderOnPath() {
+        SetLastError(ERROR_SUCCESS);
+        previous_ = win32::filled(
+            [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"Path", buffer, size); });
+        wasThere_ = GetLastError() != ERROR_ENVVAR_NOT_FOUND;
         const std::wstring program = win32::filled(
             [](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
-        SetEnvironmentVariableW(L"Path", (path_ + L';' + program.substr(0, program.rfind(L'\\'))).c_str());
+        const std::wstring path = previous_ + L';' + program.substr(0, program.rfind(L'\\'));
+        SetEnvironmentVariableW(L"Path", path.c_str());
     }
     ProgramFolderOnPath(const ProgramFolderOnPath&) = delete;
     ProgramFolderOnPath& operator=(const ProgramFolderOnPath&) = delete;
-    ~ProgramFolderOnPath() { SetEnvironmentVariableW(L"Path", path_.c_str()); }
+    ~ProgramFolderOnPath() { SetEnvironmentVariableW(L"Path", wasThere_ ? previous_.c_str() : nullptr); }
 
 private:
-    std::wstring path_ = win32::filled(
-        [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"Path", buffer, size); });
+    std::wstring previous_;
+    bool wasThere_ = false;
 };
 
 // The absolute native path, which the search beside the library needs. A name without a dot gets one at

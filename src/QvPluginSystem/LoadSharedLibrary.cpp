@@ -20,13 +20,14 @@ const char* keepErrorText(const std::string& text) {
 }  // namespace
 
 LoadSharedLibrary::LoadSharedLibrary(const std::string& path) {
-    if (!os::isReadableFile(QvPlatform::File(path).widePath())) {
-        Qv::LogWarn("QvPluginManager : %s: (%s)\n", "File could not be found", path.c_str());
-        return;
-    }
+    const QvPlatform::File file(path);
+    const bool isThere = os::isReadableFile(file.widePath());
     std::string error;
-    handle = os::openLibrary(path, error);
-    if (!handle) Qv::LogWarn("QvPluginManager : %s: (%s)\n", keepErrorText(error), path.c_str());
+    if (isThere) handle = os::openLibrary(file.toUniversalPath(), error);
+    if (handle) return;
+    const os::LastErrorKeeper lastError;  // for `getLastError`
+    const char* reason = isThere ? keepErrorText(error) : "File could not be found";
+    Qv::LogWarn("QvPluginManager : %s: (%s)\n", reason, path.c_str());
 }
 
 LoadSharedLibrary::LoadSharedLibrary(const LoadSharedLibrary& other) = default;

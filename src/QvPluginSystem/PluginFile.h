@@ -5,6 +5,7 @@
 #include "core/AsciiCase.h"
 #include "os/FileSystem.h"
 #include "os/SystemPaths.h"
+#include "os/Utf.h"
 
 #include <functional>
 #include <optional>
@@ -19,18 +20,20 @@ namespace QvPluginSystem {
 /// letter case aside where the platform's files do so, or when the file system says so.
 struct PluginFile {
     /// Looks at the disk once.
-    explicit PluginFile(const std::string& path) : PluginFile(QvPlatform::File(path)) {}
+    explicit PluginFile(const std::string& text) : PluginFile(QvPlatform::File(text)) {}
     explicit PluginFile(const QvPlatform::File& file) : PluginFile(file, os::entryStatus(file.widePath())) {}
     PluginFile(const QvPlatform::File& file, const os::EntryStatus& seen)
-        : key(keyOf(file)), hash(std::hash<std::wstring_view>()(key)), status(seen) {}
+        : path(file.widePath()), key(keyOf(file)), hash(std::hash<std::wstring_view>()(key)), status(seen) {}
 
     static std::wstring keyOf(const QvPlatform::File& file) {
         if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();
         return Qv::detail::foldedCase(file.widePath());
     }
 
+    std::string libraryPath() const { return os::narrow(path); }
     bool isRegular() const { return status.kind == os::EntryKind::RegularFile; }
 
+    std::wstring path;  // absolute, whatever the current directory is by now
     std::wstring key;
     std::size_t hash;  // of the key, which is looked up many times
     os::EntryStatus status;

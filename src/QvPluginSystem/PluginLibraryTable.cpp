@@ -3,6 +3,7 @@
 #include <QvPlatform/filesystem/File.h>
 
 #include "filesystem/WholeVariable.h"
+#include "os/Cancellation.h"
 #include "os/SharedLibrary.h"
 
 #include <optional>
@@ -31,9 +32,13 @@ private:
     std::optional<std::string> previous_;
 };
 
+// Leaves the system's last error as opening left it.
 void* openBesideItsLibraries(const PluginLibraryRecord& record, std::string& error) {
-    const ScopedSearchPath searchPath(record.libraryDirectory);
-    return os::openLibrary(record.libraryPath, error);
+    std::optional<ScopedSearchPath> searchPath(std::in_place, record.libraryDirectory);
+    void* handle = os::openLibrary(record.libraryPath, error);
+    const os::LastErrorKeeper lastError;
+    searchPath.reset();
+    return handle;
 }
 
 template <typename Function>
@@ -70,16 +75,29 @@ void PluginLibraryTable::remove(const std::string& path) {
     records_.erase(record);
 }
 
+// Removes a record that has no handle in the end, also when a static initializer ends the thread.
+class PluginLibraryTable::Opening {
+public:
+    Opening(PluginLibraryTable& table, PluginLibraryRecord& record) : table_(table), record_(record) {}
+    Opening(const Opening&) = delete;
+    Opening& operator=(const Opening&) = delete;
+    ~Opening() {
+        if (!record_.moduleHandle) table_.remove(record_.libraryPath);
+    }
+
+private:
+    PluginLibraryTable& table_;
+    PluginLibraryRecord& record_;
+};
+
 PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::string& error) {
     PluginLibraryRecord& record = findOrAdd(path);
     ++record.openCount;
     if (record.moduleHandle) return &record;
     error.clear();
+    const Opening opening(*this, record);
     record.moduleHandle = openBesideItsLibraries(record, error);
-    if (!record.moduleHandle) {
-        remove(path);
-        return nullptr;
-    }
+    if (!record.moduleHandle) return nullptr;
     record.entryPoints = bindEntryPoints(record.moduleHandle);
     return &record;
 }
@@ -98,8 +116,11 @@ bool PluginLibraryTable::close(const std::string& path, std::string& error) {
 }
 
 OpenPluginLibrary::~OpenPluginLibrary() {
+    if (!record_) return;
+    // The library's static destructors run in here, where no thread may end.
+    const os::CancellationShield shield;
     std::string ignored;
-    if (record_) table_.close(record_->libraryPath, ignored);
+    table_.close(record_->libraryPath, ignored);
 }
 
 bool OpenPluginLibrary::open(const std::string& path, std::string& error) {

@@ -20,7 +20,7 @@ struct PluginLibraryRecord {
     std::int32_t openCount = 0;
 };
 
-/// The open plugin libraries by their path as it was given, in order of first use. Records keep their
+/// The open plugin libraries by their absolute path, in order of first use. Records keep their
 /// address until they are closed.
 class PluginLibraryTable {
 public:
@@ -28,8 +28,8 @@ public:
     PluginLibraryRecord* find(const std::string& path);
 
     /// Opens the library, or counts one more opening. The variable "Path" begins with the library's
-    /// directory meanwhile. Null on failure, with the system's text in `error`, which a further opening
-    /// leaves alone.
+    /// directory meanwhile. Null on failure, with the reason in `error`, which a further opening leaves
+    /// alone.
     PluginLibraryRecord* open(const std::string& path, std::string& error);
 
     /// Takes one opening back. True when the library was closed. False while others hold it, `error`
@@ -37,6 +37,7 @@ public:
     bool close(const std::string& path, std::string& error);
 
 private:
+    class Opening;
     using Records = std::list<PluginLibraryRecord>;
 
     PluginLibraryRecord& findOrAdd(const std::string& path);

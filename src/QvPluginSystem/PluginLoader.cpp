@@ -4,11 +4,22 @@
 #include <QvPlatform/diagnostics/Log.h>
 
 #include "core/AsciiCase.h"
+#include "os/SharedLibrary.h"
 
 #include <memory>
 #include <utility>
 
 namespace QvPluginSystem {
+namespace {
+
+// Whatever the plugin wrote.
+void resetManagersFields(QvPluginInfo& info, const std::string& path) {
+    info.path = path;
+    info.dependentCount = 0;
+    info.explicitlyLoaded = false;
+}
+
+}  // namespace
 
 /// A plugin on its way from its file to the registry. Destroyed early, it undoes everything.
 class PluginLoader::Candidate {
@@ -54,7 +65,7 @@ private:
 
 bool PluginLoader::load(const std::string& path, Request request) {
     const PluginSearchPath::Request scope(state_.searchPath);
-    const auto known = state_.searchPath.recall(path);
+    const auto known = state_.searchPath.recallPath(path);
     return (known ? loadFile(path, known->file, request) : loadFile(path, PluginFile(path), request)) !=
            nullptr;
 }
@@ -75,7 +86,7 @@ LoadedPlugin* PluginLoader::loadFile(const std::string& path, const PluginFile& 
 
 LoadedPlugin* PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
     if (loaded.isUnloading) {
-        state_.listeners.reportError(loaded.libraryPath, &loaded, "The plugin is being unloaded");
+        state_.listeners.reportError(loaded.requestedPath, &loaded, "The plugin is being unloaded");
         return nullptr;
     }
     if (request == Request::Explicit) loaded.explicitlyLoaded = true;
@@ -106,7 +117,10 @@ bool PluginLoader::describe(Candidate& candidate) const {
         return fail(candidate, "Plugin file could not be loaded : " + reason);
     };
     std::string reason;
-    if (!candidate.library.open(candidate.path, reason)) return cannotLoad(reason);
+    if (!candidate.library.open(candidate.file.libraryPath(), reason)) {
+        const os::LastErrorKeeper lastError;  // for `getLastError`
+        return cannotLoad(reason);
+    }
     const QvPluginFuncInterface& entryPoints = candidate.library.entryPoints();
     if (!callPlugin([&] { return entryPoints.isValid(&reason); }, reason)) return cannotLoad(reason);
 
@@ -116,10 +130,7 @@ bool PluginLoader::describe(Candidate& candidate) const {
         return true;
     };
     if (!callPlugin(fill, reason)) return cannotLoad(reason);
-    // These belong to the manager, whatever the plugin wrote.
-    plugin->path = candidate.path;
-    plugin->dependentCount = 0;
-    plugin->explicitlyLoaded = false;
+    resetManagersFields(*plugin, candidate.path);
     candidate.plugin = std::move(plugin);
     return true;
 }
@@ -191,14 +202,16 @@ QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {
     }
     std::string ignored;
     OpenPluginLibrary library(state_.libraries);
-    if (!library.open(found->path, ignored)) return {};
+    if (!library.open(found->file.libraryPath(), ignored)) return {};
     QvPluginInfo info(found->path);
     const auto read = [&] {
         if (!library.entryPoints().isValid(&ignored)) return false;
         library.entryPoints().getPluginInfo(info);
         return true;
     };
-    return callPlugin(read, ignored) ? info : QvPluginInfo();
+    if (!callPlugin(read, ignored)) return {};
+    resetManagersFields(info, found->path);
+    return info;
 }
 
 }  // namespace QvPluginSystem

@@ -18,14 +18,14 @@ namespace QvPluginSystem {
 /// A plugin on its way or loaded: the descriptor that clients see, and what the manager remembers beside it.
 struct LoadedPlugin : QvPluginInfo {
     explicit LoadedPlugin(const std::string& libraryFile, const PluginFile& libraryIdentity)
-        : QvPluginInfo(libraryFile), libraryPath(libraryFile), file(libraryIdentity) {}
+        : QvPluginInfo(libraryFile), requestedPath(libraryFile), file(libraryIdentity) {}
 
     /// Whether somebody needs it to stay.
     bool isNeeded() const { return dependentCount > 0 || pins > 0; }
 
     // The descriptor is handed out for writing; these stay as they were.
     std::string indexedName;
-    std::string libraryPath;
+    std::string requestedPath;
     PluginFile file;
     Qv::QvArray<LoadedPlugin*> neededPlugins;
     int pins = 0;  ///< plugins under way that will depend on it

@@ -66,23 +66,29 @@ void PluginSearchPath::reset() {
 }
 
 void PluginSearchPath::forget() {
-    found_.clear();
+    foundByName_.clear();
+    foundByPath_.clear();
     for (Place& place : places_) place.presence = Presence::Unknown;
 }
 
-std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::recall(const std::string& nameOrPath) const {
-    const auto known = found_.find(nameOrPath);
-    return known == found_.end() ? nullptr : known->second;
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::lookUp(const FoundByText& found,
+                                                                        const std::string& text) {
+    const auto known = found.find(text);
+    return known == found.end() ? nullptr : known->second;
+}
+
+std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::recallPath(const std::string& path) const {
+    return lookUp(foundByPath_, path);
 }
 
 // Many plugins share a dependency, and looking for one asks the disk for each candidate.
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::find(const std::string& name) {
-    if (auto known = recall(name)) return known;
+    if (auto known = lookUp(foundByName_, name)) return known;
     auto found = search(name);
     const bool staysTrue = found && !QvPlatform::PathText::isRelative(found->path);
     if (staysTrue && requestDepth_ > 0) {
-        found_[name] = found;
-        found_[found->path] = found;
+        foundByName_[name] = found;
+        foundByPath_[found->path] = found;
     }
     return found;
 }

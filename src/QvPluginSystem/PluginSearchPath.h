@@ -37,8 +37,8 @@ public:
     /// directory, and after that the name with the extension likewise. Null when there is none.
     std::shared_ptr<const Found> find(const std::string& name);
 
-    /// What `find` found in this request for the name, or at the path; null when it was not asked.
-    std::shared_ptr<const Found> recall(const std::string& nameOrPath) const;
+    /// What `find` found in this request at the absolute path; null when it found nothing there.
+    std::shared_ptr<const Found> recallPath(const std::string& path) const;
 
     /// Spans one request of a client. What was found, and which directories are not there, holds until the
     /// outermost one ends or the directories change; after that the disk is asked again.
@@ -74,7 +74,10 @@ private:
     std::vector<Place> places_;  // of the effective directories
     Qv::QvArray<std::string> added_;
     int requestDepth_ = 0;
-    std::unordered_map<std::string, std::shared_ptr<const Found>> found_;  // by name and by path
+    using FoundByText = std::unordered_map<std::string, std::shared_ptr<const Found>>;
+    static std::shared_ptr<const Found> lookUp(const FoundByText& found, const std::string& text);
+    FoundByText foundByName_;
+    FoundByText foundByPath_;
 };
 
 }  // namespace QvPluginSystem

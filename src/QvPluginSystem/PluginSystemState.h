@@ -5,6 +5,8 @@
 #include "QvPluginSystem/PluginRegistry.h"
 #include "QvPluginSystem/PluginSearchPath.h"
 
+#include <cxxabi.h>
+
 #include <exception>
 #include <string>
 
@@ -19,11 +21,13 @@ struct PluginSystemState {
 };
 
 /// Calls into a plugin. What it throws counts as false, its text in `error`: the exception's own memory
-/// may go with the plugin's library.
+/// may go with the plugin's library. A thread that ends in there passes.
 template <typename Call>
 bool callPlugin(Call call, std::string& error) {
     try {
         return call();
+    } catch (const abi::__forced_unwind&) {
+        throw;
     } catch (const std::exception& exception) {
         error = exception.what();
     } catch (...) {

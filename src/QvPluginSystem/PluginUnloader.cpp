@@ -81,7 +81,7 @@ bool PluginUnloader::stop(LoadedPlugin& plugin) {
     ScopedFlag unloading(plugin.isUnloading, true);
     if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, plugin)) return false;
     if (!uninitialize(plugin)) {
-        state_.listeners.reportError(plugin.libraryPath, &plugin,
+        state_.listeners.reportError(plugin.requestedPath, &plugin,
                                      "Problem calling UninitializePlugin function");
         return false;
     }
@@ -90,7 +90,7 @@ bool PluginUnloader::stop(LoadedPlugin& plugin) {
 }
 
 bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
-    const PluginLibraryRecord* library = state_.libraries.find(plugin.libraryPath);
+    const PluginLibraryRecord* library = state_.libraries.find(plugin.file.libraryPath());
     std::string ignored;
     return library &&
            callPlugin([&] { return library->entryPoints->uninitialize(manager_, nullptr); }, ignored);
@@ -101,8 +101,8 @@ void PluginUnloader::release(LoadedPlugin& plugin) {
     const RemovalAtEnd removal(state_.registry, plugin);
     Claims claims(plugin.neededPlugins);
     {
-        const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.libraryPath);
-        Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.libraryPath.c_str());
+        const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.file.libraryPath());
+        Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.requestedPath.c_str());
     }
     while (LoadedPlugin* dependency = claims.takeBackOne()) {
         const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;

@@ -166,7 +166,9 @@ void QvPluginManager::removeListener(QvPluginManagerListener* listener) {
 
 void QvPluginManager::addObject(QvPluginObject* object) { state_->pool.add(object); }
 
-void QvPluginManager::removeObject(QvPluginObject* object) { state_->pool.remove(object); }
+void QvPluginManager::removeObject(QvPluginObject* object) {
+    if (instanceExists) state_->pool.remove(object);
+}
 
 const Qv::QvArray<QvPluginObject*>& QvPluginManager::getAllObjects() const { return state_->pool.objects(); }
 

@@ -14,6 +14,7 @@ enum class LockRank : std::size_t {
     HostName,
     LogFileName,
     LogSink,
+    RefusedLibraries,
     Environment,
     Count
 };

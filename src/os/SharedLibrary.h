@@ -5,9 +5,11 @@
 /// The loader of shared libraries. Paths are UTF-8.
 namespace os {
 
-/// Opens a library, its symbols bound at once and kept to itself, and returns its handle. A relative path
-/// counts from the current directory. Libraries that it needs and that lie beside it are found. On failure
-/// null, and the system's text in `error`.
+/// Opens the library at an absolute path, its symbols bound at once and kept to itself, and returns its
+/// handle. Libraries that it needs are found beside it too, and on Windows beside the program. On failure
+/// null, and the reason in `error`: the system's text, or what a static initializer threw, in which case
+/// this process opens the library never again. When such an initializer ends its thread, that passes
+/// through, and the library is refused likewise.
 void* openLibrary(const std::string& path, std::string& error);
 
 /// False on failure, and the system's text in `error`, which is untouched otherwise.
@@ -18,5 +20,17 @@ void* findSymbol(void* handle, const char* name);
 
 /// The text of the calling thread's last system error, the loader's included; "" when there is none.
 std::string lastErrorText();
+
+/// Puts the calling thread's last system error back at its end.
+class LastErrorKeeper {
+public:
+    LastErrorKeeper() noexcept;
+    LastErrorKeeper(const LastErrorKeeper&) = delete;
+    LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
+    ~LastErrorKeeper();
+
+private:
+    unsigned long error_;
+};
 
 }  // namespace os

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -53,6 +54,31 @@ TEST(LoadSharedLibraryTest, aBareNameIsFoundInTheCurrentDirectory) {
                                support::pathOf(folder.path() + "bare"));
     const support::CurrentDirectoryChange change(folder.path());
     EXPECT_TRUE(LoadSharedLibrary("bare").handle);
+}
+
+TEST(LoadSharedLibraryTest, aRelativePathFollowsTheCurrentDirectory) {
+    const support::TemporaryFolder folders[2];
+    std::vector<std::unique_ptr<LoadSharedLibrary>> libraries;
+    for (const support::TemporaryFolder& folder : folders) {
+        folder.addDirectory("p");
+        std::filesystem::copy_file(support::pathOf(support::builtLibrary("noInfo.qvp")),
+                                   support::pathOf(folder.path() + "p/same.qvp"));
+        const support::CurrentDirectoryChange change(folder.path());
+        libraries.push_back(std::make_unique<LoadSharedLibrary>("p\\same.qvp"));
+        ASSERT_TRUE(libraries.back()->handle);
+    }
+    EXPECT_NE(libraries[0]->handle, libraries[1]->handle);
+}
+
+TEST(LoadSharedLibraryTest, writingTheWarningKeepsTheLastError) {
+    const support::LogCapture capture;
+    const support::TemporaryFolder folder;
+    const LoadSharedLibrary expected(folder.addFile("junk"));
+    const std::string reason = getLastError();
+    Qv::LogSetHandler(
+        [](Qv::eLogLevel, const char*, Qv::LogArgs) { const std::ifstream none("no such folder/file"); });
+    const LoadSharedLibrary library(folder.path() + "junk");
+    EXPECT_EQ(getLastError(), reason);
 }
 
 #ifdef __ELF__

@@ -1,6 +1,17 @@
 #include "PluginFixture.h"
 
+#include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/filesystem/Environment.h>
+
+#include "support/Platform.h"
+#include "support/VariableChange.h"
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <functional>
 
 namespace {
 
@@ -28,6 +39,18 @@ protected:
                 << warnings[i];
         }
         return failures;
+    }
+
+    /// On Linux in a process of its own: after a static initializer threw, no other thread gets at the
+    /// loader.
+    static void runApart(const std::function<void()>& test) {
+        if (support::kWindows) return test();
+        const auto runAndLeave = [&] {
+            test();
+            std::fflush(nullptr);
+            std::_Exit(HasFailure() ? 1 : 0);
+        };
+        EXPECT_EXIT(runAndLeave(), testing::ExitedWithCode(0), "");
     }
 
     void expectFailure(const std::string& file, const std::string& failure) {
@@ -84,6 +107,25 @@ TEST_F(PluginFailureTest, entryPointsThatFailOrThrow) {
                   "undescribed.qvp (no descriptor): Plugin file could not be loaded : describe threw");
     manager->load(add("indifferent", {"describe false"}));
     EXPECT_TRUE(manager->getPluginForName("indifferent"));  // that result does not count
+}
+
+TEST_F(PluginFailureTest, aStaticInitializerThatThrows) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "the exception passes through the loader";
+    const auto load = [this] {
+        const std::string file = add("opening", {"open throw"});
+        const std::string reason = "its static initializers threw: open threw";
+        for (int i = 0; i < 2; ++i)
+            expectFailure(file, "opening.qvp (no descriptor): Plugin file could not be loaded : " + reason);
+        support::writeFile(path("opening.txt"), "name opening\n");
+        EXPECT_EQ(manager->loadInfo(file, "", "").name, "");
+        EXPECT_FALSE(QvPluginSystem::LoadSharedLibrary(file).handle);
+        EXPECT_EQ(QvPluginSystem::getLastError(), reason);
+        EXPECT_EQ(takeCalls(), Texts{});  // once was all
+        EXPECT_EQ(std::uncaught_exceptions(), 0);
+        manager->load(add("other"));
+        EXPECT_EQ(loadedNames(), Texts{"other"});
+    };
+    runApart(load);
 }
 
 TEST_F(PluginFailureTest, namelessPlugin) {
@@ -165,22 +207,70 @@ constexpr const char* kHelperName = "libpluginHelper.so";
 constexpr const char* kHelperName = "libpluginHelper.dll";
 #endif
 
-TEST_F(PluginFailureTest, aLinkedLibraryIsFoundBesideThePluginOnly) {
+#ifdef __ELF__
+constexpr const char* kFurtherHelperName = "libfurtherHelper.so";
+#else
+constexpr const char* kFurtherHelperName = "libfurtherHelper.dll";  // lies beside the program
+#endif
+
+class PluginNeighbourTest : public PluginFailureTest {
+protected:
+    void addHelpers(const std::string& subfolder) const {
+        addCopy(kHelperName, subfolder + kHelperName);
+        if (!support::kWindows) addCopy(kFurtherHelperName, subfolder + kFurtherHelperName);
+    }
+};
+
+TEST_F(PluginNeighbourTest, aLinkedLibraryIsFoundBesideThePlugin) {
+    // The loader speaks another language where its texts are installed.
+    const support::VariableChange language("LANGUAGE", "de");
+    std::setlocale(LC_ALL, "C.UTF-8");
     const std::string alone = addCopy("linked.qvp", "linked.qvp");
     const Texts failures = failuresOf(alone);
     ASSERT_EQ(failures.size(), 1U);
-#ifdef __ELF__
-    EXPECT_NE(failures[0].find(kHelperName), std::string::npos) << failures[0];
-#endif
-    addCopy(kHelperName, kHelperName);
+    if (!support::kWindows) {
+        EXPECT_NE(failures[0].find(kHelperName), std::string::npos) << failures[0];
+    }
+    addHelpers("");
     EXPECT_EQ(failuresOf(alone), Texts{});
     EXPECT_TRUE(manager->isLoaded(alone));
     EXPECT_TRUE(manager->unload("linked"));
     EXPECT_EQ(manager->getPlugins().size(), 0U);
+    std::setlocale(LC_ALL, "C");
 }
 
-TEST_F(PluginFailureTest, anEntryPointOfALinkedLibraryDoesNotCount) {
-    addCopy(kHelperName, kHelperName);
+#ifdef __ELF__
+TEST_F(PluginNeighbourTest, aLibraryWhoseInitializerThrewServesNoOtherPlugin) {
+    if (support::kThreadSanitizer) GTEST_SKIP() << "the exception passes through the loader";
+    addHelpers("");
+    const std::string first = addCopy("linked.qvp", "first.qvp");
+    const std::string second = addCopy("linked.qvp", "second.qvp");
+    const auto load = [&] {
+        for (const std::string& file : {first, second}) {
+            const support::VariableChange change("QV_TEST_HELPER_THROWS", file == first ? "1" : "0");
+            const std::string failure = failuresOf(file).at(0);
+            const std::string reason = "its static initializers threw: the helper threw";
+            EXPECT_NE(failure.find(reason), std::string::npos) << failure;
+        }
+    };
+    runApart(load);
+}
+#else
+TEST_F(PluginNeighbourTest, aLinkedLibraryIsFoundOnTheSearchPath) {
+    folder.addDirectory("helpers");
+    addHelpers("helpers/");
+    const std::string before = QvPlatform::getEnv("Path");
+    std::string helpers = path("helpers");
+    std::replace(helpers.begin(), helpers.end(), '/', '\\');
+    QvPlatform::putEnv("Path", before + ";" + helpers);
+    EXPECT_EQ(failuresOf(addCopy("linked.qvp", "linked.qvp")), Texts{});
+    EXPECT_EQ(QvPlatform::getEnv("Path"), before + ";" + helpers);
+    QvPlatform::putEnv("Path", before);
+}
+#endif
+
+TEST_F(PluginNeighbourTest, anEntryPointOfALinkedLibraryDoesNotCount) {
+    addHelpers("");
     expectFailure(
         addCopy("borrowing.qvp", "borrowing.qvp"),
         "borrowing.qvp (no descriptor): Plugin file could not be loaded : Symbol UninitializePlugin was not "

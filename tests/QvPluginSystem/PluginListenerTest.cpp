@@ -49,6 +49,21 @@ TEST(PluginListenerWithoutManagerTest, objectsLeftAtTheEndAreCounted) {
                 "DEBUG: There are 3 objects left in the plugin manager's object pool.");
 }
 
+TEST(PluginListenerWithoutManagerTest, afterTheManagersEndObjectsMayBeRemoved) {
+    struct Late {
+        ~Late() { manager->removeObject(&object); }
+        QvPluginManager* manager = nullptr;
+        QvPluginSystem::QvPluginObject object;
+    };
+    const auto leaveLate = [] {
+        static Late late;  // made before the manager, so it goes after it
+        late.manager = QvPluginManager::instance();
+        late.manager->addObject(&late.object);
+        std::exit(0);
+    };
+    EXPECT_EXIT(leaveLate(), testing::ExitedWithCode(0), "");
+}
+
 using PluginListenerTest = support::PluginTest;
 
 TEST_F(PluginListenerTest, aSecondManagerFailsAnAssertion) {

@@ -1,5 +1,7 @@
 #include "PluginFixture.h"
 
+#include <thread>
+
 namespace {
 
 using support::Texts;
@@ -104,6 +106,37 @@ TEST_F(PluginLoadingTest, aPluginLoadedFromElsewhereFulfilsADependency) {
     EXPECT_EQ(loadedNames(), (Texts{"base", "user"}));
 }
 
+TEST_F(PluginLoadingTest, aRelativePathMeansTheFileOfTheCurrentDirectory) {
+    for (const char* name : {"first", "second"}) {
+        const std::string subfolder = folder.addDirectory(name);
+        support::writeFile(subfolder + "same.txt", std::string("name ") + name + "\n");
+        std::filesystem::copy_file(support::pathOf(support::builtLibrary("scripted.qvp")),
+                                   support::pathOf(subfolder + "same.qvp"));
+        const support::CurrentDirectoryChange change(subfolder);
+        EXPECT_EQ(manager->loadInfo("same.qvp", "", "").name, name);
+        manager->load("same.qvp");
+        EXPECT_TRUE(manager->isLoaded("same.qvp"));
+    }
+    EXPECT_EQ(loadedNames(), (Texts{"first", "second"}));
+    EXPECT_TRUE(manager->isLoaded(path("first/same.qvp")));
+    manager->load(path("second/same.qvp"));  // is loaded, whatever it was called then
+    manager->unloadAll();
+    const Texts calls = takeCalls();
+    for (const char* call :
+         {"initialize first", "initialize second", "uninitialize first", "uninitialize second"})
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), call), 1) << call;
+}
+
+TEST_F(PluginLoadingTest, aRequestNamesAPathWhateverADependencyIsCalled) {
+    add("base");
+    const std::string top = add("top", {"needs base 0"});
+    search();
+    manager->load(Qv::QvArray<std::string>{top, "base"});
+    EXPECT_FALSE(manager->getPluginForName("base")->explicitlyLoaded);
+    manager->load(Qv::QvArray<std::string>{top, path("base.qvp")});
+    EXPECT_TRUE(manager->getPluginForName("base")->explicitlyLoaded);
+}
+
 TEST_F(PluginLoadingTest, aPluginMayLoadAnotherButNotItself) {
     const std::string other = add("other");
     manager->load(add("outer", {"whenInitialized load " + other}));
@@ -141,6 +174,22 @@ TEST_F(PluginLoadingTest, theFileSystemTellsFilesApart) {
     EXPECT_FALSE(manager->isLoaded(upper));
     manager->load(upper);
     EXPECT_EQ(loadedNames(), (Texts{"case", "upper"}));
+}
+
+TEST_F(PluginLoadingTest, whatAThreadThatEndsInAPluginLeavesBehind) {
+    const std::string ending = add("ending", {"initialize endThread"});
+    const std::string staying = add("staying", {"uninitialize endThread"});
+    manager->load(staying);
+    for (int i = 0; i < 2; ++i) std::thread([&] { manager->load(ending); }).join();
+    std::thread([&] { manager->unload("staying"); }).join();
+    EXPECT_EQ(loadedNames(), Texts{"staying"});
+    EXPECT_TRUE(manager->getPluginForName("staying")->explicitlyLoaded);
+    support::writeFile(path("ending.txt"), "name ending\n");
+    support::writeFile(path("staying.txt"), "name staying\n");
+    manager->load(ending);
+    EXPECT_EQ(loadedNames(), (Texts{"staying", "ending"}));
+    manager->unloadAll();
+    EXPECT_EQ(loadedNames(), Texts{});
 }
 
 TEST_F(PluginLoadingTest, pathsMayBeLongerThan260Characters) {

@@ -54,6 +54,17 @@ TEST_F(PluginSearchTest, loadInfoFindsByNameAndOnlyReads) {
     EXPECT_EQ(takeCalls().back(), "changed");
 }
 
+TEST_F(PluginSearchTest, thePluginsOwnFieldsAreNotTheManagers) {
+    const std::string file = add("claiming", {"claims"});
+    manager->load(file);
+    for (const QvPluginSystem::QvPluginInfo& info :
+         {manager->loadInfo(file, "", ""), *manager->getPluginForName("claiming")}) {
+        EXPECT_EQ(info.path, file);
+        EXPECT_EQ(info.dependentCount, 0);
+    }
+    EXPECT_FALSE(manager->loadInfo(file, "", "").explicitlyLoaded);
+}
+
 TEST_F(PluginSearchTest, loadInfoFailures) {
     logCapture.take();
     EXPECT_EQ(manager->loadInfo("nowhere", "", "").version.toString(), "2020.3.0.68");

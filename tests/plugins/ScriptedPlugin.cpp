@@ -1,8 +1,11 @@
 // A plugin that does what a text file beside it says, so that a test makes the plugins it needs by copying
 // this one. Each line of NAME.txt beside NAME.qvp is a word and its value:
 //     name, displayName, version, compatibility, needs NAME VERSION      for the descriptor
+//     claims                                                            to write what the manager keeps
 //     build LINE                                                         for the build information
+//     open throw                                                         to fail in a static initializer
 //     describe|initialize|uninitialize  false|throw|throwInt             to fail there
+//     initialize endThread                                               to end the calling thread there
 //     whenInitialized|whenUninitialized  load PATH|unload NAME           to call the manager from there
 //     counted                                                            to record the number of
 //     initializations
@@ -16,6 +19,10 @@
 #include <fstream>
 #include <stdexcept>
 #include <utility>
+
+#ifdef __ELF__
+#include <pthread.h>
+#endif
 
 namespace {
 
@@ -59,9 +66,21 @@ bool outcome(const std::string& place, std::string* error) {
     const std::string wanted = valueOf(place);
     if (wanted == "throw") throw std::runtime_error(place + " threw");
     if (wanted == "throwInt") throw 7;
+#ifdef __ELF__
+    if (wanted == "endThread") pthread_exit(nullptr);
+#endif
     if (error) *error = place + " said no";
     return wanted != "false";
 }
+
+struct Opened {
+    Opened() {
+        if (!valueOf("open").empty()) record("open");
+        outcome("open", nullptr);
+    }
+};
+
+const Opened opened;
 
 void callManager(QvPluginSystem::QvPluginManager& manager, const std::string& place) {
     const std::string order = valueOf(place);
@@ -85,6 +104,11 @@ bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) {
     info.compatibilityVersion = Qv::QvVersion(valueOf("compatibility"));
     for (const auto& [key, value] : script()) {
         if (key == "needs") addDependency(info, value);
+        if (key == "claims") {
+            info.path = "elsewhere";
+            info.dependentCount = 7;
+            info.explicitlyLoaded = true;
+        }
     }
     return outcome("describe", nullptr);
 }

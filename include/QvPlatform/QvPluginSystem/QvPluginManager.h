@@ -24,6 +24,16 @@ namespace QvPluginSystem {
 /// log as warnings, and a failed plugin leaves nothing behind; dependencies that were loaded for it stay,
 /// unused, until they are unloaded or adopted. Descriptors belong to the manager and are valid until
 /// their plugin is unloaded. Nothing is locked: one thread at a time; entry points and listeners run on it.
+///
+/// A file is known by the absolute path that its name had when it was loaded, and on Linux by its inode.
+///
+/// Trap: a plugin whose static initializers throw fails to load with the exception's text, and this process
+/// opens neither that file nor another at its path again. On Linux such a plugin stays in memory and the
+/// system's loader stays locked by the calling thread: other threads that use it, or end the process, wait
+/// for ever (docs/porting.md).
+///
+/// A thread that ends in an entry point, as one that is cancelled, leaves the manager as a failure there
+/// would.
 class QV_API QvPluginManager {
 public:
     QvPluginManager(const QvPluginManager&) = delete;
@@ -72,6 +82,7 @@ public:
     void loadAllQvp();
     /// Reads a plugin's descriptor without initializing it. `file` is a path or a name that is searched
     /// for, with ".qvp" appended when needed; the other two are not used. A default descriptor on failure.
+    /// `path` is where it was found; `dependentCount` is 0 and `explicitlyLoaded` false.
     QvPluginInfo loadInfo(const std::string& file, const std::string& second, const std::string& third) const;
 
     /// Gives up the request for a plugin; it goes, with the dependencies that nobody needs any more, unless
@@ -88,7 +99,8 @@ public:
 
     /// Publishes an object, then tells the listeners. It is not owned and must be removed before it goes.
     void addObject(QvPluginObject* object);
-    /// Tells the listeners, then withdraws the object. Constant time for the newest.
+    /// Tells the listeners, then withdraws the object. Constant time for the newest. After the manager's
+    /// end, in a static destructor, it does nothing.
     void removeObject(QvPluginObject* object);
     /// The published objects, oldest first.
     const Qv::QvArray<QvPluginObject*>& getAllObjects() const;

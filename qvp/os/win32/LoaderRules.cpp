@@ -4,7 +4,9 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace qvp {
@@ -35,6 +37,10 @@ void addPathFolders(std::vector<Folder>& folders) {
 // Those that are searched after the folder of the library that is opened by its whole path.
 std::vector<Folder> commonFolders() {
     std::vector<Folder> folders;
+    std::wstring program =
+        filledText([](wchar_t* text, DWORD size) { return GetModuleFileNameW(nullptr, text, size); });
+    program.resize(std::min(program.size(), program.rfind(L'\\')));
+    addFolder(folders, std::move(program), "program's folder");
     addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetSystemDirectoryW(text, size); }),
               "system folder");
     addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetWindowsDirectoryW(text, size); }),

@@ -1,56 +1,114 @@
+// Whatever the file says is checked against its size and the tables that were read, since it may be damaged.
+
 #include "os/posix/ElfFile.h"
+
+#include "os/posix/Gate.h"
 
 #include <elf.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 namespace os::posix {
 namespace {
 
-// One read reaches the header and the segment table of any library that a linker writes.
-struct Head {
-    char bytes[1024];
-    std::size_t size = 0;
-    Elf64_Off fileSize = 0;
+constexpr Elf64_Xword kLargestTable = 1U << 26U;  // a damaged file may promise any size
+
+class ElfFile {
+public:
+    explicit ElfFile(const char* path) : file_(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+        const off_t end = file_ ? lseek(file_.get(), 0, SEEK_END) : -1;  // fails for what is not a file
+        if (end < 0) return;
+        size_ = static_cast<Elf64_Off>(end);
+        const auto headers = read<Elf64_Ehdr>(0, sizeof(Elf64_Ehdr));
+        if (headers.empty() || !isKnown(headers[0])) return;
+        const Elf64_Off tableSize = Elf64_Off{headers[0].e_phnum} * sizeof(Elf64_Phdr);
+        isCut_ = endsBefore(headers[0].e_phoff, tableSize);
+        segments_ = read<Elf64_Phdr>(headers[0].e_phoff, tableSize);
+    }
+
+    bool isTruncated() const {
+        return isCut_ || std::any_of(segments_.begin(), segments_.end(), [this](const Elf64_Phdr& segment) {
+                   return segment.p_type == PT_LOAD && endsBefore(segment.p_offset, segment.p_filesz);
+               });
+    }
+
+    std::vector<Elf64_Dyn> dynamicEntries() const {
+        for (const Elf64_Phdr& segment : segments_) {
+            if (segment.p_type == PT_DYNAMIC) return read<Elf64_Dyn>(segment.p_offset, segment.p_filesz);
+        }
+        return {};
+    }
+
+    /// As much as the file holds of what is loaded to the address.
+    std::vector<char> bytesAt(Elf64_Addr address, Elf64_Xword size) const {
+        for (const Elf64_Phdr& segment : segments_) {
+            const Elf64_Xword inside = address - segment.p_vaddr;
+            if (segment.p_type != PT_LOAD || address < segment.p_vaddr || inside >= segment.p_filesz)
+                continue;
+            return read<char>(segment.p_offset + inside, std::min(size, segment.p_filesz - inside));
+        }
+        return {};
+    }
+
+private:
+    static bool isKnown(const Elf64_Ehdr& header) {
+        return std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_ident[EI_CLASS] == ELFCLASS64 &&
+               header.e_phentsize == sizeof(Elf64_Phdr);
+    }
+
+    bool endsBefore(Elf64_Off offset, Elf64_Xword size) const {
+        return offset > size_ || size > size_ - offset;
+    }
+
+    /// The whole items of a part of the file; none when the file ends before.
+    template <typename Item>
+    std::vector<Item> read(Elf64_Off offset, Elf64_Xword size) const {
+        if (endsBefore(offset, size) || size > kLargestTable) return {};
+        std::vector<Item> items(size / sizeof(Item));
+        const std::size_t wanted = items.size() * sizeof(Item);
+        const ssize_t count = pread(file_.get(), items.data(), wanted, static_cast<off_t>(offset));
+        if (count < 0 || static_cast<std::size_t>(count) != wanted) return {};
+        return items;
+    }
+
+    Descriptor file_;
+    Elf64_Off size_ = 0;
+    bool isCut_ = false;
+    std::vector<Elf64_Phdr> segments_;
 };
 
-bool readHead(const char* path, Head& head) {
-    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0) return false;
-    const off_t end = lseek(file, 0, SEEK_END);  // fails for what is not a file
-    const ssize_t count = end < 0 ? -1 : pread(file, head.bytes, sizeof head.bytes, 0);
-    close(file);
-    if (count < 0) return false;
-    head.size = static_cast<std::size_t>(count);
-    head.fileSize = static_cast<Elf64_Off>(end);
-    return true;
+Elf64_Xword valueOf(const std::vector<Elf64_Dyn>& entries, Elf64_Sxword tag) {
+    const auto found = std::find_if(entries.begin(), entries.end(),
+                                    [=](const Elf64_Dyn& entry) { return entry.d_tag == tag; });
+    return found == entries.end() ? 0 : found->d_un.d_val;
 }
 
-bool endsBefore(const Head& head, Elf64_Off offset, Elf64_Off size) {
-    return offset > head.fileSize || size > head.fileSize - offset;
+std::string textAt(const std::vector<char>& texts, Elf64_Xword offset) {
+    if (offset >= texts.size()) return {};
+    const std::string_view rest(texts.data() + offset, texts.size() - offset);
+    return std::string(rest.substr(0, rest.find('\0')));
 }
 
 }  // namespace
 
-bool isTruncatedLibrary(const char* path) {
-    Head head;
-    Elf64_Ehdr header;
-    if (!readHead(path, head) || head.size < sizeof header) return false;
-    std::memcpy(&header, head.bytes, sizeof header);
-    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64)
-        return false;
-    if (header.e_phentsize != sizeof(Elf64_Phdr)) return false;
-    const Elf64_Off tableSize = Elf64_Off{header.e_phnum} * sizeof(Elf64_Phdr);
-    if (endsBefore(head, header.e_phoff, tableSize)) return true;
-    if (header.e_phoff + tableSize > head.size) return false;
-    for (Elf64_Half i = 0; i < header.e_phnum; ++i) {
-        Elf64_Phdr segment;
-        std::memcpy(&segment, head.bytes + header.e_phoff + i * sizeof segment, sizeof segment);
-        if (segment.p_type == PT_LOAD && endsBefore(head, segment.p_offset, segment.p_filesz)) return true;
+bool isTruncatedLibrary(const char* path) { return ElfFile(path).isTruncated(); }
+
+LinkNames readLinkNames(const char* path) {
+    const ElfFile file(path);
+    const std::vector<Elf64_Dyn> entries = file.dynamicEntries();
+    const std::vector<char> texts = file.bytesAt(valueOf(entries, DT_STRTAB), valueOf(entries, DT_STRSZ));
+    LinkNames names;
+    for (const Elf64_Dyn& entry : entries) {
+        if (entry.d_tag == DT_NULL) break;
+        if (entry.d_tag == DT_SONAME) names.own = textAt(texts, entry.d_un.d_val);
+        if (entry.d_tag == DT_NEEDED) names.needed.push_back(textAt(texts, entry.d_un.d_val));
     }
-    return false;
+    return names;
 }
 
 }  // namespace os::posix

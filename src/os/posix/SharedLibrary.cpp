@@ -1,14 +1,23 @@
+// The loader runs a library's static initializers inside of `dlopen`. What one of them throws passes through
+// the loader, which is not made for that: it keeps the library as if it were whole, and its lock. So such a
+// library is refused from then on, with all that was mapped with it, and whatever needs it.
+
 #include "os/SharedLibrary.h"
 
+#include "os/FileSystem.h"
+#include "os/RefusedLibraries.h"
 #include "os/posix/ElfFile.h"
 #include "os/posix/Gate.h"
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <link.h>
 
 #include <cerrno>
+#include <exception>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace os {
@@ -17,30 +26,50 @@ namespace {
 // The loader's text of this thread's last failure; it stands until another call sets errno.
 thread_local std::string loaderError;
 
-std::string takeLoaderError() {
-    const char* text = dlerror();
-    loaderError = text ? text : "";
+void* failWith(const std::string& text, std::string& error) {
+    error = loaderError = text;
     errno = 0;
-    return loaderError;
+    return nullptr;
 }
 
-// The loader says "NAME: cannot open shared object file: ..." when a needed library is missing.
-std::string missingLibrary(const std::string& error) {
-    const auto end = error.find(": cannot open shared object file");
-    if (end == std::string::npos) return {};
-    std::string name = error.substr(0, end);
-    return name.find('/') == std::string::npos ? name : std::string();
+void takeLoaderError(std::string& error) {
+    const char* text = dlerror();
+    failWith(text ? text : "", error);
+}
+
+// Not called by its declaration, which promises the compiler that nothing is thrown.
+void* (*const volatile openThrowing)(const char*, int) = dlopen;
+
+void refuse(const std::string& path, const std::string& reason) {
+    const std::string own = posix::readLinkNames(path.c_str()).own;
+    refuseLibrary(path, own.empty() ? path.substr(path.rfind('/') + 1) : own, reason);
+}
+
+// The loader's list ends with what was mapped last.
+void refuseHalfBuilt(const std::string& path, const std::string& reason) {
+    refuse(path, reason);
+    void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    link_map* map = nullptr;
+    if (!handle || dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) != 0) return;
+    for (map = map->l_next; map; map = map->l_next) refuse(map->l_name, reason);
 }
 
 void* openFile(const std::string& path, std::string& error) {
-    if (posix::isTruncatedLibrary(path.c_str())) {
-        error = loaderError = path + ": file too short";
-        errno = 0;
-        return nullptr;
+    std::string thrown;
+    try {
+        void* handle = openThrowing(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (!handle) takeLoaderError(error);
+        return handle;
+    } catch (const abi::__forced_unwind&) {
+        refuseHalfBuilt(path, "its static initializers ended their thread");
+        throw;
+    } catch (const std::exception& exception) {
+        thrown = initializersThrew(exception.what());
+    } catch (...) {
+        thrown = initializersThrew("unknown exception");
     }
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!handle) error = takeLoaderError();
-    return handle;
+    refuseHalfBuilt(path, thrown);
+    return failWith(thrown, error);
 }
 
 // The loader also finds what the libraries define that this one links to.
@@ -53,52 +82,93 @@ bool isDefinedBy(void* handle, void* address) {
     return dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&own)) == 0 && definer.dlfo_link_map == own;
 }
 
-// Closes the neighbours again: by then the library that needs them holds them, or nobody does.
-struct Neighbours {
-    Neighbours() = default;
-    Neighbours(const Neighbours&) = delete;
-    Neighbours& operator=(const Neighbours&) = delete;
-    ~Neighbours() {
-        for (void* handle : handles) dlclose(handle);
-    }
-    std::vector<void*> handles;
-};
-
-// Opens `path`; as long as a needed library is missing that lies in `folder`, opens that one first.
-void* openWithNeighbours(const std::string& path, const std::string& folder, std::set<std::string>& tried,
-                         std::string& error) {
-    Neighbours neighbours;
-    for (;;) {
-        if (void* handle = openFile(path, error)) return handle;
-        const std::string missing = missingLibrary(error);
-        if (missing.empty() || !tried.insert(missing).second) return nullptr;
-        std::string ignored;
-        void* neighbour = openWithNeighbours(folder + missing, folder, tried, ignored);
-        if (!neighbour) return nullptr;
-        neighbours.handles.push_back(neighbour);
-    }
+bool isLoaded(const std::string& name) {
+    void* handle = dlopen(name.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    return handle && dlclose(handle) == 0;
 }
+
+// Opens a library of a folder. What it needs and the loader does not find is opened first when it lies there.
+class FolderOpening {
+public:
+    explicit FolderOpening(std::string folder) : folder_(std::move(folder)) {}
+    FolderOpening(const FolderOpening&) = delete;
+    FolderOpening& operator=(const FolderOpening&) = delete;
+    // By then the library that needs the neighbours holds them, or nobody does.
+    ~FolderOpening() {
+        for (auto handle = neighbours_.rbegin(); handle != neighbours_.rend(); ++handle) dlclose(*handle);
+    }
+
+    void* open(const std::string& path, std::string& error) {
+        if (posix::isTruncatedLibrary(path.c_str())) return failWith(path + ": file too short", error);
+        if (const std::string reason = refusal(path); !reason.empty()) return failWith(reason, error);
+        if (void* handle = openFile(path, error)) return handle;
+        std::string neighbourError;
+        const bool isWorthTrying = openNeighbours(path, neighbourError);
+        void* handle = isWorthTrying && refusal(path).empty() ? openFile(path, error) : nullptr;
+        // What keeps a neighbour from opening tells more than that it was not found.
+        if (!handle) failWith(neighbourError.empty() ? error : neighbourError, error);
+        return handle;
+    }
+
+private:
+    /// Why it would get a library that is half built, or be one.
+    std::string refusal(const std::string& path) {
+        if (!areLibrariesRefused()) return {};
+        std::set<std::string> seen;
+        return refusal(path, seen);
+    }
+
+    std::string refusal(const std::string& path, std::set<std::string>& seen) {
+        std::string reason = refusalOfFile(path);
+        if (!reason.empty()) return reason;
+        for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {
+            reason = refusalOfNeeded(name);
+            if (!reason.empty()) return name + ": " + reason;
+            if (seen.insert(name).second && isNeighbour(name)) reason = refusal(folder_ + name, seen);
+            if (!reason.empty()) return reason;
+        }
+        return {};
+    }
+
+    /// Whether any was opened.
+    bool openNeighbours(const std::string& path, std::string& error) {
+        const std::size_t before = neighbours_.size();
+        for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {
+            if (!tried_.insert(name).second || !isNeighbour(name) || isLoaded(name)) continue;
+            std::string reason;
+            void* handle = open(folder_ + name, reason);
+            if (handle) neighbours_.push_back(handle);
+            if (!handle && error.empty()) error = name + ": " + reason;
+        }
+        return neighbours_.size() != before;
+    }
+
+    bool isNeighbour(const std::string& name) const {
+        return !name.empty() && name.find('/') == std::string::npos && isReadableFile(widen(folder_ + name));
+    }
+
+    std::string folder_;
+    std::set<std::string> tried_;
+    std::vector<void*> neighbours_;
+};
 
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& error) {
-    std::set<std::string> tried;
-    const auto slash = path.rfind('/');
-    if (slash != std::string::npos) return openWithNeighbours(path, path.substr(0, slash + 1), tried, error);
-    // Without a slash the loader would search its own path instead of the current directory.
-    return openWithNeighbours("./" + path, "./", tried, error);
+    return FolderOpening(path.substr(0, path.rfind('/') + 1)).open(path, error);
 }
 
 bool closeLibrary(void* handle, std::string& error) {
     if (dlclose(handle) == 0) return true;
-    error = takeLoaderError();
+    takeLoaderError(error);
     return false;
 }
 
 void* findSymbol(void* handle, const char* name) {
     void* address = dlsym(handle, name);
     if (!address) {
-        takeLoaderError();
+        std::string ignored;
+        takeLoaderError(ignored);
         return nullptr;
     }
     return isDefinedBy(handle, address) ? address : nullptr;
@@ -108,5 +178,9 @@ std::string lastErrorText() {
     if (errno == 0) return loaderError;
     return posix::errorText(errno);
 }
+
+LastErrorKeeper::LastErrorKeeper() noexcept : error_(static_cast<unsigned long>(errno)) {}
+
+LastErrorKeeper::~LastErrorKeeper() { errno = static_cast<int>(error_); }
 
 }  // namespace os

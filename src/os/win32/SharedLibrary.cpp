@@ -1,9 +1,21 @@
 #include "os/SharedLibrary.h"
 
+#include "os/RefusedLibraries.h"
 #include "os/win32/Gate.h"
+#include "os/win32/GuardedEntry.h"
 
 namespace os {
 namespace {
+
+// Stands for the loader's own text, which this thread's last failure left.
+constexpr DWORD kOwnError = 0x20000000U | ERROR_DLL_INIT_FAILED;  // the bit is the applications'
+thread_local std::string ownError;
+
+void* failWith(const std::string& text, std::string& error) {
+    error = ownError = text;
+    SetLastError(kOwnError);
+    return nullptr;
+}
 
 // Keeps the system from asking the user about a missing disk or library while it loads one.
 class SilentErrors {
@@ -17,6 +29,28 @@ private:
     UINT previous_;
 };
 
+// Puts the program's folder at the end of the system's search path, and the old text back.
+class ProgramFolderOnPath {
+public:
+    ProgramFolderOnPath() {
+        SetLastError(ERROR_SUCCESS);
+        previous_ = win32::filled(
+            [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"Path", buffer, size); });
+        wasThere_ = GetLastError() != ERROR_ENVVAR_NOT_FOUND;
+        const std::wstring program = win32::filled(
+            [](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
+        const std::wstring path = previous_ + L';' + program.substr(0, program.rfind(L'\\'));
+        SetEnvironmentVariableW(L"Path", path.c_str());
+    }
+    ProgramFolderOnPath(const ProgramFolderOnPath&) = delete;
+    ProgramFolderOnPath& operator=(const ProgramFolderOnPath&) = delete;
+    ~ProgramFolderOnPath() { SetEnvironmentVariableW(L"Path", wasThere_ ? previous_.c_str() : nullptr); }
+
+private:
+    std::wstring previous_;
+    bool wasThere_ = false;
+};
+
 // The absolute native path, which the search beside the library needs. A name without a dot gets one at
 // its end, else the loader would append ".dll".
 std::wstring loaderPath(const std::string& path) {
@@ -27,13 +61,40 @@ std::wstring loaderPath(const std::string& path) {
     return full;
 }
 
+// The library's folder comes first, and then the program's. Only when that does not suffice is the search
+// path tried, since no one call searches all three.
+HMODULE load(const std::wstring& path) {
+    HMODULE module = LoadLibraryExW(path.c_str(), nullptr,
+                                    LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    if (module || GetLastError() != ERROR_MOD_NOT_FOUND) return module;
+    DWORD error = ERROR_SUCCESS;
+    {
+        const ProgramFolderOnPath programFolder;
+        module = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        error = GetLastError();
+    }
+    SetLastError(error);
+    return module;
+}
+
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& error) {
+    if (areLibrariesRefused()) {
+        const std::string reason = refusalOfFile(path);
+        if (!reason.empty()) return failWith(reason, error);
+    }
     const SilentErrors silent;
-    HMODULE module = LoadLibraryExW(loaderPath(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-    if (!module) error = lastErrorText();
-    return module;
+    const win32::GuardedEntry guard;
+    HMODULE module = load(loaderPath(path));
+    if (module) return module;
+    if (!guard.thrown()) {
+        error = lastErrorText();
+        return nullptr;
+    }
+    const std::string reason = initializersThrew(*guard.thrown());
+    refuseLibrary(path, {}, reason);
+    return failWith(reason, error);
 }
 
 bool closeLibrary(void* handle, std::string& error) {
@@ -46,6 +107,13 @@ void* findSymbol(void* handle, const char* name) {
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
 }
 
-std::string lastErrorText() { return win32::errorText(GetLastError()); }
+std::string lastErrorText() {
+    const DWORD error = GetLastError();
+    return error == kOwnError ? ownError : win32::errorText(error);
+}
+
+LastErrorKeeper::LastErrorKeeper() noexcept : error_(GetLastError()) {}
+
+LastErrorKeeper::~LastErrorKeeper() { SetLastError(error_); }
 
 }  // namespace os

@@ -1,0 +1,78 @@
+#include "os/RefusedLibraries.h"
+
+#include "os/FileSystem.h"
+#include "os/ProcessLock.h"
+#include "os/Utf.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace os {
+namespace {
+
+// A file goes by each of them: the loader of Linux knows a loaded library by its path's text and by its
+// inode.
+struct Place {
+    explicit Place(const std::string& text)
+        : path(text), canonical(canonicalPath(widen(text))), identity(entryStatus(widen(text)).identity) {}
+
+    bool isSame(const Place& other) const {
+        return path == other.path || (canonical && canonical == other.canonical) ||
+               (identity && identity == other.identity);
+    }
+
+    std::string path;
+    std::optional<std::wstring> canonical;
+    std::optional<FileIdentity> identity;
+};
+
+struct Refused {
+    Place place;
+    std::string neededAs;
+    std::string reason;
+};
+
+constexpr ProcessLock kLock{LockRank::RefusedLibraries};
+constinit std::atomic<bool> hasAny{false};
+
+// Never destroyed: static destructors load libraries too.
+std::vector<Refused>& refused() {
+    static auto& list = *new std::vector<Refused>;
+    return list;
+}
+
+template <typename Fits>
+std::string reasonOfFirst(Fits fits) {
+    const std::lock_guard guard(kLock);
+    const auto found = std::find_if(refused().begin(), refused().end(), fits);
+    return found == refused().end() ? std::string() : found->reason;
+}
+
+}  // namespace
+
+std::string initializersThrew(const std::string& exceptionText) {
+    return "its static initializers threw: " + exceptionText;
+}
+
+void refuseLibrary(const std::string& path, const std::string& neededAs, const std::string& reason) {
+    Refused entry{Place(path), neededAs, reason};
+    const std::lock_guard guard(kLock);
+    refused().push_back(std::move(entry));
+    hasAny = true;
+}
+
+bool areLibrariesRefused() noexcept { return hasAny; }
+
+std::string refusalOfFile(const std::string& path) {
+    const Place place(path);
+    return reasonOfFirst([&](const Refused& entry) { return entry.place.isSame(place); });
+}
+
+std::string refusalOfNeeded(const std::string& name) {
+    return reasonOfFirst([&](const Refused& entry) { return entry.neededAs == name; });
+}
+
+}  // namespace os

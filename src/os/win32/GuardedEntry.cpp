@@ -1,0 +1,105 @@
+// The system tells of each library when it has been mapped and before its entry point, which runs the static
+// initializers, is called. The loader's record of the library then gets `enter` for its entry point, for that
+// one call. A record that does not look as expected is left alone.
+
+#include "os/win32/GuardedEntry.h"
+
+#include <winternl.h>
+
+#include <cstddef>
+#include <exception>
+
+namespace os::win32 {
+namespace {
+
+using Register = LONG(NTAPI*)(ULONG flags, void(CALLBACK* notice)(ULONG, const void*, void*), void* context,
+                              void** registration);
+using Unregister = LONG(NTAPI*)(void* registration);
+
+template <typename Function>
+Function systemFunction(const char* name) {
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+}
+
+constexpr ULONG kLoaded = 1;
+
+/// What the system tells of a library.
+struct Notification {
+    ULONG flags;
+    const UNICODE_STRING* fullName;  // lies in the loader's record
+    const UNICODE_STRING* baseName;
+    void* base;
+    ULONG size;
+};
+
+// The entry point that the library's header names; null when it has none.
+void* entryOf(void* base) {
+    auto* const bytes = static_cast<char*>(base);
+    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(bytes);
+    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(bytes + dos->e_lfanew);
+    const DWORD place = headers->OptionalHeader.AddressOfEntryPoint;
+    return place == 0 ? nullptr : bytes + place;
+}
+
+// Where the loader's record keeps the entry point; null when it looks otherwise.
+void** entrySlot(const Notification& library) {
+    const auto name = reinterpret_cast<std::size_t>(library.fullName);
+    auto* const record =
+        reinterpret_cast<LDR_DATA_TABLE_ENTRY*>(name - offsetof(LDR_DATA_TABLE_ENTRY, FullDllName));
+    void** const slot = &record->Reserved3[0];
+    return record->DllBase == library.base && *slot && *slot == entryOf(library.base) ? slot : nullptr;
+}
+
+thread_local GuardedEntry* current = nullptr;
+
+}  // namespace
+
+GuardedEntry::GuardedEntry() : outer_(current) {
+    current = this;
+    static const auto add = systemFunction<Register>("LdrRegisterDllNotification");
+    if (add) add(0, onModule, this, &registration_);
+}
+
+GuardedEntry::~GuardedEntry() {
+    static const auto remove = systemFunction<Unregister>("LdrUnregisterDllNotification");
+    if (remove && registration_) remove(registration_);
+    current = outer_;
+}
+
+void CALLBACK GuardedEntry::onModule(ULONG reason, const void* notification, void* context) {
+    if (reason != kLoaded || context != current) return;  // another thread's, or an outer one's
+    const auto& library = *static_cast<const Notification*>(notification);
+    void** const slot = entrySlot(library);
+    if (!slot) return;
+    try {
+        current->entries_.emplace_back(static_cast<HINSTANCE>(library.base), slot);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    *slot = reinterpret_cast<void*>(enter);
+}
+
+void GuardedEntry::restoreEntryOf(HINSTANCE module) {
+    for (GuardedEntry* guard = current; guard; guard = guard->outer_) {
+        for (const auto& [known, slot] : guard->entries_) {
+            if (known == module) *slot = entryOf(module);
+        }
+    }
+}
+
+BOOL WINAPI GuardedEntry::enter(HINSTANCE module, DWORD reason, LPVOID reserved) {
+    restoreEntryOf(module);
+    std::string text = "unknown exception";
+    try {
+        return reinterpret_cast<BOOL(WINAPI*)(HINSTANCE, DWORD, LPVOID)>(entryOf(module))(module, reason,
+                                                                                          reserved);
+    } catch (const std::exception& exception) {
+        text = exception.what();
+    } catch (...) {  // has no text
+    }
+    if (current) current->thrown_ = text;
+    return FALSE;
+}
+
+}  // namespace os::win32

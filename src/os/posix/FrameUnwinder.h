@@ -1,6 +1,7 @@
 #pragma once
 
 #include "os/posix/CallFrameInfo.h"
+#include "os/posix/LocalMemory.h"
 
 #include <ucontext.h>
 
@@ -26,7 +27,6 @@ public:
 private:
     using Registers = std::array<std::uintptr_t, kRegisters>;
 
-    bool read(std::uintptr_t address, std::uintptr_t& value);
     int upOverCall();
     int upOverSignal();
     bool frameAddress(const FrameRules& rules, std::uintptr_t& address);
@@ -35,11 +35,8 @@ private:
     bool evaluate(const std::uint8_t* expression, const std::uintptr_t* initial, std::uintptr_t& result);
 
     Registers registers_{};
-    std::uintptr_t readablePage_ = 0;
+    LocalMemory memory_;
     bool isInterrupted_ = true;
 };
-
-/// Whether the word, which must be aligned, may be read.
-bool isReadable(std::uintptr_t address);
 
 }  // namespace os::posix

@@ -95,6 +95,11 @@ int FrameUnwinder::up() {
 int FrameUnwinder::upOverCall() {
     FrameRules rules;
     if (!findFrameRules(programCounter() - (isInterrupted_ ? 0 : 1), rules)) return ENODATA;
+    return upBy(rules);
+}
+
+int FrameUnwinder::upBy(const FrameRules& rules) {
+    if (rules.isPlain) return upByPlain(rules.plain);
     if (rules.isSignalFrame) return upOverSignal();
     if (rules.registers[kReturnAddress].kind == RegisterRule::kUndefined) {
         registers_[kReturnAddress] = 0;
@@ -108,6 +113,27 @@ int FrameUnwinder::upOverCall() {
     for (std::size_t i = 0; i < kRegisters; ++i)
         if (!callersValue(rules.registers[i], i, frame, callers[i])) return EFAULT;
     if (rules.registers[kStackPointer].kind == RegisterRule::kSame) callers[kStackPointer] = frame;
+    registers_ = callers;
+    isInterrupted_ = false;
+    return 0;
+}
+
+int FrameUnwinder::upByPlain(const PlainRules& rules) {
+    if (rules.isSignalFrame) return upOverSignal();
+    if (rules.isOutermost) {
+        registers_[kReturnAddress] = 0;
+        return 0;
+    }
+    const std::uintptr_t frame =
+        registers_[rules.frameRegister] + static_cast<std::uintptr_t>(std::intptr_t{rules.frameOffset});
+    if (frame <= registers_[kStackPointer] && !isInterrupted_) return EFAULT;
+    Registers callers = registers_;
+    callers[kStackPointer] = frame;
+    for (std::size_t i = 0; i < kRegisters; ++i) {
+        const std::intptr_t words = rules.savedAt[i];
+        if (words != 0 && !memory_.read(frame + static_cast<std::uintptr_t>(words) * 8, callers[i]))
+            return EFAULT;
+    }
     registers_ = callers;
     isInterrupted_ = false;
     return 0;
@@ -128,7 +154,7 @@ int FrameUnwinder::upOverSignal() {
 
 bool FrameUnwinder::frameAddress(const FrameRules& rules, std::uintptr_t& address) {
     if (rules.frameAddress.kind == RegisterRule::kComputed)
-        return evaluate(rules.frameAddress.expression, nullptr, address);
+        return evaluate(rules.frameAddress, nullptr, address);
     if (rules.frameAddress.kind != RegisterRule::kInRegister || rules.frameRegister >= kRegisters)
         return false;
     address = registers_[rules.frameRegister] + static_cast<std::uintptr_t>(rules.frameAddress.value);
@@ -149,20 +175,20 @@ bool FrameUnwinder::callersValue(const RegisterRule& rule, std::size_t number, s
             value = registers_[operand];
             return true;
         case RegisterRule::kSavedAtComputed:
-            return evaluate(rule.expression, &frame, value) && memory_.read(value, value);
+            return evaluate(rule, &frame, value) && memory_.read(value, value);
         case RegisterRule::kComputed:
-            return evaluate(rule.expression, &frame, value);
+            return evaluate(rule, &frame, value);
         default:
             value = registers_[number];
             return true;
     }
 }
 
-bool FrameUnwinder::evaluate(const std::uint8_t* expression, const std::uintptr_t* initial,
+bool FrameUnwinder::evaluate(const RegisterRule& rule, const std::uintptr_t* initial,
                              std::uintptr_t& result) {
     ValueStack stack;
     if (initial) stack.push(*initial);
-    for (CodeReader code(expression); !code.atEnd();) {
+    for (CodeReader code(rule.expression, rule.expression + rule.value); !code.atEnd();) {
         const auto operation = code.take<std::uint8_t>();
         bool done = false;
         if (operation >= DW_OP_breg0 && operation < DW_OP_breg0 + kRegisters) {

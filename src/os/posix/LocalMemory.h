@@ -16,7 +16,7 @@ public:
     bool read(std::uintptr_t address, std::uintptr_t& value);
 
 private:
-    static constexpr std::size_t kWords = 64;
+    static constexpr std::size_t kWords = 256;
     static constexpr std::uintptr_t kNowhere = 1;
 
     std::uintptr_t begin_ = kNowhere;

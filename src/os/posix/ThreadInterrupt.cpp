@@ -16,6 +16,7 @@
 #include <csignal>
 #include <ctime>
 #include <mutex>
+#include <optional>
 
 namespace os::posix {
 namespace {
@@ -38,6 +39,7 @@ struct Slot {
     std::array<FrameAddress, kMostInterruptedFrames> frames{};
     std::size_t count = 0;
     int error = 0;
+    std::optional<FrameUnwinder> unwinder;  ///< not on the thread's stack, which may be a small one
 };
 
 constinit Slot slot;
@@ -52,10 +54,10 @@ std::uint64_t stateOf(std::uint64_t request, Phase phase) { return request << 2 
 void fillSlot() {
     ucontext_t here;
     getcontext(&here);
-    FrameUnwinder unwinder(here);
+    slot.unwinder.emplace(here);
     slot.count = 0;
     bool isOutside = false;
-    slot.error = walkOutwards(unwinder, [&](const FrameAddress& frame) {
+    slot.error = walkOutwards(*slot.unwinder, [&](const FrameAddress& frame) {
         if (frame.isInterrupted && slot.count > 0 && !isOutside) {
             isOutside = true;
             slot.count = 0;

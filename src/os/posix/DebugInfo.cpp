@@ -41,28 +41,26 @@ struct DebugInfo::Session {
         return error >= 0 ? error : ESRCH;
     }
 
+    // The library takes the unit that begins last before the address, and in it the line that does. So it is
+    // asked whether the unit's code is there at all.
     void findLine(Dwfl_Module* module, std::uintptr_t address, Source& source) const {
         Dwarf_Addr bias = 0;
-        if (Dwfl_Line* const line = library.dwfl_module_getsrc(module, address))
-            takeLine(library.dwfl_dwarf_line(line, &bias), source);
-        else
-            findLineInUnits(module, address, source);
-    }
-
-    // Some compilers leave no table of which addresses belong to which unit.
-    void findLineInUnits(Dwfl_Module* module, std::uintptr_t address, Source& source) const {
-        Dwarf_Addr bias = 0;
+        if (Dwarf_Die* const unit = library.dwfl_module_addrdie(module, address, &bias))
+            findLineInUnit(unit, address - bias, source);
+        if (!source.file.empty()) return;
+        // Some compilers leave no table of which addresses belong to which unit.
         for (Dwarf_Die* unit = library.dwfl_module_nextcu(module, nullptr, &bias);
              unit && source.file.empty(); unit = library.dwfl_module_nextcu(module, unit, &bias))
-            if (library.dwarf_haspc(unit, address - bias) == 1)
-                takeLine(library.dwarf_getsrc_die(unit, address - bias), source);
+            findLineInUnit(unit, address - bias, source);
     }
 
-    // The entry that ends a sequence carries the first address past it.
+    void findLineInUnit(Dwarf_Die* unit, Dwarf_Addr address, Source& source) const {
+        if (library.dwarf_haspc(unit, address) != 1) return;
+        takeLine(library.dwarf_getsrc_die(unit, address), source);
+    }
+
     void takeLine(Dwarf_Line* line, Source& source) const {
-        bool isEnd = false;
-        if (!line || library.dwarf_lineendsequence(line, &isEnd) != 0 || isEnd) return;
-        const char* const file = library.dwarf_linesrc(line, nullptr, nullptr);
+        const char* const file = line ? library.dwarf_linesrc(line, nullptr, nullptr) : nullptr;
         if (file && library.dwarf_lineno(line, &source.line) == 0) source.file = file;
     }
 

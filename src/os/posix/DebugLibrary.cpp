@@ -97,10 +97,9 @@ bool DebugLibrary::resolveSession(void* library) {
 
 bool DebugLibrary::resolveLookUps(void* library) {
     return QV_RESOLVE(dwfl_addrmodule) && QV_RESOLVE(dwfl_module_info) && QV_RESOLVE(dwfl_module_addrname) &&
-           QV_RESOLVE(dwfl_module_getsrc) && QV_RESOLVE(dwfl_module_nextcu) &&
-           QV_RESOLVE(dwfl_module_getdwarf) && QV_RESOLVE(dwfl_dwarf_line) && QV_RESOLVE(dwarf_haspc) &&
-           QV_RESOLVE(dwarf_getsrc_die) && QV_RESOLVE(dwarf_linesrc) && QV_RESOLVE(dwarf_lineno) &&
-           QV_RESOLVE(dwarf_lineendsequence);
+           QV_RESOLVE(dwfl_module_addrdie) && QV_RESOLVE(dwfl_module_nextcu) &&
+           QV_RESOLVE(dwfl_module_getdwarf) && QV_RESOLVE(dwarf_haspc) && QV_RESOLVE(dwarf_getsrc_die) &&
+           QV_RESOLVE(dwarf_linesrc) && QV_RESOLVE(dwarf_lineno);
 }
 
 bool DebugLibrary::resolveWalking(void* library) {

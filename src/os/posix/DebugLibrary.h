@@ -24,15 +24,13 @@ public:
     decltype(::dwfl_addrmodule)* dwfl_addrmodule = nullptr;
     decltype(::dwfl_module_info)* dwfl_module_info = nullptr;
     decltype(::dwfl_module_addrname)* dwfl_module_addrname = nullptr;
-    decltype(::dwfl_module_getsrc)* dwfl_module_getsrc = nullptr;
+    decltype(::dwfl_module_addrdie)* dwfl_module_addrdie = nullptr;
     decltype(::dwfl_module_nextcu)* dwfl_module_nextcu = nullptr;
     decltype(::dwfl_module_getdwarf)* dwfl_module_getdwarf = nullptr;
-    decltype(::dwfl_dwarf_line)* dwfl_dwarf_line = nullptr;
     decltype(::dwarf_haspc)* dwarf_haspc = nullptr;
     decltype(::dwarf_getsrc_die)* dwarf_getsrc_die = nullptr;
     decltype(::dwarf_linesrc)* dwarf_linesrc = nullptr;
     decltype(::dwarf_lineno)* dwarf_lineno = nullptr;
-    decltype(::dwarf_lineendsequence)* dwarf_lineendsequence = nullptr;
     decltype(::dwfl_linux_proc_attach)* dwfl_linux_proc_attach = nullptr;
     decltype(::dwfl_getthread_frames)* dwfl_getthread_frames = nullptr;
     decltype(::dwfl_frame_pc)* dwfl_frame_pc = nullptr;

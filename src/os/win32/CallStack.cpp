@@ -7,7 +7,7 @@
 #include <bit>
 #include <set>
 
-extern "C" NTSTATUS NTAPI NtCompareObjects(HANDLE first, HANDLE second);
+extern "C" LONG NTAPI NtCompareObjects(HANDLE first, HANDLE second);
 
 namespace os {
 namespace {

@@ -1,5 +1,6 @@
 #include "os/CallStack.h"
 
+#include "os/posix/DebugLibrary.h"
 #include "os/posix/FrameUnwinder.h"
 #include "os/posix/OwnStack.h"
 #include "os/posix/StackSymbols.h"
@@ -148,6 +149,8 @@ private:
 };
 
 }  // namespace
+
+void openStackSymbols() { posix::DebugLibrary::get(); }
 
 // No handle is needed here, and symbol files are found by the build identifiers of what is loaded.
 std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void*, const std::string& searchPath,

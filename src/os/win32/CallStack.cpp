@@ -185,6 +185,9 @@ private:
 
 }  // namespace
 
+// Each walker opens the library itself.
+void openStackSymbols() {}
+
 std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void* processHandle,
                                              const std::string& searchPath,
                                              void (*inform)(const std::string&)) {

@@ -130,8 +130,9 @@ int FrameUnwinder::upByPlain(const PlainRules& rules) {
     Registers callers = registers_;
     callers[kStackPointer] = frame;
     for (std::size_t i = 0; i < kRegisters; ++i) {
-        const std::intptr_t words = rules.savedAt[i];
-        if (words != 0 && !memory_.read(frame + static_cast<std::uintptr_t>(words) * 8, callers[i]))
+        const std::intptr_t words = rules.savedAt[i];  // NOLINT(bugprone-signed-char-misuse): no character
+        if (words != 0 &&
+            !memory_.read(frame + static_cast<std::uintptr_t>(words) * sizeof frame, callers[i]))
             return EFAULT;
     }
     registers_ = callers;

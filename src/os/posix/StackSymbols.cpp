@@ -19,7 +19,7 @@ constexpr std::size_t kMostKnown = 65536;
 // Without the version, as in "name@@VERSION". Other names than a compiler's may look like types: "f" is
 // float.
 std::string demangled(const std::string& symbol) {
-    const std::string name = symbol.substr(0, symbol.find('@'));
+    std::string name = symbol.substr(0, symbol.find('@'));
     if (!name.starts_with("_Z")) return name;
     int status = 0;
     const std::unique_ptr<char, Free> text(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status));

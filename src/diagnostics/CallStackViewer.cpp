@@ -54,7 +54,9 @@ struct CallStackViewer::Record {
 };
 
 CallStackViewer::CallStackViewer(unsigned long processId, void* processHandle)
-    : record_(new Record{processId, processHandle, nullptr, {}}) {}
+    : record_(new Record{processId, processHandle, nullptr, {}}) {
+    os::openStackSymbols();
+}
 
 CallStackViewer::~CallStackViewer() = default;
 

@@ -14,7 +14,7 @@ namespace os {
 using ErrorCode = std::uint32_t;
 
 struct StackFrame {
-    std::uintptr_t programCounter = 0;  ///< 0 behind the outermost frame
+    std::uintptr_t programCounter = 0;  ///< 0 past the outermost frame
     std::uintptr_t returnAddress = 0;   ///< where the caller goes on; 0 in the outermost frame
     /// The program counter is that of the next instruction, and not where a call returns to: a call that
     /// never returns may be the last instruction of its function.
@@ -57,6 +57,9 @@ public:
     /// call of any function.
     virtual const AddressDescription& describe(const StackFrame& frame) = 0;
 };
+
+/// Opens the library for names if it is opened once per process; waits for the loader two seconds at most.
+void openStackSymbols();
 
 /// `searchPath` is where symbol files are looked for, folders separated by ";", in UTF-8. Messages about the
 /// symbols' library being set up are given to `inform`.

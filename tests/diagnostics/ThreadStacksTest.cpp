@@ -13,10 +13,12 @@
 #include <thread>
 
 #ifndef _WIN32
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #endif
 
 // A thread sanitizer puts signals off until a blocked thread goes on, and does not like memory being
@@ -56,6 +58,20 @@ ON_STACK void waitForBarrier() {
 }
 
 #ifndef _WIN32
+// Two functions, so that no frame repeats its caller's address.
+ON_STACK void descendByTwo(int levels);
+ON_STACK void descendByOne(int levels) {
+    descendByTwo(levels - 1);
+    sink = levels;
+}
+ON_STACK void descendByTwo(int levels) {
+    if (levels > 0)
+        descendByOne(levels - 1);
+    else
+        spinAround();
+    sink = levels;
+}
+
 int channel[2] = {};
 ON_STACK void readChannel() {
     char byte = 0;
@@ -157,6 +173,51 @@ TEST(ThreadStacks, givesUpOnAThreadThatHoldsSignalsBack) {
     mayEnd = true;  // the late signals arrive
     ASSERT_TRUE(support::comesTrue([] { return !mayEnd; }));
     expectOnStack(worker, "spinAround");
+}
+#endif
+
+#ifndef _WIN32
+TEST(ThreadStacks, saysThatAStackWasCut) {
+    const Worker worker([] { descendByTwo(6000); });
+    CallStackViewer viewer(QvSim::Process::getProcessID(), nullptr);
+    EXPECT_FALSE(viewer.getCallstackOfThread(worker.id(), nullptr));
+    EXPECT_EQ(countOf(viewer.getOutput(), "spinAround"), 1);
+    const std::string tooBig = "ERROR: StackWalk64, GetLastError: 7 (Address: 0x";
+    EXPECT_EQ(countOf(viewer.getOutput(), tooBig), 1);
+    EXPECT_EQ(countOf(viewer.getOutput(), tooBig + "0)"), 0);
+}
+
+// Its innermost frame lies in code that no compiler described.
+TEST(ThreadStacks, saysThatAnotherProcessHasAnUnknownFrame) {
+    const unsigned char loop[] = {0x31, 0xed, 0xf3, 0x90, 0xeb, 0xfc};  // no frame pointer; pause; again
+    const pid_t process = fork();
+    if (process == 0) {
+        void* const code = mmap(nullptr, sizeof loop, PROT_READ | PROT_WRITE | PROT_EXEC,
+                                MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        std::memcpy(code, loop, sizeof loop);
+        reinterpret_cast<void (*)()>(code)();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    CallStackViewer viewer(static_cast<unsigned long>(process), nullptr);
+    const bool reachedEnd = viewer.getCallstack(nullptr, nullptr);
+    ::kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+    if (countOf(viewer.getOutput(), "GetLastError: 1 (") != 0)
+        GTEST_SKIP() << "not permitted to trace processes";
+    EXPECT_FALSE(reachedEnd);
+    EXPECT_EQ(countOf(viewer.getOutput(), "ERROR: StackWalk64, GetLastError: 61 (Address: 0x"), 1)
+        << viewer.getOutput();
+}
+#else
+// It must not be suspended for its own walk.
+TEST(ThreadStacks, knowsItselfByAHandleThatMayNotAsk) {
+    HANDLE handle = nullptr;
+    const HANDLE process = GetCurrentProcess();
+    ASSERT_TRUE(DuplicateHandle(process, GetCurrentThread(), process, &handle,
+                                THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT, FALSE, 0));
+    CallStackViewer viewer(GetCurrentProcessId(), nullptr);
+    EXPECT_TRUE(viewer.getCallstack(handle, nullptr)) << viewer.getOutput();
+    CloseHandle(handle);
 }
 #endif
 

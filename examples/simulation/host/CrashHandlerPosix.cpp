@@ -1,5 +1,7 @@
 #include "CrashReport.h"
 
+#include <QvPlatform/system/Process.h>
+
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): more than the C++ header has
 #include <string.h>  // NOLINT(modernize-deprecated-headers): likewise
 #include <unistd.h>
@@ -25,7 +27,10 @@ void onCrash(int signal, siginfo_t*, void* context) {
 }  // namespace
 
 void reportCrashes() {
-    // For the main thread, so that it can report that its stack is used up.
+    // The first viewer opens the library for names, which a crash within the loader would leave no chance to.
+    const QvPlatform::CallStackViewer viewer(QvSim::Process::getProcessID(), nullptr);
+
+    // For the main thread, so that it can report that its stack is used up. A walk takes less than 32 KiB.
     static std::vector<char> stack(std::size_t{256} * 1024);
     stack_t alternate{};
     alternate.ss_sp = stack.data();

@@ -27,13 +27,21 @@ namespace QvPlatform {
 /// system's code. A frame that repeats its caller's address more than 1000 times ends the stack, so the text
 /// of a runaway recursion stays bounded.
 ///
-/// Windows reads symbols by dbghelp.dll, Linux by libdw.so.1 (package libdw1) or the library that the
-/// environment variable QV_LIBDW names; both are opened at the first walk. Without libdw, names come from the
-/// dynamic symbols only. Libraries that were loaded since the last walk are found.
+/// Windows reads symbols by dbghelp.dll, opened at a viewer's first walk. Linux reads them by libdw.so.1
+/// (package libdw1) or the library that the environment variable QV_LIBDW names, opened by the process's
+/// first viewer on a thread of its own. Opening waits for whoever is in the loader, such as a static
+/// initializer; the first viewer waits for it two seconds at most and later ones do not wait. While libdw is
+/// missing or not open, names come from the dynamic symbols only. So make a viewer when the crash handler is
+/// installed: then there are lines for a crash in a static initializer, too. Files with debugging information
+/// are looked for on this machine only; `DEBUGINFOD_URLS` has no effect. Libraries that were loaded since the
+/// last walk are found.
 ///
-/// Objects are for one thread at a time, different ones for any threads at once. Walking allocates memory and
-/// takes locks: from a signal handler it works as long as the crash did not happen within the allocator, so
-/// put a time limit on a crash report.
+/// Objects are for one thread at a time, different ones for any threads at once. Walking allocates memory,
+/// takes locks and, on Linux, starts a short-lived thread with all signals blocked for addresses that are new
+/// to the viewer. From a signal handler it works as long as the crash did not happen within the allocator or
+/// the creation of a thread, so put a time limit on a crash report. 32 KiB of alternate signal stack are
+/// enough. A stack that a crash left broken is walked as far as it makes sense, and no memory is read that is
+/// not there.
 class QV_API CallStackViewer {
 public:
     /// The process to inspect. On Windows `processHandle` is a handle to it that may read its memory, null
@@ -44,8 +52,10 @@ public:
     CallStackViewer& operator=(const CallStackViewer&) = delete;
     virtual ~CallStackViewer();
 
-    /// Walks the stack of a thread, from `context` if that is not null; `context` is left as it is. True when
-    /// the outermost frame was reached; false, with an error line, when the walk ended before.
+    /// Walks the stack of a thread, from `context` if that is not null; `context` is left as it is. True if
+    /// the outermost frame was reached; false, with an error line, if the walk ended before: the line gives
+    /// the address of the last frame. So end stacks of code without unwind information, broken ones, those of
+    /// more than 2^20 frames and, on Linux, those of more than 4096 frames of another thread (error 7).
     ///
     /// `threadHandle` null is the calling thread, or the first thread of another process. Otherwise it is on
     /// Windows a handle that may suspend the thread and read its registers, and on Linux a `pthread_t` cast

@@ -1,5 +1,6 @@
 #include "os/posix/CallFrameInfo.h"
 
+#include "os/posix/CallFrameCache.h"
 #include "os/posix/CallFrameProgram.h"
 
 #include <dlfcn.h>
@@ -10,7 +11,7 @@
 namespace os::posix {
 namespace {
 
-// The bytes of the entry that begins with its length; none behind the last.
+// The bytes of the entry that begins with its length; none past the last.
 CodeReader entryAt(const std::uint8_t* entry) {
     const auto length = CodeReader(entry, entry + 4).take<std::uint32_t>();
     const bool isKnown = length != 0 && length != 0xffffffff;
@@ -62,6 +63,27 @@ bool readFunctionEntry(const std::uint8_t* entry, std::uintptr_t address, Functi
     return address - function.begin < size;
 }
 
+std::uint64_t checksumOf(CodeReader reader, std::uint64_t checksum) {
+    const auto bytes = static_cast<std::size_t>(reader.end() - reader.at());
+    const std::uint8_t* const at = reader.at();
+    std::size_t i = 0;
+    for (; i + sizeof(std::uint64_t) <= bytes; i += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        __builtin_memcpy(&word, at + i, sizeof word);
+        checksum = mixed(checksum ^ word);
+    }
+    for (; i < bytes; ++i) checksum = mixed(checksum ^ at[i]);
+    return checksum;
+}
+
+// Of the function's entry and the common one it refers to.
+std::uint64_t checksumOf(const std::uint8_t* entry) {
+    const CodeReader function = entryAt(entry);
+    CodeReader head = function;
+    const auto distance = head.take<std::uint32_t>();
+    return checksumOf(entryAt(function.at() - distance), checksumOf(function, 0));
+}
+
 // The linker's table of the entries, sorted by the functions' addresses; both are relative to the table.
 const std::uint8_t* findEntry(const std::uint8_t* table, std::uintptr_t address) {
     constexpr std::uint8_t kRelativeToTable32 = DW_EH_PE_datarel | DW_EH_PE_sdata4;
@@ -95,11 +117,16 @@ bool findFrameRules(std::uintptr_t address, FrameRules& rules) {
     if (_dl_find_object(std::bit_cast<void*>(address), &object) != 0 || !object.dlfo_eh_frame) return false;
     const std::uint8_t* const entry =
         findEntry(static_cast<const std::uint8_t*>(object.dlfo_eh_frame), address);
+    if (!entry) return false;
+    const FrameRulesKey key{address, std::bit_cast<std::uintptr_t>(entry), checksumOf(entry)};
+    if (findCached(key, rules)) return true;
     FunctionEntry function;
-    if (!entry || !readFunctionEntry(entry, address, function)) return false;
+    if (!readFunctionEntry(entry, address, function)) return false;
     rules = FrameRules();
     rules.isSignalFrame = function.common.isSignalFrame;
-    return runRuleProgram(function, address, rules);
+    if (!runRuleProgram(function, address, rules)) return false;
+    keepCached(key, rules);
+    return true;
 }
 
 }  // namespace os::posix

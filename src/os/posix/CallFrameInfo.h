@@ -25,11 +25,22 @@ struct RegisterRule {
         kComputed          ///< what `expression` gives
     };
     Kind kind = kSame;
-    std::int64_t value = 0;
-    const std::uint8_t* expression = nullptr;  ///< its length as LEB128, then its bytes
+    std::int64_t value = 0;  ///< of an expression: how many bytes it has
+    const std::uint8_t* expression = nullptr;
+};
+
+/// The usual rules, in short: the frame lies at a register plus a number, and registers are saved near it.
+struct PlainRules {
+    std::int32_t frameOffset = 0;
+    std::uint8_t frameRegister = 0;
+    bool isSignalFrame = false;
+    bool isOutermost = false;
+    std::array<std::int8_t, kRegisters> savedAt{};  ///< in words from the frame; 0 if still in the register
 };
 
 struct FrameRules {
+    bool isPlain = false;  ///< only `plain` counts
+    PlainRules plain;
     RegisterRule frameAddress;  ///< kInRegister, the register in `frameRegister`, plus `value`; or kComputed
     std::size_t frameRegister = 0;
     std::array<RegisterRule, kRegisters> registers;

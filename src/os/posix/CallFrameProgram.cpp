@@ -37,7 +37,7 @@ private:
                 advance(low);
                 return true;
             case DW_CFA_offset:
-                set(low, RegisterRule::kSavedAt, factored(code.uleb()));
+                set(low, {RegisterRule::kSavedAt, factored(code.uleb())});
                 return true;
             case DW_CFA_restore:
                 restore(low);
@@ -86,55 +86,59 @@ private:
                 return true;
             case DW_CFA_def_cfa_register:
                 rules_.frameRegister = code.uleb();
-                return true;
+                return frame.kind == RegisterRule::kInRegister;
             case DW_CFA_def_cfa_offset:
-                frame.value = signedOf(code);
-                return true;
+                return setFrameOffset(signedOf(code));
             case DW_CFA_def_cfa_offset_sf:
-                frame.value = factoredSigned(code);
-                return true;
+                return setFrameOffset(factoredSigned(code));
             case DW_CFA_def_cfa_expression:
-                frame = {RegisterRule::kComputed, 0, code.at()};
-                code.skip(code.uleb());
+                frame = expression(RegisterRule::kComputed, code);
                 return true;
             default:
                 return false;
         }
     }
 
+    // Not after an expression, whose rule has no offset.
+    bool setFrameOffset(std::int64_t offset) {
+        RegisterRule& frame = rules_.frameAddress;
+        if (frame.kind != RegisterRule::kInRegister) return false;
+        frame.value = offset;
+        return true;
+    }
+
     bool stepRegister(std::uint8_t operation, CodeReader& code) {
         const std::uint64_t number = code.uleb();
         switch (operation) {
             case DW_CFA_offset_extended:
-                set(number, RegisterRule::kSavedAt, factored(code.uleb()));
+                set(number, {RegisterRule::kSavedAt, factored(code.uleb())});
                 return true;
             case DW_CFA_restore_extended:
                 restore(number);
                 return true;
             case DW_CFA_undefined:
-                set(number, RegisterRule::kUndefined);
+                set(number, {RegisterRule::kUndefined});
                 return true;
             case DW_CFA_same_value:
-                set(number, RegisterRule::kSame);
+                set(number, {RegisterRule::kSame});
                 return true;
             case DW_CFA_register:
-                set(number, RegisterRule::kInRegister, signedOf(code));
+                set(number, {RegisterRule::kInRegister, signedOf(code)});
                 return true;
             case DW_CFA_expression:
             case DW_CFA_val_expression:
-                set(number,
-                    operation == DW_CFA_expression ? RegisterRule::kSavedAtComputed : RegisterRule::kComputed,
-                    0, code.at());
-                code.skip(code.uleb());
+                set(number, expression(operation == DW_CFA_expression ? RegisterRule::kSavedAtComputed
+                                                                      : RegisterRule::kComputed,
+                                       code));
                 return true;
             case DW_CFA_offset_extended_sf:
-                set(number, RegisterRule::kSavedAt, factoredSigned(code));
+                set(number, {RegisterRule::kSavedAt, factoredSigned(code)});
                 return true;
             case DW_CFA_val_offset:
-                set(number, RegisterRule::kOffset, factored(code.uleb()));
+                set(number, {RegisterRule::kOffset, factored(code.uleb())});
                 return true;
             case DW_CFA_val_offset_sf:
-                set(number, RegisterRule::kOffset, factoredSigned(code));
+                set(number, {RegisterRule::kOffset, factoredSigned(code)});
                 return true;
             default:
                 return false;
@@ -143,15 +147,23 @@ private:
 
     void advance(std::uint64_t units) { location_ += units * common_.codeUnit; }
     static std::int64_t signedOf(CodeReader& code) { return static_cast<std::int64_t>(code.uleb()); }
+    // Without sign, because a product may overflow.
     std::int64_t factored(std::uint64_t value) const {
-        return static_cast<std::int64_t>(value) * common_.dataUnit;
+        return static_cast<std::int64_t>(value * static_cast<std::uint64_t>(common_.dataUnit));
     }
-    std::int64_t factoredSigned(CodeReader& code) const { return code.sleb() * common_.dataUnit; }
+    std::int64_t factoredSigned(CodeReader& code) const {
+        return factored(static_cast<std::uint64_t>(code.sleb()));
+    }
+    static RegisterRule expression(RegisterRule::Kind kind, CodeReader& code) {
+        const std::uint64_t bytes = code.uleb();
+        const std::uint8_t* const begin = code.at();
+        code.skip(bytes);
+        return {kind, code.at() - begin, begin};
+    }
 
     // Vector registers are of no interest.
-    void set(std::uint64_t number, RegisterRule::Kind kind, std::int64_t value = 0,
-             const std::uint8_t* expression = nullptr) {
-        if (number < kRegisters) rules_.registers[number] = {kind, value, expression};
+    void set(std::uint64_t number, const RegisterRule& rule) {
+        if (number < kRegisters) rules_.registers[number] = rule;
     }
     void restore(std::uint64_t number) {
         if (number < kRegisters) rules_.registers[number] = initial_[number];

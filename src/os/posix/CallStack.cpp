@@ -1,13 +1,13 @@
 #include "os/CallStack.h"
 
+#include "os/posix/DebugLibrary.h"
 #include "os/posix/FrameUnwinder.h"
-#include "os/posix/Gate.h"
+#include "os/posix/OwnStack.h"
 #include "os/posix/StackSymbols.h"
 #include "os/posix/ThreadInterrupt.h"
 
 #include <dirent.h>
 #include <pthread.h>
-#include <pwd.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -27,18 +27,11 @@ bool isCurrent(const StackThread& thread) {
     return thread.id == 0 || thread.id == static_cast<unsigned long>(gettid());
 }
 
-std::string accountName() {
-    std::array<char, 4096> buffer{};
-    passwd record{};
-    passwd* found = nullptr;
-    const int error = getpwuid_r(getuid(), &record, buffer.data(), buffer.size(), &found);
-    return error == 0 && found && found->pw_name ? found->pw_name : "";
-}
-
 void informOfSystem(const std::string& searchPath, void (*inform)(const std::string&)) {
     char line[1024];
-    std::snprintf(line, sizeof line, "SymInit: Symbol-SearchPath: '%s', symOptions: %d, UserName: '%s'\n",
-                  searchPath.c_str(), 0, accountName().c_str());
+    // The user's number: asking for the name may open libraries, which waits for the loader.
+    std::snprintf(line, sizeof line, "SymInit: Symbol-SearchPath: '%s', symOptions: %d, UserName: '%u'\n",
+                  searchPath.c_str(), 0, getuid());
     inform(line);
     utsname system{};
     int version[3] = {};
@@ -53,7 +46,10 @@ void informOfSystem(const std::string& searchPath, void (*inform)(const std::str
 class ReadStack : public StackWalker {
 public:
     ErrorCode next(StackFrame& frame) override {
-        if (position_ >= frames_.size()) return static_cast<ErrorCode>(error_);
+        if (position_ >= frames_.size()) {
+            frame.programCounter = error_ != 0 && !frames_.empty() ? frames_.back().programCounter : 0;
+            return static_cast<ErrorCode>(error_);
+        }
         const posix::FrameAddress& address = frames_[position_++];
         frame.programCounter = address.programCounter;
         frame.isInterrupted = address.isInterrupted;
@@ -62,6 +58,12 @@ public:
     }
 
 protected:
+    bool hasTaken(const posix::FrameAddress& frame) {
+        if (frames_.size() == kMostFrames) return false;
+        frames_.push_back(frame);
+        return true;
+    }
+
     std::vector<posix::FrameAddress> frames_;
     std::size_t position_ = 0;
     int error_ = 0;
@@ -82,7 +84,7 @@ public:
         else
             walkOther(thread);
         if (frames_.empty()) return static_cast<ErrorCode>(error_);
-        symbols_.refresh();
+        symbols_.prepare(frames_);
         return 0;
     }
     const AddressDescription& describe(const StackFrame& frame) override { return symbols_.describe(frame); }
@@ -90,10 +92,8 @@ public:
 private:
     void walkFrom(const ucontext_t& context) {
         posix::FrameUnwinder unwinder(context);
-        error_ = posix::walkOutwards(unwinder, [this](const posix::FrameAddress& frame) {
-            frames_.push_back(frame);
-            return frames_.size() < kMostFrames;
-        });
+        error_ = posix::walkOutwards(unwinder,
+                                     [this](const posix::FrameAddress& frame) { return hasTaken(frame); });
     }
     void walkFromHere() {
         ucontext_t context;
@@ -117,21 +117,26 @@ public:
     ErrorCode start(const StackThread& thread, const _CONTEXT*, std::string& notice) override {
         frames_.clear();
         position_ = 0;
-        if (!symbols_.debugInfo()) {
+        posix::DebugInfo* const debugInfo = symbols_.debugInfo();
+        if (!debugInfo) {
             notice = "Failed to load dll.\n";
             return ENOSYS;
         }
-        error_ = symbols_.refresh();
-        if (error_ == 0) error_ = symbols_.debugInfo()->walkThread(numberOf(thread), takeFrame());
-        return static_cast<ErrorCode>(error_);
+        error_ = EAGAIN;
+        posix::runOnOwnStack([&] {
+            error_ = debugInfo->refresh(false);
+            if (error_ == 0) error_ = debugInfo->walkThread(numberOf(thread), takeFrame());
+        });
+        if (frames_.empty()) return static_cast<ErrorCode>(error_);
+        symbols_.prepare(frames_);
+        return 0;
     }
     const AddressDescription& describe(const StackFrame& frame) override { return symbols_.describe(frame); }
 
 private:
     std::function<bool(std::uintptr_t, bool)> takeFrame() {
         return [this](std::uintptr_t address, bool isInterrupted) {
-            frames_.push_back({address, isInterrupted});
-            return frames_.size() < kMostFrames;
+            return hasTaken({address, isInterrupted});
         };
     }
     pid_t numberOf(const StackThread& thread) const {
@@ -144,6 +149,8 @@ private:
 };
 
 }  // namespace
+
+void openStackSymbols() { posix::DebugLibrary::get(); }
 
 // No handle is needed here, and symbol files are found by the build identifiers of what is loaded.
 std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void*, const std::string& searchPath,

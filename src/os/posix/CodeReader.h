@@ -10,11 +10,6 @@ class CodeReader {
 public:
     CodeReader() = default;
     CodeReader(const std::uint8_t* begin, const std::uint8_t* end) : at_(begin), end_(end) {}
-    /// The bytes of an expression.
-    explicit CodeReader(const std::uint8_t* withLength) : at_(withLength), end_(withLength + 10) {
-        const std::uint64_t length = uleb();
-        end_ = at_ + length;
-    }
 
     bool atEnd() const { return at_ >= end_; }
     const std::uint8_t* at() const { return at_; }
@@ -23,7 +18,7 @@ public:
         at_ = bytes < static_cast<std::uint64_t>(end_ - at_) ? at_ + bytes : end_;
     }
 
-    /// 0 behind the end.
+    /// 0 past the end.
     template <typename T>
     T take() {
         T value{};

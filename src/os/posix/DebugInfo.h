@@ -7,12 +7,12 @@
 #include <memory>
 #include <string>
 
-struct Dwfl_Module;
-
 namespace os::posix {
 
+class DebugLibrary;
+
 /// The debugging information of one process's files, read by a library that is opened at run time. Calls of
-/// all objects exclude each other, because the library does not promise more.
+/// all objects exclude each other. They need some hundred KiB of stack.
 class DebugInfo {
 public:
     struct Source {
@@ -21,7 +21,7 @@ public:
         int line = 0;
     };
 
-    /// Opens the library; null when it is missing.
+    /// Null if the library is missing or is not open yet.
     static std::unique_ptr<DebugInfo> open(pid_t process);
     ~DebugInfo();
     DebugInfo(const DebugInfo&) = delete;
@@ -37,16 +37,16 @@ public:
     /// Whether the file has lines, or only names.
     bool hasLines(std::uintptr_t address);
 
-    /// Stops the thread of another process, hands each frame's program counter to `take`, which says whether
-    /// there is room for more, and lets the thread go on. Returns an error of the system's.
+    /// Stops the thread of another process, hands each frame's program counter to `take`, which returns false
+    /// if it has no room for it, and lets the thread go on. Returns an error of the system's: E2BIG without
+    /// room, ENODATA if the walk ended before the outermost frame.
     int walkThread(pid_t thread, const std::function<bool(std::uintptr_t, bool isInterrupted)>& take);
 
 private:
-    struct Library;
     struct Session;
-    explicit DebugInfo(std::unique_ptr<Library> library, pid_t process);
+    DebugInfo(const DebugLibrary& library, pid_t process);
 
-    std::unique_ptr<Library> library_;
+    const DebugLibrary& library_;
     std::unique_ptr<Session> session_;
     pid_t process_;
 };

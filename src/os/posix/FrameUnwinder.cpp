@@ -3,8 +3,6 @@
 #include "os/posix/CodeReader.h"
 
 #include <dwarf.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <bit>
 #include <cerrno>
@@ -13,18 +11,10 @@
 namespace os::posix {
 namespace {
 
-constexpr std::uintptr_t kPage = 4096;
-
 // The numbers of the kernel's list in the order of the frame information's.
 constexpr int kKernelNumbers[kRegisters] = {REG_RAX, REG_RDX, REG_RCX, REG_RBX, REG_RSI, REG_RDI,
                                             REG_RBP, REG_RSP, REG_R8,  REG_R9,  REG_R10, REG_R11,
                                             REG_R12, REG_R13, REG_R14, REG_R15, REG_RIP};
-
-// The stack of others is none of the sanitizers' business.
-__attribute__((noinline, no_sanitize("address", "thread", "undefined"))) std::uintptr_t wordAt(
-    std::uintptr_t address) {
-    return *std::bit_cast<const std::uintptr_t*>(address);
-}
 
 /// The few values that an expression works on.
 class ValueStack {
@@ -85,17 +75,6 @@ bool pushConstant(std::uint8_t operation, CodeReader& code, ValueStack& stack) {
 
 }  // namespace
 
-// The kernel reads the word as a set of signals before it refuses what is to be done with that.
-bool isReadable(std::uintptr_t address) {
-    constexpr int kNothingToDo = -1;
-    constexpr std::size_t kKernelSet = 8;
-    const int saved = errno;
-    const bool readable =
-        syscall(SYS_rt_sigprocmask, kNothingToDo, address, nullptr, kKernelSet) == 0 || errno != EFAULT;
-    errno = saved;
-    return readable;
-}
-
 FrameUnwinder::FrameUnwinder(const ucontext_t& context) {
     for (std::size_t i = 0; i < kRegisters; ++i)
         registers_[i] = static_cast<std::uintptr_t>(context.uc_mcontext.gregs[kKernelNumbers[i]]);
@@ -106,26 +85,21 @@ int FrameUnwinder::up() {
     if (error == 0 || error != ENODATA || !isInterrupted_) return error;
     // A call that led astray, as by a null pointer to a function: its return address is on the stack.
     std::uintptr_t caller = 0;
-    if (!read(registers_[kStackPointer], caller)) return EFAULT;
+    if (!memory_.read(registers_[kStackPointer], caller)) return EFAULT;
     registers_[kReturnAddress] = caller;
     registers_[kStackPointer] += sizeof caller;
     isInterrupted_ = false;
     return 0;
 }
 
-bool FrameUnwinder::read(std::uintptr_t address, std::uintptr_t& value) {
-    if (address % sizeof value != 0) return false;
-    if (address / kPage != readablePage_) {
-        if (!isReadable(address)) return false;
-        readablePage_ = address / kPage;
-    }
-    value = wordAt(address);
-    return true;
-}
-
 int FrameUnwinder::upOverCall() {
     FrameRules rules;
     if (!findFrameRules(programCounter() - (isInterrupted_ ? 0 : 1), rules)) return ENODATA;
+    return upBy(rules);
+}
+
+int FrameUnwinder::upBy(const FrameRules& rules) {
+    if (rules.isPlain) return upByPlain(rules.plain);
     if (rules.isSignalFrame) return upOverSignal();
     if (rules.registers[kReturnAddress].kind == RegisterRule::kUndefined) {
         registers_[kReturnAddress] = 0;
@@ -144,13 +118,35 @@ int FrameUnwinder::upOverCall() {
     return 0;
 }
 
+int FrameUnwinder::upByPlain(const PlainRules& rules) {
+    if (rules.isSignalFrame) return upOverSignal();
+    if (rules.isOutermost) {
+        registers_[kReturnAddress] = 0;
+        return 0;
+    }
+    const std::uintptr_t frame =
+        registers_[rules.frameRegister] + static_cast<std::uintptr_t>(std::intptr_t{rules.frameOffset});
+    if (frame <= registers_[kStackPointer] && !isInterrupted_) return EFAULT;
+    Registers callers = registers_;
+    callers[kStackPointer] = frame;
+    for (std::size_t i = 0; i < kRegisters; ++i) {
+        const std::intptr_t words = rules.savedAt[i];  // NOLINT(bugprone-signed-char-misuse): no character
+        if (words != 0 &&
+            !memory_.read(frame + static_cast<std::uintptr_t>(words) * sizeof frame, callers[i]))
+            return EFAULT;
+    }
+    registers_ = callers;
+    isInterrupted_ = false;
+    return 0;
+}
+
 // The stack pointer is at the context in which the signal found the thread.
 int FrameUnwinder::upOverSignal() {
     const std::uintptr_t saved = registers_[kStackPointer] + offsetof(ucontext_t, uc_mcontext.gregs);
     Registers interrupted;
     for (std::size_t i = 0; i < kRegisters; ++i) {
         const auto number = static_cast<std::uintptr_t>(kKernelNumbers[i]);
-        if (!read(saved + number * sizeof(greg_t), interrupted[i])) return EFAULT;
+        if (!memory_.read(saved + number * sizeof(greg_t), interrupted[i])) return EFAULT;
     }
     registers_ = interrupted;
     isInterrupted_ = true;
@@ -159,7 +155,7 @@ int FrameUnwinder::upOverSignal() {
 
 bool FrameUnwinder::frameAddress(const FrameRules& rules, std::uintptr_t& address) {
     if (rules.frameAddress.kind == RegisterRule::kComputed)
-        return evaluate(rules.frameAddress.expression, nullptr, address);
+        return evaluate(rules.frameAddress, nullptr, address);
     if (rules.frameAddress.kind != RegisterRule::kInRegister || rules.frameRegister >= kRegisters)
         return false;
     address = registers_[rules.frameRegister] + static_cast<std::uintptr_t>(rules.frameAddress.value);
@@ -171,7 +167,7 @@ bool FrameUnwinder::callersValue(const RegisterRule& rule, std::size_t number, s
     const auto operand = static_cast<std::uintptr_t>(rule.value);
     switch (rule.kind) {
         case RegisterRule::kSavedAt:
-            return read(frame + operand, value);
+            return memory_.read(frame + operand, value);
         case RegisterRule::kOffset:
             value = frame + operand;
             return true;
@@ -180,20 +176,20 @@ bool FrameUnwinder::callersValue(const RegisterRule& rule, std::size_t number, s
             value = registers_[operand];
             return true;
         case RegisterRule::kSavedAtComputed:
-            return evaluate(rule.expression, &frame, value) && read(value, value);
+            return evaluate(rule, &frame, value) && memory_.read(value, value);
         case RegisterRule::kComputed:
-            return evaluate(rule.expression, &frame, value);
+            return evaluate(rule, &frame, value);
         default:
             value = registers_[number];
             return true;
     }
 }
 
-bool FrameUnwinder::evaluate(const std::uint8_t* expression, const std::uintptr_t* initial,
+bool FrameUnwinder::evaluate(const RegisterRule& rule, const std::uintptr_t* initial,
                              std::uintptr_t& result) {
     ValueStack stack;
     if (initial) stack.push(*initial);
-    for (CodeReader code(expression); !code.atEnd();) {
+    for (CodeReader code(rule.expression, rule.expression + rule.value); !code.atEnd();) {
         const auto operation = code.take<std::uint8_t>();
         bool done = false;
         if (operation >= DW_OP_breg0 && operation < DW_OP_breg0 + kRegisters) {
@@ -201,7 +197,7 @@ bool FrameUnwinder::evaluate(const std::uint8_t* expression, const std::uintptr_
                               static_cast<std::uintptr_t>(code.sleb()));
         } else if (operation == DW_OP_deref) {
             std::uintptr_t value = 0;
-            done = stack.has(1) && read(stack.pop(), value) && stack.push(value);
+            done = stack.has(1) && memory_.read(stack.pop(), value) && stack.push(value);
         } else if (operation == DW_OP_plus_uconst) {
             done = stack.has(1) && stack.push(stack.pop() + code.uleb());
         } else {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "os/posix/CallFrameInfo.h"
+#include "os/posix/LocalMemory.h"
 
 #include <ucontext.h>
 
@@ -19,27 +20,26 @@ public:
     /// Otherwise the program counter is where a call returns to.
     bool isInterrupted() const { return isInterrupted_; }
 
-    /// Goes to the caller's frame, behind the outermost one to a program counter of 0. Returns an error of
+    /// Goes to the caller's frame, past the outermost one to a program counter of 0. Returns an error of
     /// the system's: ENODATA when the compiler did not leave how, EFAULT when the stack is broken.
     int up();
+    /// The same by the rules given. May be called with any rules: a wrong one fails with EFAULT.
+    int upBy(const FrameRules& rules);
 
 private:
     using Registers = std::array<std::uintptr_t, kRegisters>;
 
-    bool read(std::uintptr_t address, std::uintptr_t& value);
     int upOverCall();
+    int upByPlain(const PlainRules& rules);
     int upOverSignal();
     bool frameAddress(const FrameRules& rules, std::uintptr_t& address);
     bool callersValue(const RegisterRule& rule, std::size_t number, std::uintptr_t frame,
                       std::uintptr_t& value);
-    bool evaluate(const std::uint8_t* expression, const std::uintptr_t* initial, std::uintptr_t& result);
+    bool evaluate(const RegisterRule& rule, const std::uintptr_t* initial, std::uintptr_t& result);
 
     Registers registers_{};
-    std::uintptr_t readablePage_ = 0;
+    LocalMemory memory_;
     bool isInterrupted_ = true;
 };
-
-/// Whether the word, which must be aligned, may be read.
-bool isReadable(std::uintptr_t address);
 
 }  // namespace os::posix

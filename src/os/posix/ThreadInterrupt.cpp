@@ -1,5 +1,7 @@
 #include "os/posix/ThreadInterrupt.h"
 
+#include "os/Cancellation.h"
+#include "os/ProcessLock.h"
 #include "os/posix/FrameUnwinder.h"
 
 #include <pthread.h>
@@ -14,32 +16,34 @@
 #include <csignal>
 #include <ctime>
 #include <mutex>
+#include <optional>
 
 namespace os::posix {
 namespace {
 
 constexpr std::time_t kPatience = 1;  // seconds
-constexpr std::size_t kMostFrames = 4096;
 
 enum Phase : std::uint64_t {
-    kIdle,     ///< nothing asked for, or no longer: what arrives late finds nothing to do
+    kIdle,     ///< no request; a signal that arrives late does nothing
     kAsked,    ///< the signal is on its way
     kWalking,  ///< the thread fills in its frames
     kDone
 };
 
-/// Where the one thread that is interrupted at a time leaves its frames. It is there for ever, because the
-/// signal may arrive after the wait for it has ended.
+/// Where the one thread that is interrupted at a time leaves its frames. It lives forever, because the signal
+/// may arrive after the wait for it has ended.
 struct Slot {
+    std::atomic<pid_t> process{0};            ///< whose request it is; in a forked child the slot is free
     std::atomic<std::uint64_t> state{kIdle};  ///< a phase and the number of the request
     sem_t done{};
-    std::array<FrameAddress, kMostFrames> frames{};
+    std::array<FrameAddress, kMostInterruptedFrames> frames{};
     std::size_t count = 0;
     int error = 0;
+    std::optional<FrameUnwinder> unwinder;  ///< not on the thread's stack, which may be a small one
 };
 
 constinit Slot slot;
-constinit std::mutex askerLock;
+constexpr ProcessLock kAskerLock{LockRank::StackWalk};
 std::uint64_t lastRequest = 0;
 int interruptSignal = 0;
 
@@ -50,18 +54,18 @@ std::uint64_t stateOf(std::uint64_t request, Phase phase) { return request << 2 
 void fillSlot() {
     ucontext_t here;
     getcontext(&here);
-    FrameUnwinder unwinder(here);
+    slot.unwinder.emplace(here);
     slot.count = 0;
     bool isOutside = false;
-    slot.error = walkOutwards(unwinder, [&](const FrameAddress& frame) {
+    slot.error = walkOutwards(*slot.unwinder, [&](const FrameAddress& frame) {
         if (frame.isInterrupted && slot.count > 0 && !isOutside) {
             isOutside = true;
             slot.count = 0;
         }
+        if (slot.count == slot.frames.size()) return false;
         slot.frames[slot.count++] = frame;
-        return slot.count < kMostFrames;
+        return true;
     });
-    if (slot.count == kMostFrames) slot.error = E2BIG;
 }
 
 void onInterrupt(int, siginfo_t* info, void*) {
@@ -104,7 +108,9 @@ bool chooseSignal() {
 int sendToHandle(void* handle, sigval value) {
     constexpr std::uintptr_t kRecord = 2048;
     const auto address = std::bit_cast<std::uintptr_t>(handle);
-    if (address % sizeof address != 0 || !isReadable(address) || !isReadable(address + kRecord)) return ESRCH;
+    LocalMemory memory;
+    std::uintptr_t word = 0;
+    if (!memory.read(address, word) || !memory.read(address + kRecord, word)) return ESRCH;
     return pthread_sigqueue(std::bit_cast<pthread_t>(handle), interruptSignal, value);
 }
 
@@ -134,9 +140,30 @@ bool waitFor(std::uint64_t state, std::time_t seconds) {
     return true;
 }
 
+bool prepareSlot() {
+    if (slot.process.load() == getpid()) return true;
+    if (sem_init(&slot.done, 0, 0) != 0) return false;
+    slot.state = kIdle;
+    slot.process = getpid();
+    return true;
+}
+
+// The holder may be this thread itself, interrupted in a walk by a signal whose handler walks, so nobody
+// waits for the lock longer than a walk takes at most.
+bool lockForWalk() {
+    constexpr timespec kPause{0, 1'000'000};
+    const timespec end = timeAfter(3 * kPatience);
+    while (!kAskerLock.try_lock()) {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        if (now.tv_sec > end.tv_sec) return false;
+        nanosleep(&kPause, nullptr);
+    }
+    return true;
+}
+
 int ask(const StackThread& thread) {
-    static const bool isReady = sem_init(&slot.done, 0, 0) == 0;
-    if (!isReady || !chooseSignal()) return EAGAIN;
+    if (!prepareSlot() || !chooseSignal()) return EAGAIN;
     // A thread that was held up within its walk still owns the slot.
     if ((slot.state.load() & 3) == kWalking) return ETIMEDOUT;
     const std::uint64_t request = ++lastRequest;
@@ -152,8 +179,13 @@ int ask(const StackThread& thread) {
 }  // namespace
 
 InterruptedStack interruptThread(const StackThread& thread) {
-    const std::lock_guard guard(askerLock);
     InterruptedStack stack;
+    if (!lockForWalk()) {
+        stack.error = ETIMEDOUT;
+        return stack;
+    }
+    const CancellationShield shield;
+    const std::lock_guard guard(kAskerLock, std::adopt_lock);
     stack.error = ask(thread);
     if (stack.error != 0) return stack;
     stack.frames.assign(slot.frames.begin(), slot.frames.begin() + static_cast<std::ptrdiff_t>(slot.count));

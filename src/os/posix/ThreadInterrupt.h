@@ -2,7 +2,8 @@
 
 #include "os/CallStack.h"
 
-#include <span>
+#include <cerrno>
+#include <cstddef>
 
 namespace os::posix {
 
@@ -12,8 +13,9 @@ struct FrameAddress {
     bool isInterrupted;
 };
 
-/// Walks outwards from `unwinder`'s frame and hands each to `take`, which says whether there is room for
-/// more. Returns what ended it.
+/// Walks outwards from `unwinder`'s frame and hands each frame to `take`, which returns false if it has no
+/// room for it. Returns what ended the walk: 0 past the outermost frame, E2BIG without room, or the
+/// unwinder's error.
 template <typename Unwinder, typename Take>
 int walkOutwards(Unwinder& unwinder, Take take) {
     // The caller of a null pointer is of interest.
@@ -21,7 +23,7 @@ int walkOutwards(Unwinder& unwinder, Take take) {
         if (const int error = unwinder.up(); error != 0) return error;
     }
     while (unwinder.programCounter() != 0) {
-        if (!take(FrameAddress{unwinder.programCounter(), unwinder.isInterrupted()})) return 0;
+        if (!take(FrameAddress{unwinder.programCounter(), unwinder.isInterrupted()})) return E2BIG;
         if (const int error = unwinder.up(); error != 0) return error;
     }
     return 0;
@@ -33,8 +35,12 @@ struct InterruptedStack {
     int error = 0;
 };
 
-/// Interrupts the thread by a signal for as long as walking its stack takes, without memory or locks. ESRCH
-/// when there is no such thread, ETIMEDOUT when it does not take the signal within a second.
+/// The most frames that are read of another thread.
+inline constexpr std::size_t kMostInterruptedFrames = 4096;
+
+/// Interrupts the thread by a signal while it walks its own stack, without allocation or locks. Errors: ESRCH
+/// without such a thread, ETIMEDOUT if it does not take the signal within a second or another walk does not
+/// end, E2BIG past `kMostInterruptedFrames`.
 InterruptedStack interruptThread(const StackThread& thread);
 
 }  // namespace os::posix

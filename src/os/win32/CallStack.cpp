@@ -7,8 +7,15 @@
 #include <bit>
 #include <set>
 
+extern "C" LONG NTAPI NtCompareObjects(HANDLE first, HANDLE second);
+
 namespace os {
 namespace {
+
+constexpr std::size_t kMostFrames = std::size_t{1} << 20U;
+
+// Needs no access right, unlike asking for the thread's number.
+bool isCallingThread(HANDLE thread) { return NtCompareObjects(thread, GetCurrentThread()) == 0; }
 
 /// What a stack held at one moment. The thread goes on while it is walked, because walking takes locks that
 /// the thread may hold.
@@ -22,8 +29,9 @@ thread_local const StackCopy* walkedStack = nullptr;
 
 BOOL CALLBACK readMemory(HANDLE process, DWORD64 address, void* buffer, DWORD size, DWORD* read) {
     const StackCopy& copy = *walkedStack;
-    if (address >= copy.begin && address + size <= copy.begin + copy.bytes.size()) {
-        std::copy_n(copy.bytes.data() + (address - copy.begin), size, static_cast<char*>(buffer));
+    const DWORD64 offset = address - copy.begin;
+    if (address >= copy.begin && offset <= copy.bytes.size() && size <= copy.bytes.size() - offset) {
+        std::copy_n(copy.bytes.data() + offset, size, static_cast<char*>(buffer));
         *read = size;
         return TRUE;
     }
@@ -67,17 +75,21 @@ public:
         frame_.AddrPC = {context_.Rip, 0, AddrModeFlat};
         frame_.AddrFrame = {context_.Rbp, 0, AddrModeFlat};
         frame_.AddrStack = {context_.Rsp, 0, AddrModeFlat};
-        isInnermost_ = true;
+        count_ = 0;
         return 0;
     }
 
     ErrorCode next(StackFrame& frame) override {
-        if (!isInnermost_ && frame_.AddrReturn.Offset == 0) return 0;
+        const bool isInnermost = count_ == 0;
+        if (!isInnermost && frame_.AddrReturn.Offset == 0) return 0;
+        frame.programCounter = frame_.AddrPC.Offset;
+        if (isInnermost && frame.programCounter == 0) return ERROR_INVALID_ADDRESS;  // a call through null
+        if (count_++ == kMostFrames) return ERROR_STACK_OVERFLOW;
         walkedStack = &stack_;
         const ErrorCode error = library_->step(threadHandle_, frame_, context_, readMemory);
         frame.programCounter = frame_.AddrPC.Offset;
         frame.returnAddress = frame_.AddrReturn.Offset;
-        frame.isInterrupted = std::exchange(isInnermost_, false);
+        frame.isInterrupted = isInnermost;
         return error;
     }
 
@@ -105,8 +117,8 @@ private:
 
     bool isCurrent(const StackThread& thread) const {
         if (processId_ != GetCurrentProcessId()) return false;
-        const DWORD id = thread.handle ? GetThreadId(thread.handle) : static_cast<DWORD>(thread.id);
-        return (id == 0 && !thread.handle) || id == GetCurrentThreadId();
+        if (thread.handle) return isCallingThread(thread.handle);
+        return thread.id == 0 || thread.id == GetCurrentThreadId();
     }
 
     ErrorCode takeStack(const StackThread& thread, const _CONTEXT* context) {
@@ -165,13 +177,16 @@ private:
     HANDLE threadHandle_ = nullptr;
     CONTEXT context_{};
     STACKFRAME64 frame_{};
-    bool isInnermost_ = false;
+    std::size_t count_ = 0;  ///< of the frames that were walked
     StackCopy stack_;
     AddressDescription known_;
     std::set<std::string> seenModules_;
 };
 
 }  // namespace
+
+// Each walker opens the library itself.
+void openStackSymbols() {}
 
 std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void* processHandle,
                                              const std::string& searchPath,

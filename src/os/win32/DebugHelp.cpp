@@ -1,25 +1,22 @@
 #include "os/win32/DebugHelp.h"
 
+#include "os/ProcessLock.h"
+
 #include <cxxabi.h>
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
+#include <string_view>
 
 namespace os::win32 {
 namespace {
 
 constexpr DWORD kLongestName = 1024;
 
-SRWLOCK libraryLock = SRWLOCK_INIT;
-
-class LibraryGuard {
-public:
-    LibraryGuard() { AcquireSRWLockExclusive(&libraryLock); }
-    LibraryGuard(const LibraryGuard&) = delete;
-    LibraryGuard& operator=(const LibraryGuard&) = delete;
-    ~LibraryGuard() { ReleaseSRWLockExclusive(&libraryLock); }
-};
+// The library is made for one thread.
+constexpr ProcessLock kLibraryLock{LockRank::DebugInfo};
 
 // The library's functions take the system's narrow text.
 std::string toSystem(const std::string& text) {
@@ -91,7 +88,7 @@ std::unique_ptr<DebugHelp> DebugHelp::open() {
 }
 
 DebugHelp::~DebugHelp() {
-    const LibraryGuard guard;
+    const std::lock_guard guard(kLibraryLock);
     end();
 }
 
@@ -131,7 +128,7 @@ void DebugHelp::end() {
 bool DebugHelp::refresh(DWORD processId, HANDLE process, const std::string& searchPath,
                         void (*inform)(const std::string&)) {
     const std::vector<LoadedModule> now = loadedModules(processId, process);
-    const LibraryGuard guard;
+    const std::lock_guard guard(kLibraryLock);
     const auto isThere = [](const std::vector<LoadedModule>& list, const LoadedModule& module) {
         return std::find(list.begin(), list.end(), module) != list.end();
     };
@@ -156,7 +153,7 @@ bool DebugHelp::refresh(DWORD processId, HANDLE process, const std::string& sear
 
 ErrorCode DebugHelp::step(HANDLE thread, STACKFRAME64& frame, CONTEXT& context,
                           PREAD_PROCESS_MEMORY_ROUTINE64 readMemory) const {
-    const LibraryGuard guard;
+    const std::lock_guard guard(kLibraryLock);
     SetLastError(0);
     const BOOL stepped = walk_(IMAGE_FILE_MACHINE_AMD64, process_, thread, &frame, &context, readMemory,
                                functionTable_, getModuleBase_, nullptr);
@@ -167,7 +164,7 @@ ErrorCode DebugHelp::step(HANDLE thread, STACKFRAME64& frame, CONTEXT& context,
 }
 
 AddressDescription DebugHelp::describe(DWORD64 address) const {
-    const LibraryGuard guard;
+    const std::lock_guard guard(kLibraryLock);
     AddressDescription known;
     nameSymbol(address, known);
     IMAGEHLP_LINE64 line{};
@@ -205,7 +202,8 @@ void DebugHelp::nameSymbol(DWORD64 address, AddressDescription& known) const {
 // The complete form is the better one, and a name of this compiler's has neither.
 std::string DebugHelp::undecorated(const char* name) const {
     int status = 0;
-    if (char* const text = abi::__cxa_demangle(name, nullptr, nullptr, &status)) {
+    const bool isMangled = std::string_view(name).starts_with("_Z");  // "f" would be taken for float
+    if (char* const text = isMangled ? abi::__cxa_demangle(name, nullptr, nullptr, &status) : nullptr) {
         std::string demangled = text;
         std::free(text);
         return demangled;

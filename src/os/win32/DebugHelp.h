@@ -11,8 +11,7 @@
 
 namespace os::win32 {
 
-/// The system's debugging-help library at work on one process. The library's calls exclude each other, by
-/// `lock`, because it is made for one thread.
+/// The system's debugging-help library at work on one process. Calls of all objects exclude each other.
 class DebugHelp {
 public:
     /// Opens the library, the one of the debugging tools first; null when there is none.

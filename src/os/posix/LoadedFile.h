@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace os::posix {
+
+/// A program or library of this process, found without a lock: the loader's may be held for as long as a
+/// static initializer runs. It must stay loaded while the object is used.
+class LoadedFile {
+public:
+    /// The file at `address`, if there is one.
+    explicit LoadedFile(std::uintptr_t address);
+
+    explicit operator bool() const { return begin_ != 0; }
+    bool contains(std::uintptr_t address) const { return begin_ <= address && address < end_; }
+    std::uintptr_t begin() const { return begin_; }
+    std::uintptr_t end() const { return end_; }
+    std::string path() const;
+    /// Different for another build of the file, even at the same address.
+    std::uint64_t identity() const;
+    /// The exported function or object that `address` lies in; "" if none does.
+    std::string_view symbolAt(std::uintptr_t address) const;
+
+private:
+    std::uintptr_t begin_ = 0;
+    std::uintptr_t end_ = 0;
+    const void* entry_ = nullptr;  ///< the loader's
+};
+
+}  // namespace os::posix

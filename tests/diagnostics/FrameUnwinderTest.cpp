@@ -1,0 +1,123 @@
+#include "os/posix/FrameUnwinder.h"
+#include "os/posix/ThreadInterrupt.h"
+
+#include <gtest/gtest.h>
+
+#include <link.h>
+#include <sys/mman.h>
+
+#include <random>
+#include <vector>
+
+namespace {
+
+using os::posix::FrameAddress;
+using os::posix::FrameUnwinder;
+using os::posix::LocalMemory;
+
+volatile int sink = 0;
+
+std::vector<std::uintptr_t> walk(const ucontext_t& context, int& error) {
+    FrameUnwinder unwinder(context);
+    std::vector<std::uintptr_t> frames;
+    error = os::posix::walkOutwards(unwinder, [&](const FrameAddress& frame) {
+        if (frames.size() == 1000) return false;
+        frames.push_back(frame.programCounter);
+        return true;
+    });
+    return frames;
+}
+
+[[gnu::noinline]] void descend(int levels, std::vector<std::uintptr_t>& frames, int& error) {
+    if (levels > 0) {
+        descend(levels - 1, frames, error);
+    } else {
+        ucontext_t context;
+        getcontext(&context);
+        frames = walk(context, error);
+    }
+    sink = levels;
+}
+
+TEST(FrameUnwinder, findsTheSameFramesBeforeAndAfterTheyAreCached) {
+    std::vector<std::uintptr_t> frames[3];
+    for (auto& found : frames) {
+        int error = -1;
+        descend(20, found, error);
+        EXPECT_EQ(error, 0);
+        EXPECT_GT(found.size(), 20U);
+    }
+    // The loop's own frame is the same, too.
+    EXPECT_EQ(frames[0], frames[1]);
+    EXPECT_EQ(frames[1], frames[2]);
+}
+
+struct EndlessStack {
+    static std::uintptr_t programCounter() { return 1; }
+    static bool isInterrupted() { return false; }
+    static int up() { return 0; }
+};
+
+TEST(FrameUnwinder, saysThatThereWasNoRoomForAllFrames) {
+    EndlessStack stack;
+    std::size_t count = 0;
+    EXPECT_EQ(os::posix::walkOutwards(stack, [&](const FrameAddress&) { return ++count <= 100; }), E2BIG);
+    EXPECT_EQ(count, 101U);
+}
+
+TEST(LocalMemory, doesNotFaultWhereNothingIs) {
+    constexpr std::size_t kPage = 4096;
+    auto* const pages = static_cast<char*>(
+        mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    const auto begin = reinterpret_cast<std::uintptr_t>(pages);
+    ASSERT_EQ(mprotect(pages + kPage, kPage, PROT_NONE), 0);
+    std::uintptr_t word = 1;
+    EXPECT_TRUE(LocalMemory().read(begin + kPage - 8, word));
+    EXPECT_EQ(word, 0U);
+    for (const std::uintptr_t address : {std::uintptr_t{0}, std::uintptr_t{8}, ~std::uintptr_t{7},
+                                         std::uintptr_t{1} << 63U, begin + kPage, begin + kPage - 4})
+        EXPECT_FALSE(LocalMemory().read(address, word)) << address;
+    munmap(pages, 2 * kPage);
+    EXPECT_FALSE(LocalMemory().read(begin, word));
+}
+
+struct Code {
+    std::uintptr_t begin, size;
+};
+
+[[gnu::noinline]] void takeRegisters(ucontext_t& context) { getcontext(&context); }
+
+// Registers as a crash may leave them: anything, at any instruction of the loaded files.
+TEST(FrameUnwinder, survivesAnyRegisters) {
+    std::vector<Code> code;
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* found) {
+            for (int i = 0; i < info->dlpi_phnum; ++i) {
+                const auto& header = info->dlpi_phdr[i];
+                if (header.p_type == PT_LOAD && (header.p_flags & PF_X) != 0)
+                    static_cast<std::vector<Code>*>(found)->push_back(
+                        {info->dlpi_addr + header.p_vaddr, header.p_memsz});
+            }
+            return 0;
+        },
+        &code);
+    std::mt19937_64 random(1);
+    std::size_t frames = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        ucontext_t context;
+        takeRegisters(context);
+        const auto here = reinterpret_cast<std::uintptr_t>(&context);
+        for (int r = 0; r < REG_RIP; ++r) {
+            const std::uint64_t values[] = {0, random(), here + random() % 4096, random() % 65536,
+                                            0 - random() % 65536};
+            context.uc_mcontext.gregs[r] = static_cast<greg_t>(values[random() % std::size(values)]);
+        }
+        const Code& part = code[random() % code.size()];
+        context.uc_mcontext.gregs[REG_RIP] = static_cast<greg_t>(part.begin + random() % part.size);
+        int error = 0;
+        frames += walk(context, error).size();
+    }
+    EXPECT_GE(frames, 20'000U);
+}
+
+}  // namespace

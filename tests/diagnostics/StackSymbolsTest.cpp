@@ -1,0 +1,107 @@
+// Where the names come from, each time in a process of its own: the library for them is opened once.
+
+#include "CallStacks.h"
+#include "support/ChildProgram.h"
+#include "support/VariableChange.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <regex>
+#include <thread>
+
+namespace {
+
+using QvPlatform::CallStackViewer;
+using support::countOf;
+using support::Walk;
+using support::walkOwn;
+
+/// Runs the check in a new process, which ends within a minute.
+void inNewProcess(void (*check)()) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [check] {
+        alarm(60);
+        check();
+        std::_Exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+}
+
+Walk walkBelowTheCLibrary() {
+    static Walk walk;
+    const int numbers[] = {1};
+    const int wanted = 1;
+    std::bsearch(&wanted, numbers, 1, sizeof(int), [](const void*, const void*) {
+        walk = walkOwn();
+        return 0;
+    });
+    return walk;
+}
+
+void expectExportedNames(const Walk& walk) {
+    EXPECT_TRUE(walk.reachedEnd);
+    const std::regex unnamed(
+        R"(0x[0-9a-f]+ \(callStackTest\+0x[0-9a-f]+\): \(filename not available\): \(func)");
+    const std::regex named(
+        R"(0x[0-9a-f]+ \(libc\.so\.6\+0x[0-9a-f]+\): \(filename not available\): __libc_start_main\n)");
+    EXPECT_TRUE(std::regex_search(walk.text, unnamed)) << walk.text;
+    EXPECT_TRUE(std::regex_search(walk.text, named)) << walk.text;
+}
+
+TEST(StackSymbols, withoutTheLibraryNamesAreTheExportedOnes) {
+    const support::VariableChange change("QV_LIBDW", "/nowhere/libdw.so");
+    inNewProcess([] {
+        expectExportedNames(walkBelowTheCLibrary());
+        CallStackViewer other(1, nullptr);
+        EXPECT_FALSE(other.getCallstack(nullptr, nullptr));
+        EXPECT_EQ(countOf(other.getOutput(), "Failed to load dll.\n"), 1);
+    });
+}
+
+TEST(StackSymbols, doNotWaitForStaticInitializers) {
+    inNewProcess([] {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+        const support::VariableChange change("QV_TEST_CHANNEL", std::to_string(ends[1]));
+        const QvPlatform::Directory programs(QvPlatform::Directory::kExecutableDirectory);
+        const std::string library = programs.toUniversalPath() + "test-plugins/libwaiting.so";
+        std::thread loading([&] { EXPECT_TRUE(dlopen(library.c_str(), RTLD_NOW)) << dlerror(); });
+        char byte = 0;
+        ASSERT_EQ(read(ends[0], &byte, 1), 1);
+        expectExportedNames(walkBelowTheCLibrary());
+        ASSERT_EQ(write(ends[0], &byte, 1), 1);
+        loading.join();
+        EXPECT_TRUE(
+            support::comesTrue([] { return countOf(walkOwn().text, "StackSymbolsTest.cpp (") != 0; }));
+    });
+}
+
+TEST(StackSymbols, askNoServer) {
+    inNewProcess([] {
+        const int server = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        auto* const generic = reinterpret_cast<sockaddr*>(&address);
+        ASSERT_EQ(bind(server, generic, length), 0);
+        ASSERT_EQ(listen(server, 1), 0);
+        ASSERT_EQ(getsockname(server, generic, &length), 0);
+        const support::VariableChange url("DEBUGINFOD_URLS",
+                                          "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+        const support::VariableChange patience("DEBUGINFOD_TIMEOUT", "1");
+        // The C++ library, which starts the thread, has no debugging information.
+        std::thread([] { EXPECT_NE(walkOwn().text, ""); }).join();
+        pollfd waiting{server, POLLIN, 0};
+        EXPECT_EQ(poll(&waiting, 1, 0), 0);
+    });
+}
+
+}  // namespace

@@ -29,7 +29,8 @@ std::uint32_t nextNumber() {
 File temporaryFile(const std::string& prefix) {
     const std::string program = File::fromWide(os::executableFile()).getBaseName();
     const std::string middle = prefix.empty() ? std::string() : "_" + prefix;
-    return Directory(Directory::kTemporaryDirectory).file(program + middle + "_" + os::randomText(16) + ".tmp");
+    return Directory(Directory::kTemporaryDirectory)
+        .file(program + middle + "_" + os::randomText(16) + ".tmp");
 }
 
 bool isName(const std::string& text) { return text.find_first_of("/\\") == std::string::npos; }

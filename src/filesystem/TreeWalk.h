@@ -13,7 +13,8 @@ struct Entry {
     bool isLink;
 };
 
-/// What one directory of the tree holds. It is read once, completely, before anything in the directory changes.
+/// What one directory of the tree holds. It is read once, completely, before anything in the directory
+/// changes.
 struct Level {
     std::vector<Entry> directories;  // and links to directories
     std::vector<Entry> files;
@@ -28,15 +29,16 @@ Level levelAt(const os::TreeCursor& place, Visitor& visitor) {
     Level level;
     level.isComplete = place.visit([&](const os::DirectoryEntry& entry) {
         if (!visitor.keeps(entry)) return;
-        (entry.isDirectory ? level.directories : level.files).push_back({std::string(entry.name), entry.isLink});
+        (entry.isDirectory ? level.directories : level.files)
+            .push_back({std::string(entry.name), entry.isLink});
     });
     return level;
 }
 
 /// Works on each directory below `place`, which is back where it was then. For each entry among the
 /// directories that `visitor` keeps it calls `enter`, which moves `place` there (Entered) or deals with the
-/// entry otherwise (Passed). Then it calls `finish` with the directory's content, while `place` is still there,
-/// and `left` after having moved up. False when one of them fails.
+/// entry otherwise (Passed). Then it calls `finish` with the directory's content, while `place` is still
+/// there, and `left` after having moved up. False when one of them fails.
 template <typename Visitor>
 bool walk(os::TreeCursor& place, Visitor visitor) {
     std::vector<Level> levels;

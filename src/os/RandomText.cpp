@@ -22,7 +22,8 @@ using Bytes = std::array<std::uint8_t, 16>;
 constinit std::atomic<std::uint32_t> callsWithoutSource{0};
 
 Bytes bytesOfTime() {
-    const auto ticks = static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+    const auto ticks =
+        static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
     std::seed_seq seed{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32U),
                        static_cast<std::uint32_t>(processId()), ++callsWithoutSource};
     std::array<std::uint32_t, 16> words{};

@@ -15,11 +15,11 @@ enum class TreeUse {
     Remove  ///< its root must not be a link either
 };
 
-/// A directory in a tree, which can be moved one level at a time. It holds the directories themselves, not their
-/// paths, and enters no link. So it stays within the tree, whatever others rename or replace meanwhile. Depth and
-/// length of paths are unlimited on Linux, where it holds at most eight descriptors; on Windows a path
-/// has at most 32,767 characters and others can neither rename nor remove the directories from the root to here.
-/// Names are UTF-8 and single components. One thread at a time.
+/// A directory in a tree, which can be moved one level at a time. It holds the directories themselves, not
+/// their paths, and enters no link. So it stays within the tree, whatever others rename or replace meanwhile.
+/// Depth and length of paths are unlimited on Linux, where it holds at most eight descriptors; on Windows a
+/// path has at most 32,767 characters and others can neither rename nor remove the directories from the root
+/// to here. Names are UTF-8 and single components. One thread at a time.
 class TreeCursor {
 public:
     /// At the root, or nowhere if that is no directory or may not be opened.
@@ -46,8 +46,9 @@ public:
     bool removeFile(const std::string& name);
     bool removeDirectory(const std::string& name);
 
-    /// Copies an entry that is no directory under the same name. A link is copied as its file, or as a link if
-    /// it leads to none. With `overwrite` a link in `target` is replaced; nothing is ever written through it.
+    /// Copies an entry that is no directory under the same name. A link is copied as its file, or as a link
+    /// if it leads to none. With `overwrite` a link in `target` is replaced; nothing is ever written through
+    /// it.
     bool copyFile(const std::string& name, bool isLink, const TreeCursor& target, bool overwrite) const;
     /// Copies a link as a link under the same name.
     bool copyLink(const std::string& name, const TreeCursor& target, bool overwrite) const;

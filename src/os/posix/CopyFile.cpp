@@ -53,7 +53,8 @@ bool copyContent(int source, int target, off_t size) {
     return copyByReading(source, target);
 }
 
-// An entry beside the target, under a hidden name of its own until it is whole; removed if it never gets there.
+// An entry beside the target, under a hidden name of its own until it is whole; removed if it never gets
+// there.
 class Draft {
 public:
     explicit Draft(const Place& target) : target_(target) {}

@@ -54,8 +54,7 @@ EntryStatus entryStatus(const std::wstring& path) {
 
 bool isReadableFile(const std::wstring& path) {
     // Without waiting: a pipe that nobody writes to would block.
-    const posix::Descriptor file(
-        open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const posix::Descriptor file(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     return file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
@@ -80,7 +79,8 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
                     std::string* error) {
     const std::string name = posix::systemPath(directory);
-    if (posix::visitDirectory(posix::Descriptor(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), visit))
+    if (posix::visitDirectory(posix::Descriptor(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+                              visit))
         return true;
     if (error) *error = posix::errorText(errno);
     return false;

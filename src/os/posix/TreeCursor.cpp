@@ -1,5 +1,6 @@
-// The identities of all directories from the root to the cursor are known; the descriptors of the innermost few
-// are open, never none. Further up, the way leads through "..", which must be the directory that was come from.
+// The identities of all directories from the root to the cursor are known; the descriptors of the innermost
+// few are open, never none. Further up, the way leads through "..", which must be the directory that was come
+// from.
 
 #include "os/TreeCursor.h"
 

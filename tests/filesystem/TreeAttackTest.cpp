@@ -1,7 +1,7 @@
 #include <QvPlatform/filesystem/Filesystem.h>
 
 #include "TreeContent.h"
-#include "support/Platform.h"
+#include "support/VariableChange.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,6 @@ namespace Filesystem = QvPlatform::Filesystem;
 using QvPlatform::Directory;
 using QvPlatform::File;
 using support::contentOf;
-using support::kWindows;
 using support::TemporaryFolder;
 
 #ifdef _WIN32
@@ -76,6 +75,7 @@ void onAScantThread(const std::function<void()>& work) {
 #endif
 
 TEST(Tree, mayBeOfAnyDepth) {
+    const support::VariableChange inMemory("TMPDIR", "/dev/shm");  // a busy disk may take minutes
     const TemporaryFolder folder;
     const Directory tree(folder.addDirectory("tree"));
     const Directory target(folder.path() + "target");

@@ -56,11 +56,17 @@ bool moveInPlace(const std::wstring& draft, const std::wstring& target, bool ove
            MoveFileExW(draft.c_str(), target.c_str(), 0);
 }
 
+bool mayReplace(const std::wstring& target, bool overwrite) {
+    const DWORD attributes = GetFileAttributesW(target.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return true;
+    return overwrite && ((attributes & FILE_ATTRIBUTE_READONLY) == 0 || isLink(target));
+}
+
 // Made beside the target by `make`, and only when whole put in its place.
 template <typename Make>
 bool replaceWith(Make make, const std::wstring& directory, const std::string& name, bool overwrite) {
     const std::wstring target = directory + widen(name);
-    if (!overwrite && GetFileAttributesW(target.c_str()) != INVALID_FILE_ATTRIBUTES) return false;
+    if (!mayReplace(target, overwrite)) return false;
     const std::wstring draft = directory + L".qv-" + widen(randomText(6));
     if (make(draft) && moveInPlace(draft, target, overwrite)) return true;
     SetFileAttributesW(draft.c_str(), FILE_ATTRIBUTE_NORMAL);  // a read-only copy could not be removed

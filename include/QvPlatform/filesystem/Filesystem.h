@@ -17,7 +17,8 @@
 /// hidden directories are entered. A link is what it points to for the operations on files, and a leaf
 /// for those on trees: they never pass through one, also not through one that appears meanwhile, and
 /// `remove` takes the link away, not what it points to. A path that holds a zero byte names nothing. Trees
-/// may have any depth. Any thread may call these functions; calls for the same paths race as on the disk.
+/// may have any depth. Any thread may call these functions; calls for the same paths race as on the disk,
+/// and a thread is not cancelled within one that touches files.
 namespace QvPlatform::Filesystem {
 
 QV_API bool changeCurrentDirectory(const Directory& dir);

@@ -1,5 +1,6 @@
 #include "os/FileOperations.h"
 
+#include "os/Cancellation.h"
 #include "os/posix/CopyAt.h"
 #include "os/posix/Gate.h"
 
@@ -17,6 +18,7 @@ bool setCurrentDirectory(const std::wstring& path) { return chdir(posix::systemP
 bool createDirectory(const std::wstring& path) { return mkdir(posix::systemPath(path).c_str(), 0777) == 0; }
 
 bool createFile(const std::wstring& path, Audience audience) {
+    const CancellationShield shield;
     const mode_t mode = audience == Audience::Owner ? 0600 : 0666;
     const std::string name = posix::systemPath(path);
     return bool(posix::Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)));

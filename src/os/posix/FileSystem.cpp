@@ -1,5 +1,6 @@
 #include "os/FileSystem.h"
 
+#include "os/Cancellation.h"
 #include "os/posix/Gate.h"
 #include "os/posix/VisitDirectory.h"
 
@@ -53,6 +54,7 @@ EntryStatus entryStatus(const std::wstring& path) {
 }
 
 bool isReadableFile(const std::wstring& path) {
+    const CancellationShield shield;
     // Without waiting: a pipe that nobody writes to would block.
     const posix::Descriptor file(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
@@ -78,6 +80,7 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
 
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
                     std::string* error) {
+    const CancellationShield shield;
     const std::string name = posix::systemPath(directory);
     if (posix::visitDirectory(posix::Descriptor(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
                               visit))

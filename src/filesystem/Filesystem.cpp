@@ -1,16 +1,16 @@
 #include <QvPlatform/filesystem/Filesystem.h>
 
+#include "os/Cancellation.h"
 #include "os/CopyFile.h"
 #include "os/FileOperations.h"
 #include "os/FileSystem.h"
 #include "os/ProcessInfo.h"
+#include "os/RandomText.h"
 #include "os/SystemPaths.h"
 #include "os/Utf.h"
 
 #include <atomic>
 #include <limits>
-#include <random>
-#include <string_view>
 
 namespace QvPlatform::Filesystem {
 namespace {
@@ -26,19 +26,11 @@ std::uint32_t nextNumber() {
     return number + 1;
 }
 
-std::string randomText() {
-    constexpr std::string_view kDigits = "0123456789abcdefghijklmnopqrstuvwxyz";
-    std::random_device source;
-    std::uniform_int_distribution<std::size_t> digit(0, kDigits.size() - 1);
-    std::string text(16, '0');
-    for (char& c : text) c = kDigits[digit(source)];
-    return text;
-}
-
 File temporaryFile(const std::string& prefix) {
     const std::string program = File::fromWide(os::executableFile()).getBaseName();
     const std::string middle = prefix.empty() ? std::string() : "_" + prefix;
-    return Directory(Directory::kTemporaryDirectory).file(program + middle + "_" + randomText() + ".tmp");
+    return Directory(Directory::kTemporaryDirectory)
+        .file(program + middle + "_" + os::randomText(16) + ".tmp");
 }
 
 bool isName(const std::string& text) { return text.find_first_of("/\\") == std::string::npos; }
@@ -48,6 +40,7 @@ bool isName(const std::string& text) { return text.find_first_of("/\\") == std::
 bool changeCurrentDirectory(const Directory& dir) { return os::setCurrentDirectory(dir.widePath() + L"/"); }
 
 bool copy(const File& src, const File& dst, bool overwrite) {
+    const os::CancellationShield shield;
     return os::copyFile(src.widePath(), dst.widePath(), overwrite);
 }
 

@@ -1,85 +1,106 @@
-// The operations on directory trees. Each directory is read once, completely, before anything in it changes,
-// and a link in it is a leaf.
+// The operations on directory trees. A link in a tree is a leaf.
 
 #include <QvPlatform/filesystem/Filesystem.h>
 
 #include "core/Wildcard.h"
-#include "os/CopyFile.h"
+#include "filesystem/TreeWalk.h"
+#include "os/Cancellation.h"
 #include "os/FileOperations.h"
 #include "os/FileSystem.h"
+#include "os/TreeCursor.h"
 #include "os/Utf.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string_view>
 
 namespace QvPlatform::Filesystem {
 namespace {
 
-struct Entry {
-    std::wstring name;
-    bool isLink;
+using TreeWalk::Entry;
+using TreeWalk::Level;
+using TreeWalk::Step;
+
+class Removal {
+public:
+    explicit Removal(os::TreeCursor& tree) : tree_(tree) {}
+
+    static bool keeps(const os::DirectoryEntry& entry) { return entry.isDirectory || !entry.isHidden; }
+    Step enter(const Entry& entry) {
+        if (!entry.isLink && tree_.enter(entry.name)) return Step::Entered;
+        return tree_.removeDirectory(entry.name) ? Step::Passed : Step::Failed;
+    }
+    bool finish(const Level& level) {
+        return std::all_of(level.files.begin(), level.files.end(),
+                           [&](const Entry& entry) { return tree_.removeFile(entry.name); });
+    }
+    bool left(const Entry& entry) { return tree_.removeDirectory(entry.name); }
+
+private:
+    os::TreeCursor& tree_;
 };
 
-struct Content {
-    std::vector<Entry> directories;
-    std::vector<Entry> files;  // visible ones
-    bool isKnown = false;
+class Copying {
+public:
+    Copying(os::TreeCursor& from, os::TreeCursor& to, bool overwrite)
+        : from_(from), to_(to), root_(to.identity()), overwrite_(overwrite) {}
+
+    static bool keeps(const os::DirectoryEntry& entry) { return Removal::keeps(entry); }
+    Step enter(const Entry& entry) {
+        if (entry.isLink) return from_.copyLink(entry.name, to_, overwrite_) ? Step::Passed : Step::Failed;
+        // The copy itself may be reached by a way that paths do not show; it would have no end.
+        const bool canEnter = from_.enter(entry.name) && from_.identity() != root_ &&
+                              to_.createDirectory(entry.name) && to_.enter(entry.name);
+        return canEnter ? Step::Entered : Step::Failed;
+    }
+    bool finish(const Level& level) {
+        return level.isComplete &&
+               std::all_of(level.files.begin(), level.files.end(), [&](const Entry& entry) {
+                   return from_.copyFile(entry.name, entry.isLink, to_, overwrite_);
+               });
+    }
+    bool left(const Entry& /*entry*/) { return to_.leave(); }
+
+private:
+    os::TreeCursor& from_;
+    os::TreeCursor& to_;
+    os::FileIdentity root_;
+    bool overwrite_;
 };
 
-Content contentOf(const std::wstring& directory) {
-    Content content;
-    content.isKnown = os::visitDirectory(directory, [&](const os::DirectoryEntry& entry) {
-        if (entry.isDirectory)
-            content.directories.push_back({os::widen(entry.name), entry.isLink});
-        else if (!entry.isHidden)
-            content.files.push_back({os::widen(entry.name), entry.isLink});
-    });
-    return content;
-}
+class Search {
+public:
+    Search(os::TreeCursor& tree, const std::wstring& root, std::string_view pattern, bool recursive,
+           std::vector<File>& out)
+        : tree_(tree), path_(root), pattern_(pattern), recursive_(recursive), out_(out) {}
 
-bool isMissing(const std::wstring& path) { return os::entryStatus(path).kind == os::EntryKind::Missing; }
+    bool keeps(const os::DirectoryEntry& entry) const {
+        if (entry.isDirectory) return recursive_ && !entry.isLink;
+        return !entry.isHidden && Qv::detail::matchesWildcard(pattern_, entry.name, false);
+    }
+    Step enter(const Entry& entry) {
+        if (!tree_.enter(entry.name)) return Step::Passed;
+        lengths_.push_back(path_.size());
+        path_ += os::widen(entry.name) + L'/';
+        return Step::Entered;
+    }
+    bool finish(const Level& level) {
+        for (const Entry& entry : level.files) out_.push_back(File::fromWide(path_ + os::widen(entry.name)));
+        return true;
+    }
+    bool left(const Entry& /*entry*/) {
+        path_.resize(lengths_.back());
+        lengths_.pop_back();
+        return true;
+    }
 
-bool copyTree(const std::wstring& from, const std::wstring& to, bool overwrite) {
-    const Content content = contentOf(from);
-    if (!content.isKnown || !create(Directory::fromWide(to))) return false;
-    const auto copyDirectory = [&](const Entry& entry) {
-        if (entry.isLink) return os::copyLink(from + entry.name, to + entry.name, overwrite);
-        return !os::isLink(to + entry.name) &&
-               copyTree(from + entry.name + L"/", to + entry.name + L"/", overwrite);
-    };
-    const auto copyEntry = [&](const Entry& entry) {
-        const bool leadsNowhere = entry.isLink && isMissing(from + entry.name);
-        return (leadsNowhere ? os::copyLink : os::copyFile)(from + entry.name, to + entry.name, overwrite);
-    };
-    return std::all_of(content.directories.begin(), content.directories.end(), copyDirectory) &&
-           std::all_of(content.files.begin(), content.files.end(), copyEntry);
-}
-
-bool removeTree(const std::wstring& path) {
-    const Content content = contentOf(path);
-    const auto removeDirectory = [&](const Entry& entry) {
-        return entry.isLink ? os::removeDirectory(path + entry.name) : removeTree(path + entry.name + L"/");
-    };
-    const auto removeFile = [&](const Entry& entry) { return os::removeFile(path + entry.name); };
-    return std::all_of(content.directories.begin(), content.directories.end(), removeDirectory) &&
-           std::all_of(content.files.begin(), content.files.end(), removeFile) && os::removeDirectory(path);
-}
-
-void findFiles(const std::wstring& directory, std::string_view pattern, bool recursive,
-               std::vector<File>& out) {
-    std::vector<std::wstring> subdirectories;
-    std::vector<File> matches;
-    os::visitDirectory(directory, [&](const os::DirectoryEntry& entry) {
-        if (entry.isDirectory) {
-            if (recursive && !entry.isLink) subdirectories.push_back(os::widen(entry.name));
-        } else if (!entry.isHidden && Qv::detail::matchesWildcard(pattern, entry.name, false)) {
-            matches.push_back(File::fromWide(directory + os::widen(entry.name)));
-        }
-    });
-    for (const std::wstring& name : subdirectories) findFiles(directory + name + L"/", pattern, true, out);
-    out.insert(out.end(), std::make_move_iterator(matches.begin()), std::make_move_iterator(matches.end()));
-}
+private:
+    os::TreeCursor& tree_;
+    std::wstring path_;
+    std::vector<std::size_t> lengths_;  // of the paths of the directories above
+    std::string_view pattern_;
+    bool recursive_;
+    std::vector<File>& out_;
+};
 
 // Whether `inner` is or would be `outer` itself or below it, whatever links lead there.
 bool liesWithin(const Directory& inner, const Directory& outer) {
@@ -95,12 +116,22 @@ bool liesWithin(const Directory& inner, const Directory& outer) {
 }  // namespace
 
 bool copy(const Directory& src, const Directory& dst, bool overwrite) {
-    return src.exists() && !liesWithin(dst, src) && copyTree(src.widePath(), dst.widePath(), overwrite);
+    const os::CancellationShield shield;
+    if (!src.exists() || liesWithin(dst, src)) return false;
+    os::TreeCursor from(src.widePath(), os::TreeUse::Read);
+    if (!from || !create(dst)) return false;
+    os::TreeCursor to(dst.widePath(), os::TreeUse::Write);
+    return to && from.identity() != to.identity() && TreeWalk::walk(from, Copying(from, to, overwrite));
 }
 
 bool remove(const Directory& dir) {
+    const os::CancellationShield shield;
     if (!dir.exists()) return false;
-    return os::isLink(dir.widePath()) ? os::removeDirectory(dir.widePath()) : removeTree(dir.widePath());
+    {
+        os::TreeCursor tree(dir.widePath(), os::TreeUse::Remove);
+        if (tree && !TreeWalk::walk(tree, Removal(tree))) return false;
+    }
+    return os::removeDirectory(dir.widePath());
 }
 
 std::vector<File> glob(const Directory& dir, const std::string& pattern, bool recursive) {
@@ -110,7 +141,9 @@ std::vector<File> glob(const Directory& dir, const std::string& pattern, bool re
 }
 
 void glob(const Directory& dir, const std::string& pattern, bool recursive, std::vector<File>& out) {
-    findFiles(dir.widePath(), pattern, recursive, out);
+    const os::CancellationShield shield;
+    os::TreeCursor tree(dir.widePath(), os::TreeUse::Read);
+    if (tree) TreeWalk::walk(tree, Search(tree, dir.widePath(), pattern, recursive, out));
 }
 
 }  // namespace QvPlatform::Filesystem

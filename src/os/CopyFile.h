@@ -4,12 +4,10 @@
 
 namespace os {
 
-/// Copies a regular file with its permissions and its modification time. False for any other source, for an
-/// existing target unless `overwrite`, and for a copy onto itself. On Linux the target appears or changes
-/// as a whole, and stays as it was when the copy fails.
+/// Copies a regular file with its permissions and its modification time, the latter two where the target's
+/// file system keeps them. False for any other source, for an existing target unless `overwrite`, and for a
+/// copy onto itself. On Linux the target appears or changes as a whole, and stays as it was when the copy
+/// fails.
 bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
-
-/// Makes a link that leads where `from` does.
-bool copyLink(const std::wstring& from, const std::wstring& to, bool overwrite);
 
 }  // namespace os

@@ -67,6 +67,26 @@ TEST_F(UnchangedFolderTest, refusals) {
     EXPECT_FALSE(Filesystem::getLastModifiedTime(file("a"), nullptr));
 }
 
+// The system reads a path up to its first zero byte: it would take each of these for something else.
+TEST_F(UnchangedFolderTest, namesWithAZeroByteAreRefused) {
+    const std::string a("a\0b", 3);
+    const std::string d("d\0b", 3);
+    const std::string fresh("new\0b", 5);
+    EXPECT_FALSE(file(a).exists() || directory(d).exists() || Directory(path).hasFile(a));
+    EXPECT_FALSE(Filesystem::remove(file(a)) || Filesystem::remove(directory(d)));
+    EXPECT_FALSE(copied(file(a), file("b")) || copied(file("b"), file(a)) || copied(file("b"), file(fresh)));
+    EXPECT_FALSE(Filesystem::copy(directory(d), directory("new"), true));
+    EXPECT_FALSE(Filesystem::copy(directory("d"), directory(fresh), true));
+    EXPECT_FALSE(Filesystem::rename(file("a"), fresh) || Filesystem::rename(directory(d), "new"));
+    EXPECT_FALSE(Filesystem::create(directory(fresh)));
+    EXPECT_TRUE(Filesystem::create(file(fresh)));  // refused
+    EXPECT_TRUE(directory(d).directories().empty() && Filesystem::glob(directory(d), "*", true).empty());
+    EXPECT_FALSE(Filesystem::changeCurrentDirectory(directory(d)));
+    std::int64_t time = 0;
+    EXPECT_FALSE(Filesystem::getLastModifiedTime(file(a), &time));
+    EXPECT_FALSE(Filesystem::createTempFile(a).exists());
+}
+
 TEST_F(UnchangedFolderTest, createMakesWhatIsMissingAbove) {
     for (int i = 0; i < 2; ++i) EXPECT_TRUE(Filesystem::create(directory("x/\xC3\xA9/z")));
     EXPECT_TRUE(Filesystem::create(file("x/y/file")) && directory("x/\xC3\xA9/z").exists());

@@ -133,9 +133,21 @@ TEST(Tree, endsAtLinks) {
         EXPECT_TRUE(Filesystem::copy(tree, target, overwrite));
         EXPECT_EQ(contentOf(target.toUniversalPath()), expected);
     }
+    // Links in the target are replaced or refused, never written through.
     const Directory astray(folder.addDirectory("astray"));
-    std::filesystem::create_symlink(outside.path(), astray.toUniversalPath() + "sub");
+    const std::string link = astray.toUniversalPath() + "sub";
+    std::filesystem::create_symlink(outside.path(), link);
     EXPECT_FALSE(Filesystem::copy(tree, astray, true));
+    writeFile(outside.path() + "a", "outside");
+    for (const std::string& name : {outside.path(), outside.path() + "a", std::string("nowhere")}) {
+        const Directory flat(folder.addDirectory("flat"));
+        std::filesystem::create_symlink(name, folder.path() + "flat/a");
+        EXPECT_FALSE(Filesystem::copy(tree.directory("sub"), flat, false));
+        EXPECT_TRUE(Filesystem::copy(tree.directory("sub"), flat, true));
+        EXPECT_EQ(contentOf(flat.toUniversalPath())["a"], "content");
+        EXPECT_TRUE(Filesystem::remove(flat));
+    }
+    EXPECT_EQ(support::readFile(outside.path() + "a"), "outside");
     EXPECT_TRUE(Filesystem::remove(astray));
     EXPECT_TRUE(Filesystem::remove(tree.directory("sub/up")) && tree.hasFile("sub/a"));
     EXPECT_TRUE(Filesystem::remove(tree) && Filesystem::remove(target));

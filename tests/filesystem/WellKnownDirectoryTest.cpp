@@ -28,6 +28,11 @@ TEST(WellKnownDirectory, isTheCurrentOne) {
               support::textOf(std::filesystem::current_path()) + "/");
 }
 
+TEST(WellKnownDirectory, isNoneForAnotherNumber) {
+    for (const int number : {-1, 6, 1000})
+        EXPECT_EQ(wellKnown(static_cast<Directory::WellKnownDirectory>(number)), "") << number;
+}
+
 TEST(WellKnownDirectory, isTheUsersOwn) {
     const char* const variable = kWindows ? "USERPROFILE" : "HOME";
     const std::string home = kWindows ? "C:\\users\\qv\\..\\x" : "/srv/qv/../x";

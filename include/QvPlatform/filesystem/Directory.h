@@ -26,7 +26,7 @@ public:
     static const char SEPARATOR_UNIVERSAL;
 
     /// Directories that the platform knows.
-    enum WellKnownDirectory {
+    enum WellKnownDirectory : int {
         kCurrentDirectory = 0,     ///< empty on Linux when it was deleted
         kSystemDrive = 1,          ///< such as "C:/"; "/" on Linux
         kUserProfile = 2,          ///< `$HOME` or the account's home on Linux

@@ -15,20 +15,24 @@
 ///
 /// Traps: hidden and system files (a leading dot on Linux) are neither found, copied nor removed, but
 /// hidden directories are entered. A link is what it points to for the operations on files, and a leaf
-/// for those on trees: they never pass through one, and `remove` takes the link away, not what it points
-/// to. Any thread may call these functions; calls for the same paths race as on the disk.
+/// for those on trees: they never pass through one, also not through one that appears meanwhile, and
+/// `remove` takes the link away, not what it points to. A path that holds a zero byte names nothing. Trees
+/// may have any depth. Any thread may call these functions; calls for the same paths race as on the disk,
+/// and a thread is not cancelled within one that touches files.
 namespace QvPlatform::Filesystem {
 
 QV_API bool changeCurrentDirectory(const Directory& dir);
 
-/// Copies a regular file, permissions and modification time included. An existing target is replaced
-/// only with `overwrite`; a file is never copied onto itself. On failure the target is as it was.
+/// Copies a regular file, with permissions and modification time if the target's file system keeps them. An
+/// existing target is replaced only with `overwrite`; a file is never copied onto itself. On failure the
+/// target is as it was.
 QV_API bool copy(const File& src, const File& dst, bool overwrite);
 /// Under its own name into an existing directory.
 QV_API bool copy(const File& src, const Directory& dst, bool overwrite);
 /// Copies what `src` holds into `dst`, which is made when missing, with all subdirectories; stops at the
-/// first failure. A link that leads to no file is copied as a link. False, and nothing done, when `dst`
-/// is `src` or lies inside it.
+/// first failure. A link that leads to no file is copied as a link. Links inside `dst` are never written
+/// through: with `overwrite` a file or link replaces one, and a directory fails where one is. False, and
+/// nothing done, when `dst` is `src` or lies inside it.
 QV_API bool copy(const Directory& src, const Directory& dst, bool overwrite);
 
 /// Makes the directory and those above it that are missing. True also when it is there already.
@@ -62,8 +66,9 @@ QV_API bool getLastModifiedTime(const File& file, std::int64_t* time);
 QV_API std::string createUniqueName(const std::string& prefix);
 
 /// Makes an empty file in the temporary directory, with a name that nobody can guess, made of the
-/// program's name and the prefix; on Linux for its owner alone. The result does not tell whether that
-/// succeeded; ask `exists`. The caller removes the file.
+/// program's name and the prefix; on Linux for its owner alone. If the system's random source fails, the
+/// name is made of the time instead. The result does not tell whether the file was made; ask `exists`. The
+/// caller removes the file.
 QV_API File createTempFile(const std::string& prefix);
 /// The same, and the file removed: a name that was free a moment ago.
 QV_API File createTempFileName(const std::string& prefix);

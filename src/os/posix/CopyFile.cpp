@@ -1,7 +1,8 @@
 #include "os/CopyFile.h"
 
-#include "os/FileOperations.h"
 #include "os/FileSystem.h"
+#include "os/RandomText.h"
+#include "os/posix/CopyAt.h"
 #include "os/posix/Gate.h"
 
 #include <fcntl.h>
@@ -10,16 +11,17 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace os {
 namespace {
 
 using posix::Descriptor;
+using posix::Place;
 
 constexpr int kBufferSize = 1 << 16;
 
@@ -51,80 +53,106 @@ bool copyContent(int source, int target, off_t size) {
     return copyByReading(source, target);
 }
 
-// A file beside the target, under a name of its own until it is whole; removed if it never gets there.
+// An entry beside the target, under a hidden name of its own until it is whole; removed if it never gets
+// there.
 class Draft {
 public:
-    explicit Draft(const std::string& target)
-        : path_(target.substr(0, target.rfind('/') + 1) + ".qv-XXXXXX"),
-          file_(mkostemp(path_.data(), O_CLOEXEC)),
-          exists_(file_) {}
+    explicit Draft(const Place& target) : target_(target) {}
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
     ~Draft() {
-        if (exists_) unlink(path_.c_str());
+        if (!draft_.name.empty()) unlinkat(draft_.directory, draft_.name.c_str(), 0);
     }
 
-    bool fill(int source, const struct stat& status) {
-        const timespec times[] = {status.st_atim, status.st_mtim};
-        return exists_ && copyContent(source, file_.get(), status.st_size) &&
-               fchmod(file_.get(), status.st_mode & 0777U) == 0 && futimens(file_.get(), times) == 0 &&
-               file_.close();
+    // Calls `makeAt` with a directory and names in it until one is free.
+    template <typename Make>
+    bool make(Make makeAt) {
+        constexpr int kTries = 100;
+        const std::string folder = target_.name.substr(0, target_.name.rfind('/') + 1);
+        for (int i = 0; i < kTries; ++i) {
+            std::string name = folder + ".qv-" + randomText(6);
+            if (makeAt(target_.directory, name.c_str())) {
+                draft_.name = std::move(name);
+                return true;
+            }
+            if (errno != EEXIST) return false;
+        }
+        return false;
     }
 
-    bool publish(const std::string& target, bool overwrite) {
-        const bool done = overwrite ? rename(path_.c_str(), target.c_str()) == 0
-                                    : moveWithoutReplacing(widen(path_), widen(target));
-        exists_ = !done;
+    bool publish(bool overwrite) {
+        const bool done = overwrite ? renameat(draft_.directory, draft_.name.c_str(), target_.directory,
+                                               target_.name.c_str()) == 0
+                                    : posix::moveWithoutReplacing(draft_, target_);
+        if (done) draft_.name.clear();
         return done;
     }
 
 private:
-    std::string path_;
-    Descriptor file_;
-    bool exists_;
+    const Place& target_;
+    Place draft_{target_.directory, {}};
 };
 
-// Where a copy goes that is asked for at this path: a link to a file is followed.
-std::string targetOf(const std::wstring& path) {
-    const auto resolved = isLink(path) ? canonicalPath(path) : std::nullopt;
-    return narrow(resolved.value_or(path));
+// What counts is the content: some file systems keep neither permissions nor times.
+bool fill(Descriptor& draft, int source, const struct stat& status) {
+    const timespec times[] = {status.st_atim, status.st_mtim};
+    if (!copyContent(source, draft.get(), status.st_size)) return false;
+    [[maybe_unused]] const int modeIgnored = fchmod(draft.get(), status.st_mode & 0777U);
+    [[maybe_unused]] const int timesIgnored = futimens(draft.get(), times);
+    return draft.close();
 }
 
-bool mayReplace(const std::string& target, const struct stat& source, bool overwrite) {
+bool mayReplace(const Place& target, const struct stat& source, bool overwrite) {
+    const char* const name = target.name.c_str();
     struct stat status {};
-    if (lstat(target.c_str(), &status) != 0) return errno == ENOENT;
+    if (fstatat(target.directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
     const bool isSource = status.st_dev == source.st_dev && status.st_ino == source.st_ino;
     if (!overwrite || isSource || S_ISDIR(status.st_mode)) return false;
-    return S_ISLNK(status.st_mode) || (S_ISREG(status.st_mode) && access(target.c_str(), W_OK) == 0);
+    return S_ISLNK(status.st_mode) ||
+           (S_ISREG(status.st_mode) && faccessat(target.directory, name, W_OK, AT_EACCESS) == 0);
 }
 
-std::optional<std::string> linkText(const std::string& path) {
+std::optional<std::string> linkText(const Place& link) {
     std::vector<char> buffer(PATH_MAX);
-    const ssize_t length = readlink(path.c_str(), buffer.data(), buffer.size());
+    const ssize_t length = readlinkat(link.directory, link.name.c_str(), buffer.data(), buffer.size());
     if (length < 0) return std::nullopt;
     return std::string(buffer.data(), static_cast<std::size_t>(length));
 }
 
 }  // namespace
 
-bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) {
+bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool overwrite) {
     // Without waiting: a pipe that nobody writes to would block.
-    const Descriptor source(open(narrow(from).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followsLink ? 0 : O_NOFOLLOW);
+    const Descriptor source(openat(from.directory, from.name.c_str(), flags));
     struct stat status {};
     if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    const std::string target = targetOf(to);
-    if (!mayReplace(target, status, overwrite)) return false;
-    Draft draft(target);
-    return draft.fill(source.get(), status) && draft.publish(target, overwrite);
+    if (to.name.empty() || !mayReplace(to, status, overwrite)) return false;
+    Descriptor file(-1);
+    Draft draft(to);
+    const auto create = [&](int directory, const char* name) {
+        file = Descriptor(openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        return bool(file);
+    };
+    return draft.make(create) && fill(file, source.get(), status) && draft.publish(overwrite);
 }
 
-bool copyLink(const std::wstring& from, const std::wstring& to, bool overwrite) {
-    const std::string target = posix::withoutFinalSlash(to);
-    const auto text = linkText(posix::withoutFinalSlash(from));
+bool posix::copyLink(const Place& from, const Place& to, bool overwrite) {
+    const auto text = linkText(from);
+    const auto link = [&](int directory, const char* name) {
+        return symlinkat(text->c_str(), directory, name) == 0;
+    };
     if (!text) return false;
-    if (symlink(text->c_str(), target.c_str()) == 0) return true;
-    return errno == EEXIST && overwrite && unlink(target.c_str()) == 0 &&
-           symlink(text->c_str(), target.c_str()) == 0;
+    if (!overwrite) return link(to.directory, to.name.c_str());
+    Draft draft(to);
+    return draft.make(link) && draft.publish(true);
+}
+
+// A link at the target's path is followed.
+bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) {
+    const auto resolved = isLink(to) ? canonicalPath(to) : std::nullopt;
+    return posix::copyFile({AT_FDCWD, posix::systemPath(from)}, true,
+                           {AT_FDCWD, posix::systemPath(resolved.value_or(to))}, overwrite);
 }
 
 }  // namespace os

@@ -1,5 +1,7 @@
 #include "os/FileOperations.h"
 
+#include "os/Cancellation.h"
+#include "os/posix/CopyAt.h"
 #include "os/posix/Gate.h"
 
 #include <fcntl.h>
@@ -11,16 +13,18 @@
 
 namespace os {
 
-bool setCurrentDirectory(const std::wstring& path) { return chdir(narrow(path).c_str()) == 0; }
+bool setCurrentDirectory(const std::wstring& path) { return chdir(posix::systemPath(path).c_str()) == 0; }
 
-bool createDirectory(const std::wstring& path) { return mkdir(narrow(path).c_str(), 0777) == 0; }
+bool createDirectory(const std::wstring& path) { return mkdir(posix::systemPath(path).c_str(), 0777) == 0; }
 
 bool createFile(const std::wstring& path, Audience audience) {
+    const CancellationShield shield;
     const mode_t mode = audience == Audience::Owner ? 0600 : 0666;
-    return bool(posix::Descriptor(open(narrow(path).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)));
+    const std::string name = posix::systemPath(path);
+    return bool(posix::Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)));
 }
 
-bool removeFile(const std::wstring& path) { return unlink(narrow(path).c_str()) == 0; }
+bool removeFile(const std::wstring& path) { return unlink(posix::systemPath(path).c_str()) == 0; }
 
 bool removeDirectory(const std::wstring& path) {
     const std::string name = posix::withoutFinalSlash(path);
@@ -28,17 +32,23 @@ bool removeDirectory(const std::wstring& path) {
 }
 
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to) {
-    const std::string source = posix::withoutFinalSlash(from);
-    const std::string target = posix::withoutFinalSlash(to);
+    return posix::moveWithoutReplacing({AT_FDCWD, posix::withoutFinalSlash(from)},
+                                       {AT_FDCWD, posix::withoutFinalSlash(to)});
+}
+
+bool posix::moveWithoutReplacing(const Place& from, const Place& to) {
+    const char* const source = from.name.c_str();
+    const char* const target = to.name.c_str();
     struct stat status {};
-    if (lstat(source.c_str(), &status) != 0) return false;
-    if (source == target) return true;
-    if (renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (fstatat(from.directory, source, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (from.directory == to.directory && from.name == to.name) return true;
+    if (renameat2(from.directory, source, to.directory, target, RENAME_NOREPLACE) == 0) return true;
     if (errno != EINVAL && errno != ENOSYS) return false;
     // A file system that cannot refuse to replace. A second name for a file is refused when it is taken.
-    if (!S_ISDIR(status.st_mode) && link(source.c_str(), target.c_str()) == 0)
-        return unlink(source.c_str()) == 0;
-    return lstat(target.c_str(), &status) != 0 && rename(source.c_str(), target.c_str()) == 0;
+    if (!S_ISDIR(status.st_mode) && linkat(from.directory, source, to.directory, target, 0) == 0)
+        return unlinkat(from.directory, source, 0) == 0;
+    return fstatat(to.directory, target, &status, AT_SYMLINK_NOFOLLOW) != 0 &&
+           renameat(from.directory, source, to.directory, target) == 0;
 }
 
 }  // namespace os

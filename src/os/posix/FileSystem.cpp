@@ -1,7 +1,8 @@
 #include "os/FileSystem.h"
 
-#include "os/Utf.h"
+#include "os/Cancellation.h"
 #include "os/posix/Gate.h"
+#include "os/posix/VisitDirectory.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -48,18 +49,16 @@ DirectoryEntry describe(DIR* directory, const dirent& entry) {
 
 EntryStatus entryStatus(const std::wstring& path) {
     struct stat status {};
-    if (stat(narrow(path).c_str(), &status) != 0) return {};
+    if (stat(posix::systemPath(path).c_str(), &status) != 0) return {};
     return {kindOf(status.st_mode), FileIdentity{status.st_dev, status.st_ino}};
 }
 
 bool isReadableFile(const std::wstring& path) {
+    const CancellationShield shield;
     // Without waiting: a pipe that nobody writes to would block.
-    const int descriptor = open(narrow(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) return false;
+    const posix::Descriptor file(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
-    const bool isRegular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    close(descriptor);
-    return isRegular;
+    return file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool isLink(const std::wstring& path) {
@@ -68,29 +67,39 @@ bool isLink(const std::wstring& path) {
 }
 
 std::optional<std::wstring> canonicalPath(const std::wstring& path) {
-    const std::unique_ptr<char, posix::Free> real(realpath(narrow(path).c_str(), nullptr));
+    const std::unique_ptr<char, posix::Free> real(realpath(posix::systemPath(path).c_str(), nullptr));
     if (!real) return std::nullopt;
     return widen(real.get());
 }
 
 std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     struct stat status {};
-    if (stat(narrow(path).c_str(), &status) != 0) return std::nullopt;
+    if (stat(posix::systemPath(path).c_str(), &status) != 0) return std::nullopt;
     return status.st_mtime;
 }
 
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
                     std::string* error) {
-    const std::unique_ptr<DIR, CloseDirectory> stream(opendir(narrow(directory).c_str()));
-    errno = stream ? 0 : errno;
-    while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+    const CancellationShield shield;
+    const std::string name = posix::systemPath(directory);
+    if (posix::visitDirectory(posix::Descriptor(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+                              visit))
+        return true;
+    if (error) *error = posix::errorText(errno);
+    return false;
+}
+
+bool posix::visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit) {
+    const std::unique_ptr<DIR, CloseDirectory> stream(directory ? fdopendir(directory.get()) : nullptr);
+    if (!stream) return false;
+    directory.release();
+    errno = 0;
+    while (const dirent* entry = readdir(stream.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") visit(describe(stream.get(), *entry));
         errno = 0;
     }
-    if (errno == 0) return true;
-    if (error) *error = posix::errorText(errno);
-    return false;
+    return errno == 0;
 }
 
 }  // namespace os

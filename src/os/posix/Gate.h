@@ -1,5 +1,6 @@
 #pragma once
 
+#include "os/Cancellation.h"
 #include "os/Utf.h"
 
 #include <unistd.h>
@@ -18,9 +19,17 @@ inline std::string errorText(int code) {
     return text ? text : "Unknown error " + std::to_string(code);
 }
 
-/// A path's bytes, naming a link itself instead of what it leads to.
-inline std::string withoutFinalSlash(const std::wstring& path) {
+/// A path's bytes for a system call. "", which names nothing, if the path holds a zero byte: the system would
+/// read only what precedes it and work on another file.
+inline std::string systemPath(const std::wstring& path) {
     std::string bytes = narrow(path);
+    if (bytes.find('\0') != std::string::npos) bytes.clear();
+    return bytes;
+}
+
+/// The same, naming a link itself instead of what it leads to.
+inline std::string withoutFinalSlash(const std::wstring& path) {
+    std::string bytes = systemPath(path);
     while (bytes.size() > 1 && bytes.back() == '/') bytes.pop_back();
     return bytes;
 }
@@ -36,7 +45,12 @@ public:
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
     ~Descriptor() {
+        const CancellationShield shield;  // which would end the process inside a destructor
         if (number_ >= 0) ::close(number_);
     }
 

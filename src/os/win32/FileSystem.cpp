@@ -30,19 +30,19 @@ DirectoryEntry describe(const WIN32_FIND_DATAW& found, std::string_view name) {
 }  // namespace
 
 EntryStatus entryStatus(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(win32::systemPath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) return {};
     const bool isDirectory = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     return {isDirectory ? EntryKind::Directory : EntryKind::RegularFile, std::nullopt};
 }
 
 bool isReadableFile(const std::wstring& path) {
-    return bool(win32::Handle(
-        CreateFileW(path.c_str(), GENERIC_READ, kAnySharing, nullptr, OPEN_EXISTING, 0, nullptr)));
+    return bool(win32::Handle(CreateFileW(win32::systemPath(path).c_str(), GENERIC_READ, kAnySharing, nullptr,
+                                          OPEN_EXISTING, 0, nullptr)));
 }
 
 bool isLink(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(win32::systemPath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) return false;
     WIN32_FIND_DATAW found{};
     const Search search(FindFirstFileW(win32::withoutFinalSlash(path).c_str(), &found));
@@ -50,8 +50,8 @@ bool isLink(const std::wstring& path) {
 }
 
 std::optional<std::wstring> canonicalPath(const std::wstring& path) {
-    const win32::Handle file(CreateFileW(path.c_str(), 0, kAnySharing, nullptr, OPEN_EXISTING,
-                                         FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const win32::Handle file(CreateFileW(win32::systemPath(path).c_str(), 0, kAnySharing, nullptr,
+                                         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     if (!file) return std::nullopt;
     std::wstring text = win32::universal(win32::filled([&](wchar_t* buffer, DWORD size) {
         return GetFinalPathNameByHandleW(file.get(), buffer, size, FILE_NAME_NORMALIZED);
@@ -66,7 +66,8 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     constexpr std::int64_t kTicksPerSecond = 10'000'000;
     constexpr std::int64_t kSecondsTo1970 = 11'644'473'600;
     WIN32_FILE_ATTRIBUTE_DATA data{};
-    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return std::nullopt;
+    if (!GetFileAttributesExW(win32::systemPath(path).c_str(), GetFileExInfoStandard, &data))
+        return std::nullopt;
     const std::uint64_t ticks =
         std::uint64_t{data.ftLastWriteTime.dwHighDateTime} << 32U | data.ftLastWriteTime.dwLowDateTime;
     return static_cast<std::int64_t>(ticks / kTicksPerSecond) - kSecondsTo1970;
@@ -75,7 +76,7 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
                     std::string* error) {
     WIN32_FIND_DATAW found{};
-    const Search search(FindFirstFileW((directory + L"*").c_str(), &found));
+    const Search search(FindFirstFileW(win32::systemPath(directory + L"*").c_str(), &found));
     DWORD code = search.get() == INVALID_HANDLE_VALUE ? GetLastError() : ERROR_SUCCESS;
     while (code == ERROR_SUCCESS) {
         const std::string name = narrow(found.cFileName);

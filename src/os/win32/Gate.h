@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 /// What the files of this folder share: error texts, path forms, growing buffers.
 namespace os::win32 {
@@ -35,6 +36,7 @@ class Handle {
 public:
     /// Both of the values that the system uses for none.
     explicit Handle(HANDLE handle) noexcept : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
+    Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
     ~Handle() {
@@ -48,10 +50,19 @@ private:
     HANDLE handle_;
 };
 
-/// Naming a link itself instead of what it leads to.
-inline std::wstring withoutFinalSlash(std::wstring path) {
-    if (!path.empty() && path.back() == L'/') path.pop_back();
-    return path;
+/// A path for a system call. "", which names nothing, if the path holds a zero: the system would read only
+/// what precedes it and work on another file.
+inline std::wstring systemPath(const std::wstring& path) {
+    return path.find(L'\0') == std::wstring::npos ? path : std::wstring();
+}
+
+/// The same, naming a link itself instead of what it leads to. A drive's root keeps its slash: without it the
+/// text would mean the drive's current directory.
+inline std::wstring withoutFinalSlash(const std::wstring& path) {
+    std::wstring text = systemPath(path);
+    const bool isRoot = text.ends_with(L":/");
+    if (text.ends_with(L'/') && !isRoot) text.pop_back();
+    return text;
 }
 
 /// Runs a call that fills a buffer and returns the length, or the size that it needs when the buffer is

@@ -1,0 +1,146 @@
+#include "os/posix/SegmentMapping.h"
+
+#include "os/ProcessLock.h"
+
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <mutex>
+#include <new>
+#include <utility>
+
+namespace os::posix {
+namespace {
+
+inline constexpr ProcessLock kSegments{LockRank::Segments};
+constexpr auto kRelaxed = std::memory_order_relaxed;
+
+}  // namespace
+
+View::View(int file, std::size_t size) noexcept : size_(size) {
+    const int kind = file < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+    void* const begin = mmap(nullptr, size, PROT_READ | PROT_WRITE, kind, file, 0);
+    if (begin != MAP_FAILED) begin_ = static_cast<char*>(begin);
+}
+
+View::View(View&& other) noexcept : size_(other.size_), begin_(std::exchange(other.begin_, nullptr)) {}
+
+View& View::operator=(View&& other) noexcept {
+    std::swap(size_, other.size_);
+    std::swap(begin_, other.begin_);
+    return *this;
+}
+
+View::~View() {
+    if (begin_) munmap(begin_, size_);
+}
+
+// The mappings of this process, guarded by `kSegments`. Never destroyed: static objects close segments late.
+struct SegmentMapping::Table {
+    static SegmentMapping* find(const SegmentFile& file) noexcept {
+        SegmentMapping* mapping = first;
+        while (mapping && !file.isSameAs(mapping->file_)) mapping = mapping->next_;
+        return mapping;
+    }
+
+    static void remove(SegmentMapping& mapping) noexcept {
+        SegmentMapping** place = &first;
+        while (*place != &mapping) place = &(*place)->next_;
+        *place = mapping.next_;
+    }
+
+    // No thread of a forked process has a mutex yet, though the forking one has the same name there.
+    static void forgetOwners() noexcept {
+        for (SegmentMapping* mapping = first; mapping; mapping = mapping->next_) {
+            mapping->owner_.store({}, kRelaxed);
+            mapping->depth_.store(0, kRelaxed);
+        }
+    }
+
+    static SegmentMapping* first;
+    static const int forkHandler;
+};
+
+constinit SegmentMapping* SegmentMapping::Table::first = nullptr;
+
+const int SegmentMapping::Table::forkHandler = pthread_atfork(nullptr, nullptr, forgetOwners);
+
+SegmentMapping::Pointer SegmentMapping::of(const SegmentFile& file) noexcept {
+    const std::lock_guard guard(kSegments);
+    SegmentMapping* mapping = Table::find(file);
+    if (!mapping) {
+        View view(file.descriptor(), file.size());
+        mapping = view ? new (std::nothrow) SegmentMapping : nullptr;
+        if (!mapping) return nullptr;
+        mapping->view_ = std::move(view);
+        mapping->file_ = file.status();
+        mapping->next_ = std::exchange(Table::first, mapping);
+    }
+    ++mapping->users_;
+    return Pointer(mapping);
+}
+
+void SegmentMapping::Release::operator()(SegmentMapping* mapping) const noexcept {
+    std::unique_ptr<SegmentMapping> unused;  // unmapped when the lock is free again
+    const std::lock_guard guard(kSegments);
+    if (--mapping->users_ != 0 || mapping->isNeeded()) return;
+    Table::remove(*mapping);
+    unused.reset(mapping);
+}
+
+bool SegmentMapping::makeMutex() noexcept {
+    pthread_mutexattr_t attributes;
+    if (pthread_mutexattr_init(&attributes) != 0) return false;
+    const bool isMade = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
+                        pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST) == 0 &&
+                        pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED) == 0 &&
+                        pthread_mutex_init(new (view_.begin()) pthread_mutex_t, &attributes) == 0;
+    pthread_mutexattr_destroy(&attributes);
+    return isMade;
+}
+
+pthread_mutex_t* SegmentMapping::mutex() const noexcept {
+    return std::launder(reinterpret_cast<pthread_mutex_t*>(view_.begin()));
+}
+
+bool SegmentMapping::isOwner() const noexcept { return owner_.load(kRelaxed) == pthread_self(); }
+
+// A thread that died may still be noted as the owner, so the mutex is asked. The calling thread gets it also
+// when it has it already.
+bool SegmentMapping::isNeeded() noexcept {
+    if (depth_.load(kRelaxed) == 0) return false;
+    const int result = pthread_mutex_trylock(mutex());
+    if (result != 0 && result != EOWNERDEAD) return true;
+    if (result == EOWNERDEAD) pthread_mutex_consistent(mutex());
+    pthread_mutex_unlock(mutex());
+    return result == 0 && isOwner();
+}
+
+void SegmentMapping::lock(SegmentLocks& locks) noexcept {
+    const int result = pthread_mutex_lock(mutex());
+    if (result == EOWNERDEAD) pthread_mutex_consistent(mutex());
+    if (result != 0 && result != EOWNERDEAD) return;
+    if (result == EOWNERDEAD || !isOwner()) {
+        owner_.store(pthread_self(), kRelaxed);
+        depth_.store(0, kRelaxed);
+        ++acquisition_;
+    }
+    depth_.store(depth_.load(kRelaxed) + 1, kRelaxed);
+    if (locks.acquisition != acquisition_) locks = {acquisition_, 0};
+    ++locks.count;
+}
+
+void SegmentMapping::unlock(SegmentLocks& locks) noexcept {
+    if (!isOwner()) return;
+    if (locks.acquisition == acquisition_ && locks.count != 0) --locks.count;
+    const unsigned int depth = depth_.load(kRelaxed) - 1;
+    depth_.store(depth, kRelaxed);
+    if (depth == 0) owner_.store({}, kRelaxed);
+    pthread_mutex_unlock(mutex());
+}
+
+void SegmentMapping::unlockAll(SegmentLocks& locks) noexcept {
+    while (isOwner() && locks.acquisition == acquisition_ && locks.count != 0) unlock(locks);
+}
+
+}  // namespace os::posix

@@ -115,10 +115,10 @@ bool allocate(int file, std::size_t size) {
 SegmentFile::SegmentFile(const std::string& name)
     : path_(std::string(kFolder) + "qv-" + std::to_string(geteuid()) + "-" + encoded(name) + ".segment") {}
 
-bool SegmentFile::openFile() noexcept {
+bool SegmentFile::openFile(int flags) noexcept {
     const std::lock_guard guard(kSegments);
     generation_ = generation;
-    file_.emplace(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    file_.emplace(open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
     if (*file_) addEntry(entry_, file_->get());
     return static_cast<bool>(*file_);
 }
@@ -143,7 +143,7 @@ bool SegmentFile::lockGate() noexcept {
 
 // Who closes last removes the file, so one that was waited for may be gone.
 bool SegmentFile::enter() noexcept {
-    while (openFile() && lockGate()) {
+    while (openFile(O_CREAT) && lockGate()) {
         isNew_ = status_.st_size == 0;
         const bool isNamed = status_.st_nlink != 0;
         const bool isLeftOver = isNamed && !isNew_ && lockRange(file_->get(), F_WRLCK);
@@ -169,19 +169,19 @@ void SegmentFile::leave() noexcept {
     removeEntry(entry_);
 }
 
-// The locks are given up in words: a forked process may have the same open file.
+// The gate is entered through another open file, because a forked process may have the same one for the hold.
+// It would keep a lock of the gate if this process were killed now, and it would keep the hold if that were
+// not given up in words.
 void SegmentFile::release() noexcept {
     if (!file_) return;
-    if (*file_ && generation_ == generation) {
-        if (entry_.descriptor < 0) {
-            const std::lock_guard guard(kSegments);
-            addEntry(entry_, file_->get());
-        }
-        const bool isLast =
-            lockFile(file_->get(), LOCK_EX) == 0 && lockRange(file_->get(), F_WRLCK) && look();
-        if (isLast && status_.st_nlink != 0) unlink(path_.c_str());
+    if (generation_ == generation) {
+        bool isInside = entry_.descriptor >= 0 && look();
         lockRange(file_->get(), F_UNLCK);
-        lockFile(file_->get(), LOCK_UN);
+        if (!isInside) {
+            closeFile();
+            isInside = openFile(0) && lockGate();
+        }
+        if (isInside && status_.st_nlink != 0 && lockRange(file_->get(), F_WRLCK)) unlink(path_.c_str());
     }
     closeFile();
 }

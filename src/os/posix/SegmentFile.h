@@ -53,7 +53,7 @@ public:
     const struct stat& status() const noexcept { return status_; }
 
 private:
-    bool openFile() noexcept;
+    bool openFile(int flags) noexcept;
     void closeFile() noexcept;
     bool lockGate() noexcept;
     bool look() noexcept;

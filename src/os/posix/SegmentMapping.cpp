@@ -49,11 +49,15 @@ struct SegmentMapping::Table {
         *place = mapping.next_;
     }
 
-    // No thread of a forked process has a mutex yet, though the forking one has the same name there.
-    static void forgetOwners() noexcept {
+    // No thread of a forked process has a mutex yet, though the forking one has the same name there. And a
+    // mapping keeps the gate of its file locked like an open file, so what is mapped inside a gate goes.
+    static void startForkedProcess() noexcept {
         for (SegmentMapping* mapping = first; mapping; mapping = mapping->next_) {
             mapping->owner_.store({}, kRelaxed);
             mapping->depth_.store(0, kRelaxed);
+            if (!mapping->isInsideGate_) continue;
+            remove(*mapping);
+            mapping->view_ = View();
         }
     }
 
@@ -63,7 +67,7 @@ struct SegmentMapping::Table {
 
 constinit SegmentMapping* SegmentMapping::Table::first = nullptr;
 
-const int SegmentMapping::Table::forkHandler = pthread_atfork(nullptr, nullptr, forgetOwners);
+const int SegmentMapping::Table::forkHandler = pthread_atfork(nullptr, nullptr, startForkedProcess);
 
 SegmentMapping::Pointer SegmentMapping::of(const SegmentFile& file) noexcept {
     const std::lock_guard guard(kSegments);
@@ -76,7 +80,7 @@ SegmentMapping::Pointer SegmentMapping::of(const SegmentFile& file) noexcept {
         mapping->file_ = file.status();
         mapping->next_ = std::exchange(Table::first, mapping);
     }
-    ++mapping->users_;
+    mapping->isInsideGate_ = mapping->users_++ == 0;
     return Pointer(mapping);
 }
 
@@ -86,6 +90,11 @@ void SegmentMapping::Release::operator()(SegmentMapping* mapping) const noexcept
     if (--mapping->users_ != 0 || mapping->isNeeded()) return;
     Table::remove(*mapping);
     unused.reset(mapping);
+}
+
+void SegmentMapping::leaveGate() noexcept {
+    const std::lock_guard guard(kSegments);
+    isInsideGate_ = false;
 }
 
 bool SegmentMapping::makeMutex() noexcept {

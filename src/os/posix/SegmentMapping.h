@@ -49,6 +49,8 @@ public:
     /// Inside the file's gate. Null when there is no room to map it.
     static Pointer of(const SegmentFile& file) noexcept;
 
+    /// After the gate was opened.
+    void leaveGate() noexcept;
     /// For a new segment, inside the gate. Re-entrant, and it notices its owner's death in any process.
     bool makeMutex() noexcept;
     char* data() const noexcept { return view_.begin() + kMutexPage; }
@@ -70,6 +72,7 @@ private:
     View view_;
     struct stat file_ {};
     int users_ = 0;
+    bool isInsideGate_ = false;
     SegmentMapping* next_ = nullptr;
     // Guarded by the mutex. A thread that is not the owner only compares the first with itself.
     std::atomic<pthread_t> owner_{};

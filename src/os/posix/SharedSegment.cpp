@@ -55,6 +55,7 @@ SegmentFailure SharedSegment::Record::open(std::size_t size) noexcept {
     const SegmentFailure failure = take(size);
     if (failure == SegmentFailure::None) {
         file.leave();
+        mapping->leaveGate();
     } else {
         mapping.reset();
         file.release();

@@ -4,16 +4,13 @@
 
 #include <sys/mman.h>
 
-#include <cerrno>
 #include <mutex>
-#include <new>
 #include <utility>
 
 namespace os::posix {
 namespace {
 
 inline constexpr ProcessLock kSegments{LockRank::Segments};
-constexpr auto kRelaxed = std::memory_order_relaxed;
 
 }  // namespace
 
@@ -53,8 +50,7 @@ struct SegmentMapping::Table {
     // mapping keeps the gate of its file locked like an open file, so what is mapped inside a gate goes.
     static void startForkedProcess() noexcept {
         for (SegmentMapping* mapping = first; mapping; mapping = mapping->next_) {
-            mapping->owner_.store({}, kRelaxed);
-            mapping->depth_.store(0, kRelaxed);
+            mapping->owner_.store(nullptr, kRelaxed);
             if (!mapping->isInsideGate_) continue;
             remove(*mapping);
             mapping->view_ = View();
@@ -108,44 +104,15 @@ bool SegmentMapping::makeMutex() noexcept {
     return isMade;
 }
 
-pthread_mutex_t* SegmentMapping::mutex() const noexcept {
-    return std::launder(reinterpret_cast<pthread_mutex_t*>(view_.begin()));
-}
-
-bool SegmentMapping::isOwner() const noexcept { return owner_.load(kRelaxed) == pthread_self(); }
-
 // A thread that died may still be noted as the owner, so the mutex is asked. The calling thread gets it also
 // when it has it already.
 bool SegmentMapping::isNeeded() noexcept {
-    if (depth_.load(kRelaxed) == 0) return false;
+    if (!owner_.load(kRelaxed)) return false;
     const int result = pthread_mutex_trylock(mutex());
     if (result != 0 && result != EOWNERDEAD) return true;
     if (result == EOWNERDEAD) pthread_mutex_consistent(mutex());
     pthread_mutex_unlock(mutex());
     return result == 0 && isOwner();
-}
-
-void SegmentMapping::lock(SegmentLocks& locks) noexcept {
-    const int result = pthread_mutex_lock(mutex());
-    if (result == EOWNERDEAD) pthread_mutex_consistent(mutex());
-    if (result != 0 && result != EOWNERDEAD) return;
-    if (result == EOWNERDEAD || !isOwner()) {
-        owner_.store(pthread_self(), kRelaxed);
-        depth_.store(0, kRelaxed);
-        ++acquisition_;
-    }
-    depth_.store(depth_.load(kRelaxed) + 1, kRelaxed);
-    if (locks.acquisition != acquisition_) locks = {acquisition_, 0};
-    ++locks.count;
-}
-
-void SegmentMapping::unlock(SegmentLocks& locks) noexcept {
-    if (!isOwner()) return;
-    if (locks.acquisition == acquisition_ && locks.count != 0) --locks.count;
-    const unsigned int depth = depth_.load(kRelaxed) - 1;
-    depth_.store(depth, kRelaxed);
-    if (depth == 0) owner_.store({}, kRelaxed);
-    pthread_mutex_unlock(mutex());
 }
 
 void SegmentMapping::unlockAll(SegmentLocks& locks) noexcept {

@@ -5,8 +5,10 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <memory>
+#include <new>
 
 namespace os::posix {
 
@@ -65,8 +67,12 @@ public:
 private:
     struct Table;
 
-    pthread_mutex_t* mutex() const noexcept;
-    bool isOwner() const noexcept;
+    static constexpr auto kRelaxed = std::memory_order_relaxed;
+
+    pthread_mutex_t* mutex() const noexcept {
+        return std::launder(reinterpret_cast<pthread_mutex_t*>(view_.begin()));
+    }
+    bool isOwner() const noexcept { return owner_.load(kRelaxed) == __builtin_thread_pointer(); }
     bool isNeeded() noexcept;
 
     View view_;
@@ -75,9 +81,36 @@ private:
     bool isInsideGate_ = false;
     SegmentMapping* next_ = nullptr;
     // Guarded by the mutex. A thread that is not the owner only compares the first with itself.
-    std::atomic<pthread_t> owner_{};
-    std::atomic<unsigned int> depth_ = 0;
+    std::atomic<void*> owner_ = nullptr;
+    unsigned int reentries_ = 0;
     std::uint64_t acquisition_ = 0;
 };
+
+inline void SegmentMapping::lock(SegmentLocks& locks) noexcept {
+    const int result = pthread_mutex_lock(mutex());
+    if (result == EOWNERDEAD) pthread_mutex_consistent(mutex());
+    if (result != 0 && result != EOWNERDEAD) return;
+    if (result == EOWNERDEAD || !isOwner()) {
+        owner_.store(__builtin_thread_pointer(), kRelaxed);
+        reentries_ = 0;
+        locks = {++acquisition_, 1};
+        return;
+    }
+    ++reentries_;
+    if (locks.acquisition != acquisition_) locks = {acquisition_, 0};
+    ++locks.count;
+}
+
+// The last unlocking leaves the count of the object, which counts for this acquisition only.
+inline void SegmentMapping::unlock(SegmentLocks& locks) noexcept {
+    if (!isOwner()) return;
+    if (reentries_ == 0) {
+        owner_.store(nullptr, kRelaxed);
+    } else {
+        --reentries_;
+        if (locks.acquisition == acquisition_ && locks.count != 0) --locks.count;
+    }
+    pthread_mutex_unlock(mutex());
+}
 
 }  // namespace os::posix

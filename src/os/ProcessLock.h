@@ -12,6 +12,7 @@ enum class LockRank : std::size_t {
     Children,
     ProcessTexts,
     HostName,
+    Segments,
     LogFileName,
     LogSink,
     RefusedLibraries,

@@ -18,16 +18,17 @@ public:
     SharedSegment& operator=(const SharedSegment&) = delete;
     ~SharedSegment();
 
-    /// Opens the segment or makes it, in whole pages; the empty name shares only the mutex. Closed before
-    /// and, on failure, after.
+    /// Opens the segment or makes it, in whole pages; the empty name shares only the mutex. It is closed
+    /// before. After a failure or an exception, which is of memory, it is closed and left nothing behind.
     SegmentFailure open(const std::string& name, std::size_t size);
-    void close();
+    /// On POSIX systems it gives up what the calling thread locked through this object.
+    void close() noexcept;
 
     /// Null when it is closed.
     void* data() const noexcept;
     /// Also from an owner that died.
-    void lock();
-    void unlock();
+    void lock() noexcept;
+    void unlock() noexcept;
 
 private:
     struct Record;

@@ -3,7 +3,11 @@
 #include <QvPlatform/diagnostics/Log.h>
 
 #include "diagnostics/LogQuietly.h"
+#include "os/Cancellation.h"
 #include "os/SharedSegment.h"
+
+#include <new>
+#include <utility>
 
 namespace QvPlatform {
 namespace {
@@ -32,6 +36,21 @@ bool refuse(const char* message) {
 }  // namespace
 
 struct SharedMemoryBase::Record {
+    // A thread that is cancelled has either opened the segment and recorded it, or done nothing.
+    os::SegmentFailure open(const std::string& newKey, std::size_t newSize) {
+        const os::CancellationShield shield;
+        try {
+            std::string copy = newKey;
+            const os::SegmentFailure failure = segment.open(copy, newSize);
+            if (failure != os::SegmentFailure::None) return failure;
+            key = std::move(copy);
+            size = newSize;
+            return failure;
+        } catch (const std::bad_alloc&) {
+            return os::SegmentFailure::Memory;
+        }
+    }
+
     std::string key;
     std::uint64_t size = 0;
     os::SharedSegment segment;
@@ -43,10 +62,8 @@ SharedMemoryBase::~SharedMemoryBase() { close(); }
 
 bool SharedMemoryBase::open(const std::string& key, std::size_t size) {
     if (isOpen()) return refuse("SharedMemory::open: called while already open");
-    const os::SegmentFailure failure = record_->segment.open(key, size);
+    const os::SegmentFailure failure = record_->open(key, size);
     if (failure != os::SegmentFailure::None) return refuse(messageFor(failure));
-    record_->key = key;
-    record_->size = size;
     Qv::detail::logQuietly([&] {
         Qv::LogDebug("SharedMemory::open - Opened shared memory segment '%s' of size '%zu'\n", key.c_str(),
                      size);
@@ -55,6 +72,7 @@ bool SharedMemoryBase::open(const std::string& key, std::size_t size) {
 }
 
 void SharedMemoryBase::close() {
+    const os::CancellationShield shield;
     record_->segment.close();
     record_->size = 0;
     record_->key.clear();

@@ -6,7 +6,7 @@
 //   exit CODE | signal NUMBER | sleep MILLISECONDS
 //   wait FILE                      makes FILE.here, waits for FILE, makes FILE.done
 //   log FILE BASE LINES            the same, but logs numbered lines first
-//   churn KEY COUNTER              opens, locks, fills and closes KEY until killed; counts in COUNTER
+//   churn KEY COUNTER [forks]      opens, locks, fills and closes KEY until killed; counts in COUNTER
 //   meet KEY MEETING PROCESSES     opens and closes KEY 100 times along with other processes
 
 #include <QvPlatform/diagnostics/Log.h>
@@ -24,6 +24,8 @@
 
 #ifndef _WIN32
 #include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 namespace {
@@ -60,17 +62,40 @@ void log(const std::string& baseName, int lines) {
     for (int line = 0; line < lines; ++line) Qv::LogInfo("0/%d\n", line);
 }
 
-// A count of 0 tells of a failure, or that nobody is there any more to kill it.
-void churn(const std::string& key, const std::string& counterKey) {
-    support::SharedSegment<support::SharedWord> counter;
-    support::SharedSegment<support::SharedBlock> block;
-    if (!counter.open(counterKey)) return;
-    for (; *counter < 1'000'000 && block.open(key, 60'000); ++*counter) {
+// Of another process's segment; it may die with the lock.
+bool isUsableInFork(support::SharedSegment<support::SharedBlock>& block) {
+#ifndef _WIN32
+    const pid_t copy = fork();
+    if (copy == 0) {
         block.lock();
+        std::fill_n(block->begin(), block.size(), 'f');
+        if (getpid() % 2 == 0) block.close();
+        _exit(0);
+    }
+    int status = -1;
+    return waitpid(copy, &status, 0) == copy && status == 0;
+#else
+    return block.isOpen();
+#endif
+}
+
+// A count of 0 tells of a failure, or that nobody is there any more to kill it.
+void churn(const std::string& key, const std::string& counterKey, bool forks) {
+    Qv::LogSetLevel(Qv::kLogLevelError);
+    support::SharedSegment<support::SharedWord> counter;
+    support::SharedSegment<support::SharedBlock> block, twin, failing;
+    if (!counter.open(counterKey)) return;
+    for (; *counter < 1'000'000; ++*counter) {
+        if (!support::kWindows && failing.open(key, std::size_t{1} << 44U)) break;
+        if (!block.open(key, 60'000) || !twin.open(key, 60'000) || failing.open(key, 100'000)) break;
+        if (forks && *counter % 8 == 4 && !isUsableInFork(block)) break;
+        for (auto* locked : {&block, &twin, &block}) locked->lock();
         std::fill_n(block->begin(), block.size(), 'x');
-        if (*counter % 8 == 0) std::this_thread::sleep_for(std::chrono::microseconds(1));
-        block.unlock();
+        if (support::kWindows) block.unlock(), block.unlock();  // a closed segment stays locked there
         block.close();
+        if (*counter % 8 == 0) std::this_thread::sleep_for(std::chrono::microseconds(1));
+        twin.unlock();
+        twin.close();
     }
     *counter = 0;
 }
@@ -101,7 +126,7 @@ int run(const std::vector<std::string>& words) {
     const std::string& command = words.at(1);
     const std::string& what = words.at(2);
     Qv::LogSetLevel(Qv::kLogLevelInfo);
-    if (command == "churn") churn(what, words.at(3));
+    if (command == "churn") churn(what, words.at(3), words.size() > 4);
     if (command == "meet") return meet(what, words.at(3), std::stoul(words.at(4)));
     if (command == "exit") return std::stoi(what);
     if (command == "bias") return QvSim::Process::getLocalTimeUTCBias() == std::stol(what) ? 0 : 1;

@@ -40,21 +40,21 @@ SharedSegment::SharedSegment() = default;
 SharedSegment::~SharedSegment() = default;
 
 SegmentFailure SharedSegment::open(const std::string& name, std::size_t size) {
-    record_ = std::make_unique<Record>();
-    const SegmentFailure failure = record_->open(name, size);
-    if (failure != SegmentFailure::None) close();
+    auto record = std::make_unique<Record>();
+    const SegmentFailure failure = record->open(name, size);
+    if (failure == SegmentFailure::None) record_ = std::move(record);
     return failure;
 }
 
-void SharedSegment::close() { record_.reset(); }
+void SharedSegment::close() noexcept { record_.reset(); }
 
 void* SharedSegment::data() const noexcept { return record_ ? record_->view.get() : nullptr; }
 
-void SharedSegment::lock() {
+void SharedSegment::lock() noexcept {
     if (record_) WaitForSingleObject(record_->mutex->get(), INFINITE);
 }
 
-void SharedSegment::unlock() {
+void SharedSegment::unlock() noexcept {
     if (record_) ReleaseMutex(record_->mutex->get());
 }
 

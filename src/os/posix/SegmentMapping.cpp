@@ -1,0 +1,122 @@
+#include "os/posix/SegmentMapping.h"
+
+#include "os/ProcessLock.h"
+
+#include <sys/mman.h>
+
+#include <mutex>
+#include <utility>
+
+namespace os::posix {
+namespace {
+
+inline constexpr ProcessLock kSegments{LockRank::Segments};
+
+}  // namespace
+
+View::View(int file, std::size_t size) noexcept : size_(size) {
+    const int kind = file < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+    void* const begin = mmap(nullptr, size, PROT_READ | PROT_WRITE, kind, file, 0);
+    if (begin != MAP_FAILED) begin_ = static_cast<char*>(begin);
+}
+
+View::View(View&& other) noexcept : size_(other.size_), begin_(std::exchange(other.begin_, nullptr)) {}
+
+View& View::operator=(View&& other) noexcept {
+    std::swap(size_, other.size_);
+    std::swap(begin_, other.begin_);
+    return *this;
+}
+
+View::~View() {
+    if (begin_) munmap(begin_, size_);
+}
+
+// The mappings of this process, guarded by `kSegments`. Never destroyed: static objects close segments late.
+struct SegmentMapping::Table {
+    static SegmentMapping* find(const SegmentFile& file) noexcept {
+        SegmentMapping* mapping = first;
+        while (mapping && !file.isSameAs(mapping->file_)) mapping = mapping->next_;
+        return mapping;
+    }
+
+    static void remove(SegmentMapping& mapping) noexcept {
+        SegmentMapping** place = &first;
+        while (*place != &mapping) place = &(*place)->next_;
+        *place = mapping.next_;
+    }
+
+    // No thread of a forked process has a mutex yet, though the forking one has the same name there. And a
+    // mapping keeps the gate of its file locked like an open file, so what is mapped inside a gate goes.
+    static void startForkedProcess() noexcept {
+        for (SegmentMapping* mapping = first; mapping; mapping = mapping->next_) {
+            mapping->owner_.store(nullptr, kRelaxed);
+            if (!mapping->isInsideGate_) continue;
+            remove(*mapping);
+            mapping->view_ = View();
+        }
+    }
+
+    static SegmentMapping* first;
+    static const int forkHandler;
+};
+
+constinit SegmentMapping* SegmentMapping::Table::first = nullptr;
+
+const int SegmentMapping::Table::forkHandler = pthread_atfork(nullptr, nullptr, startForkedProcess);
+
+SegmentMapping::Pointer SegmentMapping::of(const SegmentFile& file) noexcept {
+    const std::lock_guard guard(kSegments);
+    SegmentMapping* mapping = Table::find(file);
+    if (!mapping) {
+        View view(file.descriptor(), file.size());
+        mapping = view ? new (std::nothrow) SegmentMapping : nullptr;
+        if (!mapping) return nullptr;
+        mapping->view_ = std::move(view);
+        mapping->file_ = file.status();
+        mapping->next_ = std::exchange(Table::first, mapping);
+    }
+    mapping->isInsideGate_ = mapping->users_++ == 0;
+    return Pointer(mapping);
+}
+
+void SegmentMapping::Release::operator()(SegmentMapping* mapping) const noexcept {
+    std::unique_ptr<SegmentMapping> unused;  // unmapped when the lock is free again
+    const std::lock_guard guard(kSegments);
+    if (--mapping->users_ != 0 || mapping->isNeeded()) return;
+    Table::remove(*mapping);
+    unused.reset(mapping);
+}
+
+void SegmentMapping::leaveGate() noexcept {
+    const std::lock_guard guard(kSegments);
+    isInsideGate_ = false;
+}
+
+bool SegmentMapping::makeMutex() noexcept {
+    pthread_mutexattr_t attributes;
+    if (pthread_mutexattr_init(&attributes) != 0) return false;
+    const bool isMade = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
+                        pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST) == 0 &&
+                        pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED) == 0 &&
+                        pthread_mutex_init(new (view_.begin()) pthread_mutex_t, &attributes) == 0;
+    pthread_mutexattr_destroy(&attributes);
+    return isMade;
+}
+
+// A thread that died may still be noted as the owner, so the mutex is asked. The calling thread gets it also
+// when it has it already.
+bool SegmentMapping::isNeeded() noexcept {
+    if (!owner_.load(kRelaxed)) return false;
+    const int result = pthread_mutex_trylock(mutex());
+    if (result != 0 && result != EOWNERDEAD) return true;
+    if (result == EOWNERDEAD) pthread_mutex_consistent(mutex());
+    pthread_mutex_unlock(mutex());
+    return result == 0 && isOwner();
+}
+
+void SegmentMapping::unlockAll(SegmentLocks& locks) noexcept {
+    while (isOwner() && locks.acquisition == acquisition_ && locks.count != 0) unlock(locks);
+}
+
+}  // namespace os::posix

@@ -3,8 +3,11 @@
 #include <QvPlatform/core/StringConversions.h>
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "diagnostics/LogQuietly.h"
+
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <iostream>
 #include <numeric>
 #include <string_view>
@@ -47,6 +50,11 @@ Number numberIn(std::string_view text) {
 template <typename Number>
 bool isBad(Number number, const std::string& text) {
     return number == Number{} && text != "0";
+}
+
+// Before anything is eaten, since the option may be the text of an argument.
+void logMissing(const char* message, const char* option) {
+    detail::logQuietly([=] { LogDebug(message, option); });
 }
 
 }  // namespace
@@ -100,8 +108,10 @@ bool QvCommandLine::checkForList(const char* const* options, bool eat) {
         LogError("QvCommandLine::checkForList: You must pass in a valid char*[]\n");
         return false;
     }
+    std::vector<std::string> wanted;  // copies, since an option may be the text of an argument that is eaten
+    for (; *options; ++options) wanted.emplace_back(*options);
     bool found = false;
-    for (; *options; ++options) found = checkFor(*options, eat) || found;
+    for (const std::string& option : wanted) found = checkFor(option.c_str(), eat) || found;
     return found;
 }
 
@@ -111,15 +121,15 @@ int QvCommandLine::readNumbers(const char* option, Number* values, int n, bool e
     const int position = getPos(option);
     if (position < 0) return 0;
     n = std::max(n, 0);
-    const bool present = position < count_ - n;
+    const bool present = n < static_cast<std::int64_t>(count_) - position;
     bool good = present;
     for (int i = 0; present && i < n; ++i) {
         const std::string& text = args_[static_cast<std::size_t>(position) + static_cast<std::size_t>(i) + 1];
         values[i] = numberIn<Number>(text);
         good = good && !isBad(values[i], text);
     }
+    if (!good) logMissing(missingMessage, option);
     if (!present || eat) eatRange(position, good ? 1 + n : 1);
-    if (!good) LogDebug(missingMessage, option);
     return good ? n : 0;
 }
 
@@ -144,9 +154,10 @@ std::string QvCommandLine::getString(const char* option, bool eat) {
     const std::string value = present ? args_[static_cast<std::size_t>(position) + 1] : std::string();
     const bool isOption = !value.empty() && value.front() == '-';
     const bool good = present && !isOption;
+    if (!good) logMissing(kStringMissing, option);
+    if (isOption)
+        detail::logQuietly([] { LogDebug("String parameters aren't allowed to start with `-'.\n"); });
     if (!present || eat) eatRange(position, good ? 2 : 1);
-    if (!good) LogDebug(kStringMissing, option);
-    if (isOption) LogDebug("String parameters aren't allowed to start with `-'.\n");
     return good ? value : std::string();
 }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace {
 
@@ -27,14 +28,14 @@ void* aligned(std::size_t size, std::size_t alignment) {
     if (alignment == 0 || alignment > kLimit) return nullptr;
     const std::size_t added = alignment + sizeof(Offset);
     if (size > std::numeric_limits<std::size_t>::max() - added) return nullptr;
-    auto* const raw = static_cast<char*>(std::malloc(size + added));
+    std::unique_ptr<char, decltype(&std::free)> raw(static_cast<char*>(std::malloc(size + added)), std::free);
     if (!raw) return nullptr;
     if (alignment % sizeof(Offset) != 0)
         Qv::detail::logQuietly([] {
             Qv::LogDebug("MallocCreateAligned: Alignment must be a multiple of sizeof(unsigned int).\n");
         });
-    const auto offset = static_cast<Offset>(offsetOf(raw, alignment));
-    char* const block = raw + offset;
+    const auto offset = static_cast<Offset>(offsetOf(raw.get(), alignment));
+    char* const block = raw.release() + offset;
     std::memcpy(block - sizeof offset, &offset, sizeof offset);
     return block;
 }

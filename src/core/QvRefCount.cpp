@@ -9,8 +9,12 @@
 namespace Qv {
 namespace {
 
-// Far enough below zero that no reference still in flight brings it back.
-constexpr std::int32_t kDestroyed = -(1 << 30);
+// What is added to the count, first when the last reference goes and then while the observers are told. Both
+// lie so far below zero that no reference made during the destruction brings the count back to zero.
+constexpr std::int32_t kGoing = -(1 << 29);
+constexpr std::int32_t kTelling = -(1 << 30);
+
+std::int32_t referencesIn(std::int32_t count) noexcept { return count < kGoing / 2 ? count - kGoing : count; }
 
 void warnStillReferenced(std::int32_t count) noexcept {
     detail::logQuietly([=] {
@@ -41,24 +45,34 @@ QvRefCount::QvRefCount(const QvRefCount&) : QvRefCount() {}
 // The count belongs to the object, not to its value.
 QvRefCount& QvRefCount::operator=(const QvRefCount&) { return *this; }
 
+// Each observer leaves the list before it is told, so it may withdraw or delete itself or others. Nothing is
+// allocated.
 QvRefCount::~QvRefCount() {
-    const std::int32_t left = data_->count.exchange(kDestroyed);
-    for (Subscriber* subscriber : data_->subscribers) subscriber->onDestroyed(*this);
+    const std::int32_t left = referencesIn(data_->count.exchange(kTelling));
+    auto& untold = data_->subscribers;
+    std::reverse(untold.begin(), untold.end());
+    while (!untold.empty()) {
+        Subscriber* const next = untold.back();
+        untold.pop_back();
+        next->onDestroyed(*this);
+    }
     if (left > 0) warnStillReferenced(left);
 }
 
 void QvRefCount::ref() const noexcept { data_->count.fetch_add(1, std::memory_order_relaxed); }
 
 void QvRefCount::unref() const {
-    if (data_->count.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    if (data_->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    data_->count.store(kGoing, std::memory_order_relaxed);
+    delete this;
 }
 
-std::int32_t QvRefCount::refCount() const noexcept { return data_->count.load(); }
+std::int32_t QvRefCount::refCount() const noexcept { return referencesIn(data_->count.load()); }
 
 void QvRefCount::subscribe(Subscriber* subscriber) {
+    if (!subscriber || data_->count.load() < (kTelling + kGoing) / 2) return;
     auto& known = data_->subscribers;
-    if (subscriber && std::find(known.begin(), known.end(), subscriber) == known.end())
-        known.push_back(subscriber);
+    if (std::find(known.begin(), known.end(), subscriber) == known.end()) known.push_back(subscriber);
 }
 
 void QvRefCount::unsubscribe(Subscriber* subscriber) {

@@ -2,6 +2,8 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "diagnostics/LogQuietly.h"
+
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/string_generator.hpp>
@@ -10,7 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <stdexcept>
+#include <exception>
 #include <string_view>
 
 namespace QvSim {
@@ -29,17 +31,18 @@ bool parse(const std::string& text, char (&bytes)[16]) {
         const uuid value = boost::uuids::string_generator()(text.data(), text.data() + text.size());
         std::memcpy(bytes, value.data, sizeof bytes);
         return true;
-    } catch (const std::runtime_error&) {
+    } catch (const std::exception&) {  // of bad text only, even if there is no memory to say so
         return false;
     }
 }
 
-// Both are made when the library is loaded, so that no forked process finds them half made.
-const uuid names = boost::uuids::string_generator()("{E27A6542-B17C-4A04-83A6-882EEACA5A9B}");
+// Made when the library is loaded, so that no forked process finds it half made.
 constexpr char kZeros[16] = {};
 const QvUuid nullUuid(kZeros);
 
 uuid namedBy(const std::string& name) {
+    const uuid names = {{0xE2, 0x7A, 0x65, 0x42, 0xB1, 0x7C, 0x4A, 0x04,  //
+                         0x83, 0xA6, 0x88, 0x2E, 0xEA, 0xCA, 0x5A, 0x9B}};
     return boost::uuids::name_generator_sha1(names)(name.data(), name.size());
 }
 
@@ -66,8 +69,10 @@ QvUuid& QvUuid::operator=(const QvUuid& other) {
 }
 
 QvUuid::QvUuid(const std::string& text) : hasValue_(true) {
-    if (!parse(text, bytes_))
+    if (parse(text, bytes_)) return;
+    Qv::detail::logQuietly([&] {
         Qv::LogDebug("QvUuid: '%s' is not a valid UUID. Use QvUuid::createFromName()\n", text.c_str());
+    });
 }
 
 QvUuid::QvUuid(const char (&bytes)[16]) : hasValue_(true) { std::memcpy(bytes_, bytes, sizeof bytes_); }

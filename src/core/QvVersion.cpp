@@ -23,7 +23,8 @@ QvVersion::QvVersion(const std::string& text) : QvVersion(0, 0, 0, 0, std::strin
 
 QvVersion::QvVersion(int majorPart, int minorPart, int servicePackPart, int buildPart,
                      const std::string& labelText)
-    : major(majorPart), minor(minorPart), servicePack(servicePackPart), build(buildPart), label(labelText) {}
+    // Braces, since a C library header may define functions of these names as macros.
+    : major{majorPart}, minor{minorPart}, servicePack{servicePackPart}, build{buildPart}, label(labelText) {}
 
 QvVersion::QvVersion(const QvVersion& other)
     : QvVersion(other.major, other.minor, other.servicePack, other.build, other.label) {}

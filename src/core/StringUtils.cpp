@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <functional>
 #include <string_view>
 
 namespace QvSim::StringUtils {
@@ -50,6 +51,11 @@ std::size_t countTokens(std::string_view text, const ByteSet& delimiters) {
         isAfterDelimiter = isDelimiter;
     }
     return count;
+}
+
+bool isElementOf(const Qv::QvArray<std::string>& array, const std::string& text) {
+    const std::less<> before;
+    return !before(&text, array.data()) && before(&text, array.data() + array.size());
 }
 
 // Makes room at once, but at least doubles, so that many small appends stay cheap.
@@ -99,7 +105,9 @@ std::string format(const char* format, ...) {
 }
 
 std::size_t split(Qv::QvArray<std::string>& out, const std::string& input, const std::string& delimiters,
-                  bool /*ignored*/, bool alsoBlank) {
+                  bool ignored, bool alsoBlank) {
+    // Growth would move the text from under the tokens.
+    if (isElementOf(out, input)) return split(out, std::string(input), delimiters, ignored, alsoBlank);
     const ByteSet set((delimiters.empty() ? "\r\n" : delimiters) + (alsoBlank ? " " : ""));
     makeRoom(out, countTokens(input, set));
     forEachToken(input, set, [&](const char* start, const char* end) { out.emplace_back(start, end); });

@@ -3,11 +3,14 @@
 #include <charconv>
 #include <iterator>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace QvSim::StringUtils {
 namespace {
 
 using Runs = std::map<std::uint64_t, std::uint64_t>;
+using RunsAfter = std::unordered_map<std::string, Runs>;
 
 // More digits than that make no number that could ever be the smallest free one.
 constexpr std::size_t kMaxDigits = 19;
@@ -27,27 +30,55 @@ void forEachNumberAtEnd(std::string_view name, Use use) {
     }
 }
 
-// Neither is called for a number that it would not change.
-void insert(Runs& runs, std::uint64_t number) {
+// A number to put into the runs after a beginning, or to take out. The run made beforehand supplies the
+// memory, so that nothing fails once a collection begins to change.
+struct Change {
+    RunsAfter::value_type* numbers;
+    std::uint64_t number;
+    Runs spare;
+};
+
+std::vector<Change> changesBy(std::string_view name, RunsAfter& numbersAfter) {
+    std::vector<Change> changes;
+    forEachNumberAtEnd(name, [&](std::string beginning, std::uint64_t number) {
+        auto& numbers = *numbersAfter.try_emplace(std::move(beginning)).first;
+        changes.push_back({&numbers, number, {{number, number}}});
+    });
+    return changes;
+}
+
+// The runs lack the number.
+void insert(Change& change) noexcept {
+    Runs& runs = change.numbers->second;
+    const std::uint64_t number = change.number;
     const auto next = runs.upper_bound(number);
     const bool joinsNext = next != runs.end() && next->first == number + 1;
     const std::uint64_t last = joinsNext ? next->second : number;
     const bool joinsPrevious = next != runs.begin() && std::prev(next)->second == number - 1;
-    if (joinsPrevious)
+    if (joinsPrevious) {
         std::prev(next)->second = last;
-    else
-        runs.emplace(number, last);
+    } else {
+        change.spare[number] = last;
+        runs.merge(change.spare);
+    }
     if (joinsNext) runs.erase(next);
 }
 
-void erase(Runs& runs, std::uint64_t number) {
+// The runs contain the number.
+void erase(Change& change) noexcept {
+    Runs& runs = change.numbers->second;
+    const std::uint64_t number = change.number;
     const auto run = std::prev(runs.upper_bound(number));
     const std::uint64_t last = run->second;
     if (run->first == number)
         runs.erase(run);
     else
         run->second = number - 1;
-    if (number < last) runs.emplace(number + 1, last);
+    if (number == last) return;
+    auto rest = change.spare.extract(number);
+    rest.key() = number + 1;
+    rest.mapped() = last;
+    runs.insert(std::move(rest));
 }
 
 std::uint64_t smallestFree(const Runs& runs) {
@@ -64,20 +95,20 @@ std::string UniqueNamesCollection::freeNameFor(const std::string& name) const {
 
 std::string UniqueNamesCollection::acquire(const std::string& name) {
     std::string acquired = freeNameFor(name);
-    taken_.insert(acquired);
-    forEachNumberAtEnd(acquired, [&](const std::string& beginning, std::uint64_t number) {
-        insert(numbersAfter_[beginning], number);
-    });
+    std::vector<Change> changes = changesBy(acquired, numbersAfter_);
+    taken_.insert(acquired);  // the last step that can fail
+    for (Change& change : changes) insert(change);
     return acquired;
 }
 
 bool UniqueNamesCollection::release(const std::string& name) {
-    if (taken_.erase(name) == 0) return false;
-    forEachNumberAtEnd(name, [&](const std::string& beginning, std::uint64_t number) {
-        const auto numbers = numbersAfter_.find(beginning);
-        erase(numbers->second, number);
-        if (numbers->second.empty()) numbersAfter_.erase(numbers);
-    });
+    if (!contains(name)) return false;
+    std::vector<Change> changes = changesBy(name, numbersAfter_);
+    taken_.erase(name);
+    for (Change& change : changes) {
+        erase(change);
+        if (change.numbers->second.empty()) numbersAfter_.erase(numbersAfter_.find(change.numbers->first));
+    }
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include <QvPlatform/core/QvCommandLine.h>
+#include <QvPlatform/core/QvUuid.h>
 
 #include "support/LogCapture.h"
 
@@ -157,6 +158,36 @@ TEST(QvCommandLine, eatsEachValidPositionOnce) {
     EXPECT_EQ(line.arguments(), (Texts{"p", "b"}));
     line.eatArg(positions, -2);
     EXPECT_EQ(line.arguments(), (Texts{"p", "b"}));
+}
+
+TEST(QvCommandLine, looksForItsOwnArguments) {
+    const support::LogCapture log;
+    const std::string option(100, '-');
+    const std::string complaint = "parameter that should follow " + option + " is missing!";
+    auto line = lineOf({"p", option, option, "-a", "-b", "-c"});
+    const auto own = [&] { return line.arguments()[1].c_str(); };
+    EXPECT_EQ(line.getInt(own(), true), 0);
+    EXPECT_EQ(line.getString(own(), true), "");
+    const auto messages = log.takeTexts();
+    ASSERT_EQ(messages.size(), 3U);
+    EXPECT_NE(messages[0].find(complaint), std::string::npos) << messages[0];
+    EXPECT_NE(messages[1].find(complaint), std::string::npos) << messages[1];
+    const char* const options[] = {line.arguments()[1].c_str(), line.arguments()[2].c_str(), nullptr};
+    EXPECT_TRUE(line.checkForList(options, true));
+    EXPECT_EQ(line.arguments(), (Texts{"p", "-c"}));
+}
+
+// The same of `QvUuid`, which reports bad text as the command line does.
+TEST(QvCommandLine, reportsBadValuesWithoutThrowing) {
+    const support::LogCapture log;
+    Qv::LogSetHandler(
+        [](Qv::eLogLevel, const char* const, Qv::LogArgs) { throw std::runtime_error("handler"); });
+    auto line = lineOf({"p", "-n", "x", "-o", "-f"});
+    EXPECT_EQ(line.getInt("-n", true), 0);
+    EXPECT_EQ(line.getQvReal("x", false), 0.0);
+    EXPECT_EQ(line.getString("-o", true), "");
+    EXPECT_EQ(line.arguments(), (Texts{"p", "x", "-f"}));
+    EXPECT_TRUE(QvSim::QvUuid("no UUID").isNull());
 }
 
 TEST(QvCommandLine, copiesEveryKindOfArgument) {

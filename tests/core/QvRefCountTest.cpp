@@ -5,8 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
+#include <new>
+#include <set>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -43,6 +48,20 @@ struct Witness : QvRefCount::Subscriber {
     }
     const QvRefCount* watched = nullptr;
     int told = 0;
+};
+
+// Withdraws itself and another one when it is told, and goes.
+struct Leaver : Witness {
+    ~Leaver() override { object->unsubscribe(this); }
+    void onDestroyed(const QvRefCount& goes) override {
+        Witness::onDestroyed(goes);
+        object->subscribe(newcomer);
+        if (other) object->unsubscribe(other);
+        delete this;
+    }
+    QvRefCount* object = nullptr;
+    Witness* other = nullptr;
+    Witness* newcomer = nullptr;
 };
 
 void throwAtOnce(Qv::eLogLevel, const char* const, Qv::LogArgs) { throw std::runtime_error("handler"); }
@@ -124,6 +143,91 @@ TEST(QvRefCount, tellsEachSubscriberOnceThatItGoes) {
     }
     EXPECT_EQ(stays.told, 1);
     EXPECT_EQ(leaves.told, 0);
+}
+
+TEST(QvRefCount, tellsEachSubscriberOnceAlthoughOthersLeave) {
+    Witness witnesses[4];
+    Witness& withdrawn = witnesses[2];
+    Witness& newcomer = witnesses[3];
+    {
+        QvRefCount object;
+        const auto subscribeLeaver = [&](Witness* other) {
+            auto* const leaver = new Leaver;
+            leaver->watched = leaver->object = &object;
+            leaver->other = other;
+            leaver->newcomer = &newcomer;
+            object.subscribe(leaver);
+        };
+        for (Witness& witness : witnesses) witness.watched = &object;
+        object.subscribe(&witnesses[0]);
+        subscribeLeaver(&witnesses[0]);
+        subscribeLeaver(&withdrawn);
+        object.subscribe(&witnesses[1]);
+        object.subscribe(&withdrawn);
+        subscribeLeaver(nullptr);
+    }
+    EXPECT_EQ(witnesses[0].told, 1);
+    EXPECT_EQ(witnesses[1].told, 1);
+    EXPECT_EQ(withdrawn.told, 0);
+    EXPECT_EQ(newcomer.told, 0);
+}
+
+// Refers to itself once more while it goes.
+class Clinging : public QvRefCount {
+public:
+    Clinging(int& destroyed, QvSmartPtr<Clinging>* last) : destroyed_(destroyed), last_(last) {}
+    ~Clinging() override {
+        ++destroyed_;
+        QvSmartPtr<Clinging> self(this);
+        EXPECT_EQ(refCount(), 1);
+        EXPECT_FALSE(QvWeakPtr<Clinging>(self).lock());
+        if (last_) self.swap(*last_);
+    }
+
+private:
+    int& destroyed_;
+    QvSmartPtr<Clinging>* last_;
+};
+
+TEST(QvRefCount, isDestroyedOnceAlthoughItsDestructorRefersToIt) {
+    const LogCapture capture;
+    int destroyed = 0;
+    QvSmartPtr<Clinging>(new Clinging(destroyed, nullptr)).reset();
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_TRUE(LogCapture::take().empty());
+
+    alignas(QvSmartPtr<Clinging>) unsigned char leaked[sizeof(QvSmartPtr<Clinging>)];
+    QvSmartPtr<Clinging>(new Clinging(destroyed, new (leaked) QvSmartPtr<Clinging>)).reset();
+    EXPECT_EQ(destroyed, 2);
+    EXPECT_EQ(LogCapture::take().size(), 2U) << "a reference remains";
+}
+
+template <template <typename> class Pointer, template <typename> class Source = Pointer>
+constexpr bool convertsLikeStandardPointers() {
+    return std::is_convertible_v<Source<Sphere>, Pointer<Body>> &&
+           std::is_convertible_v<Source<Body>, Pointer<const Body>> &&
+           std::is_assignable_v<Pointer<Body>&, Source<Sphere>> &&
+           !std::is_constructible_v<Pointer<Sphere>, Source<Body>> &&
+           !std::is_constructible_v<Pointer<Body>, Source<const Body>> &&
+           !std::is_assignable_v<Pointer<Sphere>&, Source<Body>> &&
+           !std::is_constructible_v<Pointer<Body>, Source<Clinging>>;
+}
+static_assert(convertsLikeStandardPointers<QvSmartPtr>());
+static_assert(convertsLikeStandardPointers<QvWeakPtr>());
+static_assert(convertsLikeStandardPointers<QvWeakPtr, QvSmartPtr>());
+
+TEST(QvSmartPtr, comparesAndConvertsLikeAStandardPointer) {
+    std::atomic<int> destroyed{0};
+    QvSmartPtr<Sphere> sphere(new Sphere(destroyed));
+    EXPECT_TRUE(sphere != nullptr && nullptr != sphere && !(sphere == nullptr) && !(nullptr == sphere));
+    EXPECT_EQ(std::hash<QvSmartPtr<Sphere>>()(sphere), std::hash<Sphere*>()(sphere.get()));
+    EXPECT_EQ((std::set<QvSmartPtr<Sphere>>{sphere, sphere, nullptr}.size()), 2U);
+    const QvWeakPtr<Sphere> watch(sphere);
+    const QvWeakPtr<const Body> watchedBody = watch;
+    EXPECT_TRUE(watchedBody.lock() == sphere);
+    const QvSmartPtr<Body> body = std::move(sphere);
+    EXPECT_TRUE(sphere == nullptr);
+    EXPECT_EQ(body->refCount(), 1);
 }
 
 TEST(QvWeakPtr, locksOnlyWhatSomebodyOwns) {

@@ -46,6 +46,14 @@ TEST(StringUtils, splitAppendsWhatIsBetweenDelimiters) {
     }
 }
 
+TEST(StringUtils, splitsAnElementOfItsResult) {
+    const std::string longText(100, 'x');
+    Texts out{longText + "," + longText};
+    out.shrink_to_fit();
+    split(out, out[0], ",", false, false);
+    EXPECT_EQ(out, (Texts{longText + "," + longText, longText, longText}));
+}
+
 TEST(StringUtils, matchesWildcards) {
     const struct {
         const char* pattern;

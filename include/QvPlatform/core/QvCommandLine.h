@@ -18,8 +18,8 @@ namespace Qv {
 /// An option is an argument that equals the text asked for; its value is the next argument. `eat` removes
 /// both from the copy. A value that is missing or bad is reported at DEBUG level and reads as 0 or "".
 /// Traps: a missing value removes the option even without `eat`; a zero must be written "0", for reals
-/// too; a number may begin with "-" but a string may not. A null option is found nowhere. Not
-/// thread-safe.
+/// too; a number may begin with "-" but a string may not. A null option is found nowhere. Exceptions that
+/// a DEBUG message causes are dropped. An option may be the text of one of the arguments. Not thread-safe.
 class QV_API QvCommandLine {
 public:
     /// Copies `argc` arguments, the program's name included; a null one reads as "".
@@ -46,7 +46,8 @@ public:
     /// The integer after the option, as far as its text is one ("5abc" is 5); a bad value, or one beyond
     /// the range of `int`, stays when the option is eaten.
     int getInt(const char* option, bool eat);
-    /// The same for a decimal number with a point, whatever the locale.
+    /// The same for a decimal number with a point, whatever the locale. A number that is too large for a
+    /// `double`, or so small that it would be 0, is a bad value too.
     double getQvReal(const char* option, bool eat);
     /// Reads the `n` numbers after the option into `values`, which all are written when so many arguments
     /// follow. Returns `n`, or 0 when the option is absent or a value missing or bad.

@@ -18,6 +18,9 @@ namespace Qv {
 /// A new object has count 0 and is deleted when the count comes back to 0, so it lives on the heap
 /// unless nobody ever refers to it. A copy is a new object: it starts with a count and subscribers of
 /// its own. Counting may be done from any thread.
+///
+/// Traps: a smart pointer to `this` that a constructor makes and drops deletes the object. In the destructor
+/// it does no harm if the object was deleted by its count, and not by `delete` or the end of a scope.
 class QV_API QvRefCount {
 public:
     /// Is told when an object that it subscribed to is about to go. Not owned by the object.
@@ -27,8 +30,9 @@ public:
         Subscriber(const Subscriber&);
         Subscriber& operator=(const Subscriber&);
         virtual ~Subscriber();
-        /// Called once, at the start of the object's destruction, on the destroying thread. Only the
-        /// base part of `object` is still whole. Must not throw.
+        /// Called once by the destructor of `QvRefCount`, on the destroying thread, in the order of
+        /// subscription. Only that base of `object` still exists. May unsubscribe or delete this observer
+        /// and others, which then are not called. Must not throw.
         virtual void onDestroyed(const QvRefCount& object) = 0;
     };
 
@@ -50,13 +54,13 @@ public:
 
     /// Adds a reference.
     void ref() const noexcept;
-    /// Takes a reference away and deletes the object when none is left.
+    /// Takes a reference away and deletes the object when that was the last one.
     void unref() const;
     /// The number of references at this moment.
     std::int32_t refCount() const noexcept;
 
-    /// Registers an observer of the object's end; a null pointer or a second registration does nothing.
-    /// Subscribing is not synchronized: one thread at a time.
+    /// Registers an observer of the object's end. Does nothing for a null pointer, for one that is
+    /// registered, and while the observers are called. Not synchronized: one thread at a time.
     void subscribe(Subscriber* subscriber);
     /// Withdraws an observer; an unknown one is ignored.
     void unsubscribe(Subscriber* subscriber);

@@ -3,6 +3,8 @@
 #include <QvPlatform/core/QvRefCount.h>
 
 #include <cstddef>
+#include <functional>
+#include <type_traits>
 #include <utility>
 
 namespace Qv {
@@ -23,8 +25,11 @@ public:
     }
     QvSmartPtr(const QvSmartPtr& other) noexcept : QvSmartPtr(other.object_) {}
     QvSmartPtr(QvSmartPtr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-    template <typename U>
-    QvSmartPtr(const QvSmartPtr<U>& other) noexcept : QvSmartPtr(static_cast<T*>(other.get())) {}
+    /// Only from pointers that convert to this one by themselves: to a base or to const.
+    template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    QvSmartPtr(const QvSmartPtr<U>& other) noexcept : QvSmartPtr(other.object_) {}
+    template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    QvSmartPtr(QvSmartPtr<U>&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
     ~QvSmartPtr() {
         if (object_) object_->unref();
     }
@@ -45,6 +50,8 @@ public:
 
 private:
     template <typename U>
+    friend class QvSmartPtr;
+    template <typename U>
     friend class QvWeakPtr;
     struct Adopt {};
     QvSmartPtr(Adopt, T* referenced) noexcept : object_(referenced) {}
@@ -58,21 +65,45 @@ bool operator==(const QvSmartPtr<T>& a, const QvSmartPtr<U>& b) noexcept {
 }
 template <typename T, typename U>
 bool operator!=(const QvSmartPtr<T>& a, const QvSmartPtr<U>& b) noexcept {
-    return a.get() != b.get();
+    return !(a == b);
+}
+template <typename T>
+bool operator==(const QvSmartPtr<T>& a, std::nullptr_t) noexcept {
+    return !a;
+}
+template <typename T>
+bool operator==(std::nullptr_t, const QvSmartPtr<T>& a) noexcept {
+    return !a;
+}
+template <typename T>
+bool operator!=(const QvSmartPtr<T>& a, std::nullptr_t) noexcept {
+    return static_cast<bool>(a);
+}
+template <typename T>
+bool operator!=(std::nullptr_t, const QvSmartPtr<T>& a) noexcept {
+    return static_cast<bool>(a);
+}
+/// Orders by address.
+template <typename T, typename U>
+bool operator<(const QvSmartPtr<T>& a, const QvSmartPtr<U>& b) noexcept {
+    return std::less<std::common_type_t<T*, U*>>()(a.get(), b.get());
 }
 
 /// Observer of an object derived from `QvRefCount` that does not keep it alive; follows `std::weak_ptr`.
 ///
 /// An object that nobody has referred to yet cannot be locked, and one whose count has reached zero is
-/// never revived. Made from a smart pointer, on the thread that holds it.
+/// never revived. Made from a smart pointer, on the thread that holds it, or from another weak pointer.
 template <typename T>
 class QvWeakPtr {
 public:
     QvWeakPtr() noexcept = default;
-    template <typename U>
+    template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     QvWeakPtr(const QvSmartPtr<U>& owner) noexcept : object_(owner.get()) {
-        if (object_) data_ = object_->refCountData();
+        if (owner) data_ = owner->refCountData();
     }
+    // The object must exist while a pointer to it becomes one to its virtual base.
+    template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    QvWeakPtr(const QvWeakPtr<U>& other) noexcept : QvWeakPtr(other.lock()) {}
 
     /// An owning pointer, or an empty one when the object is gone. Any thread.
     QvSmartPtr<T> lock() const noexcept {
@@ -90,4 +121,14 @@ private:
     std::shared_ptr<QvRefCount::RefCountData> data_;
 };
 
+template <typename T>
+QvWeakPtr(const QvSmartPtr<T>&) -> QvWeakPtr<T>;
+
 }  // namespace Qv
+
+template <typename T>
+struct std::hash<Qv::QvSmartPtr<T>> {
+    std::size_t operator()(const Qv::QvSmartPtr<T>& pointer) const noexcept {
+        return std::hash<T*>()(pointer.get());
+    }
+};

@@ -23,7 +23,7 @@ public:
     QvUuid(const QvUuid& other);
     QvUuid& operator=(const QvUuid& other);
     /// Reads 32 hexadecimal digits of either case, with all four dashes or none, in braces or not. Any other
-    /// text gives the null UUID and a DEBUG message.
+    /// text gives the null UUID and a DEBUG message, whose exceptions are dropped.
     explicit QvUuid(const std::string& text);
     explicit QvUuid(const char (&bytes)[16]);
 

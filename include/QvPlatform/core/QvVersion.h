@@ -5,10 +5,6 @@
 #include <cstdint>
 #include <string>
 
-// Some C library headers define these two names as macros.
-#undef major
-#undef minor
-
 /// The product version as numbers for the preprocessor.
 #define QV_VERSION_MAJOR 2020
 #define QV_VERSION_MINOR 3

@@ -7,7 +7,7 @@
 
 /// The one conversion pair between narrow text, which is UTF-8 at every interface, and wide text, which
 /// is the path types' storage: UTF-16 on Windows, UTF-32 on Linux. Both functions may be called from any
-/// thread and never fail.
+/// thread and accept any text.
 namespace QvPlatform::StringConversions {
 
 /// UTF-8 to wide. A byte that does not decode becomes U+DC80 plus its low seven bits on Linux, so that

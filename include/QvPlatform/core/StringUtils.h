@@ -23,7 +23,7 @@ QV_API std::string format(const char* format, ...) QV_PRINTF_FORMAT(1, 2);
 
 /// Appends to `out` the non-empty pieces of `input` between delimiters; each byte of `delimiters` is one.
 /// Without any they are carriage return and line feed. `alsoBlank` adds the blank; `ignored` has no
-/// effect. Returns the size of `out`, with what it held before.
+/// effect. Returns the size of `out`, with what it held before. `input` may be an element of `out`.
 QV_API std::size_t split(Qv::QvArray<std::string>& out, const std::string& input,
                          const std::string& delimiters, bool ignored, bool alsoBlank);
 

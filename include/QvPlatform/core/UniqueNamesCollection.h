@@ -21,7 +21,7 @@ namespace QvSim::StringUtils {
 ///     names.acquire("wheel");    // "wheel1"
 ///
 /// No operation takes time that grows linearly with the number of names. Names are bytes; letter case
-/// matters. Not thread-safe.
+/// matters. `acquire` and `release` change nothing when memory runs out. Not thread-safe.
 class QV_API UniqueNamesCollection {
 public:
     /// Takes `name` if it is free, else `name` followed by the smallest number from 1 on, in decimal, that
@@ -42,7 +42,7 @@ private:
     std::string freeNameFor(const std::string& name) const;
 
     std::unordered_set<std::string> taken_;
-    /// The numbers that follow each beginning of a taken name.
+    /// The numbers that follow each beginning of a taken name; none after an `acquire` that failed.
     std::unordered_map<std::string, Runs> numbersAfter_;
 };
 

@@ -10,11 +10,7 @@
 #include <future>
 
 #ifndef _WIN32
-#include <cxxabi.h>
-#include <pthread.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #endif
 
 namespace {
@@ -228,130 +224,6 @@ TEST_F(SharedMemory, isRefusedByAFullMemoryFileSystem) {
     segment.close();
     EXPECT_EQ(filesOf(""), Strings());
     umount2("/dev/shm", MNT_DETACH);
-}
-
-// A copy of this process does `work`, which must be true.
-template <typename Work>
-pid_t startFork(Work work) {
-    const pid_t copy = fork();
-    if (copy != 0) return copy;
-    alarm(60);
-    _exit(work() ? 0 : 1);
-}
-
-int statusOf(pid_t process) {
-    int status = -1;
-    waitpid(process, &status, 0);
-    return status;
-}
-
-TEST_F(SharedMemory, isWholeBesideOpeningsThatFail) {
-    const pid_t failing = startFork([this] {
-        const rlimit noMore{1, RLIM_INFINITY};
-        setrlimit(RLIMIT_AS, &noMore);
-        Word segment;
-        for (int i = 0; i < kDeaths * 5; ++i)
-            if (segment.open(key_, i % 2 == 0 ? 3'000'000 : std::size_t{1} << 44U)) return false;
-        return true;
-    });
-    const pid_t good = startFork([this] {
-        for (int i = 0; i < kDeaths * 5; ++i) {
-            Word segment;
-            if (!segment.open(key_)) return false;
-            for (int depth = 0; depth < 2; ++depth) segment.lock();
-            for (int depth = 0; depth < 2; ++depth) segment.unlock();
-        }
-        return true;
-    });
-    EXPECT_EQ(statusOf(good), 0);
-    EXPECT_EQ(statusOf(failing), 0);
-}
-
-TEST_F(SharedMemory, isMadeAnewWhileAForkedProcessHasTheOldOne) {
-    Word signals, first, next;
-    ASSERT_TRUE(signals.open(key_ + "signals") && first.open(key_, 8192));
-    *first = 5;
-    const pid_t copy = startFork([&] {
-        return support::comesTrue([&] { return *signals == 2; }) && *first == 5 && first->exchange(6) == 5;
-    });
-    const pid_t holder = startFork([&] {
-        Word own;
-        if (!own.open(key_)) return false;
-        *signals = 1;
-        return pause() == 0;
-    });
-    EXPECT_TRUE(support::comesTrue([&] { return *signals == 1; }));
-    first.close();
-    kill(holder, SIGKILL);
-    statusOf(holder);
-    ASSERT_TRUE(next.open(key_));
-    EXPECT_EQ(next->exchange(7), 0U);
-    *signals = 2;
-    EXPECT_EQ(statusOf(copy), 0);
-    EXPECT_EQ(*next, 7U);
-}
-
-TEST_F(SharedMemory, doesNotKeepItsGateClosedInForkedProcesses) {
-    for (int round = 0; round < kDeaths / 25; ++round) {
-        const pid_t group = startFork([this] {
-            setpgid(0, 0);
-            const auto churn = [this] {
-                for (Word segment; segment.open(key_); segment.close()) {
-                }
-            };
-            for (int i = 0; i < 2; ++i) std::thread(churn).detach();
-            for (int i = 0; i < 8; ++i)
-                if (fork() == 0) return pause() == 0;
-            return raise(SIGKILL) == 0;
-        });
-        statusOf(group);
-        EXPECT_EQ(statusOf(startFork([this] { return Word().open(key_); })), 0);
-        kill(-group, SIGKILL);
-    }
-    EXPECT_TRUE(support::comesTrue([&] {
-        Word().open(key_);
-        return filesOf(key_).empty();
-    }));
-}
-
-TEST_F(SharedMemory, isWholeInAThreadThatIsCancelled) {
-    for (const bool isInLog : {false, true}) {
-        Word segment;
-        bool isWhole = false;
-        if (isInLog) Qv::LogSetHandler([](Qv::eLogLevel, const char*, Qv::LogArgs) { pthread_testcancel(); });
-        std::thread([&] {
-            pthread_cancel(pthread_self());
-            try {
-                segment.open(key_);
-                isWhole = !isInLog;
-                pthread_testcancel();
-            } catch (abi::__forced_unwind&) {
-                isWhole = isWhole || isInLog;
-                throw;
-            }
-        }).join();
-        EXPECT_TRUE(isWhole && segment.isOpen() && segment.key() == key_ && segment->exchange(1) == 0);
-        std::thread([&] {
-            pthread_cancel(pthread_self());
-            segment.close();
-            pthread_testcancel();
-        }).join();
-        EXPECT_TRUE(isReset(segment));
-    }
-}
-
-TEST_F(SharedMemory, isNotTakenAwayByAForkedProcess) {
-    Word first, second;
-    ASSERT_TRUE(first.open(key_) && first->exchange(5) == 0);
-    const pid_t copy = startFork([&] {
-        first.lock();
-        *first = 6;
-        first.close();
-        return first.open(key_);
-    });
-    EXPECT_EQ(statusOf(copy), 0);
-    EXPECT_TRUE(second.open(key_) && *second == 6);
-    second.lock();
 }
 #endif
 

@@ -10,8 +10,6 @@ enum class LockRank : std::size_t {
     DebugInfo,
     ThreadPool,
     Children,
-    ProcessTexts,
-    HostName,
     Segments,
     LogFileName,
     LogSink,

@@ -46,7 +46,6 @@ std::string encoded(const std::string& name) {
     return text.substr(0, kLongestName) + "%" + hexadecimal(fnv1a(name), 16);
 }
 
-inline constexpr ProcessLock kSegments{LockRank::Segments};
 constinit GateEntry* entries = nullptr;
 constinit unsigned int generation = 0;  // grows with each fork on the way to this process
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "os/ProcessLock.h"
 #include "os/posix/Gate.h"
 
 #include <sys/stat.h>
@@ -8,6 +9,9 @@
 #include <string>
 
 namespace os::posix {
+
+/// Guards what the process knows of the segments that it has open.
+inline constexpr ProcessLock kSegments{LockRank::Segments};
 
 /// A file whose gate this process has entered or waits for. A forked process closes its copies of these.
 struct GateEntry {

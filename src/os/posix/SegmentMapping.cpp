@@ -1,19 +1,11 @@
 #include "os/posix/SegmentMapping.h"
 
-#include "os/ProcessLock.h"
-
 #include <sys/mman.h>
 
 #include <mutex>
 #include <utility>
 
 namespace os::posix {
-namespace {
-
-inline constexpr ProcessLock kSegments{LockRank::Segments};
-
-}  // namespace
-
 View::View(int file, std::size_t size) noexcept : size_(size) {
     const int kind = file < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
     void* const begin = mmap(nullptr, size, PROT_READ | PROT_WRITE, kind, file, 0);

@@ -4,6 +4,7 @@
 
 #include "os/SharedLibrary.h"
 
+#include "os/Environment.h"
 #include "os/FileSystem.h"
 #include "os/RefusedLibraries.h"
 #include "os/posix/ElfFile.h"
@@ -15,6 +16,7 @@
 
 #include <cerrno>
 #include <exception>
+#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
@@ -33,6 +35,7 @@ void* failWith(const std::string& text, std::string& error) {
 }
 
 void takeLoaderError(std::string& error) {
+    const std::lock_guard guard(kEnvironmentLock);  // the text is translated, by variables
     const char* text = dlerror();
     failWith(text ? text : "", error);
 }

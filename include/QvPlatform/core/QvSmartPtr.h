@@ -126,6 +126,7 @@ QvWeakPtr(const QvSmartPtr<T>&) -> QvWeakPtr<T>;
 
 }  // namespace Qv
 
+/// Hashes the address, so that a smart pointer can be a key.
 template <typename T>
 struct std::hash<Qv::QvSmartPtr<T>> {
     std::size_t operator()(const Qv::QvSmartPtr<T>& pointer) const noexcept {

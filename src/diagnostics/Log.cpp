@@ -10,6 +10,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
 namespace Qv {
@@ -31,13 +32,15 @@ constinit std::atomic<bool> filtering{false};
 // Levels above this one reach nobody, so their calls return at once.
 constinit std::atomic<int> lastAudibleLevel{kLogLevelDebug};
 
-// Constant-initialized and never destroyed, too.
-union FilterText {
-    constexpr FilterText() : text() {}
-    ~FilterText() {}  // NOLINT(modernize-use-equals-default): a default one would be deleted
-    std::string text;
-};
-constinit FilterText filterText;
+// Made on first use and never destroyed. A static local variable would have a lock, which a forked child
+// might find taken.
+std::string& filterText() {
+    static constinit std::atomic<std::string*> text{nullptr};
+    std::string* known = text;
+    if (known) return *known;
+    auto made = std::make_unique<std::string>();
+    return text.compare_exchange_strong(known, made.get()) ? *made.release() : *known;
+}
 
 void updateLastAudibleLevel() {
     const bool decidedByThreshold = detail::currentLogHandler() == defaultLogHandler && !filtering;
@@ -60,7 +63,7 @@ bool passesFilter(const char* format, LogArgs args) {
     va_copy(copy, args);
     std::vsnprintf(message, sizeof message, format ? format : "", copy);
     va_end(copy);
-    return detail::matchesFilter(filterText.text, message);
+    return detail::matchesFilter(filterText(), message);
 }
 
 void dispatch(eLogLevel level, const char* format, LogArgs args) {
@@ -88,12 +91,12 @@ void LogSetExpiration(double days) { expirationDays = days; }
 double LogGetExpiration() { return expirationDays; }
 
 void LogSetRegExFilter(const std::string& filter) {
-    filterText.text = filter;
+    filterText() = filter;
     filtering = !filter.empty();
     updateLastAudibleLevel();
 }
 
-const std::string& LogGetRegExFilter() { return filterText.text; }
+const std::string& LogGetRegExFilter() { return filterText(); }
 
 LogHandler LogSetHandler(LogHandler newHandler) {
     if (!newHandler) return detail::currentLogHandler();

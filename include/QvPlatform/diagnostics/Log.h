@@ -54,9 +54,9 @@ QV_API double LogGetExpiration();
 /// - 1000 characters; a part repeated by `{n}` or `{n,m}` counts once more often than the larger number says
 ///   (`error_complexity`);
 /// - 100 groups within each other (`error_complexity`);
-/// - with a back reference, 1000 for E + L * M: the lengths of the expression, of its longest part with a
-/// `*`,
-///   `+` or `{n,}`, and of the message (`error_stack`). `(a+)\1` takes messages of 497 bytes.
+/// - with a back reference, 1000 for E + L * M (`error_stack`): E is the length of the expression, L that
+///   of its longest part with `*`, `+` or `{n,}`, M that of the message. `(a+)\1` takes messages of 497
+///   bytes.
 ///
 /// The time grows with both lengths; a lookahead makes it quadratic in the message's, nested ones and back
 /// references exponential at worst.

@@ -115,6 +115,11 @@ public:
 
 private:
     /// Why it would get a library that is half built, or be one.
+    static std::string of(std::string name, const std::string& reason) {
+        name += ": ";
+        return name += reason;
+    }
+
     std::string refusal(const std::string& path) {
         if (!areLibrariesRefused()) return {};
         std::set<std::string> seen;
@@ -126,7 +131,7 @@ private:
         if (!reason.empty()) return reason;
         for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {
             reason = refusalOfNeeded(name);
-            if (!reason.empty()) return name + ": " + reason;
+            if (!reason.empty()) return of(name, reason);
             if (seen.insert(name).second && isNeighbour(name)) reason = refusal(folder_ + name, seen);
             if (!reason.empty()) return reason;
         }
@@ -141,7 +146,7 @@ private:
             std::string reason;
             void* handle = open(folder_ + name, reason);
             if (handle) neighbours_.push_back(handle);
-            if (!handle && error.empty()) error = name + ": " + reason;
+            if (!handle && error.empty()) error = of(name, reason);
         }
         return neighbours_.size() != before;
     }

@@ -6,15 +6,15 @@
 #include <QvPlatform/core/QvRefCount.h>
 #include <QvPlatform/core/UniqueNamesCollection.h>
 
+#include "support/MemoryLimit.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 
 namespace {
 
 constexpr int kUnlimited = -1;
-thread_local int allocationsLeft = kUnlimited;
 
 // Calls `use` again and again, each time with one more allocation that succeeds, until it succeeds.
 template <typename Use>
@@ -60,14 +60,5 @@ TEST(QvRefCount, tellsItsSubscribersWithoutMemory) {
 }
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-    if (allocationsLeft == 0) throw std::bad_alloc();
-    if (allocationsLeft > 0) --allocationsLeft;
-    if (void* const block = std::malloc(size == 0 ? 1 : size)) return block;
-    throw std::bad_alloc();
-}
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 #endif

@@ -1,9 +1,9 @@
 #include <QvPlatform/threads/QvThread.h>
 #include <QvPlatform/threads/Semaphore.h>
 
-#include "MemoryLimit.h"
 #include "ThreadAtLoad.h"
 #include "support/ChildProgram.h"
+#include "support/MemoryLimit.h"
 
 #include <gtest/gtest.h>
 

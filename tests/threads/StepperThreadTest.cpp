@@ -1,7 +1,7 @@
 #include <QvPlatform/threads/StepperThread.h>
 
-#include "MemoryLimit.h"
 #include "support/ChildProgram.h"
+#include "support/MemoryLimit.h"
 #include "support/StandardError.h"
 
 #include <gtest/gtest.h>

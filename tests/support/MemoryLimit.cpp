@@ -1,4 +1,4 @@
-#include "MemoryLimit.h"
+#include "support/MemoryLimit.h"
 
 #include <cstdlib>
 #include <new>

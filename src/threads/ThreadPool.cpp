@@ -10,7 +10,7 @@
 namespace QvPlatform {
 namespace {
 
-inline constexpr os::ProcessLock kPoolLock{os::LockRank::ThreadPool};
+constexpr os::ProcessLock kPoolLock{os::LockRank::ThreadPool};
 
 /// Guarded by the lock. Never destroyed: the pool may outlive every static object that refers to it.
 Qv::QvWeakPtr<ThreadPool>& currentPool() {

@@ -115,7 +115,7 @@ public:
 
 private:
     /// Why it would get a library that is half built, or be one.
-    static std::string of(std::string name, const std::string& reason) {
+    static std::string reasonIn(std::string name, const std::string& reason) {
         name += ": ";
         return name += reason;
     }
@@ -131,7 +131,7 @@ private:
         if (!reason.empty()) return reason;
         for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {
             reason = refusalOfNeeded(name);
-            if (!reason.empty()) return of(name, reason);
+            if (!reason.empty()) return reasonIn(name, reason);
             if (seen.insert(name).second && isNeighbour(name)) reason = refusal(folder_ + name, seen);
             if (!reason.empty()) return reason;
         }
@@ -146,7 +146,7 @@ private:
             std::string reason;
             void* handle = open(folder_ + name, reason);
             if (handle) neighbours_.push_back(handle);
-            if (!handle && error.empty()) error = of(name, reason);
+            if (!handle && error.empty()) error = reasonIn(name, reason);
         }
         return neighbours_.size() != before;
     }

@@ -110,7 +110,7 @@ TEST(StepperThread, survivesOrdersOfSeveralThreadsWhileItEnds) {
     const Operation operations[] = {start, start, pause, resume, stop};
     std::atomic<std::size_t> thrown{0};
     const auto written = support::standardErrorOf([&] {
-        for (int round = 0; round < 10'000; ++round) {
+        for (int round = 0; round < 3'000; ++round) {
             auto* const stepper = new Stepper([&](Stepper& self) {
                 if (self.steps % 8 > round % 5) return true;
                 if (round % 3 == 0) return false;

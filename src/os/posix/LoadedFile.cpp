@@ -18,12 +18,18 @@ namespace {
 
 const link_map& mapOf(const void* entry) { return *static_cast<const link_map*>(entry); }
 
+// Not std::bit_cast, on whose result the analyzer of Clang 14 crashes.
+template <typename T>
+const T* at(std::uintptr_t address) {
+    return reinterpret_cast<const T*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
 std::span<const ElfW(Phdr)> programHeaders(std::uintptr_t begin) {
     LocalMemory memory;
     std::uintptr_t word = 0;
     if (!memory.read(begin, word) || std::memcmp(&word, ELFMAG, SELFMAG) != 0) return {};
-    const auto& header = *std::bit_cast<const ElfW(Ehdr)*>(begin);
-    return {std::bit_cast<const ElfW(Phdr)*>(begin + header.e_phoff), header.e_phnum};
+    const auto& header = *at<ElfW(Ehdr)>(begin);
+    return {at<ElfW(Phdr)>(begin + header.e_phoff), header.e_phnum};
 }
 
 /// What the dynamic section says about exported symbols.
@@ -53,11 +59,11 @@ SymbolTable symbolTableOf(const link_map& map) {
         // The loader relocates the addresses where it may write.
         const ElfW(Addr) value =
             item->d_un.d_ptr < map.l_addr ? map.l_addr + item->d_un.d_ptr : item->d_un.d_ptr;
-        if (item->d_tag == DT_SYMTAB) table.symbols = std::bit_cast<const ElfW(Sym)*>(value);
-        if (item->d_tag == DT_STRTAB) table.names = std::bit_cast<const char*>(value);
+        if (item->d_tag == DT_SYMTAB) table.symbols = at<ElfW(Sym)>(value);
+        if (item->d_tag == DT_STRTAB) table.names = at<char>(value);
         if (item->d_tag == DT_STRSZ) table.nameBytes = item->d_un.d_val;
-        if (item->d_tag == DT_GNU_HASH) table.count = countByHash(std::bit_cast<const std::uint32_t*>(value));
-        if (item->d_tag == DT_HASH) table.count = std::bit_cast<const std::uint32_t*>(value)[1];
+        if (item->d_tag == DT_GNU_HASH) table.count = countByHash(at<std::uint32_t>(value));
+        if (item->d_tag == DT_HASH) table.count = at<std::uint32_t>(value)[1];
     }
     if (!table.symbols || !table.names) table.count = 0;
     return table;
@@ -88,11 +94,10 @@ std::string LoadedFile::path() const {
 std::uint64_t LoadedFile::identity() const {
     constexpr std::string_view kIdentifierNote("\3\0\0\0GNU\0", 8);
     const auto headers = programHeaders(begin_);
-    std::uint64_t identity = begin_ ^ std::bit_cast<std::uintptr_t>(entry_);
+    std::uint64_t identity = begin_ ^ reinterpret_cast<std::uintptr_t>(entry_);
     bool isIdentified = false;
     const auto add = [&](const ElfW(Phdr) & header) {
-        const std::string_view bytes(std::bit_cast<const char*>(mapOf(entry_).l_addr + header.p_vaddr),
-                                     header.p_memsz);
+        const std::string_view bytes(at<char>(mapOf(entry_).l_addr + header.p_vaddr), header.p_memsz);
         identity = identity * 31 + fnv1a(bytes);
         isIdentified = isIdentified || bytes.find(kIdentifierNote) != std::string_view::npos;
     };

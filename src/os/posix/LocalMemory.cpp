@@ -14,7 +14,8 @@ namespace {
 __attribute__((noinline, no_sanitize("address", "thread", "undefined"))) void copyWords(std::uintptr_t* to,
                                                                                         std::uintptr_t from,
                                                                                         std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) to[i] = std::bit_cast<const volatile std::uintptr_t*>(from)[i];
+    const auto* const words = std::bit_cast<const volatile std::uintptr_t*>(from);
+    for (std::size_t i = 0; i < count; ++i) to[i] = words[i];
 }
 
 // The kernel reads the word as a set of signals before it refuses the unknown operation. It takes a null

@@ -4,10 +4,12 @@
 
 #include "os/OutputStream.h"
 
+#include "os/Cancellation.h"
 #include "os/SpinThenLock.h"
 #include "os/posix/Gate.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,7 +53,8 @@ bool isFree(const posix::Descriptor& file) {
     return flock(file.get(), LOCK_EX | LOCK_NB) == 0 || errno == EBADF;
 }
 
-// Unlocks also when a cancellation unwinds the thread.
+// A cancellation is put off: Clang takes the calls of the C library's streams for such that never unwind, and
+// drops the destructors that would unlock.
 class StandardErrorLock {
 public:
     StandardErrorLock() {
@@ -60,6 +63,9 @@ public:
     StandardErrorLock(const StandardErrorLock&) = delete;
     StandardErrorLock& operator=(const StandardErrorLock&) = delete;
     ~StandardErrorLock() { funlockfile(stderr); }
+
+private:
+    const CancellationShield shield_;
 };
 
 }  // namespace
@@ -87,8 +93,11 @@ void closeAppended(AppendedFile file) noexcept { close(static_cast<int>(file)); 
 // By way of the C library's stream, which a program may have given a buffer or another place to write to. It
 // frees that stream's lock in a forked child.
 void writeToStandardError(std::string_view text) {
-    const StandardErrorLock lock;
-    fwrite_unlocked(text.data(), 1, text.size(), stderr);
+    {
+        const StandardErrorLock lock;
+        fwrite_unlocked(text.data(), 1, text.size(), stderr);
+    }
+    pthread_testcancel();
 }
 
 bool removeUnlessOpen(const std::string& path, std::string& error) {

@@ -1,4 +1,4 @@
-#include "os/CommandLine.h"
+#include "base/ArgumentSplitting.h"
 
 #include "Require.h"
 
@@ -39,7 +39,7 @@ Texts piecesOf(const std::string& text, char separator) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(data, data + size);
-    const Texts split = os::splitCommandLine(text);
+    const Texts split = base::splitCommandLine(text);
     fuzz::require(!split.empty());
     std::size_t kept = split.size() - 1;
     for (const std::string& argument : split) kept += argument.size();
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Texts arguments = piecesOf(text, ';');
     std::string line = "program";
     for (const std::string& argument : arguments) line += " " + quoted(argument);
-    const Texts back = os::splitCommandLine(line);
+    const Texts back = base::splitCommandLine(line);
     fuzz::require(back.size() == arguments.size() + 1);
     fuzz::require(std::equal(arguments.begin(), arguments.end(), back.begin() + 1));
     return 0;

@@ -1,6 +1,6 @@
 #include <QvPlatform/core/CRC32.h>
 
-#include "core/Crc32Paths.h"
+#include "core/CRC32Paths.h"
 
 #include "Require.h"
 

@@ -1,8 +1,8 @@
 // Programs of unwind tables and the expressions in them are run without reading past their ends, and what
 // they ask for is read only where memory is.
 
-#include "os/posix/CallFrameProgram.h"
-#include "os/posix/FrameUnwinder.h"
+#include "os/posix/stack/CallFrameProgram.h"
+#include "os/posix/stack/FrameUnwinder.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "os/Utf.h"
+#include "base/Utf.h"
 
 #include "Require.h"
 
@@ -104,29 +104,29 @@ bool isEscape(char32_t value) { return isIn(value, 0xDC80, 0xDCFF); }
 bool isCharacter(char32_t value) { return value <= 0x10FFFF && !isIn(value, 0xD800, 0xDFFF); }
 
 void checkBytes(const std::string& bytes) {
-    const std::u32string wide = os::decodeUtf8<char32_t>(bytes);
+    const std::u32string wide = base::decodeUtf8<char32_t>(bytes);
     require(wide == referenceDecode(bytes, false));
-    require(os::encodeUtf8<char32_t>(wide) == bytes);
-    const std::u16string units = os::decodeUtf8<char16_t>(bytes);
+    require(base::encodeUtf8<char32_t>(wide) == bytes);
+    const std::u16string units = base::decodeUtf8<char16_t>(bytes);
     require(units == splitIntoUnits(referenceDecode(bytes, true)));
-    require(os::narrow(os::widen(bytes)) == bytes);
+    require(base::narrow(base::widen(bytes)) == bytes);
 }
 
 // 16-bit text of any kind survives the way through bytes; a pair is one character there.
 void check16BitText(const std::u16string& text) {
-    const std::string bytes = os::encodeUtf8<char16_t>(text);
-    require(os::decodeUtf8<char16_t>(bytes) == text);
+    const std::string bytes = base::encodeUtf8<char16_t>(text);
+    require(base::decodeUtf8<char16_t>(bytes) == text);
     require(referenceDecode(bytes, true) == joinUnits(text));
 }
 
 // 32-bit text does when it has no escapes, which may meet and form a character; what is none is replaced.
 void check32BitText(std::u32string text) {
-    const std::string bytes = os::encodeUtf8<char32_t>(text);
-    require(os::encodeUtf8<char32_t>(os::decodeUtf8<char32_t>(bytes)) == bytes);
+    const std::string bytes = base::encodeUtf8<char32_t>(text);
+    require(base::encodeUtf8<char32_t>(base::decodeUtf8<char32_t>(bytes)) == bytes);
     if (std::any_of(text.begin(), text.end(), isEscape)) return;
     std::replace_if(
         text.begin(), text.end(), [](char32_t value) { return !isCharacter(value); }, U'\uFFFD');
-    require(os::decodeUtf8<char32_t>(bytes) == text);
+    require(base::decodeUtf8<char32_t>(bytes) == text);
 }
 
 template <typename Char>

@@ -1,4 +1,4 @@
-#include "core/Wildcard.h"
+#include "base/Wildcard.h"
 
 #include "Require.h"
 
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string text(data + split, data + size);
     for (int round = 0; round < 2; ++round) {
         for (const bool caseSensitive : {false, true})
-            fuzz::require(Qv::detail::matchesWildcard(pattern, text, caseSensitive) ==
+            fuzz::require(base::matchesWildcard(pattern, text, caseSensitive) ==
                           referenceMatch(pattern, text, caseSensitive));
         pattern = narrowed(pattern);
         text = narrowed(text);

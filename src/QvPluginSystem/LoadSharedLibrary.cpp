@@ -3,7 +3,7 @@
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/filesystem/File.h>
 
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/SharedLibrary.h"
 
 namespace QvPluginSystem {

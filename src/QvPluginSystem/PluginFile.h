@@ -2,10 +2,10 @@
 
 #include <QvPlatform/filesystem/File.h>
 
-#include "core/AsciiCase.h"
-#include "os/FileSystem.h"
+#include "base/AsciiCase.h"
+#include "base/Utf.h"
+#include "os/Filesystem.h"
 #include "os/SystemPaths.h"
-#include "os/Utf.h"
 
 #include <functional>
 #include <optional>
@@ -27,10 +27,10 @@ struct PluginFile {
 
     static std::wstring keyOf(const QvPlatform::File& file) {
         if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();
-        return Qv::detail::foldedCase(file.widePath());
+        return base::foldedCase(file.widePath());
     }
 
-    std::string libraryPath() const { return os::narrow(path); }
+    std::string libraryPath() const { return base::narrow(path); }
     bool isRegular() const { return status.kind == os::EntryKind::RegularFile; }
 
     std::wstring path;  // absolute, whatever the current directory is by now

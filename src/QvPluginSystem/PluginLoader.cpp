@@ -1,9 +1,8 @@
 #include "QvPluginSystem/PluginLoader.h"
 
-#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "core/AsciiCase.h"
+#include "base/AsciiCase.h"
 #include "os/SharedLibrary.h"
 
 #include <memory>
@@ -40,7 +39,7 @@ public:
     }
 
     void announceName() {
-        foldedName_ = Qv::detail::foldedCase(plugin->name);
+        foldedName_ = base::foldedCase(plugin->name);
         underWay_.foldedNames.insert(foldedName_);
     }
 
@@ -159,7 +158,7 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
         return nullptr;
     };
     constexpr const char* kCircular = "Circular dependency detected with ";
-    if (underWay_.foldedNames.count(Qv::detail::foldedCase(dependency.name)) != 0) return failed(kCircular);
+    if (underWay_.foldedNames.count(base::foldedCase(dependency.name)) != 0) return failed(kCircular);
 
     const auto found = state_.searchPath.find(dependency.name);
     LoadedPlugin* plugin = nullptr;

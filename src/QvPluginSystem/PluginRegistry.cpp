@@ -7,7 +7,7 @@ namespace {
 
 bool equalNames(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return Qv::detail::foldCase(x) == Qv::detail::foldCase(y); });
+                      [](char x, char y) { return base::foldCase(x) == base::foldCase(y); });
 }
 
 // The first that fits; null when none does.
@@ -28,8 +28,7 @@ bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency) {
 // FNV-1a, over the folded bytes.
 std::size_t PluginRegistry::FoldedHash::operator()(std::string_view name) const {
     std::uint64_t hash = 14695981039346656037U;
-    for (const char c : name)
-        hash = (hash ^ static_cast<unsigned char>(Qv::detail::foldCase(c))) * 1099511628211U;
+    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(base::foldCase(c))) * 1099511628211U;
     return hash;
 }
 

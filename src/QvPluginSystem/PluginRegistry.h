@@ -4,7 +4,7 @@
 #include <QvPlatform/core/QvArray.h>
 
 #include "QvPluginSystem/PluginFile.h"
-#include "core/AsciiCase.h"
+#include "base/AsciiCase.h"
 
 #include <cstdint>
 #include <memory>

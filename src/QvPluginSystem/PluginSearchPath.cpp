@@ -2,9 +2,9 @@
 
 #include <QvPlatform/filesystem/Directory.h>
 
+#include "base/Utf.h"
 #include "filesystem/PathText.h"
-#include "os/FileSystem.h"
-#include "os/Utf.h"
+#include "os/Filesystem.h"
 
 #include <algorithm>
 #include <utility>
@@ -19,7 +19,7 @@ std::wstring pathOf(const std::string& directory) { return Directory(directory).
 
 // Without making the path absolute first: a name is rarely a file of the current directory.
 bool isRegularFileAsGiven(const std::string& name) {
-    return os::entryStatus(os::widen(QvPlatform::PathRules::universal(name))).kind ==
+    return os::entryStatus(base::widen(QvPlatform::PathRules::universal(name))).kind ==
            os::EntryKind::RegularFile;
 }
 
@@ -102,7 +102,7 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::search(const st
 
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchExactly(const std::string& name) {
     if (isRegularFileAsGiven(name)) return std::make_shared<Found>(Found{name, PluginFile(name)});
-    const std::wstring wideName = os::widen(name);
+    const std::wstring wideName = base::widen(name);
     for (std::size_t place = 0; place < places_.size(); ++place) {
         if (auto found = searchIn(place, wideName)) return found;
     }

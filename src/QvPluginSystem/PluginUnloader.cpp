@@ -1,6 +1,5 @@
 #include "QvPluginSystem/PluginUnloader.h"
 
-#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 #include <QvPlatform/diagnostics/Log.h>
 
 namespace QvPluginSystem {

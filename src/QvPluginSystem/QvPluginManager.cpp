@@ -8,7 +8,7 @@
 #include "QvPluginSystem/PluginGraph.h"
 #include "QvPluginSystem/PluginLoader.h"
 #include "QvPluginSystem/PluginUnloader.h"
-#include "diagnostics/LogQuietly.h"
+#include "diagnostics/log/LogQuietly.h"
 
 namespace QvPluginSystem {
 namespace {

@@ -3,7 +3,7 @@
 #include <QvPlatform/core/StringConversions.h>
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "diagnostics/LogQuietly.h"
+#include "diagnostics/log/LogQuietly.h"
 
 #include <algorithm>
 #include <charconv>

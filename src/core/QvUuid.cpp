@@ -2,7 +2,7 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "diagnostics/LogQuietly.h"
+#include "diagnostics/log/LogQuietly.h"
 
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <boost/uuid/random_generator.hpp>

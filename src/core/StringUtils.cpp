@@ -1,7 +1,7 @@
 #include <QvPlatform/core/StringUtils.h>
 
-#include "core/AsciiCase.h"
-#include "core/Wildcard.h"
+#include "base/AsciiCase.h"
+#include "base/Wildcard.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -80,10 +80,9 @@ bool hasAt(std::string_view text, std::string_view part, std::size_t place, Equa
 }
 
 bool hasAt(std::string_view text, std::string_view part, std::size_t place, bool caseSensitive) {
-    using Qv::detail::foldCase;
-    return caseSensitive
-               ? text.substr(place, part.size()) == part
-               : hasAt(text, part, place, [](char a, char b) { return foldCase(a) == foldCase(b); });
+    return caseSensitive ? text.substr(place, part.size()) == part
+                         : hasAt(text, part, place,
+                                 [](char a, char b) { return base::foldCase(a) == base::foldCase(b); });
 }
 
 void appendField(std::string& clock, unsigned int value) {
@@ -115,10 +114,10 @@ std::size_t split(Qv::QvArray<std::string>& out, const std::string& input, const
 }
 
 bool match(const char* pattern, const char* text, bool caseSensitive) {
-    return Qv::detail::matchesWildcard(pattern ? pattern : "", text ? text : "", caseSensitive);
+    return base::matchesWildcard(pattern ? pattern : "", text ? text : "", caseSensitive);
 }
 
-std::string toLowerCase(const std::string& text) { return Qv::detail::foldedCase(text); }
+std::string toLowerCase(const std::string& text) { return base::foldedCase(text); }
 
 bool startsWith(const std::string& text, const std::string& prefix, bool caseSensitive) {
     return prefix.size() <= text.size() && hasAt(text, prefix, 0, caseSensitive);

@@ -1,12 +1,12 @@
 #include <QvPlatform/diagnostics/CallStackViewer.h>
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "diagnostics/LogQuietly.h"
+#include "base/Utf.h"
 #include "diagnostics/StackText.h"
+#include "diagnostics/log/LogQuietly.h"
 #include "filesystem/WholeVariable.h"
 #include "os/SystemPaths.h"
 #include "os/Thread.h"
-#include "os/Utf.h"
 
 #include <algorithm>
 #include <new>
@@ -15,7 +15,7 @@ namespace QvPlatform {
 namespace {
 
 std::string nativePath(const std::wstring& path) {
-    std::string text = os::narrow(path);
+    std::string text = base::narrow(path);
     if (os::nativePathStyle() == os::PathStyle::Windows) std::replace(text.begin(), text.end(), '/', '\\');
     return text;
 }

@@ -5,7 +5,7 @@
 #include <QvPlatform/system/Process.h>
 
 #include "diagnostics/LogPurge.h"
-#include "diagnostics/LogSink.h"
+#include "diagnostics/log/LogSink.h"
 #include "os/Cancellation.h"
 #include "os/OutputStream.h"
 #include "os/ProcessLock.h"

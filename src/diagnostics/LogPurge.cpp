@@ -2,12 +2,12 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "diagnostics/LogQuietly.h"
+#include "base/Utf.h"
+#include "diagnostics/log/LogQuietly.h"
 #include "os/CalendarTime.h"
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/OutputStream.h"
 #include "os/SystemPaths.h"
-#include "os/Utf.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,11 +45,11 @@ FilesByTime logFilesIn(const std::string& directory) {
     FilesByTime files;
     std::string error;
     const bool listed = os::visitDirectory(
-        os::widen(directory),
+        base::widen(directory),
         [&](const os::DirectoryEntry& entry) {
             if (!entry.name.ends_with(".log")) return;
             const std::string path = directory + std::string(entry.name);
-            const std::wstring widePath = os::widen(path);
+            const std::wstring widePath = base::widen(path);
             if (os::entryStatus(widePath).kind != os::EntryKind::RegularFile) return;
             if (const auto time = os::modificationTime(widePath)) files.emplace(*time, path);
         },
@@ -78,7 +78,7 @@ std::optional<std::time_t> purgeCutoff(std::time_t now, double days) {
 void purgeLogsBeside(const std::string& path, std::optional<std::time_t> cutoff) {
     if (path.find('\0') != std::string::npos) return;
     const std::string directory = directoryPart(path);
-    if (!cutoff || os::entryStatus(os::widen(directory)).kind != os::EntryKind::Directory) return;
+    if (!cutoff || os::entryStatus(base::widen(directory)).kind != os::EntryKind::Directory) return;
     for (const auto& [time, file] : logFilesIn(directory)) {
         if (time > *cutoff) return;
         std::string error;

@@ -1,6 +1,6 @@
 #include <QvPlatform/diagnostics/QvAssert.h>
 
-#include "diagnostics/LogState.h"
+#include "diagnostics/log/LogState.h"
 
 #include <cstdio>
 #include <string>

@@ -1,9 +1,9 @@
 #include <QvPlatform/filesystem/Directory.h>
 
+#include "base/Utf.h"
 #include "filesystem/PathText.h"
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/SystemPaths.h"
-#include "os/Utf.h"
 
 #include <algorithm>
 #include <string_view>
@@ -77,12 +77,12 @@ bool Directory::operator==(const Directory& other) const {
 }
 
 std::string Directory::getName() const {
-    return os::narrow(PathText::lastComponent(withoutFinalSeparator(path_)));
+    return base::narrow(PathText::lastComponent(withoutFinalSeparator(path_)));
 }
 
 std::string Directory::toNativePath() const { return PathText::toText(path_, true, path_); }
 
-std::string Directory::toUniversalPath() const { return os::narrow(path_); }
+std::string Directory::toUniversalPath() const { return base::narrow(path_); }
 
 const std::wstring& Directory::widePath() const noexcept { return path_; }
 
@@ -99,7 +99,7 @@ bool Directory::hasParent() const {
     return candidate != upToSeparator(path, path.find(L'/')) && isDirectory(std::wstring(candidate));
 }
 
-bool Directory::hasDirectory(const std::string& name) const { return isDirectory(path_ + os::widen(name)); }
+bool Directory::hasDirectory(const std::string& name) const { return isDirectory(path_ + base::widen(name)); }
 
 bool Directory::hasFile(const std::string& name) const { return file(name).exists(); }
 
@@ -108,10 +108,10 @@ Directory Directory::parent() const {
 }
 
 Directory Directory::directory(const std::string& name) const {
-    return fromWide(path_ + os::widen(PathRules::universal(name)));
+    return fromWide(path_ + base::widen(PathRules::universal(name)));
 }
 
-File Directory::file(const std::string& name) const { return File::fromWide(path_ + os::widen(name)); }
+File Directory::file(const std::string& name) const { return File::fromWide(path_ + base::widen(name)); }
 
 std::vector<Directory> Directory::directories() const {
     std::vector<Directory> found;
@@ -121,7 +121,7 @@ std::vector<Directory> Directory::directories() const {
 
 void Directory::directories(std::vector<Directory>& out) const {
     os::visitDirectory(path_, [&](const os::DirectoryEntry& entry) {
-        if (entry.isDirectory) out.push_back(fromWide(path_ + os::widen(entry.name)));
+        if (entry.isDirectory) out.push_back(fromWide(path_ + base::widen(entry.name)));
     });
 }
 
@@ -134,7 +134,7 @@ std::vector<File> Directory::files() const {
 void Directory::files(std::vector<File>& out) const {
     os::visitDirectory(path_, [&](const os::DirectoryEntry& entry) {
         if (!entry.isDirectory && !entry.isHidden)
-            out.push_back(File::fromWide(path_ + os::widen(entry.name)));
+            out.push_back(File::fromWide(path_ + base::widen(entry.name)));
     });
 }
 

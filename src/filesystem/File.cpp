@@ -1,9 +1,9 @@
 #include <QvPlatform/filesystem/File.h>
 
+#include "base/Utf.h"
 #include "filesystem/PathText.h"
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/SystemPaths.h"
-#include "os/Utf.h"
 
 #include <utility>
 
@@ -27,27 +27,27 @@ File File::fromWide(std::wstring path) {
 
 bool File::operator<(const File& other) const { return PathRules::compareFolded(path_, other.path_) < 0; }
 
-std::string File::getName() const { return os::narrow(PathText::lastComponent(path_)); }
+std::string File::getName() const { return base::narrow(PathText::lastComponent(path_)); }
 
 std::string File::getBaseName() const {
     const std::wstring_view name = PathText::lastComponent(path_);
-    return os::narrow(name.substr(0, name.rfind(L'.')));
+    return base::narrow(name.substr(0, name.rfind(L'.')));
 }
 
 std::string File::getExtension() const {
     const std::wstring_view name = PathText::lastComponent(path_);
     const auto dot = name.rfind(L'.');
-    return dot == std::wstring_view::npos ? std::string() : os::narrow(name.substr(dot));
+    return dot == std::wstring_view::npos ? std::string() : base::narrow(name.substr(dot));
 }
 
 std::string File::getFolderPath() const {
     const std::wstring_view path = path_;
-    return os::narrow(path.substr(0, path.size() - PathText::lastComponent(path).size()));
+    return base::narrow(path.substr(0, path.size() - PathText::lastComponent(path).size()));
 }
 
 std::string File::toNativePath() const { return PathText::toText(path_, true, path_); }
 
-std::string File::toUniversalPath() const { return os::narrow(path_); }
+std::string File::toUniversalPath() const { return base::narrow(path_); }
 
 const std::wstring& File::widePath() const noexcept { return path_; }
 

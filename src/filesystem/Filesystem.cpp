@@ -1,13 +1,12 @@
 #include <QvPlatform/filesystem/Filesystem.h>
 
+#include "base/Utf.h"
 #include "os/Cancellation.h"
-#include "os/CopyFile.h"
 #include "os/FileOperations.h"
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/ProcessInfo.h"
 #include "os/RandomText.h"
 #include "os/SystemPaths.h"
-#include "os/Utf.h"
 
 #include <atomic>
 #include <limits>

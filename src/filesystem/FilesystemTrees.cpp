@@ -2,13 +2,13 @@
 
 #include <QvPlatform/filesystem/Filesystem.h>
 
-#include "core/Wildcard.h"
+#include "base/Utf.h"
+#include "base/Wildcard.h"
 #include "filesystem/TreeWalk.h"
 #include "os/Cancellation.h"
 #include "os/FileOperations.h"
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/TreeCursor.h"
-#include "os/Utf.h"
 
 #include <algorithm>
 #include <string_view>
@@ -75,16 +75,17 @@ public:
 
     bool keeps(const os::DirectoryEntry& entry) const {
         if (entry.isDirectory) return recursive_ && !entry.isLink;
-        return !entry.isHidden && Qv::detail::matchesWildcard(pattern_, entry.name, false);
+        return !entry.isHidden && base::matchesWildcard(pattern_, entry.name, false);
     }
     Step enter(const Entry& entry) {
         if (!tree_.enter(entry.name)) return Step::Passed;
         lengths_.push_back(path_.size());
-        path_ += os::widen(entry.name) + L'/';
+        path_ += base::widen(entry.name) + L'/';
         return Step::Entered;
     }
     bool finish(const Level& level) {
-        for (const Entry& entry : level.files) out_.push_back(File::fromWide(path_ + os::widen(entry.name)));
+        for (const Entry& entry : level.files)
+            out_.push_back(File::fromWide(path_ + base::widen(entry.name)));
         return true;
     }
     bool left(const Entry& /*entry*/) {

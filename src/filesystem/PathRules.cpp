@@ -1,6 +1,6 @@
 #include "filesystem/PathRules.h"
 
-#include "core/AsciiCase.h"
+#include "base/AsciiCase.h"
 
 #include <algorithm>
 
@@ -86,8 +86,8 @@ int compareFolded(std::wstring_view a, std::wstring_view b) {
     const std::size_t common = std::min(a.size(), b.size());
     for (std::size_t i = 0; i < common; ++i) {
         if (a[i] == b[i]) continue;
-        const wchar_t x = Qv::detail::foldCase(a[i]);
-        const wchar_t y = Qv::detail::foldCase(b[i]);
+        const wchar_t x = base::foldCase(a[i]);
+        const wchar_t y = base::foldCase(b[i]);
         if (x != y) return x < y ? -1 : 1;
     }
     return a.size() < b.size() ? -1 : a.size() > b.size() ? 1 : 0;

@@ -1,19 +1,19 @@
 #include "filesystem/PathText.h"
 
+#include "base/Utf.h"
 #include "os/SystemPaths.h"
-#include "os/Utf.h"
 
 #include <algorithm>
 
 namespace QvPlatform::PathText {
 namespace {
 
-std::string currentDirectory() { return os::narrow(closed(os::currentDirectory())); }
+std::string currentDirectory() { return base::narrow(closed(os::currentDirectory())); }
 
 }  // namespace
 
 std::wstring fromText(const std::string& text, PathRules::PathKind kind) {
-    return os::widen(PathRules::normalize(text, kind, os::nativePathStyle(), currentDirectory));
+    return base::widen(PathRules::normalize(text, kind, os::nativePathStyle(), currentDirectory));
 }
 
 bool isRelative(const std::string& text) {
@@ -23,7 +23,7 @@ bool isRelative(const std::string& text) {
 std::string toText(std::wstring path, bool native, std::wstring_view form) {
     if (native && PathRules::hasNativeBackslashes(form, os::nativePathStyle()))
         std::replace(path.begin(), path.end(), L'/', L'\\');
-    return os::narrow(path);
+    return base::narrow(path);
 }
 
 std::wstring_view lastComponent(std::wstring_view path) { return path.substr(path.rfind(L'/') + 1); }

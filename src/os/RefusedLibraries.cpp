@@ -1,8 +1,8 @@
 #include "os/RefusedLibraries.h"
 
-#include "os/FileSystem.h"
+#include "base/Utf.h"
+#include "os/Filesystem.h"
 #include "os/ProcessLock.h"
-#include "os/Utf.h"
 
 #include <algorithm>
 #include <atomic>
@@ -17,7 +17,9 @@ namespace {
 // inode.
 struct Place {
     explicit Place(const std::string& text)
-        : path(text), canonical(canonicalPath(widen(text))), identity(entryStatus(widen(text)).identity) {}
+        : path(text),
+          canonical(canonicalPath(base::widen(text))),
+          identity(entryStatus(base::widen(text)).identity) {}
 
     bool isSame(const Place& other) const {
         return path == other.path || (canonical && canonical == other.canonical) ||

@@ -1,7 +1,7 @@
 #include <QvPlatform/system/CPU.h>
 
 #include "os/Thread.h"
-#include "system/CpuDetection.h"
+#include "system/CPUDetection.h"
 
 namespace QvPlatform::CPU {
 namespace {
@@ -10,7 +10,7 @@ constinit detail::CpuFlags flags{};
 
 // When the library is loaded, before anybody can ask.
 [[maybe_unused]] const bool isDetected = [] {
-    flags = detail::detectCpu(os::cpuId);
+    flags = detail::detectCpu(base::cpuId);
     detail::reportCpu(flags);
     return true;
 }();

@@ -1,7 +1,7 @@
 #include <QvPlatform/threads/QvThread.h>
 
+#include "base/Fnv.h"
 #include "os/CriticalSection.h"
-#include "os/Fnv.h"
 #include "os/SystemMutex.h"
 #include "os/Thread.h"
 
@@ -32,7 +32,7 @@ std::uint64_t hashOf(std::uint32_t number) {
         byte = static_cast<char>(number & 0xFFU);
         number >>= 8U;
     }
-    return os::fnv1a({bytes, sizeof bytes});
+    return base::fnv1a({bytes, sizeof bytes});
 }
 
 template <typename Object>

@@ -2,7 +2,7 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "diagnostics/LogQuietly.h"
+#include "diagnostics/log/LogQuietly.h"
 #include "os/Cancellation.h"
 #include "os/SharedSegment.h"
 

@@ -1,4 +1,4 @@
-#include "os/CommandLine.h"
+#include "base/ArgumentSplitting.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ TEST(CommandLineSplit, followsTheRuntimesRules) {
         {R"(p "a\\" "b\")", {"p", R"(a\)", "b\""}},
         {R"(p "open to the end)", {"p", "open to the end"}},
     };
-    for (const auto& c : cases) EXPECT_EQ(os::splitCommandLine(c.line), c.arguments) << c.line;
+    for (const auto& c : cases) EXPECT_EQ(base::splitCommandLine(c.line), c.arguments) << c.line;
 }
 
 }  // namespace

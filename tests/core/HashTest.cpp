@@ -1,7 +1,7 @@
 #include <QvPlatform/core/CRC32.h>
 #include <QvPlatform/core/MurmurHash3.h>
 
-#include "core/Crc32Paths.h"
+#include "core/CRC32Paths.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include <QvPlatform/core/StringConversions.h>
 
-#include "os/Utf.h"
+#include "base/Utf.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 
 namespace {
 
-using os::decodeUtf8;
-using os::encodeUtf8;
+using base::decodeUtf8;
+using base::encodeUtf8;
 
 std::string encoded(const std::u16string& text) { return encodeUtf8<char16_t>(text); }
 std::string encoded(const std::u32string& text) { return encodeUtf8<char32_t>(text); }

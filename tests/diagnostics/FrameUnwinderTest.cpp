@@ -1,5 +1,5 @@
-#include "os/posix/FrameUnwinder.h"
-#include "os/posix/ThreadInterrupt.h"
+#include "os/posix/stack/FrameUnwinder.h"
+#include "os/posix/stack/ThreadInterrupt.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "diagnostics/LogSink.h"
+#include "diagnostics/log/LogSink.h"
 
 #include <QvPlatform/diagnostics/Log.h>
 

@@ -1,8 +1,8 @@
 // Threads that end, and processes that fork, in the middle of a line. A lock that stays taken shows as a
 // hang.
 
-#include "diagnostics/LogQuietly.h"
-#include "diagnostics/LogSink.h"
+#include "diagnostics/log/LogQuietly.h"
+#include "diagnostics/log/LogSink.h"
 
 #include <QvPlatform/diagnostics/Log.h>
 

@@ -3,7 +3,7 @@
 
 #include "support/LogCapture.h"
 #include "support/StandardError.h"
-#include "system/CpuDetection.h"
+#include "system/CPUDetection.h"
 
 #include <cpuid.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 namespace {
 
 using namespace QvPlatform::detail;
-using os::CpuIdRegisters;
+using base::CpuIdRegisters;
 
 constexpr std::uint32_t kExtended = 0x80000000;
 constexpr std::uint32_t kSecond = kExtended + 1;
@@ -81,7 +81,7 @@ TEST(CPU, reportsAMissingAvxWithoutThrowing) {
 }
 
 TEST(CPU, knowsThisProcessor) {
-    const CpuFlags flags = detectCpu(os::cpuId);
+    const CpuFlags flags = detectCpu(base::cpuId);
     EXPECT_TRUE(flags[sse2] && flags[lm]);  // each of this architecture has them
 #define QV_EXPECT_SAME(name, leaf, reg, bit) \
     EXPECT_EQ(QvPlatform::CPU::is_##name##_supported(), flags[name]) << #name;

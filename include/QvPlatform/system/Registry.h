@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QvPlatform/core/Export.h>
+#include <QvPlatform/Export.h>
 
 #include <string>
 #include <vector>

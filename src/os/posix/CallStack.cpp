@@ -1,10 +1,10 @@
 #include "os/CallStack.h"
 
-#include "os/posix/DebugLibrary.h"
-#include "os/posix/FrameUnwinder.h"
-#include "os/posix/OwnStack.h"
-#include "os/posix/StackSymbols.h"
-#include "os/posix/ThreadInterrupt.h"
+#include "os/posix/stack/DebugLibrary.h"
+#include "os/posix/stack/FrameUnwinder.h"
+#include "os/posix/stack/OwnStack.h"
+#include "os/posix/stack/StackSymbols.h"
+#include "os/posix/stack/ThreadInterrupt.h"
 
 #include <dirent.h>
 #include <pthread.h>

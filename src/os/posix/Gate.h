@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Utf.h"
 #include "os/Cancellation.h"
-#include "os/Utf.h"
 
 #include <unistd.h>
 
@@ -22,7 +22,7 @@ inline std::string errorText(int code) {
 /// A path's bytes for a system call. "", which names nothing, if the path holds a zero byte: the system would
 /// read only what precedes it and work on another file.
 inline std::string systemPath(const std::wstring& path) {
-    std::string bytes = narrow(path);
+    std::string bytes = base::narrow(path);
     if (bytes.find('\0') != std::string::npos) bytes.clear();
     return bytes;
 }

@@ -4,8 +4,8 @@
 
 #include "os/OutputStream.h"
 
+#include "base/SpinThenLock.h"
 #include "os/Cancellation.h"
-#include "os/SpinThenLock.h"
 #include "os/posix/Gate.h"
 
 #include <fcntl.h>
@@ -58,7 +58,7 @@ bool isFree(const posix::Descriptor& file) {
 class StandardErrorLock {
 public:
     StandardErrorLock() {
-        spinThenLock([] { return ftrylockfile(stderr) == 0; }, [] { flockfile(stderr); });
+        base::spinThenLock([] { return ftrylockfile(stderr) == 0; }, [] { flockfile(stderr); });
     }
     StandardErrorLock(const StandardErrorLock&) = delete;
     StandardErrorLock& operator=(const StandardErrorLock&) = delete;

@@ -1,6 +1,6 @@
 #include "os/ProcessLock.h"
 
-#include "os/SpinThenLock.h"
+#include "base/SpinThenLock.h"
 
 #include <pthread.h>
 
@@ -29,7 +29,7 @@ void unlockAll() {
 
 void ProcessLock::lock() const noexcept {
     std::mutex& mutex = mutexOf(rank_);
-    spinThenLock([&] { return mutex.try_lock(); }, [&] { mutex.lock(); });
+    base::spinThenLock([&] { return mutex.try_lock(); }, [&] { mutex.lock(); });
 }
 
 bool ProcessLock::try_lock() const noexcept { return mutexOf(rank_).try_lock(); }

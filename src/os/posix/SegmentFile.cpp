@@ -4,7 +4,7 @@
 
 #include "os/posix/SegmentFile.h"
 
-#include "os/Fnv.h"
+#include "base/Fnv.h"
 #include "os/ProcessLock.h"
 
 #include <fcntl.h>
@@ -43,7 +43,7 @@ std::string encoded(const std::string& name) {
         text += isPlain(byte) ? std::string(1, c) : "%" + hexadecimal(byte, 2);
     }
     if (text.size() <= kLongestName) return text;
-    return text.substr(0, kLongestName) + "%" + hexadecimal(fnv1a(name), 16);
+    return text.substr(0, kLongestName) + "%" + hexadecimal(base::fnv1a(name), 16);
 }
 
 constinit GateEntry* entries = nullptr;

@@ -5,7 +5,7 @@
 #include "os/SharedLibrary.h"
 
 #include "os/Environment.h"
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/RefusedLibraries.h"
 #include "os/posix/ElfFile.h"
 #include "os/posix/Gate.h"
@@ -152,7 +152,8 @@ private:
     }
 
     bool isNeighbour(const std::string& name) const {
-        return !name.empty() && name.find('/') == std::string::npos && isReadableFile(widen(folder_ + name));
+        return !name.empty() && name.find('/') == std::string::npos &&
+               isReadableFile(base::widen(folder_ + name));
     }
 
     std::string folder_;

@@ -1,6 +1,6 @@
 #include "os/posix/Spawn.h"
 
-#include "os/CommandLine.h"
+#include "base/ArgumentSplitting.h"
 #include "os/Environment.h"
 
 #include <fcntl.h>
@@ -112,7 +112,7 @@ pid_t spawnPathWithBlanks(const std::string& commandLine) {
         const std::string program = commandLine.substr(0, end);
         if (program.find('"') != std::string::npos) return 0;
         if (!isProgram(program)) continue;
-        std::vector<std::string> arguments = splitCommandLine("program" + commandLine.substr(end));
+        std::vector<std::string> arguments = base::splitCommandLine("program" + commandLine.substr(end));
         arguments.front() = program;
         return spawnArguments(std::move(arguments));
     }
@@ -122,7 +122,7 @@ pid_t spawnPathWithBlanks(const std::string& commandLine) {
 }  // namespace
 
 pid_t spawn(const std::string& commandLine) {
-    const pid_t pid = spawnArguments(splitCommandLine(commandLine));
+    const pid_t pid = spawnArguments(base::splitCommandLine(commandLine));
     return pid != 0 ? pid : spawnPathWithBlanks(commandLine);
 }
 

@@ -68,10 +68,10 @@ std::string accountHome() {
 // A relative directory counts from the current one at once; empty when there is none.
 std::wstring directoryIn(const char* variable) {
     const std::string named = readVariable(variable).value_or(std::string());
-    if (named.empty() || named.front() == '/') return widen(named);
+    if (named.empty() || named.front() == '/') return base::widen(named);
     const std::wstring current = currentDirectory();
     if (current.empty()) return {};
-    return current + (current.ends_with(L'/') ? L"" : L"/") + widen(named);
+    return current + (current.ends_with(L'/') ? L"" : L"/") + base::widen(named);
 }
 
 }  // namespace
@@ -81,14 +81,14 @@ PathStyle nativePathStyle() { return PathStyle::Posix; }
 std::wstring currentDirectory() {
     const OwnedText text(getcwd(nullptr, 0));
     // The system marks a directory that cannot be reached from the root by a text that is no path.
-    return text && text.get()[0] == '/' ? widen(text.get()) : std::wstring();
+    return text && text.get()[0] == '/' ? base::widen(text.get()) : std::wstring();
 }
 
 std::wstring systemDrive() { return L"/"; }
 
 std::wstring userProfile() {
     const std::wstring home = directoryIn("HOME");
-    return home.empty() ? widen(accountHome()) : home;
+    return home.empty() ? base::widen(accountHome()) : home;
 }
 
 std::wstring temporaryDirectory() {
@@ -103,7 +103,7 @@ std::wstring executableFile() {
     if (length <= 0) return {};
     struct stat program {};
     stat(kLink, &program);
-    return widen(
+    return base::widen(
         withoutDeletedMark(std::string(buffer.data(), static_cast<std::size_t>(length)), program.st_ino));
 }
 
@@ -114,7 +114,7 @@ std::wstring moduleContaining(const void* address) {
     const std::string_view name = map->l_name;
     if (name.empty()) return executableFile();
     // A library opened by a relative path keeps that text, wherever the process has gone since.
-    return widen(name.front() == '/' ? resolved(std::string(name)) : mappedFileAt(address));
+    return base::widen(name.front() == '/' ? resolved(std::string(name)) : mappedFileAt(address));
 }
 
 }  // namespace os

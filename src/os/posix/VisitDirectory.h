@@ -1,6 +1,6 @@
 #pragma once
 
-#include "os/FileSystem.h"
+#include "os/Filesystem.h"
 #include "os/posix/Gate.h"
 
 #include <functional>

@@ -31,7 +31,7 @@ ChildProcess::ChildProcess(OwnedRecord record) noexcept : record_(std::move(reco
 ChildProcess::~ChildProcess() = default;
 
 ChildProcess ChildProcess::start(const std::string& commandLine, bool showWindow) {
-    std::wstring text = widen(commandLine);  // the system writes into it
+    std::wstring text = base::widen(commandLine);  // the system writes into it
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
@@ -45,8 +45,8 @@ ChildProcess ChildProcess::start(const std::string& commandLine, bool showWindow
 }
 
 ChildProcess ChildProcess::startElevated(const std::string& command, const std::string& arguments) {
-    const std::wstring file = widen(command);
-    const std::wstring parameters = widen(arguments);
+    const std::wstring file = base::widen(command);
+    const std::wstring parameters = base::widen(arguments);
     SHELLEXECUTEINFOW request{};
     request.cbSize = sizeof request;
     request.fMask = SEE_MASK_NOCLOSEPROCESS;

@@ -20,7 +20,7 @@ constexpr ProcessLock kLibraryLock{LockRank::DebugInfo};
 
 // The library's functions take the system's narrow text.
 std::string toSystem(const std::string& text) {
-    const std::wstring wide = widen(text);
+    const std::wstring wide = base::widen(text);
     const int wideLength = static_cast<int>(wide.size());
     const int length = WideCharToMultiByte(CP_ACP, 0, wide.data(), wideLength, nullptr, 0, nullptr, nullptr);
     std::string narrowed(static_cast<std::size_t>(length), '\0');
@@ -32,13 +32,13 @@ std::string fromSystem(const char* text) {
     const int length = MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0);
     std::wstring wide(static_cast<std::size_t>(length), L'\0');
     MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), length);
-    return narrow(wide.c_str());
+    return base::narrow(wide.c_str());
 }
 
 std::string userName() {
     wchar_t name[256] = L"";
     DWORD size = sizeof name / sizeof *name;
-    return GetUserNameW(name, &size) ? narrow(name) : "";
+    return GetUserNameW(name, &size) ? base::narrow(name) : "";
 }
 
 std::string systemVersion() {
@@ -48,7 +48,7 @@ std::string systemVersion() {
     char line[1024];
     std::snprintf(line, sizeof line, "OS-Version: %d.%d.%d (%s) 0x%x-0x%x\n",
                   static_cast<int>(version.dwMajorVersion), static_cast<int>(version.dwMinorVersion),
-                  static_cast<int>(version.dwBuildNumber), narrow(version.szCSDVersion).c_str(),
+                  static_cast<int>(version.dwBuildNumber), base::narrow(version.szCSDVersion).c_str(),
                   static_cast<unsigned>(version.wSuiteMask), static_cast<unsigned>(version.wProductType));
     return line;
 }

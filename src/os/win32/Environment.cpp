@@ -8,7 +8,7 @@
 namespace os {
 namespace {
 
-std::wstring wideArgument(const std::string& text) { return widen(text.c_str()); }
+std::wstring wideArgument(const std::string& text) { return base::widen(text.c_str()); }
 
 }  // namespace
 
@@ -21,7 +21,7 @@ std::optional<std::string> readVariable(const std::string& name) {
     const std::wstring value = win32::filled(
         [&](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(wideName.c_str(), buffer, size); });
     if (value.empty() && GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
-    return narrow(value);
+    return base::narrow(value);
 }
 
 bool writeVariable(const std::string& name, const std::string& value) {

@@ -24,6 +24,10 @@ bool removeDirectory(const std::wstring& path) {
     return RemoveDirectoryW(win32::systemPath(path).c_str()) != 0;
 }
 
+bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) {
+    return CopyFileW(win32::systemPath(from).c_str(), win32::systemPath(to).c_str(), !overwrite) != 0;
+}
+
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to) {
     return MoveFileW(win32::systemPath(from).c_str(), win32::systemPath(to).c_str()) != 0;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "os/Utf.h"
+#include "base/Utf.h"
 
 // The one place of the library that includes the system's header.
 #ifndef WIN32_LEAN_AND_MEAN
@@ -23,7 +23,7 @@ inline std::string errorText(DWORD code) {
     wchar_t buffer[512] = L"";
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                         code, 0, buffer, sizeof buffer / sizeof *buffer, nullptr);
-    return narrow(std::wstring_view(buffer, length));
+    return base::narrow(std::wstring_view(buffer, length));
 }
 
 inline std::wstring universal(std::wstring path) {

@@ -54,7 +54,7 @@ std::size_t write(HANDLE handle, std::string_view text, bool atEnd) noexcept {
 
 AppendedFile openForAppending(const std::string& path) {
     if (path.find('\0') != std::string::npos) return kNoFile;
-    return reinterpret_cast<AppendedFile>(CreateFileW(widen(path).c_str(), GENERIC_WRITE,
+    return reinterpret_cast<AppendedFile>(CreateFileW(base::widen(path).c_str(), GENERIC_WRITE,
                                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
@@ -73,7 +73,7 @@ void writeToStandardError(std::string_view text) {
 
 // The system refuses to remove what is open.
 bool removeUnlessOpen(const std::string& path, std::string& error) {
-    if (DeleteFileW(widen(path).c_str())) return true;
+    if (DeleteFileW(base::widen(path).c_str())) return true;
     error = win32::errorText(GetLastError());
     return false;
 }

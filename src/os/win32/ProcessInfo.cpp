@@ -64,7 +64,7 @@ private:
 std::string hostName() {
     wchar_t name[256] = L"";
     DWORD size = sizeof name / sizeof *name;
-    return GetComputerNameExW(ComputerNameDnsHostname, name, &size) ? narrow(name) : std::string();
+    return GetComputerNameExW(ComputerNameDnsHostname, name, &size) ? base::narrow(name) : std::string();
 }
 
 unsigned int processId() { return GetCurrentProcessId(); }
@@ -78,7 +78,8 @@ std::uint64_t residentBytes() {
 
 std::optional<std::uint64_t> freeDiskBytes(const std::string& directory) {
     ULARGE_INTEGER available{};
-    if (!GetDiskFreeSpaceExW(widen(directory).c_str(), &available, nullptr, nullptr)) return std::nullopt;
+    if (!GetDiskFreeSpaceExW(base::widen(directory).c_str(), &available, nullptr, nullptr))
+        return std::nullopt;
     return available.QuadPart;
 }
 

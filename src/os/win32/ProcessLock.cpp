@@ -1,6 +1,6 @@
 #include "os/ProcessLock.h"
 
-#include "os/SpinThenLock.h"
+#include "base/SpinThenLock.h"
 #include "os/win32/Gate.h"
 
 #include <array>
@@ -20,8 +20,8 @@ SRWLOCK* mutexOf(LockRank rank) noexcept { return &mutexes[static_cast<std::size
 void ProcessLock::lock() const noexcept {
     if (RtlDllShutdownInProgress()) return;
     SRWLOCK* const mutex = mutexOf(rank_);
-    spinThenLock([=] { return TryAcquireSRWLockExclusive(mutex) != 0; },
-                 [=] { AcquireSRWLockExclusive(mutex); });
+    base::spinThenLock([=] { return TryAcquireSRWLockExclusive(mutex) != 0; },
+                       [=] { AcquireSRWLockExclusive(mutex); });
 }
 
 bool ProcessLock::try_lock() const noexcept {

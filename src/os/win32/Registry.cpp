@@ -18,7 +18,7 @@ HKEY rootOf(Hive hive) { return hive == Hive::kCurrentUser ? HKEY_CURRENT_USER :
 
 long openForReading(Hive hive, const std::string& key, Key& opened) {
     HKEY handle = nullptr;
-    const long error = RegOpenKeyExW(rootOf(hive), widen(key).c_str(), 0, KEY_READ, &handle);
+    const long error = RegOpenKeyExW(rootOf(hive), base::widen(key).c_str(), 0, KEY_READ, &handle);
     opened.reset(handle);
     return error;
 }
@@ -47,12 +47,13 @@ long query(HKEY key, const std::wstring& name, std::wstring& text) {
 // The zero at the end is not counted, so others may find a text that lacks it.
 long writeRegistryText(Hive hive, const std::string& key, const std::string& name, const std::string& value) {
     HKEY handle = nullptr;
-    const long error = RegCreateKeyExW(rootOf(hive), widen(key).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                       KEY_WRITE, nullptr, &handle, nullptr);
+    const long error = RegCreateKeyExW(rootOf(hive), base::widen(key).c_str(), 0, nullptr,
+                                       REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, &handle, nullptr);
     if (error != ERROR_SUCCESS) return error;
     const Key opened(handle);
-    const std::wstring text = widen(value);
-    return RegSetValueExW(handle, widen(name).c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+    const std::wstring text = base::widen(value);
+    return RegSetValueExW(handle, base::widen(name).c_str(), 0, REG_SZ,
+                          reinterpret_cast<const BYTE*>(text.c_str()),
                           static_cast<DWORD>(text.size() * sizeof(wchar_t)));
 }
 
@@ -60,8 +61,8 @@ long readRegistryText(Hive hive, const std::string& key, const std::string& name
     Key opened;
     std::wstring text;
     long error = openForReading(hive, key, opened);
-    if (error == ERROR_SUCCESS) error = query(opened.get(), widen(name), text);
-    if (error == ERROR_SUCCESS) value = narrow(text.erase(text.find_last_not_of(L'\0') + 1));
+    if (error == ERROR_SUCCESS) error = query(opened.get(), base::widen(name), text);
+    if (error == ERROR_SUCCESS) value = base::narrow(text.erase(text.find_last_not_of(L'\0') + 1));
     return error;
 }
 
@@ -74,7 +75,7 @@ long listRegistryKeys(Hive hive, const std::string& key, std::vector<std::string
         auto length = static_cast<DWORD>(buffer.size());
         error = RegEnumKeyExW(opened.get(), static_cast<DWORD>(found.size()), buffer.data(), &length, nullptr,
                               nullptr, nullptr, nullptr);
-        if (error == ERROR_SUCCESS) found.push_back(narrow({buffer.data(), length}));
+        if (error == ERROR_SUCCESS) found.push_back(base::narrow({buffer.data(), length}));
         if (error == ERROR_MORE_DATA) {
             buffer.resize(2 * buffer.size());
             error = ERROR_SUCCESS;
@@ -86,7 +87,7 @@ long listRegistryKeys(Hive hive, const std::string& key, std::vector<std::string
 }
 
 long deleteRegistryKey(Hive hive, const std::string& key) {
-    return RegDeleteKeyW(rootOf(hive), widen(key).c_str());
+    return RegDeleteKeyW(rootOf(hive), base::widen(key).c_str());
 }
 
 }  // namespace os

@@ -18,7 +18,7 @@ using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, CloseSer
 ServiceState serviceState(const std::string& name) {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!manager) return {GetLastError(), std::nullopt};
-    const ServiceHandle service(OpenServiceW(manager.get(), widen(name).c_str(), SERVICE_QUERY_STATUS));
+    const ServiceHandle service(OpenServiceW(manager.get(), base::widen(name).c_str(), SERVICE_QUERY_STATUS));
     SERVICE_STATUS_PROCESS status{};
     DWORD needed = 0;
     const bool isTold =

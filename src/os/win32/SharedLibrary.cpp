@@ -54,7 +54,7 @@ private:
 // The absolute native path, which the search beside the library needs. A name without a dot gets one at
 // its end, else the loader would append ".dll".
 std::wstring loaderPath(const std::string& path) {
-    const std::wstring wide = widen(path.c_str());
+    const std::wstring wide = base::widen(path.c_str());
     std::wstring full = win32::filled(
         [&](wchar_t* buffer, DWORD size) { return GetFullPathNameW(wide.c_str(), size, buffer, nullptr); });
     if (full.find(L'.', full.find_last_of(L'\\') + 1) == std::wstring::npos) full += L'.';

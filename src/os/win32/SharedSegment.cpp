@@ -20,7 +20,7 @@ struct SharedSegment::Record {
     std::unique_ptr<void, Unmap> view;
 
     SegmentFailure open(const std::string& name, std::size_t size) {
-        const std::wstring wideName = widen(name);
+        const std::wstring wideName = base::widen(name);
         mutex.emplace(CreateMutexW(nullptr, FALSE, (wideName + L"_mutex").c_str()));
         if (!*mutex) return SegmentFailure::Mutex;
         mapping.emplace(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,

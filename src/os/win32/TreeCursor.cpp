@@ -65,9 +65,9 @@ bool mayReplace(const std::wstring& target, bool overwrite) {
 // Made beside the target by `make`, and only when whole put in its place.
 template <typename Make>
 bool replaceWith(Make make, const std::wstring& directory, const std::string& name, bool overwrite) {
-    const std::wstring target = directory + widen(name);
+    const std::wstring target = directory + base::widen(name);
     if (!mayReplace(target, overwrite)) return false;
-    const std::wstring draft = directory + L".qv-" + widen(randomText(6));
+    const std::wstring draft = directory + L".qv-" + base::widen(randomText(6));
     if (make(draft) && moveInPlace(draft, target, overwrite)) return true;
     SetFileAttributesW(draft.c_str(), FILE_ATTRIBUTE_NORMAL);  // a read-only copy could not be removed
     if (!DeleteFileW(draft.c_str())) RemoveDirectoryW(draft.c_str());
@@ -84,7 +84,7 @@ struct TreeCursor::State {
     std::deque<Level> levels;
     std::wstring path;  // ends with a separator
 
-    std::wstring at(const std::string& name) const { return path + widen(name); }
+    std::wstring at(const std::string& name) const { return path + base::widen(name); }
 };
 
 TreeCursor::TreeCursor(const std::wstring& root, TreeUse use) {
@@ -115,7 +115,7 @@ bool TreeCursor::enter(const std::string& name) {
     Handle directory(openDirectory(state_->at(name), kEntryItself));
     if (!directory || !isDirectoryItself(directory.get())) return false;
     state_->levels.emplace_back(std::move(directory), state_->path.size());
-    state_->path += widen(name) + L'\\';
+    state_->path += base::widen(name) + L'\\';
     return true;
 }
 

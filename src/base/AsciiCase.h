@@ -1,0 +1,20 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+
+/// Letter case as the whole library sees it: ASCII only, folded to lower case, never by the locale.
+namespace base {
+
+template <typename Char>
+constexpr Char foldCase(Char c) {
+    return c >= Char{'A'} && c <= Char{'Z'} ? static_cast<Char>(c + ('a' - 'A')) : c;
+}
+
+template <typename Char>
+std::basic_string<Char> foldedCase(std::basic_string<Char> text) {
+    std::transform(text.begin(), text.end(), text.begin(), foldCase<Char>);
+    return text;
+}
+
+}  // namespace base

@@ -1,0 +1,138 @@
+#include "diagnostics/log/LogFilterSize.h"
+
+#include <algorithm>
+#include <cctype>
+#include <regex>
+#include <vector>
+
+namespace Qv::detail {
+namespace {
+
+[[noreturn]] void refuse() { throw std::regex_error(std::regex_constants::error_complexity); }
+
+// Reads as the standard library's scanner does, and takes whatever that refuses for something or other.
+class Measure {
+public:
+    explicit Measure(std::string_view expression) : rest_(expression) {}
+
+    FilterSize run() {
+        while (!rest_.empty()) step(take());
+        while (groups_.size() > 1) close();
+        return {groups_.front().before + groups_.front().atom, longestLoop_};
+    }
+
+private:
+    // What stands in a group before its last atom, and that atom, to which a quantifier applies.
+    struct Group {
+        std::size_t before = 0;
+        std::size_t atom = 0;
+    };
+
+    char take() {
+        const char c = rest_.front();
+        rest_.remove_prefix(1);
+        return c;
+    }
+    bool takeIf(char c) {
+        const bool isNext = !rest_.empty() && rest_.front() == c;
+        if (isNext) rest_.remove_prefix(1);
+        return isNext;
+    }
+
+    void step(char c) {
+        switch (c) {
+            case '(':
+                return open();
+            case ')':
+                return close();
+            case '[':
+                return add(bracketSize());
+            case '{':
+                return repeat();
+            case '*':
+            case '+':
+                return loop();
+            case '?':
+                return grow(1);
+            case '\\':
+                return add(rest_.empty() ? 1 : (take(), 2));
+            default:
+                return add(1);
+        }
+    }
+
+    void add(std::size_t size) {
+        Group& group = groups_.back();
+        group.before += group.atom;
+        group.atom = size;
+        check(group);
+    }
+    void grow(std::size_t size) {
+        groups_.back().atom += size;
+        check(groups_.back());
+    }
+    static void check(const Group& group) {
+        if (group.before + group.atom > kMaxFilterSize) refuse();
+    }
+
+    void open() {
+        if (groups_.size() > kMaxFilterNesting) refuse();
+        groups_.emplace_back();
+        grow(2);
+    }
+    void close() {
+        if (groups_.size() == 1) return add(1);
+        const Group inner = groups_.back();
+        groups_.pop_back();
+        add(inner.before + inner.atom);
+    }
+
+    void loop() {
+        grow(1);
+        noteLoop();
+    }
+    void noteLoop() { longestLoop_ = std::max(longestLoop_, groups_.back().atom); }
+    void repeat() {
+        const std::size_t least = takeNumber();
+        const bool hasUpperBound = !takeIf(',') || (!rest_.empty() && rest_.front() != '}');
+        const std::size_t most = hasUpperBound ? takeNumber() : 0;
+        takeIf('}');
+        grow(1);
+        if (!hasUpperBound) noteLoop();
+        groups_.back().atom *= std::max(least, most) + 1;
+        check(groups_.back());
+    }
+    std::size_t takeNumber() {
+        std::size_t number = 0;
+        while (!rest_.empty() && std::isdigit(static_cast<unsigned char>(rest_.front())) != 0)
+            number =
+                std::min<std::size_t>(number * 10 + static_cast<std::size_t>(take() - '0'), kMaxFilterSize);
+        return number;
+    }
+
+    // A set is one atom however long it is; "[:digit:]" and the like in it end by their own bracket.
+    std::size_t bracketSize() {
+        const std::size_t before = rest_.size();
+        while (!rest_.empty() && !takeIf(']')) {
+            const char c = take();
+            if (c == '\\' && !rest_.empty()) take();
+            if (c == '[' && !rest_.empty() && isOneOf(rest_.front(), ".:=")) skipClass(take());
+        }
+        return 1 + before - rest_.size();
+    }
+    void skipClass(char kind) {
+        while (!rest_.empty() && !takeIf(kind)) take();
+        takeIf(']');
+    }
+    static bool isOneOf(char c, std::string_view set) { return set.find(c) != std::string_view::npos; }
+
+    std::string_view rest_;
+    std::vector<Group> groups_{1};
+    std::size_t longestLoop_ = 0;
+};
+
+}  // namespace
+
+FilterSize sizeOfFilter(std::string_view expression) { return Measure(expression).run(); }
+
+}  // namespace Qv::detail

@@ -1,0 +1,158 @@
+#include "os/FileOperations.h"
+
+#include "os/Filesystem.h"
+#include "os/RandomText.h"
+#include "os/posix/CopyAt.h"
+#include "os/posix/Gate.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace os {
+namespace {
+
+using posix::Descriptor;
+using posix::Place;
+
+constexpr int kBufferSize = 1 << 16;
+
+bool writeAll(int target, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(target, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) return false;
+        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+bool copyByReading(int source, int target) {
+    std::vector<char> buffer(kBufferSize);
+    for (;;) {
+        const ssize_t count = read(source, buffer.data(), buffer.size());
+        if (count == 0) return true;
+        if (count < 0 && errno != EINTR) return false;
+        if (count > 0 && !writeAll(target, {buffer.data(), static_cast<std::size_t>(count)})) return false;
+    }
+}
+
+// The system copies a large file by itself as far as it can; where it cannot, or knows no length, the rest is
+// read.
+bool copyContent(int source, int target, off_t size) {
+    constexpr std::size_t kPiece = std::size_t{1} << 30U;
+    while (size > kBufferSize && copy_file_range(source, nullptr, target, nullptr, kPiece, 0) > 0) {
+    }
+    return copyByReading(source, target);
+}
+
+// An entry beside the target, under a hidden name of its own until it is whole; removed if it never gets
+// there.
+class Draft {
+public:
+    explicit Draft(const Place& target) : target_(target) {}
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+    ~Draft() {
+        if (!draft_.name.empty()) unlinkat(draft_.directory, draft_.name.c_str(), 0);
+    }
+
+    // Calls `makeAt` with a directory and names in it until one is free.
+    template <typename Make>
+    bool make(Make makeAt) {
+        constexpr int kTries = 100;
+        const std::string folder = target_.name.substr(0, target_.name.rfind('/') + 1);
+        for (int i = 0; i < kTries; ++i) {
+            std::string name = folder + ".qv-" + randomText(6);
+            if (makeAt(target_.directory, name.c_str())) {
+                draft_.name = std::move(name);
+                return true;
+            }
+            if (errno != EEXIST) return false;
+        }
+        return false;
+    }
+
+    bool publish(bool overwrite) {
+        const bool done = overwrite ? renameat(draft_.directory, draft_.name.c_str(), target_.directory,
+                                               target_.name.c_str()) == 0
+                                    : posix::moveWithoutReplacing(draft_, target_);
+        if (done) draft_.name.clear();
+        return done;
+    }
+
+private:
+    const Place& target_;
+    Place draft_{target_.directory, {}};
+};
+
+// What counts is the content: some file systems keep neither permissions nor times.
+bool fill(Descriptor& draft, int source, const struct stat& status) {
+    const timespec times[] = {status.st_atim, status.st_mtim};
+    if (!copyContent(source, draft.get(), status.st_size)) return false;
+    [[maybe_unused]] const int modeIgnored = fchmod(draft.get(), status.st_mode & 0777U);
+    [[maybe_unused]] const int timesIgnored = futimens(draft.get(), times);
+    return draft.close();
+}
+
+bool mayReplace(const Place& target, const struct stat& source, bool overwrite) {
+    const char* const name = target.name.c_str();
+    struct stat status {};
+    if (fstatat(target.directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
+    const bool isSource = status.st_dev == source.st_dev && status.st_ino == source.st_ino;
+    if (!overwrite || isSource || S_ISDIR(status.st_mode)) return false;
+    return S_ISLNK(status.st_mode) ||
+           (S_ISREG(status.st_mode) && faccessat(target.directory, name, W_OK, AT_EACCESS) == 0);
+}
+
+std::optional<std::string> linkText(const Place& link) {
+    std::vector<char> buffer(PATH_MAX);
+    const ssize_t length = readlinkat(link.directory, link.name.c_str(), buffer.data(), buffer.size());
+    if (length < 0) return std::nullopt;
+    return std::string(buffer.data(), static_cast<std::size_t>(length));
+}
+
+}  // namespace
+
+bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool overwrite) {
+    // Without waiting: a pipe that nobody writes to would block.
+    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followsLink ? 0 : O_NOFOLLOW);
+    const Descriptor source(openat(from.directory, from.name.c_str(), flags));
+    struct stat status {};
+    if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    if (to.name.empty() || !mayReplace(to, status, overwrite)) return false;
+    Descriptor file(-1);
+    Draft draft(to);
+    const auto create = [&](int directory, const char* name) {
+        file = Descriptor(openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        return bool(file);
+    };
+    return draft.make(create) && fill(file, source.get(), status) && draft.publish(overwrite);
+}
+
+bool posix::copyLink(const Place& from, const Place& to, bool overwrite) {
+    const auto text = linkText(from);
+    const auto link = [&](int directory, const char* name) {
+        return symlinkat(text->c_str(), directory, name) == 0;
+    };
+    if (!text) return false;
+    if (!overwrite) return link(to.directory, to.name.c_str());
+    Draft draft(to);
+    return draft.make(link) && draft.publish(true);
+}
+
+// A link at the target's path is followed.
+bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) {
+    const auto resolved = isLink(to) ? canonicalPath(to) : std::nullopt;
+    return posix::copyFile({AT_FDCWD, posix::systemPath(from)}, true,
+                           {AT_FDCWD, posix::systemPath(resolved.value_or(to))}, overwrite);
+}
+
+}  // namespace os

@@ -1,0 +1,105 @@
+#include "os/Filesystem.h"
+
+#include "os/Cancellation.h"
+#include "os/posix/Gate.h"
+#include "os/posix/VisitDirectory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace os {
+namespace {
+
+struct CloseDirectory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+EntryKind kindOf(mode_t mode) {
+    if (S_ISDIR(mode)) return EntryKind::Directory;
+    return S_ISREG(mode) ? EntryKind::RegularFile : EntryKind::Other;
+}
+
+bool leadsToDirectory(DIR* directory, const char* name) {
+    struct stat status {};
+    return fstatat(dirfd(directory), name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isLinkEntry(DIR* directory, const char* name) {
+    struct stat status {};
+    return fstatat(dirfd(directory), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+}
+
+// Most file systems tell the kind with the name, and only links need another look.
+DirectoryEntry describe(DIR* directory, const dirent& entry) {
+    const bool isKnown = entry.d_type != DT_UNKNOWN;
+    const bool isLink = isKnown ? entry.d_type == DT_LNK : isLinkEntry(directory, entry.d_name);
+    const bool isDirectory =
+        isKnown && !isLink ? entry.d_type == DT_DIR : leadsToDirectory(directory, entry.d_name);
+    return {entry.d_name, isDirectory, isLink, entry.d_name[0] == '.'};
+}
+
+}  // namespace
+
+EntryStatus entryStatus(const std::wstring& path) {
+    struct stat status {};
+    if (stat(posix::systemPath(path).c_str(), &status) != 0) return {};
+    return {kindOf(status.st_mode), FileIdentity{status.st_dev, status.st_ino}};
+}
+
+bool isReadableFile(const std::wstring& path) {
+    const CancellationShield shield;
+    // Without waiting: a pipe that nobody writes to would block.
+    const posix::Descriptor file(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    return file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool isLink(const std::wstring& path) {
+    struct stat status {};
+    return lstat(posix::withoutFinalSlash(path).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+std::optional<std::wstring> canonicalPath(const std::wstring& path) {
+    const std::unique_ptr<char, posix::Free> real(realpath(posix::systemPath(path).c_str(), nullptr));
+    if (!real) return std::nullopt;
+    return base::widen(real.get());
+}
+
+std::optional<std::int64_t> modificationTime(const std::wstring& path) {
+    struct stat status {};
+    if (stat(posix::systemPath(path).c_str(), &status) != 0) return std::nullopt;
+    return status.st_mtime;
+}
+
+bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
+                    std::string* error) {
+    const CancellationShield shield;
+    const std::string name = posix::systemPath(directory);
+    if (posix::visitDirectory(posix::Descriptor(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+                              visit))
+        return true;
+    if (error) *error = posix::errorText(errno);
+    return false;
+}
+
+bool posix::visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit) {
+    const std::unique_ptr<DIR, CloseDirectory> stream(directory ? fdopendir(directory.get()) : nullptr);
+    if (!stream) return false;
+    directory.release();
+    errno = 0;
+    while (const dirent* entry = readdir(stream.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") visit(describe(stream.get(), *entry));
+        errno = 0;
+    }
+    return errno == 0;
+}
+
+}  // namespace os

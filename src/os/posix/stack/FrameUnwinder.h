@@ -1,0 +1,45 @@
+#pragma once
+
+#include "os/posix/stack/CallFrameInfo.h"
+#include "os/posix/stack/LocalMemory.h"
+
+#include <ucontext.h>
+
+#include <array>
+#include <cstdint>
+
+namespace os::posix {
+
+/// Walks a stack of this process from a set of registers outwards. It reads only memory that may be read,
+/// allocates nothing and takes no lock, so that a signal handler can use it on a broken stack.
+class FrameUnwinder {
+public:
+    explicit FrameUnwinder(const ucontext_t& context);
+
+    std::uintptr_t programCounter() const { return registers_[kReturnAddress]; }
+    /// Otherwise the program counter is where a call returns to.
+    bool isInterrupted() const { return isInterrupted_; }
+
+    /// Goes to the caller's frame, past the outermost one to a program counter of 0. Returns an error of
+    /// the system's: ENODATA when the compiler did not leave how, EFAULT when the stack is broken.
+    int up();
+    /// The same by the rules given. May be called with any rules: a wrong one fails with EFAULT.
+    int upBy(const FrameRules& rules);
+
+private:
+    using Registers = std::array<std::uintptr_t, kRegisters>;
+
+    int upOverCall();
+    int upByPlain(const PlainRules& rules);
+    int upOverSignal();
+    bool frameAddress(const FrameRules& rules, std::uintptr_t& address);
+    bool callersValue(const RegisterRule& rule, std::size_t number, std::uintptr_t frame,
+                      std::uintptr_t& value);
+    bool evaluate(const RegisterRule& rule, const std::uintptr_t* initial, std::uintptr_t& result);
+
+    Registers registers_{};
+    LocalMemory memory_;
+    bool isInterrupted_ = true;
+};
+
+}  // namespace os::posix

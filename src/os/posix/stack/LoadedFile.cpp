@@ -1,0 +1,123 @@
+#include "os/posix/stack/LoadedFile.h"
+
+#include "base/Fnv.h"
+#include "base/Utf.h"
+#include "os/SystemPaths.h"
+#include "os/posix/stack/LocalMemory.h"
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <span>
+
+namespace os::posix {
+namespace {
+
+const link_map& mapOf(const void* entry) { return *static_cast<const link_map*>(entry); }
+
+// Not std::bit_cast, on whose result the analyzer of Clang 14 crashes.
+template <typename T>
+const T* at(std::uintptr_t address) {
+    return reinterpret_cast<const T*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
+std::span<const ElfW(Phdr)> programHeaders(std::uintptr_t begin) {
+    LocalMemory memory;
+    std::uintptr_t word = 0;
+    if (!memory.read(begin, word) || std::memcmp(&word, ELFMAG, SELFMAG) != 0) return {};
+    const auto& header = *at<ElfW(Ehdr)>(begin);
+    return {at<ElfW(Phdr)>(begin + header.e_phoff), header.e_phnum};
+}
+
+/// What the dynamic section says about exported symbols.
+struct SymbolTable {
+    const ElfW(Sym) * symbols = nullptr;
+    const char* names = nullptr;
+    std::size_t nameBytes = 0;
+    std::size_t count = 0;
+};
+
+// The last symbol of the hash table ends the longest chain.
+std::size_t countByHash(const std::uint32_t* table) {
+    const std::uint32_t buckets = table[0];
+    const std::uint32_t first = table[1];
+    const std::uint32_t* const bucket = table + 4 + std::size_t{table[2]} * (sizeof(ElfW(Addr)) / 4);
+    const std::uint32_t* const chain = bucket + buckets;
+    if (buckets == 0) return first;
+    std::uint32_t last = *std::max_element(bucket, bucket + buckets);
+    if (last < first) return first;
+    while ((chain[last - first] & 1U) == 0) ++last;
+    return std::size_t{last} + 1;
+}
+
+SymbolTable symbolTableOf(const link_map& map) {
+    SymbolTable table;
+    for (const ElfW(Dyn)* item = map.l_ld; item && item->d_tag != DT_NULL; ++item) {
+        // The loader relocates the addresses where it may write.
+        const ElfW(Addr) value =
+            item->d_un.d_ptr < map.l_addr ? map.l_addr + item->d_un.d_ptr : item->d_un.d_ptr;
+        if (item->d_tag == DT_SYMTAB) table.symbols = at<ElfW(Sym)>(value);
+        if (item->d_tag == DT_STRTAB) table.names = at<char>(value);
+        if (item->d_tag == DT_STRSZ) table.nameBytes = item->d_un.d_val;
+        if (item->d_tag == DT_GNU_HASH) table.count = countByHash(at<std::uint32_t>(value));
+        if (item->d_tag == DT_HASH) table.count = at<std::uint32_t>(value)[1];
+    }
+    if (!table.symbols || !table.names) table.count = 0;
+    return table;
+}
+
+bool covers(const ElfW(Sym) & symbol, std::uintptr_t offset) {
+    if (symbol.st_shndx == SHN_UNDEF || ELF64_ST_TYPE(symbol.st_info) == STT_TLS) return false;
+    return symbol.st_size == 0 ? offset == symbol.st_value : offset - symbol.st_value < symbol.st_size;
+}
+
+}  // namespace
+
+LoadedFile::LoadedFile(std::uintptr_t address) {
+    dl_find_object object{};
+    if (_dl_find_object(std::bit_cast<void*>(address), &object) != 0) return;
+    begin_ = std::bit_cast<std::uintptr_t>(object.dlfo_map_start);
+    end_ = std::bit_cast<std::uintptr_t>(object.dlfo_map_end);
+    entry_ = object.dlfo_link_map;
+}
+
+// The program itself has no name in the loader's list.
+std::string LoadedFile::path() const {
+    const char* const name = entry_ ? mapOf(entry_).l_name : nullptr;
+    return name && *name ? name : base::narrow(executableFile());
+}
+
+// By the notes, which hold the build identifier; without one also by the table of the functions' addresses.
+std::uint64_t LoadedFile::identity() const {
+    constexpr std::string_view kIdentifierNote("\3\0\0\0GNU\0", 8);
+    const auto headers = programHeaders(begin_);
+    std::uint64_t identity = begin_ ^ reinterpret_cast<std::uintptr_t>(entry_);
+    bool isIdentified = false;
+    const auto add = [&](const ElfW(Phdr) & header) {
+        const std::string_view bytes(at<char>(mapOf(entry_).l_addr + header.p_vaddr), header.p_memsz);
+        identity = identity * 31 + base::fnv1a(bytes);
+        isIdentified = isIdentified || bytes.find(kIdentifierNote) != std::string_view::npos;
+    };
+    for (const auto& header : headers)
+        if (header.p_type == PT_NOTE) add(header);
+    for (const auto& header : headers)
+        if (header.p_type == PT_GNU_EH_FRAME && !isIdentified) add(header);
+    return identity;
+}
+
+std::string_view LoadedFile::symbolAt(std::uintptr_t address) const {
+    if (!entry_) return {};
+    const SymbolTable table = symbolTableOf(mapOf(entry_));
+    const std::uintptr_t offset = address - mapOf(entry_).l_addr;
+    const ElfW(Sym)* best = nullptr;
+    for (std::size_t i = 0; i < table.count; ++i) {
+        const ElfW(Sym)& symbol = table.symbols[i];
+        if (covers(symbol, offset) && (!best || symbol.st_value > best->st_value)) best = &symbol;
+    }
+    return best && best->st_name < table.nameBytes ? table.names + best->st_name : std::string_view();
+}
+
+}  // namespace os::posix

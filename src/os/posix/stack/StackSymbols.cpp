@@ -1,0 +1,162 @@
+#include "os/posix/stack/StackSymbols.h"
+
+#include "os/posix/Gate.h"
+#include "os/posix/stack/OwnStack.h"
+
+#include <cxxabi.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+
+namespace os::posix {
+namespace {
+
+constexpr std::size_t kMostKnown = 65536;
+
+// Without the version, as in "name@@VERSION". Other names than a compiler's may look like types: "f" is
+// float.
+std::string demangled(const std::string& symbol) {
+    std::string name = symbol.substr(0, symbol.find('@'));
+    if (!name.starts_with("_Z")) return name;
+    int status = 0;
+    const std::unique_ptr<char, Free> text(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status));
+    return text ? text.get() : name;
+}
+
+std::string hexadecimal(std::uintptr_t number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%lx", number);
+    return text;
+}
+
+std::uintptr_t keyOf(std::uintptr_t programCounter, bool isInterrupted) {
+    return programCounter << 1U | (isInterrupted ? 1U : 0U);
+}
+
+}  // namespace
+
+StackSymbols::StackSymbols(pid_t process, void (*inform)(const std::string&))
+    : process_(process), isOwnProcess_(process == getpid()), inform_(inform) {}
+
+DebugInfo* StackSymbols::debugInfo() {
+    if (debugInfo_) return debugInfo_.get();
+    debugInfo_ = DebugInfo::open(process_);
+    if (debugInfo_) {
+        known_.clear();
+        symbolKinds_.clear();
+    }
+    return debugInfo_.get();
+}
+
+void StackSymbols::prepare(const std::vector<FrameAddress>& frames) {
+    debugInfo();
+    if (noteFiles(frames) || !isOwnProcess_ || known_.size() >= kMostKnown) {
+        known_.clear();
+        symbolKinds_.clear();
+        mustReport_ = true;
+    }
+    const auto isKnown = [this](const FrameAddress& frame) {
+        return known_.contains(keyOf(frame.programCounter, frame.isInterrupted));
+    };
+    if (std::all_of(frames.begin(), frames.end(), isKnown)) return;
+    std::exception_ptr failure;
+    runOnOwnStack([&] {
+        try {
+            lookUpAll(frames);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    });
+    if (failure) std::rethrow_exception(failure);
+}
+
+// True if one is new, or new in its place. Another process's are reported before each walk.
+bool StackSymbols::noteFiles(const std::vector<FrameAddress>& frames) {
+    bool isNew = false;
+    LoadedFile file(0);
+    for (const FrameAddress& frame : isOwnProcess_ ? frames : std::vector<FrameAddress>()) {
+        if (file.contains(frame.programCounter)) continue;
+        file = LoadedFile(frame.programCounter);
+        if (file && noteFile(file)) isNew = true;
+    }
+    return isNew;
+}
+
+bool StackSymbols::noteFile(const LoadedFile& file) {
+    const std::uint64_t identity = file.identity();
+    const auto known = files_.find(file.begin());
+    if (known != files_.end() && known->second.identity == identity) return false;
+    // The same path and addresses do not tell the debugging library that the content is another.
+    if (known != files_.end()) mustForget_ = true;
+    std::erase_if(files_, [&](const auto& other) {
+        return other.first < file.end() && file.begin() < other.second.end;
+    });
+    files_[file.begin()] = {file.end(), identity};
+    return true;
+}
+
+void StackSymbols::lookUpAll(const std::vector<FrameAddress>& frames) {
+    if (debugInfo_ && isOwnProcess_ && mustReport_) {
+        debugInfo_->refresh(mustForget_);
+        mustReport_ = false;
+        mustForget_ = false;
+    }
+    for (const FrameAddress& frame : frames) {
+        const auto [place, isNew] = known_.try_emplace(keyOf(frame.programCounter, frame.isInterrupted));
+        if (isNew) place->second = lookUp(frame, debugInfo_.get());
+    }
+}
+
+const AddressDescription& StackSymbols::describe(const StackFrame& frame) {
+    const auto [place, isNew] = known_.try_emplace(keyOf(frame.programCounter, frame.isInterrupted));
+    Known& known = place->second;
+    if (isNew) known = lookUp({frame.programCounter, frame.isInterrupted}, nullptr);
+    if (!known.path.empty() && informed_.insert(known.path).second)
+        inform_("Module: '" + known.path + "', symbols: " + known.description.symbolKind + "\n");
+    return known.description;
+}
+
+StackSymbols::Known StackSymbols::lookUp(const FrameAddress& frame, DebugInfo* debugInfo) {
+    const std::uintptr_t address = frame.programCounter - (frame.isInterrupted ? 0 : 1);
+    Known result;
+    AddressDescription& known = result.description;
+    DebugInfo::Source source;
+    std::uintptr_t base = 0;
+    if (debugInfo) {
+        source = debugInfo->find(address);
+        result.path = debugInfo->moduleAt(address, base);
+    }
+    if (const LoadedFile file(isOwnProcess_ ? address : 0); file) {
+        base = file.begin();
+        if (result.path.empty()) result.path = file.path();
+        if (source.symbol.empty()) source.symbol = file.symbolAt(address);
+    }
+    known.function = source.symbol.empty() ? std::string() : demangled(source.symbol);
+    if (known.function.empty()) known.symbolError = ENOENT;
+    known.file = source.file;
+    known.line = static_cast<unsigned long>(source.line);
+    if (known.file.empty()) known.lineError = ENOENT;
+    if (result.path.empty()) {
+        known.moduleError = ENOENT;
+        return result;
+    }
+    known.module =
+        result.path.substr(result.path.rfind('/') + 1) + "+" + hexadecimal(frame.programCounter - base);
+    known.symbolKind = symbolKind(result.path, known.function, address, debugInfo);
+    return result;
+}
+
+std::string StackSymbols::symbolKind(const std::string& path, const std::string& function,
+                                     std::uintptr_t address, DebugInfo* debugInfo) {
+    const auto [kind, isNew] = symbolKinds_.try_emplace(path);
+    if (isNew) {
+        const bool hasLines = debugInfo && debugInfo->hasLines(address);
+        kind->second = hasLines ? "DWARF" : function.empty() ? "-nosymbols-" : "-exported-";
+    }
+    return kind->second;
+}
+
+}  // namespace os::posix

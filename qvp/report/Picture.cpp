@@ -49,8 +49,7 @@ const std::map<std::string, Colours>& stateColours() {
 // The name, and below it what there is to know.
 std::string secondLine(const Json& node) {
     const auto state = node["state"].get<std::string>();
-    std::string version =
-        node["version"].is_null() ? "" : shortVersion(node["version"].get<std::string>());
+    std::string version = node["version"].is_null() ? "" : shortVersion(node["version"].get<std::string>());
     if (state == "ok") return version;
     return version.empty() ? state : version + ", " + state;
 }

@@ -7,11 +7,16 @@
 // Using PCLMULQDQ Instruction", 2009.)
 //
 // Each instruction set has a source of its own, which defines QV_FOLDING, the attribute that makes a function
-// use it, includes this header and gives `Vector`, its register and what is done with one.
+// use it, unless it is the narrowest set, includes this header and gives `Vector`, its register and what is
+// done with one.
 
 #include "core/CRC32Paths.h"
 
 #include <immintrin.h>
+
+#ifndef QV_FOLDING
+#define QV_FOLDING __attribute__((target("pclmul,sse4.1")))
+#endif
 
 namespace Qv::detail {
 namespace {

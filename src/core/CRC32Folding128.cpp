@@ -1,4 +1,3 @@
-#define QV_FOLDING __attribute__((target("pclmul,sse4.1")))
 #include "core/CRC32Folding.h"
 
 namespace Qv::detail {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QvPlatform/Export.h>
+#include <QvPlatform/core/Export.h>
 
 #include <string>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <QvPlatform/Export.h>
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
 #include <QvPlatform/QvPluginSystem/QvPluginManagerListener.h>
 #include <QvPlatform/QvPluginSystem/QvPluginObject.h>
+#include <QvPlatform/core/Export.h>
 #include <QvPlatform/core/QvArray.h>
 
 #include <memory>

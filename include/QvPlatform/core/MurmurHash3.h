@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QvPlatform/Export.h>
+#include <QvPlatform/core/Export.h>
 
 /// MurmurHash3, Austin Appleby's fast hash functions, which are no protection against forged input. Results
 /// equal those of the published implementation bit for bit. A length below 0 counts as 0, and then `key` may

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QvPlatform/Export.h>
+#include <QvPlatform/core/Export.h>
 
 /// Reports an error naming this file and line when `condition` is false; the message and its arguments
 /// are printf-style. Stays in release builds; a true condition costs one branch.

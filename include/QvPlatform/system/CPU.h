@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QvPlatform/Export.h>
+#include <QvPlatform/core/Export.h>
 
 /// The processors of this machine and their instruction sets, for choosing among vectorised code paths.
 ///

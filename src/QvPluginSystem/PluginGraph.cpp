@@ -1,3 +1,12 @@
+// Computed anew for each call, from the registry and the public descriptors, by exact dependency name: where
+// several plugins share a name, the first one counts. The loader's own links (`neededPlugins`) are not used,
+// so the result follows what a client has written into a descriptor. Nothing is changed or cached.
+//
+// Both walks are depth-first and visit a plugin once, so they end even if the descriptors form a cycle; a
+// plugin whose answer is pending then counts as no dependent. `queueOf` is a post-order, so without a cycle
+// all dependents of a plugin come after it: `dependentsOf` looks only there. Recursion is as deep as the
+// longest chain of dependencies.
+
 #include "QvPluginSystem/PluginGraph.h"
 
 #include <algorithm>
@@ -26,7 +35,7 @@ private:
     Qv::QvArray<QvPluginInfo*> collected_;
 };
 
-// Answers "does it depend on the target?" once for each plugin.
+// Whether a plugin depends on the target; computed once for each plugin.
 class DependentFinder {
 public:
     DependentFinder(const PluginRegistry& registry, const QvPluginInfo& target)

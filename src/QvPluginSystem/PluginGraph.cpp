@@ -1,6 +1,7 @@
-// Computed anew for each call, from the registry and the public descriptors, by exact dependency name: where
-// several plugins share a name, the first one counts. The loader's own links (`neededPlugins`) are not used,
-// so the result follows what a client has written into a descriptor. Nothing is changed or cached.
+// Computed anew for each call, from the registry and the public descriptors. Dependencies are followed by
+// exact name, to the first plugin of that name; whether a plugin depends on the target directly is decided by
+// `satisfies`. The loader's own links (`neededPlugins`) are not used, so the result follows what a client has
+// written into a descriptor. Nothing is changed or cached.
 //
 // Both walks are depth-first and visit a plugin once, so they end even if the descriptors form a cycle; a
 // plugin whose answer is pending then counts as no dependent. `queueOf` is a post-order, so without a cycle

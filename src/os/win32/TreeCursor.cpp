@@ -1,6 +1,7 @@
 // All directories from the root to the cursor are open and not shared for deletion: nobody can rename or
 // replace them. So a path that is built from `path` names an entry of the cursor's directory. `path` has the
-// system's extended form ("\\?\"), which has no length limit of its own and needs backslashes.
+// system's extended form ("\\?\"), which has no length limit of its own and needs backslashes, unless the
+// volume has no such form.
 //
 // There is one level for each directory, and each remembers how long `path` was above it. `enter` changes
 // nothing on failure; `leave` cannot fail. A copy is made as a draft with a random name next to its target

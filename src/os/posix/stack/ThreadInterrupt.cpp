@@ -61,8 +61,8 @@ int interruptSignal = 0;
 std::uint64_t stateOf(std::uint64_t request, Phase phase) { return request << 2 | phase; }
 
 // Walks from here, not from the signal's context: a thread sanitizer delays signals, and the context is then
-// out of date. The frames up to
-// and including the kernel's signal frame, if there is one, belong to the handler and are dropped.
+// out of date. The frames up to and including the kernel's signal frame, if there is one, belong
+// to the handler and are dropped.
 void fillSlot() {
     ucontext_t here;
     getcontext(&here);

@@ -1,3 +1,11 @@
+// Tarjan's algorithm for strongly connected components, extended to record paths. The constructor does all
+// the work and visits each plugin once, in `order`. `open_` is the algorithm's stack; `path_` has the plugins
+// from the first one to the one being visited. Recursion is as deep as the longest such path.
+//
+// Each dependency that leads to a plugin on `path_` closes a cycle and adds one path, so there is a path for
+// each such dependency, and not for each possible cycle. A path begins with its first plugin in `order`.
+// `takePaths` sorts the paths and removes duplicates; it may be called once. `areOnOne` compares components.
+
 #include "inspect/CycleFinder.h"
 
 #include "inspect/PluginName.h"
@@ -19,7 +27,6 @@ CycleFinder::CycleFinder(const std::vector<Entry>& entries, const std::vector<st
     }
 }
 
-// Tarjan's walk over the strongly connected components.
 void CycleFinder::visit(std::size_t place) {
     visitedAs_[place] = lowest_[place] = ++visits_;
     open_.push_back(place);
@@ -27,7 +34,7 @@ void CycleFinder::visit(std::size_t place) {
     depth_[place] = path_.size();
     const std::string name = foldedCase(entries_[place].name());
     for (const Entry::Edge& edge : entries_[place].dependencies) {
-        // A plugin that asks for its own name waits for itself, whatever file is called so.
+        // A plugin that needs its own name depends on itself, whatever file has that name.
         const bool asksForItself = foldedCase(edge.name) == name;
         if (asksForItself || edge.target != Entry::kNone) follow(place, asksForItself ? place : edge.target);
     }
@@ -63,7 +70,7 @@ void CycleFinder::closePath(std::size_t target) {
 }
 
 std::vector<std::vector<std::size_t>> CycleFinder::takePaths() {
-    // A dependency that is written down twice closes the same circle twice.
+    // A dependency that is listed twice closes the same cycle twice.
     std::sort(paths_.begin(), paths_.end(), [this](const auto& a, const auto& b) {
         return std::lexicographical_compare(
             a.begin(), a.end(), b.begin(), b.end(),

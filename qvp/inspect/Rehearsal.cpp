@@ -1,3 +1,14 @@
+// Repeats the rules of `PluginLoader` and `PluginUnloader` on descriptors; whoever changes those must change
+// this file too. It assumes that entry points succeed and no listener refuses. Order: `loadEverything`, then
+// `loadedFor` and `loaded` if needed, then `unloadEverything` once, which leaves `loaded` as it is.
+//
+// Between calls nothing is under way, and a plugin's `dependents` is the number of claims that loaded plugins
+// have on it. A plugin that fails keeps no claim; those that were loaded for it stay loaded.
+//
+// To avoid repeated work, a failure is remembered and the plugin is not tried again. If the failure depends
+// on the plugins of some name, it counts only until another one of that name is loaded. If a plugin of the
+// same name but another file was under way, it does not count at all.
+
 #include "inspect/Rehearsal.h"
 
 #include "inspect/PluginName.h"
@@ -37,7 +48,8 @@ void Rehearsal::loadEverything() {
     }
 }
 
-// Each plugin that the manager would try again and again is tried once, unless something has changed for it.
+// The manager tries a failed plugin again for each dependent; this tries it again only if the outcome may
+// differ.
 bool Rehearsal::load(std::size_t place) {
     Plugin& plugin = plugins_[place];
     if (plugin.isLoaded) return true;
@@ -121,7 +133,7 @@ std::vector<std::size_t> Rehearsal::unloadEverything() {
     return order;
 }
 
-// A name stands for the first plugin that has it, also when that one stays and another could go.
+// A name always means the first plugin of that name, even if that one stays and another could be unloaded.
 void Rehearsal::unload(const std::string& name, std::vector<std::size_t>& order) {
     const std::vector<std::size_t>& namesakes = loadedByName_[foldedCase(name)];
     const auto found = std::find_if(namesakes.begin(), namesakes.end(), [&](std::size_t place) {

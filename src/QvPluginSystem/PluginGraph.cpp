@@ -1,3 +1,13 @@
+// Computed anew for each call, from the registry and the public descriptors. Dependencies are followed by
+// exact name, to the first plugin of that name; whether a plugin depends on the target directly is decided by
+// `satisfies`. The loader's own links (`neededPlugins`) are not used, so the result follows what a client has
+// written into a descriptor. Nothing is changed or cached.
+//
+// Both walks are depth-first and visit a plugin once, so they end even if the descriptors form a cycle; a
+// plugin whose answer is pending then counts as no dependent. `queueOf` is a post-order, so without a cycle
+// all dependents of a plugin come after it: `dependentsOf` looks only there. Recursion is as deep as the
+// longest chain of dependencies.
+
 #include "QvPluginSystem/PluginGraph.h"
 
 #include <algorithm>
@@ -26,7 +36,7 @@ private:
     Qv::QvArray<QvPluginInfo*> collected_;
 };
 
-// Answers "does it depend on the target?" once for each plugin.
+// Whether a plugin depends on the target; computed once for each plugin.
 class DependentFinder {
 public:
     DependentFinder(const PluginRegistry& registry, const QvPluginInfo& target)

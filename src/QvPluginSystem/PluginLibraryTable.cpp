@@ -1,3 +1,13 @@
+// `openCount` is the number of openings that were not taken back; the system's library is opened once for all
+// of them. The loader keeps one opening for each loaded plugin and the unloader takes it back; reading a
+// descriptor holds one for its duration.
+//
+// A record without a handle exists only while its library is being opened. The static initializers run then,
+// so the table may be called again. If opening fails, or an initializer ends the thread, the record is
+// removed and the "Path" variable has its old value. `close` removes the record even if the system fails to
+// close the library. Records live in a list because `byPath_` has keys that point into them: an entry is
+// erased before its record.
+
 #include "QvPluginSystem/PluginLibraryTable.h"
 
 #include <QvPlatform/filesystem/File.h>
@@ -14,8 +24,8 @@ namespace {
 
 constexpr const char* kSearchPathVariable = "Path";
 
-// Puts a directory in front of the process's search path, with nothing between the two, and puts the old
-// text back, whatever happens meanwhile.
+// Prepends a directory to the process's search path, without a separator, and restores the old value at the
+// end, also when the thread is unwound.
 class ScopedSearchPath {
 public:
     explicit ScopedSearchPath(const std::string& directory)
@@ -32,7 +42,7 @@ private:
     std::optional<std::string> previous_;
 };
 
-// Leaves the system's last error as opening left it.
+// The system's last error afterwards is that of opening.
 void* openBesideItsLibraries(const PluginLibraryRecord& record, std::string& error) {
     std::optional<ScopedSearchPath> searchPath(std::in_place, record.libraryDirectory);
     void* handle = os::openLibrary(record.libraryPath, error);
@@ -75,7 +85,7 @@ void PluginLibraryTable::remove(const std::string& path) {
     records_.erase(record);
 }
 
-// Removes a record that has no handle in the end, also when a static initializer ends the thread.
+// Removes a record that has no handle at the end of its scope.
 class PluginLibraryTable::Opening {
 public:
     Opening(PluginLibraryTable& table, PluginLibraryRecord& record) : table_(table), record_(record) {}
@@ -117,7 +127,7 @@ bool PluginLibraryTable::close(const std::string& path, std::string& error) {
 
 OpenPluginLibrary::~OpenPluginLibrary() {
     if (!record_) return;
-    // The library's static destructors run in here, where no thread may end.
+    // The library's static destructors run here; a cancellation inside a destructor would end the process.
     const os::CancellationShield shield;
     std::string ignored;
     table_.close(record_->libraryPath, ignored);

@@ -1,3 +1,15 @@
+// Loads a file in fixed order: open the library and read the descriptor (`describe`), ask the listeners,
+// resolve the dependencies depth-first in the descriptor's order, initialize, register (`accept`).
+//
+// Until `accept`, the `Candidate` owns the load. If a step fails, a listener throws or the thread is
+// cancelled, its destructor releases the pins on the dependencies, removes its name and file from `underWay_`
+// and closes the library. Dependencies that were loaded for it stay loaded.
+//
+// Entry points and listeners may call the manager again; such nested requests share `underWay_`. It holds the
+// file of each load in progress before the library is opened, and its name, ignoring case, before the
+// dependencies are resolved: this is how cycles are found. A dependency stays pinned until `accept` has
+// counted the candidate as its dependent, so no nested request can unload it in between.
+
 #include "QvPluginSystem/PluginLoader.h"
 
 #include <QvPlatform/diagnostics/Log.h>
@@ -11,7 +23,7 @@
 namespace QvPluginSystem {
 namespace {
 
-// Whatever the plugin wrote.
+// Overwrites what the plugin may have written into the fields that the manager owns.
 void resetManagersFields(QvPluginInfo& info, const std::string& path) {
     info.path = path;
     info.dependentCount = 0;
@@ -20,7 +32,7 @@ void resetManagersFields(QvPluginInfo& info, const std::string& path) {
 
 }  // namespace
 
-/// A plugin on its way from its file to the registry. Destroyed early, it undoes everything.
+/// A load in progress; its destructor undoes what `accept` has not taken over.
 class PluginLoader::Candidate {
 public:
     Candidate(PluginLoader& loader, const std::string& libraryPath, const PluginFile& libraryFile)
@@ -43,7 +55,6 @@ public:
         underWay_.foldedNames.insert(foldedName_);
     }
 
-    // Until the plugin counts as a dependent, the dependency must not be unloaded under it.
     void addDependency(LoadedPlugin& dependency) {
         pinned_.push_back(&dependency);
         ++dependency.pins;
@@ -52,7 +63,7 @@ public:
     const std::string& path;
     const PluginFile& file;
     OpenPluginLibrary library;
-    std::unique_ptr<LoadedPlugin> plugin;  // goes before the library that filled it
+    std::unique_ptr<LoadedPlugin> plugin;  // destroyed before the library that filled it
 
     const Qv::QvArray<LoadedPlugin*>& dependencies() const { return pinned_; }
 
@@ -117,7 +128,7 @@ bool PluginLoader::describe(Candidate& candidate) const {
     };
     std::string reason;
     if (!candidate.library.open(candidate.file.libraryPath(), reason)) {
-        const os::LastErrorKeeper lastError;  // for `getLastError`
+        const os::LastErrorKeeper lastError;  // `getLastError` returns the error of opening
         return cannotLoad(reason);
     }
     const QvPluginFuncInterface& entryPoints = candidate.library.entryPoints();
@@ -143,7 +154,8 @@ bool PluginLoader::resolveDependencies(Candidate& candidate) {
     return true;
 }
 
-// The loaded plugin that fulfils the dependency; null after a report.
+// Returns the loaded plugin that satisfies the dependency; reports the failure and returns null if there is
+// none.
 LoadedPlugin* PluginLoader::resolve(const Candidate& candidate, const QvDependency& dependency) {
     LoadedPlugin* found = loadDependency(candidate, dependency);
     if (!found || satisfies(*found, dependency)) return found;

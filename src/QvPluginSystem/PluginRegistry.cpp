@@ -1,3 +1,11 @@
+// Owns the loaded plugins. Between calls the list and both indexes hold the same plugins; `PluginLoader` adds
+// a plugin once it is initialized, and `PluginUnloader` removes it after its library was closed.
+//
+// The indexes use `indexedName` and `file`, copies that no client can change, because clients may write to
+// the descriptor. `byName_` ignores case and keeps plugins of one name in the order in which they were added.
+// Its key is a view of the `indexedName` of one of them, so removing a plugin inserts the entry again under
+// another plugin's text. A `PluginFileIndex` refers to the plugin's `file` in the same way.
+
 #include "QvPluginSystem/PluginRegistry.h"
 
 #include <algorithm>
@@ -10,7 +18,7 @@ bool equalNames(std::string_view a, std::string_view b) {
                       [](char x, char y) { return base::foldCase(x) == base::foldCase(y); });
 }
 
-// The first that fits; null when none does.
+// Returns the first plugin that fits; null if none does.
 template <typename Fits>
 LoadedPlugin* firstOf(const std::vector<LoadedPlugin*>& plugins, Fits fits) {
     const auto found = std::find_if(plugins.begin(), plugins.end(), fits);
@@ -66,7 +74,7 @@ void PluginRegistry::remove(LoadedPlugin& plugin) {
     const std::unique_ptr<LoadedPlugin> owner(&plugin);
     plugins_.erase(std::find(plugins_.begin(), plugins_.end(), &plugin));
     byFile_.remove(plugin.file);
-    // The key lies in one of the namesakes, which may be the one that goes.
+    // The key may be a view of the name of the plugin that is removed.
     const auto entry = byName_.find(plugin.indexedName);
     std::vector<LoadedPlugin*> namesakes = std::move(entry->second);
     byName_.erase(entry);

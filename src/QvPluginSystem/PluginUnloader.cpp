@@ -1,3 +1,15 @@
+// `unload` withdraws the explicit request. If nothing needs the plugin, `stop` asks the listeners and calls
+// the plugin's uninitialize function, then `release` closes the library, takes back the claims on the
+// dependencies one by one, unloads each dependency that became unused, and removes the plugin from the
+// registry last.
+//
+// If a listener or the plugin refuses, or a listener throws, in `stop`, all flags get their old values back:
+// the plugin is as before. After `stop` succeeded, `release` always completes: if a listener throws while a
+// dependency is stopped, the remaining claims are taken back and the plugin is removed, but the remaining
+// dependencies stay loaded.
+//
+// While `isUnloading` is set the plugin is still in the registry; nested requests to load or unload it fail.
+
 #include "QvPluginSystem/PluginUnloader.h"
 
 #include <QvPlatform/diagnostics/Log.h>
@@ -5,7 +17,7 @@
 namespace QvPluginSystem {
 namespace {
 
-// Sets a flag and, unless it is kept so, puts back what it was.
+// Sets a flag and restores its previous value at the end, unless `keep` was called.
 class ScopedFlag {
 public:
     ScopedFlag(bool& flag, bool value) : flag_(flag), previous_(flag) { flag_ = value; }
@@ -22,7 +34,7 @@ private:
     bool kept_ = false;
 };
 
-// Removes the plugin from the registry at the end, also when a listener throws before.
+// Removes the plugin from the registry at the end, also when a listener throws.
 class RemovalAtEnd {
 public:
     RemovalAtEnd(PluginRegistry& registry, LoadedPlugin& plugin) : registry_(registry), plugin_(plugin) {}
@@ -35,8 +47,8 @@ private:
     LoadedPlugin& plugin_;
 };
 
-// Takes a plugin's claims on its dependencies back one by one, and at the end, also when a listener throws
-// before, all that are left.
+// Takes back a plugin's claims on its dependencies one by one; the destructor takes back the rest, also when
+// a listener throws.
 class Claims {
 public:
     explicit Claims(const Qv::QvArray<LoadedPlugin*>& dependencies) : dependencies_(dependencies) {}
@@ -47,7 +59,7 @@ public:
         }
     }
 
-    /// The dependency that is one claim poorer; null when none is left.
+    /// Returns the dependency that lost a claim; null when no claim is left.
     LoadedPlugin* takeBackOne() {
         if (next_ == dependencies_.size()) return nullptr;
         LoadedPlugin* dependency = dependencies_[next_++];
@@ -75,7 +87,7 @@ PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
     return Result::Unloaded;
 }
 
-// Uninitializes the plugin; false, and it is as before, when a listener or the plugin objects.
+// Uninitializes the plugin. Returns false, with the plugin unchanged, if a listener or the plugin refuses.
 bool PluginUnloader::stop(LoadedPlugin& plugin) {
     ScopedFlag unloading(plugin.isUnloading, true);
     if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, plugin)) return false;
@@ -95,7 +107,7 @@ bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
            callPlugin([&] { return library->entryPoints->uninitialize(manager_, nullptr); }, ignored);
 }
 
-// Closes the library of a plugin that was uninitialized and forgets the plugin, whatever throws meanwhile.
+// Closes the library of an uninitialized plugin and removes the plugin, also when a listener throws.
 void PluginUnloader::release(LoadedPlugin& plugin) {
     const RemovalAtEnd removal(state_.registry, plugin);
     Claims claims(plugin.neededPlugins);

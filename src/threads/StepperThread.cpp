@@ -1,3 +1,15 @@
+// The worker loops: `enterStep` (waits while `isHeld`), `step` under `stepLock`, then `passGate`. Between two
+// steps it holds only `runLock` and, for a moment, `pauseGate`. Pausing is a flag, not a lock held by the
+// pauser, so any thread can resume. Lock order: startLock, runLock, pauseGate, stepLock, endLock.
+//
+// `isHeld` and `isWaiting` change under `stepLock`; `state` too, except when a run begins and in
+// `_setThreadState`. A pauser takes `pauseGate` before `stepLock`: the worker then blocks in `passGate`
+// instead of taking `stepLock` again and again before the pauser.
+//
+// Runs are numbered, so `stop` and `join` wait for the run that they saw and not for a later one. `end` runs
+// also when the thread is unwound, and its last action unlocks `runLock`; the destructor waits for that lock.
+// If the system gives no thread, `start` throws and the state stays `kStopped`.
+
 #include <QvPlatform/threads/StepperThread.h>
 
 #include "os/CriticalSection.h"
@@ -19,7 +31,7 @@
 namespace QvPlatform {
 namespace {
 
-// In pieces, between which another thread's text may come, only when the memory is used up.
+// Writes in pieces only if memory is exhausted; another thread's text may then come between them.
 void report(const char* what) {
     constexpr const char* kBegin = "StepperThread exception thrown in thread: ";
     try {
@@ -31,21 +43,18 @@ void report(const char* what) {
 
 }  // namespace
 
-/// A pause is a flag that the worker looks at before each step, so that any thread may lift it. The flag and,
-/// but for what a derived class does to it, the state change under `stepLock`. Lock order: startLock,
-/// runLock, pauseGate, stepLock, endLock.
 struct StepperThread::Record {
     std::mutex startLock;
-    os::CriticalSection runLock;    ///< held by the worker for its whole life
+    os::CriticalSection runLock;    ///< held by the worker during its whole run
     os::CriticalSection stepLock;   ///< held by the worker while a step runs
-    os::CriticalSection pauseGate;  ///< keeps the worker from stepLock while somebody waits for it
+    os::CriticalSection pauseGate;  ///< keeps the worker from stepLock while a pauser waits for it
     os::Semaphore started{0};
     os::Semaphore resumed{0};
     bool isHeld = false;     ///< the worker must not begin a step
-    bool isWaiting = false;  ///< and waits for `resumed`
+    bool isWaiting = false;  ///< the worker waits for `resumed`
     std::mutex endLock;
     std::condition_variable ended;
-    std::uint64_t runsBegun = 0;  ///< guarded by `endLock`, as the next one
+    std::uint64_t runsBegun = 0;  ///< guarded by `endLock`, like `runsEnded`
     std::uint64_t runsEnded = 0;
     std::atomic<bool> stopRequested{true};
     std::atomic<std::uint32_t> workerId{0};
@@ -59,7 +68,7 @@ struct StepperThread::Record {
         if (std::exchange(isWaiting, false)) resumed.release();
     }
 
-    /// `stepLock`, when nobody holds the worker back.
+    /// Locks `stepLock`, after waiting while the worker is held.
     std::unique_lock<os::CriticalSection> enterStep() {
         std::unique_lock guard(stepLock);
         while (isHeld) {
@@ -73,20 +82,20 @@ struct StepperThread::Record {
 
     void passGate() { const std::lock_guard guard(pauseGate); }
 
-    /// The run under way, or the last one. After a look at the state, so that it is not an older one.
+    /// The current run, or the last one. Read after the state, so that it is not an older run.
     std::uint64_t currentRun() {
         const std::lock_guard guard(endLock);
         return runsBegun;
     }
 
-    /// The same, and asks it to end, and not one that begins later.
+    /// Asks the current run, but no later one, to end. Returns its number.
     std::uint64_t requestStop() {
         const std::lock_guard guard(endLock);
         stopRequested = true;
         return runsBegun;
     }
 
-    /// Waits for the end of that run and not of a later one; returns at once on the worker itself.
+    /// Waits for the end of that run; returns at once on the worker itself.
     void waitForEndOf(std::uint64_t run) {
         if (isWorker()) return;
         std::unique_lock guard(endLock);
@@ -105,7 +114,7 @@ struct StepperThread::Record {
         started.release();
     }
 
-    /// The record may be freed as soon as `runLock` is released.
+    /// Once `runLock` is released, the record may be freed.
     void end() {
         {
             const std::lock_guard guard(stepLock);
@@ -154,7 +163,7 @@ bool StepperThread::start() {
 }
 
 void StepperThread::run() {
-    // Also when the system unwinds the thread's stack to end it.
+    // Ends the run also when the system unwinds the thread's stack to end it.
     struct Life {
         explicit Life(Record& owner) : record(owner) { record.begin(); }
         Life(const Life&) = delete;
@@ -196,7 +205,7 @@ void StepperThread::pause(bool doPause) {
         return;
     }
     std::unique_lock gate(record.pauseGate, std::defer_lock);
-    // The worker has stepLock already, and somebody else at the gate may be waiting for it.
+    // The worker holds stepLock already, and the thread that holds the gate may be waiting for it.
     if (!record.isWorker()) gate.lock();
     const std::lock_guard guard(record.stepLock);
     if (record.state != kRunning || record.stopRequested) return;

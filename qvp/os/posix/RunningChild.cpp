@@ -1,3 +1,13 @@
+// Order: `start`, `wait` any number of times, then `end` or the destructor. The child is the leader of its
+// own process group. Both `end` and the destructor kill the group and then reap the child; until it is
+// reaped, the system cannot give its number to another process or group. Processes that left the group live
+// on.
+//
+// `wait` polls a process descriptor and both pipes of each child, and empties the pipes, so no child blocks
+// on output for long while `wait` is called again and again; what exceeds the limits is read and dropped.
+// This process keeps no writing end after `start`. If `start` fails after the child was created, the child is
+// killed and reaped.
+
 #include "os/RunningChild.h"
 
 #include "os/posix/Descriptor.h"
@@ -23,7 +33,7 @@ extern "C" {
 namespace qvp {
 namespace {
 
-// Collects what comes out of a pipe, up to a size; the rest is read too, so that the writer goes on.
+// Collects what a pipe delivers, up to a size; the rest is read too, so that the writer does not block.
 class Collector {
 public:
     Collector(Descriptor pipe, std::size_t kept) : pipe_(std::move(pipe)), kept_(kept) {
@@ -32,7 +42,7 @@ public:
 
     int descriptor() const { return pipe_.get(); }
 
-    // What is there now, but not without end where the writer is as fast as this.
+    // Reads what is available now. The rounds are limited in case the writer is as fast as this.
     void collect() {
         std::array<char, std::size_t{64} << 10U> bytes;
         for (int round = 0; round < 16; ++round) {
@@ -64,7 +74,7 @@ struct Pipe {
     Descriptor writing{-1};
 };
 
-// A process group of its own, no input, both output streams into one pipe, the report, and nothing else.
+// Its own process group, no input, both output streams to one pipe, the report pipe, no other descriptors.
 class SpawnSettings {
 public:
     SpawnSettings(int output, int report) {
@@ -130,7 +140,6 @@ struct RunningChild::Record {
     Record& operator=(const Record&) = delete;
     ~Record() { endGroup(); }
 
-    // The group's number is not given away before its first process has been waited for.
     int endGroup() {
         int status = 0;
         if (pid_ == 0) return status;
@@ -142,7 +151,7 @@ struct RunningChild::Record {
         return status;
     }
 
-    // Its descriptor becomes readable when the process has ended.
+    // The first one becomes readable when the process has ended.
     std::array<pollfd, 3> awaited() const {
         return {pollfd{process_.get(), POLLIN, 0}, pollfd{output.descriptor(), POLLIN, 0},
                 pollfd{report.descriptor(), POLLIN, 0}};

@@ -1,3 +1,12 @@
+// Order: `start`, `wait` any number of times, then `end` or the destructor. The child is created suspended
+// and put into a job before it runs, so its own children are in the job too. Both `end` and the destructor
+// terminate the job; closing its handle, as when this process dies, does the same. `end` reads the exit code
+// before that.
+//
+// Two threads read the pipes until no writer is left. So this process closes its writing ends in `start`, and
+// the job ends before the threads are joined; what exceeds the limits is read and dropped. `start` sets an
+// environment variable of this process while it creates the child, so only one thread may call it at a time.
+
 #include "os/RunningChild.h"
 
 #include "os/win32/Gate.h"
@@ -27,8 +36,8 @@ struct Pipe {
     Handle writing;
 };
 
-// Reads a pipe to its end on a thread of its own, because the system cannot wait for one. The text is
-// complete when nobody is left who could write.
+// Reads a pipe to its end on its own thread, because the system cannot wait for pipes. The text is complete
+// once no writer is left.
 class Collector {
 public:
     Collector(Handle pipe, std::size_t kept)
@@ -58,7 +67,7 @@ private:
     std::thread thread_;
 };
 
-// By the rules after which the C runtime splits a command line.
+// Quotes by the rules by which the C runtime splits a command line.
 std::wstring quoted(const std::wstring& argument) {
     std::wstring text = L"\"";
     std::size_t backslashes = 0;
@@ -108,7 +117,7 @@ Handle openNothing() {
                               OPEN_EXISTING, 0, nullptr));
 }
 
-// A process that does not run yet; both handles are null when there is none.
+// A process that does not run yet; both handles are null on failure.
 PROCESS_INFORMATION createSuspended(const std::vector<std::string>& arguments, HANDLE output, HANDLE report) {
     const std::wstring program = ownProgram();
     std::wstring commandLine = quoted(program);
@@ -134,7 +143,7 @@ PROCESS_INFORMATION createSuspended(const std::vector<std::string>& arguments, H
     return isStarted ? started : PROCESS_INFORMATION{};
 }
 
-// Whoever is in it ends with it.
+// Its processes end when its last handle is closed.
 Handle createJob() {
     Handle job(CreateJobObjectW(nullptr, nullptr));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
@@ -159,7 +168,7 @@ struct RunningChild::Record {
     Record& operator=(const Record&) = delete;
     ~Record() { endAll(); }
 
-    // The collectors come to their end by it.
+    // Ends the collectors too: no writer is left.
     void endAll() {
         TerminateJobObject(job.get(), 1);
         TerminateProcess(process.get(), 1);

@@ -1,3 +1,14 @@
+// A call passes `lastAudibleLevel` first, then (below an error) the filter, then the handler, on the calling
+// thread. No lock is held while the handler runs, so it may log. What it throws reaches the caller.
+//
+// The setters of threshold, filter and handler update `lastAudibleLevel`: it is the threshold only while the
+// default handler is installed and no filter is set; else every level is dispatched. The default handler
+// compares the threshold again, writes the line to the error stream and then to the log file, and only then
+// throws or exits.
+//
+// All state is constant-initialized and never destroyed, so static initializers and destructors may log. It
+// is atomic except for the filter's text, which must not be set while other threads log.
+
 #include <QvPlatform/diagnostics/Log.h>
 
 #include "diagnostics/log/LogFilter.h"
@@ -20,10 +31,9 @@ using detail::LogLine;
 
 void defaultLogHandler(eLogLevel level, const char* const format, LogArgs args);
 
-// Constant-initialized and never destroyed: static initializers and destructors log.
 constinit std::atomic<int> threshold{kLogLevelDebug};
 constinit std::atomic<double> expirationDays{10.0};
-// A handler by another name: some compilers warn of a function type as a template's argument.
+// A struct, because some compilers warn about a function type as a template argument.
 struct InstalledHandler {
     LogHandler function;
 };
@@ -32,8 +42,8 @@ constinit std::atomic<bool> filtering{false};
 // Levels above this one reach nobody, so their calls return at once.
 constinit std::atomic<int> lastAudibleLevel{kLogLevelDebug};
 
-// Made on first use and never destroyed. A static local variable would have a lock, which a forked child
-// might find taken.
+// Created on first use and never destroyed. A static local variable would have a lock, which might be held in
+// a forked child.
 std::string& filterText() {
     static constinit std::atomic<std::string*> text{nullptr};
     std::string* known = text;
@@ -105,8 +115,7 @@ LogHandler LogSetHandler(LogHandler newHandler) {
     return previous.function;
 }
 
-// A function with variable arguments cannot hand them on but by a list of its own, which must be ended
-// also when the handler throws.
+// Variable arguments can only be passed on as a `va_list`, which must be ended also when the handler throws.
 #define QV_FORWARD_TO(function, level)                                      \
     if ((level) > lastAudibleLevel.load(std::memory_order_relaxed)) return; \
     va_list args;                                                           \

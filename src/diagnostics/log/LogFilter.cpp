@@ -1,6 +1,11 @@
-// The standard library has two matchers. The depth-first one recurses for each character of the text. The
-// breadth-first one recurses by the expression only, and gives the same verdict, but knows no back reference.
-// The limits below keep both of them, and the compiler of expressions, within 384 KiB of stack.
+// The standard library has two regex matchers. The depth-first one recurses for each character of the text.
+// The breadth-first one recurses only as deep as the expression and gives the same verdict, but does not
+// support back references. So it is used first, and the depth-first one only for an expression with a back
+// reference.
+//
+// The size is checked before anything is compiled. The limits in LogFilterSize.h keep both matchers and the
+// compiler of expressions within 384 KiB of stack; beyond them `std::regex_error` is thrown. Nothing is kept
+// between calls.
 
 #include "diagnostics/log/LogFilter.h"
 
@@ -32,8 +37,9 @@ std::optional<std::regex> compileBreadthFirst(const std::string& expression) {
     }
 }
 
-// A search tries each beginning, which makes it quadratic in the text; one match of an expression that skips
-// the text before is linear. A lookahead would see another beginning of the text then.
+// A search tries each start position, which is quadratic in the text. Matching once an expression that skips
+// the text before is linear. A lookahead would then see another beginning of the text, so an expression with
+// one is searched.
 bool searchBreadthFirst(const std::regex& compiled, const std::string& expression, const char* text) {
     if (hasLookahead(expression)) return std::regex_search(text, compiled);
     const std::regex anywhere("[^]*?(?:" + expression + ")", kBreadthFirst);

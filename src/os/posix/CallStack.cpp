@@ -1,3 +1,12 @@
+// `start` reads the whole stack and looks up its names; `next` only hands out what was read, and `describe`
+// may be called for any frame. So the order is `start`, `next` until the program counter is 0 or an error
+// comes, and `start` again at any time. No lock is held between calls. If reading fails after some frames,
+// `start` succeeds and `next` returns the error after the last frame.
+//
+// In this process, the calling thread and a given context are unwound directly, and another thread unwinds
+// itself in a signal handler (`interruptThread`); a thread of another process is read through libdw
+// (`DebugInfo`), on a stack of its own.
+
 #include "os/CallStack.h"
 
 #include "os/posix/stack/DebugLibrary.h"

@@ -1,3 +1,8 @@
+// One mutex for each rank. `fork` locks all of them in the order of the ranks, and the parent and the child
+// unlock them in reverse order. A thread that takes several must take them in the order of the ranks, too, or
+// it can deadlock with another thread or with `fork`; nothing here checks that. The thread that forks must
+// hold none.
+
 #include "os/ProcessLock.h"
 
 #include "base/SpinThenLock.h"
@@ -10,7 +15,7 @@
 namespace os {
 namespace {
 
-// Constant-initialized; a mutex of this kind needs no destruction.
+// Constant-initialized and trivially destroyed, so they work before and after `main`.
 constinit std::array<std::mutex, static_cast<std::size_t>(LockRank::Count)> mutexes;
 
 std::mutex& mutexOf(LockRank rank) noexcept { return mutexes[static_cast<std::size_t>(rank)]; }

@@ -1,6 +1,13 @@
-// In the order of their use: `enter`, `hold`, `leave` and, later, `release`; or `release` at once when one of
-// them failed. What a failed opening made goes before its gate opens, so whoever enters next finds a whole
-// segment or none. A file is never made smaller: a forked process may have it mapped and hold it no more.
+// Call order: `enter`, `hold`, `leave`, and later `release`; if `enter` or `hold` fails, or what follows
+// inside the gate, `release` at once. After a failed open a new file is removed before its gate opens, so the
+// next process that enters finds a complete segment or none.
+//
+// The gate is a `flock` lock and the hold an open-file-description lock. Both belong to the open file, which
+// a forked child shares. So the child closes its copies of files with an entered gate, and the hold is given
+// up explicitly: closing alone would leave it to the child.
+//
+// `kSegments` guards the list of gates that were entered or are waited for. It is never held while waiting
+// for a gate. A file never shrinks: a forked child may have it mapped without a hold.
 
 #include "os/posix/SegmentFile.h"
 
@@ -35,7 +42,7 @@ std::string hexadecimal(std::uint64_t number, int digits) {
 
 bool isPlain(unsigned char byte) { return byte > ' ' && byte != '/' && byte != '%' && byte != 0x7F; }
 
-// A text for each name that can be part of a file name; long ones are told apart by a hash.
+// Encodes a name as part of a file name; a hash distinguishes long names.
 std::string encoded(const std::string& name) {
     std::string text;
     for (const char c : name) {
@@ -47,9 +54,9 @@ std::string encoded(const std::string& name) {
 }
 
 constinit GateEntry* entries = nullptr;
-constinit unsigned int generation = 0;  // grows with each fork on the way to this process
+constinit unsigned int generation = 0;  // incremented in the child by each fork
 
-// If a process is killed inside a gate, the gate must open, although its forked processes live.
+// If a process is killed inside a gate, the gate must open even though forked children live on.
 void closeInheritedGates() {
     for (const GateEntry* entry = entries; entry; entry = entry->next) close(entry->descriptor);
     entries = nullptr;
@@ -78,7 +85,7 @@ int lockFile(int file, int operation) {
     return result;
 }
 
-// The range of the lock is of no account, as long as it is the same for all.
+// Any range works, as long as all processes use the same one.
 bool lockRange(int file, short kind) {
     struct flock range {};
     range.l_type = kind;
@@ -87,17 +94,17 @@ bool lockRange(int file, short kind) {
     return fcntl(file, F_OFD_SETLK, &range) == 0;
 }
 
-// Beyond the limit the system sends a signal that ends the process. A file that does not fit would deprive
-// all other programs of memory until the system notices.
+// Allocating beyond the process's limit raises a signal that ends the process. A file larger than the free
+// space would take the memory of all other programs before the allocation fails.
 bool fits(int file, std::size_t size) {
     struct rlimit limit {};
     struct statvfs space {};
     if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || size > limit.rlim_cur || fstatvfs(file, &space) != 0)
         return false;
-    return space.f_blocks == 0 || size / space.f_bsize <= space.f_bavail;  // 0: without a limit
+    return space.f_blocks == 0 || size / space.f_bsize <= space.f_bavail;  // 0: unlimited
 }
 
-// In parts: a signal undoes the part under way, so all at once would never end under a fast timer.
+// In parts, because a signal undoes the current call: one large call would never end under a fast timer.
 bool allocate(int file, std::size_t size) {
     constexpr std::size_t kPart = std::size_t{1} << 24U;
     for (std::size_t begin = 0; begin < size; begin += kPart) {
@@ -132,7 +139,7 @@ bool SegmentFile::look() noexcept { return fstat(file_->get(), &status_) == 0; }
 
 bool SegmentFile::isOwn() noexcept { return look() && status_.st_uid == geteuid(); }
 
-// Never waits for another user, who might keep the gate closed.
+// Never waits for another user's file: its owner could keep the gate closed forever.
 bool SegmentFile::lockGate() noexcept {
     if (lockFile(file_->get(), LOCK_EX | LOCK_NB) != 0 &&
         !(errno == EWOULDBLOCK && isOwn() && lockFile(file_->get(), LOCK_EX) == 0))
@@ -140,7 +147,7 @@ bool SegmentFile::lockGate() noexcept {
     return isOwn();
 }
 
-// Who closes last removes the file, so one that was waited for may be gone.
+// The last close removes the file, so the file may be gone by the time its gate is entered: then try again.
 bool SegmentFile::enter() noexcept {
     while (openFile(O_CREAT) && lockGate()) {
         isNew_ = status_.st_size == 0;
@@ -168,9 +175,8 @@ void SegmentFile::leave() noexcept {
     removeEntry(entry_);
 }
 
-// The gate is entered through another open file, because a forked process may have the same one for the hold.
-// It would keep a lock of the gate if this process were killed now, and it would keep the hold if that were
-// not given up in words.
+// The gate is entered through a newly opened file: a forked child may share the old one, and would keep the
+// gate locked if this process were killed now.
 void SegmentFile::release() noexcept {
     if (!file_) return;
     if (generation_ == generation) {

@@ -1,3 +1,13 @@
+// One mapping for each segment and process, found by device and inode. Call order: `of` inside the gate of
+// the file, `makeMutex` if the segment is new, `leaveGate` after the gate was left, then `lock` and `unlock`,
+// and `unlockAll` before an object releases it. `kSegments` guards the table and the user counts; it is not
+// held while a thread waits for a segment's mutex, and `Release` unmaps memory only after unlocking it.
+//
+// The mutex is robust: the kernel follows a thread's list of locked mutexes through the mapping when the
+// thread dies. So if a thread of this process owns the mutex, a mapping without users stays, for the next
+// object that opens the segment. Only the thread that owns the mutex writes `owner_`, except in a forked
+// child, where no thread owns it.
+
 #include "os/posix/SegmentMapping.h"
 
 #include <sys/mman.h>
@@ -24,7 +34,7 @@ View::~View() {
     if (begin_) munmap(begin_, size_);
 }
 
-// The mappings of this process, guarded by `kSegments`. Never destroyed: static objects close segments late.
+// The mappings of this process. Never destroyed, because destructors of static objects may close segments.
 struct SegmentMapping::Table {
     static SegmentMapping* find(const SegmentFile& file) noexcept {
         SegmentMapping* mapping = first;
@@ -38,8 +48,8 @@ struct SegmentMapping::Table {
         *place = mapping.next_;
     }
 
-    // No thread of a forked process has a mutex yet, though the forking one has the same name there. And a
-    // mapping keeps the gate of its file locked like an open file, so what is mapped inside a gate goes.
+    // In a forked child no thread owns a mutex, though the thread pointer of the forking thread is the same.
+    // A mapping keeps its open file, and so the gate, locked; so mappings inside a gate are unmapped.
     static void startForkedProcess() noexcept {
         for (SegmentMapping* mapping = first; mapping; mapping = mapping->next_) {
             mapping->owner_.store(nullptr, kRelaxed);
@@ -73,7 +83,7 @@ SegmentMapping::Pointer SegmentMapping::of(const SegmentFile& file) noexcept {
 }
 
 void SegmentMapping::Release::operator()(SegmentMapping* mapping) const noexcept {
-    std::unique_ptr<SegmentMapping> unused;  // unmapped when the lock is free again
+    std::unique_ptr<SegmentMapping> unused;  // unmapped after the lock is released
     const std::lock_guard guard(kSegments);
     if (--mapping->users_ != 0 || mapping->isNeeded()) return;
     Table::remove(*mapping);
@@ -96,8 +106,8 @@ bool SegmentMapping::makeMutex() noexcept {
     return isMade;
 }
 
-// A thread that died may still be noted as the owner, so the mutex is asked. The calling thread gets it also
-// when it has it already.
+// `owner_` may name a thread that died, so this tries the mutex itself. That also succeeds if the calling
+// thread owns it, because it is re-entrant.
 bool SegmentMapping::isNeeded() noexcept {
     if (!owner_.load(kRelaxed)) return false;
     const int result = pthread_mutex_trylock(mutex());

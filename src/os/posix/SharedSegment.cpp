@@ -1,7 +1,12 @@
-// A segment is a file in memory. The system has no object that goes with its last holder, however that ends,
-// so each holder keeps a shared lock on the file, which the system takes from it when it dies: a file that
-// can be locked exclusively belongs to nobody alive. It goes with the last orderly close, and what a killed
-// holder leaves goes with the next one.
+// A segment is a file in memory. The system has no such object that disappears with its last holder however
+// that ends, so each holder keeps a shared lock on the file, which the system releases when the holder dies.
+// A file that can be locked exclusively has no living holder. The last orderly close removes it; if the last
+// holder was killed, the next open removes it and starts anew.
+//
+// `open` does everything inside the file's gate: take the hold and reserve the memory, map, make the mutex of
+// a new segment, and leave the gate. On failure the memory is unmapped and the file released before the gate
+// opens, so a failed open leaves nothing behind. `close` first gives up what the calling thread locked
+// through this object, then unmaps, then releases the file.
 
 #include "os/SharedSegment.h"
 
@@ -33,7 +38,7 @@ struct SharedSegment::Record {
 
     char* data() const noexcept { return isNamed ? mapping->data() : own.begin(); }
 
-    posix::SegmentFile file;  // goes last, so that its memory is free when its gate opens
+    posix::SegmentFile file;  // destroyed last: its memory is unmapped before its gate opens
     bool isNamed;
     SegmentMapping::Pointer mapping;
     View own;

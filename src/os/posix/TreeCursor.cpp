@@ -1,6 +1,11 @@
-// The identities of all directories from the root to the cursor are known; the descriptors of the innermost
-// few are open, never none. Further up, the way leads through "..", which must be the directory that was come
-// from.
+// `identities` has the identity of each directory from the root to the cursor. `open` has the descriptors of
+// the innermost ones, at most `kOpenDirectories`, and never none; the last one is the cursor's. Names are
+// always resolved relative to that descriptor, and `enter` follows no link, so renaming above the cursor does
+// not matter.
+//
+// `enter` changes nothing on failure. `leave` opens ".." only when the parent's descriptor is no longer open,
+// and accepts it only with the identity that was recorded on the way down. If it differs, the directory was
+// moved, and the cursor must not be used any more.
 
 #include "os/TreeCursor.h"
 
@@ -34,7 +39,7 @@ std::optional<FileIdentity> identityOf(const Descriptor& directory) {
 }  // namespace
 
 struct TreeCursor::State {
-    int access;  // O_RDONLY, or O_PATH for no more than passing through
+    int access;  // O_RDONLY, or O_PATH if the directories are not listed
     std::vector<FileIdentity> identities;
     std::deque<Descriptor> open;
 

@@ -1,3 +1,12 @@
+// Order: `start`, then `next` until the program counter is 0 or an error comes; `describe` after a `start`
+// that succeeded. `start` copies the used part of the stack together with the registers; `next` then walks
+// the copy with the debugging-help library while the thread runs on. Memory outside the copy is read live.
+//
+// While a thread is suspended there are only system calls: no lock is taken and no memory allocated, because
+// the suspended thread may hold the lock. If the buffer is too small, the thread is resumed first and the
+// copy is tried again with a larger one. `library_` is destroyed before `process_`, whose handle identifies
+// the symbol session.
+
 #include "os/CallStack.h"
 
 #include "os/win32/DebugHelp.h"
@@ -14,17 +23,17 @@ namespace {
 
 constexpr std::size_t kMostFrames = std::size_t{1} << 20U;
 
-// Needs no access right, unlike asking for the thread's number.
+// Needs no access right, unlike getting the thread's id.
 bool isCallingThread(HANDLE thread) { return NtCompareObjects(thread, GetCurrentThread()) == 0; }
 
-/// What a stack held at one moment. The thread goes on while it is walked, because walking takes locks that
+/// The content of a stack at one moment. The thread runs on during the walk, because walking takes locks that
 /// the thread may hold.
 struct StackCopy {
     DWORD64 begin = 0;
     std::vector<char> bytes;
 };
 
-// The library's memory reader has no argument for it; set while this thread walks.
+// Set before each step, because the library passes no argument to the memory reader.
 thread_local const StackCopy* walkedStack = nullptr;
 
 BOOL CALLBACK readMemory(HANDLE process, DWORD64 address, void* buffer, DWORD size, DWORD* read) {
@@ -51,7 +60,7 @@ SIZE_T usedStackSize(HANDLE process, DWORD64 stackPointer) {
 
 class ProcessWalker : public StackWalker {
 public:
-    // The process gets a handle of its own: the library tells its users apart by it.
+    // Each walker uses its own process handle, because the library identifies a session by it.
     ProcessWalker(DWORD processId, HANDLE process, const std::string& searchPath,
                   void (*inform)(const std::string&))
         : processId_(processId),
@@ -142,7 +151,6 @@ private:
         return opened ? stopAndCopy(opened.get()) : GetLastError();
     }
 
-    // Between stopping the thread and letting it go on there are only system calls, none that needs memory.
     ErrorCode stopAndCopy(HANDLE thread) {
         for (;;) {
             if (SuspendThread(thread) == static_cast<DWORD>(-1)) return GetLastError();
@@ -177,7 +185,7 @@ private:
     HANDLE threadHandle_ = nullptr;
     CONTEXT context_{};
     STACKFRAME64 frame_{};
-    std::size_t count_ = 0;  ///< of the frames that were walked
+    std::size_t count_ = 0;  ///< frames walked so far
     StackCopy stack_;
     AddressDescription known_;
     std::set<std::string> seenModules_;

@@ -1,3 +1,12 @@
+// The library is not thread-safe, so each of its functions that works on symbols is called under
+// `kLibraryLock`, which all objects share. `refresh` comes first; `step` and `describe` may be called only if
+// the last one returned true.
+//
+// `process_` is set while a symbol session is open, and `modules_` is what was registered in it. The library
+// is only told of additions: if a module is gone, the session is closed and begun anew. If beginning fails,
+// `process_` is null and the next `refresh` tries again. The process handle must stay open until the
+// destructor has closed the session.
+
 #include "os/win32/DebugHelp.h"
 
 #include "os/ProcessLock.h"
@@ -15,10 +24,9 @@ namespace {
 
 constexpr DWORD kLongestName = 1024;
 
-// The library is made for one thread.
 constexpr ProcessLock kLibraryLock{LockRank::DebugInfo};
 
-// The library's functions take the system's narrow text.
+// The library's functions take text in the system's narrow encoding.
 std::string toSystem(const std::string& text) {
     const std::wstring wide = base::widen(text);
     const int wideLength = static_cast<int>(wide.size());
@@ -132,7 +140,6 @@ bool DebugHelp::refresh(DWORD processId, HANDLE process, const std::string& sear
     const auto isThere = [](const std::vector<LoadedModule>& list, const LoadedModule& module) {
         return std::find(list.begin(), list.end(), module) != list.end();
     };
-    // What is gone cannot be withdrawn one by one.
     if (!std::all_of(modules_.begin(), modules_.end(),
                      [&](const auto& known) { return isThere(now, known); }))
         end();
@@ -158,7 +165,7 @@ ErrorCode DebugHelp::step(HANDLE thread, STACKFRAME64& frame, CONTEXT& context,
     const BOOL stepped = walk_(IMAGE_FILE_MACHINE_AMD64, process_, thread, &frame, &context, readMemory,
                                functionTable_, getModuleBase_, nullptr);
     if (stepped) return 0;
-    // Behind the outermost frame the call fails without a reason.
+    // Past the outermost frame the call fails without an error code.
     frame.AddrPC.Offset = GetLastError() == 0 ? 0 : frame.AddrPC.Offset;
     return GetLastError();
 }
@@ -199,7 +206,7 @@ void DebugHelp::nameSymbol(DWORD64 address, AddressDescription& known) const {
         known.function = undecorated(symbol->Name);
 }
 
-// The complete form is the better one, and a name of this compiler's has neither.
+// Prefers the complete form to the name only. This compiler's names have neither and are demangled instead.
 std::string DebugHelp::undecorated(const char* name) const {
     int status = 0;
     const bool isMangled = std::string_view(name).starts_with("_Z");  // "f" would be taken for float

@@ -1,6 +1,11 @@
-// The system tells of each library when it has been mapped and before its entry point, which runs the static
-// initializers, is called. The loader's record of the library then gets `enter` for its entry point, for that
-// one call. A record that does not look as expected is left alone.
+// `os::openLibrary` holds a guard around the system's call. The system notifies it of each library after
+// mapping and before calling its entry point, which runs the static initializers. `onModule` then puts
+// `enter` in place of the entry point in the loader's record, for that one call: `enter` restores the record
+// before it calls the entry point.
+//
+// Guards nest on a thread when an initializer loads further libraries; only the innermost guard of the
+// loading thread replaces an entry point, and it records what was thrown. If the record does not look as
+// expected, or memory is exhausted, the entry point is called unguarded.
 
 #include "os/win32/GuardedEntry.h"
 
@@ -24,16 +29,16 @@ Function systemFunction(const char* name) {
 
 constexpr ULONG kLoaded = 1;
 
-/// What the system tells of a library.
+/// The data of a loader notification.
 struct Notification {
     ULONG flags;
-    const UNICODE_STRING* fullName;  // lies in the loader's record
+    const UNICODE_STRING* fullName;  // points into the loader's record
     const UNICODE_STRING* baseName;
     void* base;
     ULONG size;
 };
 
-// The entry point that the library's header names; null when it has none.
+// The entry point in the library's header; null if there is none.
 void* entryOf(void* base) {
     auto* const bytes = static_cast<char*>(base);
     const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(bytes);
@@ -42,7 +47,7 @@ void* entryOf(void* base) {
     return place == 0 ? nullptr : bytes + place;
 }
 
-// Where the loader's record keeps the entry point; null when it looks otherwise.
+// The address of the entry point in the loader's record; null if the record does not look as expected.
 void** entrySlot(const Notification& library) {
     const auto name = reinterpret_cast<std::size_t>(library.fullName);
     auto* const record =
@@ -68,7 +73,7 @@ GuardedEntry::~GuardedEntry() {
 }
 
 void CALLBACK GuardedEntry::onModule(ULONG reason, const void* notification, void* context) {
-    if (reason != kLoaded || context != current) return;  // another thread's, or an outer one's
+    if (reason != kLoaded || context != current) return;  // another thread's load, or an outer guard
     const auto& library = *static_cast<const Notification*>(notification);
     void** const slot = entrySlot(library);
     if (!slot) return;

@@ -1,3 +1,11 @@
+// A segment is a named mutex ("NAME_mutex") and a named file mapping in the paging file. The system removes
+// each with its last handle, however a process ends. `open` takes them in the order of `SegmentFailure`:
+// mutex, mapping, view, then the size, which is too small if an existing segment is smaller than requested.
+// On failure the record closes what it has opened.
+//
+// The mutex is re-entrant. If its owner died, waiting succeeds too (`WAIT_ABANDONED`), and the memory is as
+// the owner left it. Closing does not release a mutex that the calling thread owns.
+
 #include "os/SharedSegment.h"
 
 #include "os/win32/Gate.h"
@@ -13,7 +21,7 @@ struct Unmap {
 
 }  // namespace
 
-// The mutex goes last: who waits for it still has it when the memory is gone.
+// Destroyed in reverse order: the mutex outlives the memory that it guards.
 struct SharedSegment::Record {
     std::optional<win32::Handle> mutex;
     std::optional<win32::Handle> mapping;

@@ -1,6 +1,11 @@
 // All directories from the root to the cursor are open and not shared for deletion: nobody can rename or
-// replace them, so that the path of what lies in the innermost one leads there. It has the system's own form
-// without limits ("\\?\"), which needs backslashes.
+// replace them. So a path that is built from `path` names an entry of the cursor's directory. `path` has the
+// system's extended form ("\\?\"), which has no length limit of its own and needs backslashes, unless the
+// volume has no such form.
+//
+// There is one level for each directory, and each remembers how long `path` was above it. `enter` changes
+// nothing on failure; `leave` cannot fail. A copy is made as a draft with a random name next to its target
+// and then moved into place; on failure the draft is removed.
 
 #include "os/TreeCursor.h"
 
@@ -20,7 +25,7 @@ using win32::Handle;
 constexpr DWORD kEntryItself = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
 constexpr DWORD kNoDeletion = FILE_SHARE_READ | FILE_SHARE_WRITE;
 
-// Reading attributes alone would not take part in the sharing rules.
+// The sharing rules do not apply to handles that only read attributes.
 HANDLE openDirectory(const std::wstring& path, DWORD flags) {
     return CreateFileW(path.c_str(), FILE_LIST_DIRECTORY | FILE_READ_ATTRIBUTES, kNoDeletion, nullptr,
                        OPEN_EXISTING, flags, nullptr);
@@ -34,7 +39,7 @@ bool isDirectoryItself(HANDLE file) {
     return (info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && !isLink;
 }
 
-// Without links and limits; as it was given where the volume has no such form.
+// The extended form, with links resolved; the given path if the volume has no such form.
 std::wstring pathOf(HANDLE directory, const std::wstring& given) {
     std::wstring path = win32::filled([&](wchar_t* buffer, DWORD size) {
         return GetFinalPathNameByHandleW(directory, buffer, size, FILE_NAME_OPENED);
@@ -48,8 +53,8 @@ bool leadsNowhere(const std::wstring& link) {
                                OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
-// Takes the target's place, and that of a link there itself. The system replaces no directory, and a link to
-// a directory counts as one.
+// Replaces the target; if it is a link, the link itself. The system does not replace directories, and a link
+// to a directory counts as one.
 bool moveInPlace(const std::wstring& draft, const std::wstring& target, bool overwrite) {
     if (MoveFileExW(draft.c_str(), target.c_str(), overwrite ? MOVEFILE_REPLACE_EXISTING : 0)) return true;
     return overwrite && isLink(target) && RemoveDirectoryW(target.c_str()) &&
@@ -62,7 +67,7 @@ bool mayReplace(const std::wstring& target, bool overwrite) {
     return overwrite && ((attributes & FILE_ATTRIBUTE_READONLY) == 0 || isLink(target));
 }
 
-// Made beside the target by `make`, and only when whole put in its place.
+// Calls `make` for a draft next to the target, and moves the draft into place once it is complete.
 template <typename Make>
 bool replaceWith(Make make, const std::wstring& directory, const std::string& name, bool overwrite) {
     const std::wstring target = directory + base::widen(name);

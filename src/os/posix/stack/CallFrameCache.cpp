@@ -1,3 +1,11 @@
+// A direct-mapped table: each address has one record, and the last writer wins. Words are relaxed atomics,
+// stored one by one with a checksum of all of them. A reader accepts a record only if the key is equal and
+// the checksum fits the words that it read, so a mixture of two writers' words is a miss. An unused record
+// has the checksum 0, which does not fit its words.
+//
+// Only rules that fit in `PlainRules` are kept (CFA = register + offset; registers saved at multiples of a
+// word from it); others are computed again each time. `findFrameRules` is the only caller.
+
 #include "os/posix/stack/CallFrameCache.h"
 
 #include <algorithm>
@@ -16,7 +24,7 @@ using RuleWords = std::array<std::uint64_t, sizeof(PlainRules) / sizeof(std::uin
 constexpr std::size_t kWords = kKeyWords + RuleWords().size();
 using Words = std::array<std::uint64_t, kWords>;
 
-/// Its words are read and written one by one.
+/// The key, the rules, and a checksum of both.
 struct Record {
     std::array<std::atomic<std::uint64_t>, kWords> words{};
     std::atomic<std::uint64_t> checksum{0};

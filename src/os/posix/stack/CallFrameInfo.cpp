@@ -1,3 +1,13 @@
+// Finds the rules in four steps: the loaded file that contains the address (`_dl_find_object`, which takes no
+// lock), a binary search in the linker's table (".eh_frame_hdr"), the function's entry (FDE) and its common
+// entry (CIE) in ".eh_frame", and their programs, run by `runRuleProgram`. Rules of the usual kind are
+// cached; the key holds a checksum of both entries, so a file loaded later at the same address gets its own
+// rules.
+//
+// Runs in signal handlers. The tables are read directly, so the file must stay loaded during the call. What
+// the reader does not know (another encoding of the table, version of the entry or return address register)
+// fails. After a failure `rules` is unspecified.
+
 #include "os/posix/stack/CallFrameInfo.h"
 
 #include "os/posix/stack/CallFrameCache.h"
@@ -11,7 +21,7 @@
 namespace os::posix {
 namespace {
 
-// The bytes of the entry that begins with its length; none past the last.
+// The bytes of an entry after its length field; empty for the terminator and for 64-bit lengths.
 CodeReader entryAt(const std::uint8_t* entry) {
     const auto length = CodeReader(entry, entry + 4).take<std::uint32_t>();
     const bool isKnown = length != 0 && length != 0xffffffff;
@@ -76,7 +86,7 @@ std::uint64_t checksumOf(CodeReader reader, std::uint64_t checksum) {
     return checksum;
 }
 
-// Of the function's entry and the common one it refers to.
+// Checksum of the function's entry and of the common entry it refers to.
 std::uint64_t checksumOf(const std::uint8_t* entry) {
     const CodeReader function = entryAt(entry);
     CodeReader head = function;
@@ -84,7 +94,8 @@ std::uint64_t checksumOf(const std::uint8_t* entry) {
     return checksumOf(entryAt(function.at() - distance), checksumOf(function, 0));
 }
 
-// The linker's table of the entries, sorted by the functions' addresses; both are relative to the table.
+// Searches the linker's table, sorted by the functions' addresses; its rows are pairs of offsets from the
+// table.
 const std::uint8_t* findEntry(const std::uint8_t* table, std::uintptr_t address) {
     constexpr std::uint8_t kRelativeToTable32 = DW_EH_PE_datarel | DW_EH_PE_sdata4;
     CodeReader reader(table, table + 64);

@@ -1,3 +1,10 @@
+// Interprets DWARF call frame instructions. The common entry's program runs first; its result is what
+// "restore" returns to. Then the function's program runs until its location has passed `address`.
+//
+// Each instruction consumes at least a byte and `CodeReader` does not read past the end, so any input ends.
+// Rules for registers past the return address are parsed and dropped. An unknown instruction, or more than
+// four remembered states, fails: the rules are then incomplete and must not be used.
+
 #include "os/posix/stack/CallFrameProgram.h"
 
 #include <dwarf.h>
@@ -28,7 +35,7 @@ private:
         Registers registers;
     };
 
-    // Returns false for what it does not know.
+    // Returns false for an unknown instruction.
     bool step(CodeReader& code) {
         const auto byte = code.take<std::uint8_t>();
         const std::uint8_t low = byte & 0x3f;
@@ -99,7 +106,7 @@ private:
         }
     }
 
-    // Not after an expression, whose rule has no offset.
+    // Fails after an expression, which has no offset to replace.
     bool setFrameOffset(std::int64_t offset) {
         RegisterRule& frame = rules_.frameAddress;
         if (frame.kind != RegisterRule::kInRegister) return false;
@@ -147,7 +154,7 @@ private:
 
     void advance(std::uint64_t units) { location_ += units * common_.codeUnit; }
     static std::int64_t signedOf(CodeReader& code) { return static_cast<std::int64_t>(code.uleb()); }
-    // Without sign, because a product may overflow.
+    // Unsigned, because the product may overflow.
     std::int64_t factored(std::uint64_t value) const {
         return static_cast<std::int64_t>(value * static_cast<std::uint64_t>(common_.dataUnit));
     }
@@ -161,7 +168,7 @@ private:
         return {kind, code.at() - begin, begin};
     }
 
-    // Vector registers are of no interest.
+    // Vector registers are ignored.
     void set(std::uint64_t number, const RegisterRule& rule) {
         if (number < kRegisters) rules_.registers[number] = rule;
     }

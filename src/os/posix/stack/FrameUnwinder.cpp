@@ -1,3 +1,12 @@
+// Unwinds by DWARF call frame information: the rules for the program counter give the frame's address (the
+// CFA) and, from it, the caller's registers. A return address may lie past the end of a function that ends in
+// a call, so rules are looked up at the byte before it, except for an interrupted instruction.
+//
+// The registers are replaced only when a step succeeds. Every word of the stack is read through
+// `LocalMemory`, so a wrong address is EFAULT. The frame's address must be above the stack pointer, except
+// for an interrupted frame; a signal frame may lead anywhere, so callers limit the number of frames.
+// Expressions know the operations that compilers and linkers use here; any other fails.
+
 #include "os/posix/stack/FrameUnwinder.h"
 
 #include "os/posix/stack/CodeReader.h"
@@ -11,12 +20,12 @@
 namespace os::posix {
 namespace {
 
-// The numbers of the kernel's list in the order of the frame information's.
+// The indices in the kernel's list of registers, by DWARF register number.
 constexpr int kKernelNumbers[kRegisters] = {REG_RAX, REG_RDX, REG_RCX, REG_RBX, REG_RSI, REG_RDI,
                                             REG_RBP, REG_RSP, REG_R8,  REG_R9,  REG_R10, REG_R11,
                                             REG_R12, REG_R13, REG_R14, REG_R15, REG_RIP};
 
-/// The few values that an expression works on.
+/// The operand stack of an expression.
 class ValueStack {
 public:
     bool push(std::uintptr_t value) {
@@ -83,7 +92,8 @@ FrameUnwinder::FrameUnwinder(const ucontext_t& context) {
 int FrameUnwinder::up() {
     const int error = upOverCall();
     if (error == 0 || error != ENODATA || !isInterrupted_) return error;
-    // A call that led astray, as by a null pointer to a function: its return address is on the stack.
+    // A call to a wrong address, as through a null function pointer: the return address is on top of the
+    // stack.
     std::uintptr_t caller = 0;
     if (!memory_.read(registers_[kStackPointer], caller)) return EFAULT;
     registers_[kReturnAddress] = caller;
@@ -107,7 +117,7 @@ int FrameUnwinder::upBy(const FrameRules& rules) {
     }
     std::uintptr_t frame = 0;
     if (!frameAddress(rules, frame)) return EFAULT;
-    // Callers' frames lie further up, so that even a broken stack ends.
+    // Callers' frames have higher addresses; checking this ends the walk on a broken stack.
     if (frame <= registers_[kStackPointer] && !isInterrupted_) return EFAULT;
     Registers callers;
     for (std::size_t i = 0; i < kRegisters; ++i)
@@ -140,7 +150,7 @@ int FrameUnwinder::upByPlain(const PlainRules& rules) {
     return 0;
 }
 
-// The stack pointer is at the context in which the signal found the thread.
+// The stack pointer points to the `ucontext_t` of the interrupted code.
 int FrameUnwinder::upOverSignal() {
     const std::uintptr_t saved = registers_[kStackPointer] + offsetof(ucontext_t, uc_mcontext.gregs);
     Registers interrupted;

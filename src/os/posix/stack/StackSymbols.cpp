@@ -1,3 +1,12 @@
+// For each walk `prepare` runs first and may call the debugging library, on a stack of its own; `describe`
+// never calls it. An address that `prepare` has not seen is described from the loaded files alone. If the
+// system gives no thread for that stack, this applies to all new addresses.
+//
+// Names of this process are remembered between walks until the debugging library opens, a file appears that
+// was not seen before, or in place of another, or there are `kMostKnown`. Names of another process are looked
+// up again for each walk. `mustReport_` and `mustForget_` carry what was noticed over to the next call of the
+// library. No lock is held between calls; `DebugInfo` locks the library for each of its calls.
+
 #include "os/posix/stack/StackSymbols.h"
 
 #include "os/posix/Gate.h"
@@ -16,8 +25,8 @@ namespace {
 
 constexpr std::size_t kMostKnown = 65536;
 
-// Without the version, as in "name@@VERSION". Other names than a compiler's may look like types: "f" is
-// float.
+// Drops the version, as in "name@@VERSION". Only names with "_Z" are demangled, because others may look like
+// types: "f" is float.
 std::string demangled(const std::string& symbol) {
     std::string name = symbol.substr(0, symbol.find('@'));
     if (!name.starts_with("_Z")) return name;
@@ -73,7 +82,7 @@ void StackSymbols::prepare(const std::vector<FrameAddress>& frames) {
     if (failure) std::rethrow_exception(failure);
 }
 
-// True if one is new, or new in its place. Another process's are reported before each walk.
+// True if a file is new or has replaced another. Another process's files are reported before each walk.
 bool StackSymbols::noteFiles(const std::vector<FrameAddress>& frames) {
     bool isNew = false;
     LoadedFile file(0);
@@ -89,7 +98,7 @@ bool StackSymbols::noteFile(const LoadedFile& file) {
     const std::uint64_t identity = file.identity();
     const auto known = files_.find(file.begin());
     if (known != files_.end() && known->second.identity == identity) return false;
-    // The same path and addresses do not tell the debugging library that the content is another.
+    // The debugging library does not notice changed content at the same path and address.
     if (known != files_.end()) mustForget_ = true;
     std::erase_if(files_, [&](const auto& other) {
         return other.first < file.end() && file.begin() < other.second.end;

@@ -1,3 +1,14 @@
+// The asker, under `kAskerLock`, numbers its request and moves `slot.state` to kAsked, then sends the signal
+// with that number. The handler moves kAsked to kWalking by compare-and-exchange, fills in the frames, sets
+// kDone and posts `done`. The asker reads the frames only in kDone.
+//
+// If the thread does not take the signal in time, the asker moves kAsked back to kIdle; a late signal then
+// finds another state and does nothing. If the handler is walking, the asker waits once more. If that fails
+// too, the slot still belongs to the handler, and every request fails with ETIMEDOUT until it is done.
+//
+// `kAskerLock` is only ever tried, for about three seconds, because its holder may be the calling thread
+// itself. The handler takes no lock and allocates nothing. A forked child prepares the slot anew.
+
 #include "os/posix/stack/ThreadInterrupt.h"
 
 #include "os/Cancellation.h"
@@ -33,7 +44,7 @@ enum Phase : std::uint64_t {
 /// Where the one thread that is interrupted at a time leaves its frames. It lives forever, because the signal
 /// may arrive after the wait for it has ended.
 struct Slot {
-    std::atomic<pid_t> process{0};            ///< whose request it is; in a forked child the slot is free
+    std::atomic<pid_t> process{0};            ///< which process prepared the slot
     std::atomic<std::uint64_t> state{kIdle};  ///< a phase and the number of the request
     sem_t done{};
     std::array<FrameAddress, kMostInterruptedFrames> frames{};
@@ -49,8 +60,9 @@ int interruptSignal = 0;
 
 std::uint64_t stateOf(std::uint64_t request, Phase phase) { return request << 2 | phase; }
 
-// From here on, not from the context that the signal came with: a thread sanitizer puts signals off, and by
-// then that is out of date. The frames up to the kernel's, if there is one, are the handler's own.
+// Walks from here, not from the signal's context: a thread sanitizer delays signals, and the context is then
+// out of date. The frames up to and including the kernel's signal frame, if there is one, belong
+// to the handler and are dropped.
 void fillSlot() {
     ucontext_t here;
     getcontext(&here);
@@ -87,7 +99,8 @@ bool isOurs(int signal) {
            action.sa_sigaction == onInterrupt;
 }
 
-// The last signal that nobody has taken. An application that takes it later gets another one chosen.
+// Chooses the highest real-time signal without a handler. If the application takes it later, another one is
+// chosen.
 bool chooseSignal() {
     if (isOurs(interruptSignal)) return true;
     for (int signal = SIGRTMAX; signal >= SIGRTMIN; --signal) {
@@ -103,8 +116,8 @@ bool chooseSignal() {
     return false;
 }
 
-// The thread's record must still be there for the library to look into; it then knows that a thread has
-// ended.
+// The C library reads the thread's record to see whether the thread has ended, so the record must still be
+// readable.
 int sendToHandle(void* handle, sigval value) {
     constexpr std::uintptr_t kRecord = 2048;
     const auto address = std::bit_cast<std::uintptr_t>(handle);
@@ -148,8 +161,8 @@ bool prepareSlot() {
     return true;
 }
 
-// The holder may be this thread itself, interrupted in a walk by a signal whose handler walks, so nobody
-// waits for the lock longer than a walk takes at most.
+// The holder may be this thread itself, interrupted during a walk by a signal whose handler walks. So the
+// wait is limited to the longest time that a walk takes.
 bool lockForWalk() {
     constexpr timespec kPause{0, 1'000'000};
     const timespec end = timeAfter(3 * kPatience);
@@ -164,7 +177,7 @@ bool lockForWalk() {
 
 int ask(const StackThread& thread) {
     if (!prepareSlot() || !chooseSignal()) return EAGAIN;
-    // A thread that was held up within its walk still owns the slot.
+    // A thread that was delayed during its walk still owns the slot.
     if ((slot.state.load() & 3) == kWalking) return ETIMEDOUT;
     const std::uint64_t request = ++lastRequest;
     const sigval value{.sival_ptr = std::bit_cast<void*>(request)};

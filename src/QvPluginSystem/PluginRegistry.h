@@ -32,8 +32,8 @@ struct LoadedPlugin : QvPluginInfo {
     bool isUnloading = false;
 };
 
-/// Whether the plugin satisfies the dependency: the names are equal ignoring case, and the plugin's version
-/// is not below the needed one and is compatible with it.
+/// Whether the plugin satisfies the dependency: the names are equal ignoring case, the plugin's version is
+/// not below the needed one, and its compatibility version is not above it.
 bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency);
 
 /// The loaded plugins in the order in which they were added, with indexes beside the list.

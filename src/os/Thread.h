@@ -8,7 +8,8 @@ namespace os {
 std::uint32_t currentThreadId();
 
 /// Starts a detached thread and returns its `currentThreadId`. Throws `std::system_error` if the system
-/// cannot create one. Does not wait for the thread to start, since a static initializer may prevent that.
+/// cannot create one. A static initializer may call it: it never waits for what a running static initializer
+/// blocks.
 std::uint32_t startThread(unsigned int (*entry)(void*), void* argument);
 
 /// 0 yields to other threads.

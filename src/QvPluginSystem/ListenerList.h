@@ -19,7 +19,7 @@ public:
         for (std::size_t i = 0; i < listeners_.size(); ++i) (listeners_[i]->*notice)(arguments...);
     }
 
-    /// Asks all, whatever the first ones answer; true when none said no.
+    /// Calls every listener, whatever the others return; true if none returned false.
     bool ask(bool (QvPluginManagerListener::*question)(const QvPluginInfo&), const QvPluginInfo& info) const {
         bool agreed = true;
         for (std::size_t i = 0; i < listeners_.size(); ++i)

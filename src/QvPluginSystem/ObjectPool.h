@@ -9,7 +9,8 @@
 
 namespace QvPluginSystem {
 
-/// The objects that plugins publish, oldest first; never owned. Listeners hear of each that comes or goes.
+/// The objects that plugins publish, oldest first; not owned. Listeners are notified of each addition and
+/// removal.
 class ObjectPool {
 public:
     explicit ObjectPool(const ListenerList& listeners) : listeners_(listeners) {}

@@ -16,10 +16,10 @@
 
 namespace QvPluginSystem {
 
-/// A plugin file as the question "is it the same one?" sees it: two are the same when their paths are,
-/// letter case aside where the platform's files do so, or when the file system says so.
+/// A plugin file's identity. Two are the same if their paths are equal, ignoring case where the platform
+/// does, or if the file system identifies them as the same file.
 struct PluginFile {
-    /// Looks at the disk once.
+    /// Accesses the disk once.
     explicit PluginFile(const std::string& text) : PluginFile(QvPlatform::File(text)) {}
     explicit PluginFile(const QvPlatform::File& file) : PluginFile(file, os::entryStatus(file.widePath())) {}
     PluginFile(const QvPlatform::File& file, const os::EntryStatus& seen)
@@ -39,7 +39,7 @@ struct PluginFile {
     os::EntryStatus status;
 };
 
-/// Finds what belongs to a plugin file, in constant time. The files that were added outlive their entries.
+/// Maps plugin files to values, in constant time. The added files must outlive their entries.
 template <typename Value>
 class PluginFileIndex {
 public:
@@ -53,13 +53,13 @@ public:
         if (file.status.identity) byIdentity_.erase(*file.status.identity);
     }
 
-    /// Null when there is none.
+    /// Null if there is none.
     Value* find(const PluginFile& file) const {
         if (Value* value = lookUp(byKey_, {file.key, file.hash})) return value;
         return file.status.identity ? lookUp(byIdentity_, *file.status.identity) : nullptr;
     }
 
-    /// The same, asking the disk only when the path alone does not tell.
+    /// The same, but accesses the disk only if the path alone does not decide.
     Value* find(const std::string& path) const {
         const QvPlatform::File file(path);
         const std::wstring key = PluginFile::keyOf(file);

@@ -15,8 +15,8 @@ public:
 
     enum class Request { Explicit, Dependency };
 
-    /// Whether the file's plugin is loaded now. Failures were reported, and nothing of a failed plugin
-    /// stays; a plugin that a listener refused fails without a report.
+    /// Returns whether the file's plugin is now loaded. Failures are reported, and a failed plugin leaves
+    /// nothing behind; if a listener rejects a plugin, it fails without a report.
     bool load(const std::string& path, Request request);
 
     /// The plugin's descriptor, read without initializing it; a default one on failure.

@@ -20,7 +20,7 @@ struct LoadedPlugin : QvPluginInfo {
     explicit LoadedPlugin(const std::string& libraryFile, const PluginFile& libraryIdentity)
         : QvPluginInfo(libraryFile), requestedPath(libraryFile), file(libraryIdentity) {}
 
-    /// Whether somebody needs it to stay.
+    /// Whether it must stay loaded.
     bool isNeeded() const { return dependentCount > 0 || pins > 0; }
 
     // The descriptor is handed out for writing; these stay as they were.
@@ -32,8 +32,8 @@ struct LoadedPlugin : QvPluginInfo {
     bool isUnloading = false;
 };
 
-/// Whether the plugin is what the dependency asks for: its name, letter case aside, in a version that is
-/// neither below the needed one nor without compatibility to it.
+/// Whether the plugin satisfies the dependency: the names are equal ignoring case, the plugin's version is
+/// not below the needed one, and its compatibility version is not above it.
 bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency);
 
 /// The loaded plugins in the order in which they were added, with indexes beside the list.
@@ -46,14 +46,14 @@ public:
 
     const Qv::QvArray<QvPluginInfo*>& plugins() const { return plugins_; }
 
-    /// Each is null when there is none; of several plugins of one name, the first.
+    /// Each returns null if there is none; of several plugins with the same name, the first.
     LoadedPlugin* findByName(const std::string& name) const;
     LoadedPlugin* findByFile(const PluginFile& file) const { return byFile_.find(file); }
     LoadedPlugin* findByPath(const std::string& path) const { return byFile_.find(path); }
-    /// A plugin of the dependency's name, one that satisfies it if there is such a one.
+    /// A plugin with the dependency's name; one that satisfies it, if there is one.
     LoadedPlugin* findForDependency(const QvDependency& dependency) const;
 
-    /// Takes the plugin over; its name does not change any more.
+    /// Takes ownership of the plugin, whose name must not change afterwards.
     LoadedPlugin& add(std::unique_ptr<LoadedPlugin> plugin);
     /// Deletes the plugin.
     void remove(LoadedPlugin& plugin);

@@ -25,7 +25,7 @@ public:
 
     bool add(const std::string& directory);
     bool remove(const std::string& directory);
-    /// Only the default directory: "plugins" beside this library.
+    /// Keeps only the default directory: "plugins" next to this library.
     void reset();
 
     struct Found {
@@ -34,7 +34,7 @@ public:
     };
 
     /// The regular file called `name`: the name as it stands, from the current directory and then in each
-    /// directory, and after that the name with the extension likewise. Null when there is none.
+    /// directory, and after that the name with the extension likewise. Null if there is none.
     std::shared_ptr<const Found> find(const std::string& name);
 
     /// What `find` found in this request at the absolute path; null when it found nothing there.

@@ -6,7 +6,7 @@
 
 namespace QvPluginSystem {
 
-/// Uninitializes and unloads plugins, and with them the dependencies that nobody needs any more.
+/// Uninitializes and unloads plugins, together with the dependencies that are no longer needed.
 class PluginUnloader {
 public:
     PluginUnloader(QvPluginManager& manager, PluginSystemState& state) : manager_(manager), state_(state) {}
@@ -17,7 +17,7 @@ public:
         Stays
     };
 
-    /// Takes back the request for the plugin of this name.
+    /// Withdraws the request for the plugin of this name.
     Result unload(const std::string& name);
 
 private:

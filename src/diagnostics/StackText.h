@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// The text of a call stack, made of what a walker tells.
+/// Formats the call stack that a walker reads.
 namespace QvPlatform::detail {
 
 /// The folders that symbol files are looked for in, each followed by ";": the current one, by name and as
@@ -18,9 +18,9 @@ std::string symbolSearchPath(const std::string& currentDirectory, const std::str
 /// "ERROR: call, GetLastError: code (Address: address)" and a line end.
 void appendError(std::string& text, std::string_view call, os::ErrorCode code, std::uintptr_t address);
 
-/// Appends a line for each frame of the walk that has been started. Frames above the one that returns to
-/// `caller` are left out, if there is such a one. False, after an error line, when the walk does not reach
-/// the outermost frame.
+/// Appends a line for each frame of the walk that has been started. If a frame returns to `caller`, frames
+/// above it are left out. If the walk does not reach the outermost frame, adds an error line and returns
+/// false.
 bool appendFrames(std::string& text, os::StackWalker& walker, const void* caller);
 
 }  // namespace QvPlatform::detail

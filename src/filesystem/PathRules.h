@@ -36,7 +36,7 @@ bool hasNativeBackslashes(std::wstring_view path, PathStyle style);
 /// Three-way comparison with ASCII letters folded to lower case.
 int compareFolded(std::wstring_view a, std::wstring_view b);
 
-/// Whether `path` begins with `prefix`, ASCII letter case aside.
+/// Whether `path` begins with `prefix`, ignoring ASCII case.
 bool startsWithFolded(std::wstring_view path, std::wstring_view prefix);
 
 }  // namespace QvPlatform::PathRules

@@ -16,7 +16,7 @@ bool isRelative(const std::string& text);
 /// `path` in narrow form; with `native`, separators as `form`, the path that it is a part of, has them.
 std::string toText(std::wstring path, bool native, std::wstring_view form);
 
-/// What follows the last "/"; everything when there is none.
+/// The text after the last "/"; the whole text if there is none.
 std::wstring_view lastComponent(std::wstring_view path);
 
 /// With one final "/"; an empty text stays empty.

@@ -9,7 +9,7 @@ namespace QvPlatform::detail {
 
 std::optional<std::string> readWholeVariable(const std::string& name);
 
-/// Sets the variable, or removes it when there is no value.
+/// Sets the variable, or removes it if there is no value.
 void restoreVariable(const std::string& name, const std::optional<std::string>& value);
 
 }  // namespace QvPlatform::detail

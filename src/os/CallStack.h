@@ -7,7 +7,7 @@
 
 struct _CONTEXT;  // NOLINT(bugprone-reserved-identifier): as in the public header
 
-/// Walking stacks and naming what stands on them.
+/// Walks call stacks and names their frames.
 namespace os {
 
 /// A code of the system's, 0 for success.
@@ -15,13 +15,13 @@ using ErrorCode = std::uint32_t;
 
 struct StackFrame {
     std::uintptr_t programCounter = 0;  ///< 0 past the outermost frame
-    std::uintptr_t returnAddress = 0;   ///< where the caller goes on; 0 in the outermost frame
+    std::uintptr_t returnAddress = 0;   ///< where the caller continues; 0 in the outermost frame
     /// The program counter is that of the next instruction, and not where a call returns to: a call that
     /// never returns may be the last instruction of its function.
     bool isInterrupted = false;
 };
 
-/// What is known of an address. Of each part either the text or the code of its failure is there.
+/// What is known of an address. Each part holds either its text or the code of its failure.
 struct AddressDescription {
     ErrorCode symbolError = 0;
     std::string function;

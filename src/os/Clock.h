@@ -3,19 +3,19 @@
 #include <cstdint>
 #include <optional>
 
-/// What the system measures time with. Any thread.
+/// The system's clocks. Any thread.
 namespace os {
 
 /// A monotonic counter.
 std::int64_t counterTicks();
-/// Ticks per second; always the same.
+/// Ticks per second; constant.
 std::int64_t counterFrequency();
 
-/// Seconds; nothing when the system does not tell.
+/// In seconds; nothing if unavailable.
 std::optional<double> finestTimerPeriod();
 
-/// Processor cycles that all threads of the process have used; nothing when asking fails in a way that the
-/// caller reports. Windows says 0 when it does not know.
+/// Processor cycles that all threads of the process have used; nothing on a failure that the caller reports.
+/// On Windows, 0 if unavailable.
 std::optional<std::uint64_t> processCycles();
 
 }  // namespace os

@@ -2,7 +2,7 @@
 
 namespace os {
 
-/// A re-entrant mutex within the process, which stays locked when its owner ends.
+/// A recursive mutex within the process. If its owner ends, it stays locked.
 class CriticalSection {
 public:
     CriticalSection();
@@ -10,7 +10,7 @@ public:
     CriticalSection& operator=(const CriticalSection&) = delete;
     ~CriticalSection();
 
-    /// 0, or the system's error when the owner has locked it too often, some billion times.
+    /// Returns 0, or the system's error if the owner has locked it billions of times.
     int lock() noexcept;
     bool try_lock() noexcept;
     void unlock() noexcept;

@@ -13,11 +13,11 @@ namespace os {
 /// TZ, and a child gets a copy of the table.
 inline constexpr ProcessLock kEnvironmentLock{LockRank::Environment};
 
-/// The whole value, or nothing when there is no such variable.
+/// The whole value, or nothing if the variable does not exist.
 std::optional<std::string> readVariable(const std::string& name);
-/// Sets the variable in every table that the platform keeps; false when one of them refused.
+/// Sets the variable in every table that the platform keeps; false if one of them fails.
 bool writeVariable(const std::string& name, const std::string& value);
-/// Takes the variable out of every table.
+/// Removes the variable from every table.
 void removeVariable(const std::string& name);
 
 extern const char kPathListSeparator;

@@ -18,7 +18,7 @@ enum class LockRank : std::size_t {
     Count
 };
 
-/// A mutex of the process, not re-entrant; spins a little before it blocks. Works before and after `main`.
+/// A non-recursive mutex of the process; spins briefly before it blocks. Works before and after `main`.
 ///
 /// `fork` waits for all of them, so a forked child finds them free and what they guard whole. When Windows
 /// ends a process, it ends all other threads first: from then on nobody waits, whoever held the lock.

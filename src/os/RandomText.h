@@ -5,8 +5,8 @@
 
 namespace os {
 
-/// Digits and small letters that nobody can guess, at most 16. If the system's random source fails, they are
-/// made of the time and a count, so that they still differ from call to call. Any thread.
+/// Unpredictable digits and lower-case letters, at most 16. If the system's random source fails, they are
+/// made from the time and a counter, so that they still differ from call to call. Any thread.
 std::string randomText(std::size_t length);
 
 }  // namespace os

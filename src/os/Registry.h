@@ -9,16 +9,16 @@ namespace os {
 
 enum class Hive { kCurrentUser, kMachine };
 
-/// Makes the key and its parents if need be.
+/// Creates the key and its parents if missing.
 long writeRegistryText(Hive hive, const std::string& key, const std::string& name, const std::string& value);
 
-/// Reads a text of any length without the zeros at its end; `value` is left alone on failure.
+/// Reads a text of any length without trailing zeros; on failure `value` is unchanged.
 long readRegistryText(Hive hive, const std::string& key, const std::string& name, std::string& value);
 
-/// The keys right below one, in the system's order; `names` is left alone on failure.
+/// The immediate subkeys, in the system's order; on failure `names` is unchanged.
 long listRegistryKeys(Hive hive, const std::string& key, std::vector<std::string>& names);
 
-/// Refused when there are keys below it.
+/// Fails if the key has subkeys.
 long deleteRegistryKey(Hive hive, const std::string& key);
 
 }  // namespace os

@@ -2,7 +2,8 @@
 
 namespace os {
 
-/// A counting semaphore within the process. One that the system refuses never blocks.
+/// A counting semaphore within the process. If the system cannot create it, it is invalid: `acquire` never
+/// blocks.
 class Semaphore {
 public:
     explicit Semaphore(unsigned int initialCount);

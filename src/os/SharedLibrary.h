@@ -5,17 +5,17 @@
 /// The loader of shared libraries. Paths are UTF-8.
 namespace os {
 
-/// Opens the library at an absolute path, its symbols bound at once and kept to itself, and returns its
-/// handle. Libraries that it needs are found beside it too, and on Windows beside the program. On failure
-/// null, and the reason in `error`: the system's text, or what a static initializer threw, in which case
-/// this process opens the library never again. When such an initializer ends its thread, that passes
-/// through, and the library is refused likewise.
+/// Opens the library at an absolute path and returns its handle. Its symbols are bound immediately and stay
+/// local. Needed libraries are also searched for next to it and, on Windows, next to the program. On failure
+/// returns null with the reason in `error`: the system's text, or the text of an exception from a static
+/// initializer. After such an exception this process never opens the library again. If a static initializer
+/// ends its thread, the unwinding continues to the caller and the library is refused likewise.
 void* openLibrary(const std::string& path, std::string& error);
 
-/// False on failure, and the system's text in `error`, which is untouched otherwise.
+/// False on failure, with the system's text in `error`, which is otherwise unchanged.
 bool closeLibrary(void* handle, std::string& error);
 
-/// The address of a symbol that the library itself defines; null when it defines none.
+/// The address of a symbol that the library itself defines; null if it does not.
 void* findSymbol(void* handle, const char* name);
 
 /// The text of the calling thread's last system error, the loader's included; "" when there is none.

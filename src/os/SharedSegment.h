@@ -6,11 +6,12 @@
 
 namespace os {
 
-/// What kept a segment from being opened, in the order in which things are tried.
+/// Why a segment could not be opened, in the order of the steps.
 enum class SegmentFailure { None, Mutex, Memory, View, Size };
 
-/// Memory and a re-entrant mutex that processes share by name. It begins as zeros and lives as long as one
-/// of them has it open, however they end. One thread at a time, but for the lock.
+/// Memory and a recursive mutex that processes share by name. New memory is filled with zeros. The segment
+/// exists as long as a process has it open, however processes end. One thread at a time, except for `lock`
+/// and `unlock`.
 class SharedSegment {
 public:
     SharedSegment();
@@ -18,15 +19,16 @@ public:
     SharedSegment& operator=(const SharedSegment&) = delete;
     ~SharedSegment();
 
-    /// Opens the segment or makes it, in whole pages; the empty name shares only the mutex. It is closed
-    /// before. After a failure or an exception, which is of memory, it is closed and left nothing behind.
+    /// Opens or creates the segment, in whole pages; the empty name shares only the mutex. Precondition: the
+    /// segment is closed. Throws only if memory runs out. After a failure or an exception the segment is
+    /// closed and nothing is left behind.
     SegmentFailure open(const std::string& name, std::size_t size);
-    /// On POSIX systems it gives up what the calling thread locked through this object.
+    /// On POSIX systems, releases the locks that the calling thread took through this object.
     void close() noexcept;
 
-    /// Null when it is closed.
+    /// Null if the segment is closed.
     void* data() const noexcept;
-    /// Also from an owner that died.
+    /// Also acquires the mutex if its owner died.
     void lock() noexcept;
     void unlock() noexcept;
 

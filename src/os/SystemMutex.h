@@ -5,7 +5,7 @@ namespace os {
 /// What waiting for a mutex gives, as numbers that reach the user.
 enum WaitResult : int { kWaitFailed = -1, kAcquired = 0, kAcquiredFromDeadOwner = 128, kBusy = 258 };
 
-/// A re-entrant mutex that is acquired also when its owner has ended without releasing it.
+/// A recursive mutex that can still be acquired if its owner has ended without releasing it.
 class SystemMutex {
 public:
     SystemMutex() noexcept;
@@ -13,15 +13,15 @@ public:
     SystemMutex& operator=(const SystemMutex&) = delete;
     ~SystemMutex();
 
-    /// Whether the system had one to give.
+    /// Whether the system could create it.
     bool isValid() const noexcept { return isValid_; }
     WaitResult lock() noexcept;
     WaitResult tryLock() noexcept;
-    /// False when the calling thread is not the owner.
+    /// False if the calling thread is not the owner.
     bool unlock() noexcept;
 
-    /// To be called before the memory is freed. False when the memory must stay for ever, because a thread
-    /// has the mutex locked and the system still refers to it.
+    /// To be called before the memory is freed. False if the memory must stay forever, because a thread holds
+    /// the mutex and the system still refers to it.
     bool retire() noexcept;
 
 private:

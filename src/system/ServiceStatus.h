@@ -7,7 +7,7 @@
 
 namespace QvPlatform::detail {
 
-/// A service manager out of reach is a warning.
+/// Logs a warning if the service manager is unreachable.
 inline eServiceStatus statusOf(const os::ServiceState& state) {
     if (state.managerError)
         Qv::LogWarn("QvPlatform::getServiceStatus failed, error code (%d)\n",

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a plugin author includes. A plugin is a shared library with the extension ".qvp" that defines the
+/// The header for plugin authors. A plugin is a shared library with the extension ".qvp" that defines the
 /// four functions below; `qv_add_plugin` of the CMake package builds it.
 ///
 ///     bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) { info.name = "hello"; return true; }
@@ -35,8 +35,8 @@
 #define QV_PLUGIN_RELEASE "Release:0\n"
 #endif
 
-/// How this translation unit is being built: the text that `GetPluginBuildInfo` returns. "Plateform" is
-/// the width of a pointer in bits; "Release" is 1 where assertions are compiled out.
+/// The build configuration of this translation unit: the text that `GetPluginBuildInfo` returns. "Plateform"
+/// is the width of a pointer in bits; "Release" is 1 if `NDEBUG` is defined.
 #define QV_PLUGIN_BUILD_INFO \
     "Plateform:64\n" QV_PLUGIN_COMPILER QV_PLUGIN_RELEASE      \
     "QvVersionMajor:" QV_TEXT_OF(QV_VERSION_MAJOR) "\n"    \
@@ -45,16 +45,17 @@
 
 extern "C" {
 
-/// Fills the descriptor; `info.path` is set. May be called more than once and before anything else, so it
-/// does nothing but that. Its result is ignored.
+/// Fills the descriptor; `info.path` is already set. It may be called several times and before any other
+/// function, so it must do nothing else. Its result is ignored.
 QV_PLUGIN_EXPORT bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info);
 
-/// Starts the plugin; its dependencies are initialized. `argc` is 0 and `argv` null. On failure return
-/// false and put the reason into `*error`; throwing counts as failure.
+/// Starts the plugin; its dependencies are already initialized. `argc` is 0 and `argv` is null. On failure,
+/// return false and store the reason in `*error`; an exception counts as failure.
 QV_PLUGIN_EXPORT bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int argc, char** argv,
                                        std::string* error);
 
-/// Stops the plugin; false keeps it loaded. `error` may be null. Withdraw every published object here.
+/// Stops the plugin; returning false keeps it loaded. `error` may be null. Remove every published object
+/// here.
 QV_PLUGIN_EXPORT bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string* error);
 
 /// `QV_PLUGIN_BUILD_INFO`, as static text.

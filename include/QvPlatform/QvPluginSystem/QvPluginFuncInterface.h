@@ -9,8 +9,8 @@ namespace QvPluginSystem {
 class QvPluginInfo;
 class QvPluginManager;
 
-/// The entry points of one plugin library; each may be null. A plain value that does not keep the
-/// library open: the pointers dangle once it is closed. What an entry point throws passes through.
+/// The entry points of one plugin library; each may be null. A plain value that does not keep the library
+/// open: the pointers dangle once it is closed. Exceptions from entry points propagate.
 class QV_API QvPluginFuncInterface {
 public:
     using PluginSystemVersionFunc = int (*)();
@@ -28,19 +28,19 @@ public:
     QvPluginFuncInterface& operator=(const QvPluginFuncInterface& other);
     ~QvPluginFuncInterface();
 
-    /// 0 when the entry is absent; it is for plugins that the manager loads.
+    /// 0 if the entry is absent, which it always is for plugins loaded by the manager.
     int getPluginSystemVersion() const;
-    /// Each calls its entry point and returns the result; false when the entry is absent.
+    /// Each function calls its entry point and returns the result; false if the entry is absent.
     bool getPluginInfo(QvPluginInfo& info) const;
     bool initialize(QvPluginManager& manager, int argc, char** argv, std::string* error) const;
     bool uninitialize(QvPluginManager& manager, std::string* error) const;
-    /// The build-information text; "" when the entry is absent or yields null.
+    /// The build-information text; "" if the entry is absent or returns null.
     std::string getBuildInfo() const;
 
-    /// Whether the plugin may be used with this product: entry points present, build information given and
-    /// compatible. Calls the plugin's `GetPluginInfo` once. On failure the reason is written to `error`
-    /// (null is allowed), which is untouched on success. Differences of compiler and product version are
-    /// logged at debug level and do not reject.
+    /// Whether the plugin may be used with this product: the entry points are present, and its build
+    /// information is present and compatible. Calls the plugin's `GetPluginInfo` once. On failure writes the
+    /// reason to `error`, which may be null; on success `error` is unchanged. Differences in compiler or
+    /// product version are logged at DEBUG level and accepted.
     bool isValid(std::string* error) const;
 
 private:

@@ -9,9 +9,9 @@
 
 namespace QvPluginSystem {
 
-/// One plugin that another needs.
+/// A plugin that another plugin needs.
 ///
-/// Trap: the version of a new value is the product's, not zero; state the one that is needed.
+/// Trap: the default version is the product's, not zero; set the needed one.
 struct QV_API QvDependency {
     QvDependency();
     QvDependency(const std::string& pluginName, const Qv::QvVersion& neededVersion);
@@ -19,7 +19,7 @@ struct QV_API QvDependency {
     QvDependency& operator=(const QvDependency& other);
     ~QvDependency();
 
-    /// Equal names, letter case mattering, and equal first three version components.
+    /// True if the names are equal (case-sensitive) and the first three version components are equal.
     bool operator==(const QvDependency& other) const;
     bool operator!=(const QvDependency& other) const;
 
@@ -27,16 +27,16 @@ struct QV_API QvDependency {
     Qv::QvVersion version;
 };
 
-/// Describes one plugin. A plugin fills it in its `GetPluginInfo`; the manager keeps one for each loaded
-/// plugin, sets `path`, and maintains `dependentCount` and `explicitlyLoaded`.
+/// Describes a plugin. A plugin fills it in `GetPluginInfo`; the manager keeps one for each loaded plugin,
+/// sets `path`, and maintains `dependentCount` and `explicitlyLoaded`.
 ///
 ///     info.name = "collision";
 ///     info.version = Qv::QvVersion(1, 2, 0, 0, "");
 ///     info.compatibilityVersion = Qv::QvVersion(1, 0, 0, 0, "");
 ///     info.addDependency({"scene", Qv::QvVersion("1.0")});
 ///
-/// A value whose copies are whole and independent. Getters return references that live as long as the
-/// descriptor. Not synchronized. `name` and `dependencies` of a loaded plugin are not to be changed.
+/// A value type; copies are deep. Getters return references that are valid as long as the descriptor. Not
+/// thread-safe. Do not change `name` or `dependencies` of a loaded plugin.
 class QV_API QvPluginInfo {
 public:
     QvPluginInfo();
@@ -45,11 +45,11 @@ public:
     QvPluginInfo& operator=(const QvPluginInfo& other);
     ~QvPluginInfo();
 
-    /// Makes every field as in a new descriptor, the path included.
+    /// Resets every field to that of a new descriptor, including the path.
     void clear();
 
     const std::string& getName() const;
-    /// `displayName`, or `name` when that is empty.
+    /// `displayName`, or `name` if that is empty.
     const std::string& getDisplayName() const;
     const std::string& getDescription() const;
     const std::string& getVendor() const;
@@ -60,7 +60,7 @@ public:
     const Qv::QvVersion& getVersion() const;
     const Qv::QvVersion& getCompatibilityVersion() const;
     const Qv::QvArray<QvDependency>& getDependencies() const;
-    /// The number of dependents, and one more when the plugin was loaded by request. At 0 it may go.
+    /// The number of dependents, plus one if the plugin was loaded by request. At 0 it may be unloaded.
     std::int32_t getUseCount() const;
 
     void setDisplayName(const std::string& value);
@@ -72,25 +72,25 @@ public:
     void setVersion(const Qv::QvVersion& value);
     void setCompatibilityVersion(const Qv::QvVersion& value);
 
-    /// Appends a copy; never add the same dependency twice.
+    /// Appends a copy. Do not add the same dependency twice.
     void addDependency(const QvDependency& dependency);
-    /// Removes one entry equal to `dependency`; nothing when there is none. With several equal entries the
-    /// list still shrinks by one, and those that stay at its end hold unspecified values.
+    /// Removes one entry equal to `dependency`; does nothing if there is none. If several entries are equal,
+    /// the list still shrinks by one, and the last entries then hold unspecified values.
     void removeDependency(const QvDependency& dependency);
 
-    std::string name;         ///< the identity: plugins are found, unloaded and depended on by it
-    std::string displayName;  ///< for people; may be empty
+    std::string name;         ///< the key for lookup, unloading and dependencies
+    std::string displayName;  ///< for display; may be empty
     std::string description;
     std::string vendor;
     std::string copyright;
     std::string path;  ///< the library file, as the load request named it
     std::string url;
     std::string group;
-    Qv::QvVersion version;                   ///< the plugin's own; the product's unless set
-    Qv::QvVersion compatibilityVersion;      ///< the oldest version that a dependent may ask for; 0.0.0.0
-    Qv::QvArray<QvDependency> dependencies;  ///< in the order in which they are loaded
+    Qv::QvVersion version;                   ///< the plugin's version; by default the product's
+    Qv::QvVersion compatibilityVersion;      ///< the oldest version that a dependent may need; 0.0.0.0
+    Qv::QvArray<QvDependency> dependencies;  ///< in loading order
     std::int32_t dependentCount = 0;         ///< initialized plugins that depend on this one
-    bool explicitlyLoaded = false;           ///< asked for by a request, not only as a dependency
+    bool explicitlyLoaded = false;           ///< loaded by request, not only as a dependency
 };
 
 }  // namespace QvPluginSystem

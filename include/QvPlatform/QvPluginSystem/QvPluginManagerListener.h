@@ -9,11 +9,11 @@ namespace QvPluginSystem {
 class QvPluginInfo;
 class QvPluginObject;
 
-/// Observer of the plugin manager; override what you need. Registered with
-/// `QvPluginManager::addListener`, not owned, and withdrawn by its owner before it is destroyed.
+/// Observer of the plugin manager; override what you need. Register it with `QvPluginManager::addListener`.
+/// The manager does not own it; remove it before it is destroyed.
 ///
-/// All calls come on the thread that called the manager. What a listener throws passes to the caller of
-/// the manager, after the plugin under way was undone.
+/// All calls run on the thread that called the manager. Exceptions propagate to the manager's caller after
+/// the current plugin is rolled back.
 class QV_API QvPluginManagerListener {
 public:
     QvPluginManagerListener();
@@ -21,18 +21,19 @@ public:
     QvPluginManagerListener& operator=(const QvPluginManagerListener& other);
     virtual ~QvPluginManagerListener();
 
-    /// A plugin failed. `info` is null when its descriptor is not known yet, and valid only during the call.
+    /// A plugin failed. `info` is null if its descriptor is not known yet; it is valid only during the call.
     virtual void onPluginError(const std::string& file, const QvPluginInfo* info, const std::string& error);
-    /// Asked before a plugin's dependencies are loaded; false keeps it out, without any message. Every
-    /// listener is asked, whatever the others answered.
+    /// Called before a plugin's dependencies are loaded; returning false rejects the plugin without any
+    /// message. Every listener is called, whatever the others return.
     virtual bool onAboutToInitialize(const QvPluginInfo& info);
-    /// Asked before a plugin is uninitialized; false keeps it.
+    /// Called before a plugin is uninitialized; returning false keeps it loaded.
     virtual bool onAboutToUninitialize(const QvPluginInfo& info);
-    /// An object has joined the pool.
+    /// An object was added to the pool.
     virtual void onObjectAdded(QvPluginObject* object);
-    /// An object is about to leave the pool, and is still in it.
+    /// An object is about to be removed from the pool and is still in it.
     virtual void onRemoveObject(QvPluginObject* object);
-    /// A request has changed the set of loaded plugins; once per request.
+    /// The set of loaded plugins may have changed. Called once per successful `load(path)`, `load(paths)` or
+    /// `unload(name)`; `unload(names)`, `loadAllQvp` and `unloadAll` may call it several times.
     virtual void onPluginsChanged();
 };
 

@@ -4,9 +4,9 @@
 
 namespace QvPluginSystem {
 
-/// Base of the objects that plugins publish through `QvPluginManager::addObject`. Clients find what they
-/// look for with `dynamic_cast`; a class that crosses a library's border that way is best declared with
-/// default visibility. The manager never deletes an object.
+/// Base of the objects that plugins publish through `QvPluginManager::addObject`. Clients identify them with
+/// `dynamic_cast`; a class that is cast across library boundaries should have default visibility. The manager
+/// never deletes an object.
 class QV_API QvPluginObject {
 public:
     QvPluginObject();

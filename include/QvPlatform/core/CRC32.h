@@ -4,12 +4,13 @@
 
 namespace Qv {
 
-/// The CRC-32 of IEEE 802.3, in pieces of any size: pass 0 for the first piece and each result for the next.
+/// Computes the CRC-32 of IEEE 802.3 piece by piece: pass 0 for the first piece, then each result for the
+/// next.
 ///
 ///     int crc = 0;
 ///     for (const Piece& piece : pieces) crc = Qv::calculateCRC32(piece.data, piece.length, crc);
 ///
-/// Returns `crc` when `length` is not above 0, and then `data` may be null. Any thread.
+/// If `length` is 0 or negative, returns `crc`, and `data` may be null. Any thread.
 QV_API int calculateCRC32(const void* data, int length, int crc);
 
 }  // namespace Qv

@@ -1,7 +1,7 @@
 #pragma once
 
-/// QV_API marks what the shared library exports. The choice follows the object format, so the header
-/// needs no platform switch: ELF has visibility, PE has export and import.
+/// QV_API marks the symbols that the shared library exports. The definition follows the object format, so the
+/// header needs no platform switch: ELF has visibility, PE has export and import.
 #if defined(__ELF__)
 #define QV_API __attribute__((visibility("default")))
 #elif defined(QvPlatform_EXPORTS)
@@ -10,8 +10,8 @@
 #define QV_API __declspec(dllimport)
 #endif
 
-/// Lets the compiler check the arguments of printf-style functions against their format, by the rules of
-/// the C standard on both platforms.
+/// Makes the compiler check the arguments of printf-style functions against their format, by the rules of the
+/// C standard on both platforms.
 #if defined(__clang__)
 #define QV_PRINTF_FORMAT(formatIndex, firstArgument) \
     __attribute__((format(printf, formatIndex, firstArgument)))

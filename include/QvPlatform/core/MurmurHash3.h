@@ -2,9 +2,9 @@
 
 #include <QvPlatform/core/Export.h>
 
-/// MurmurHash3, Austin Appleby's fast hash functions, which are no protection against forged input. Results
-/// equal those of the published implementation bit for bit. A length below 0 counts as 0, and then `key` may
-/// be null. Any alignment, any thread.
+/// MurmurHash3, Austin Appleby's fast hash functions. They are not cryptographic. Results equal those of the
+/// published implementation bit for bit. A negative length counts as 0. If the length is 0, `key` may be
+/// null. Any alignment; any thread.
 extern "C" {
 
 /// Writes 4 bytes to `out`.

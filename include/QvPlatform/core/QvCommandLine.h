@@ -13,46 +13,48 @@ namespace Qv {
 ///     line.addOption("--steps N", "number of steps");
 ///     if (line.checkFor("--help", true)) line.printHelp();
 ///     const int steps = line.getInt("--steps", true);
-///     // what nobody asked for is left in line.arguments()
+///     // line.arguments() now holds what was not consumed
 ///
-/// An option is an argument that equals the text asked for; its value is the next argument. `eat` removes
-/// both from the copy. A value that is missing or bad is reported at DEBUG level and reads as 0 or "".
-/// Traps: a missing value removes the option even without `eat`; a zero must be written "0", for reals
-/// too; a number may begin with "-" but a string may not. A null option is found nowhere. Exceptions that
-/// a DEBUG message causes are dropped. An option may be the text of one of the arguments. Not thread-safe.
+/// An option is an argument that equals the given text; its value is the next argument. `eat` removes both
+/// from the copy. A missing or bad value is logged at DEBUG level and reads as 0 or "". A null option is
+/// never found. Exceptions from the DEBUG messages are dropped. `option` may point into an element of
+/// `arguments()`. Not thread-safe.
+///
+/// Traps: if the value is missing, the option is removed even without `eat`; a zero must be written "0", for
+/// reals too; a number may begin with "-" but a string may not.
 class QV_API QvCommandLine {
 public:
-    /// Copies `argc` arguments, the program's name included; a null one reads as "".
+    /// Copies `argc` arguments, including the program name; a null argument reads as "".
     QvCommandLine(int argc, char** argv);
     QvCommandLine(int argc, const char** argv);
-    /// The same from wide text, kept as UTF-8.
+    /// The same for wide text, which is converted to UTF-8.
     QvCommandLine(int argc, wchar_t** argv);
 
-    /// What is left, the program's name first.
+    /// The arguments not yet removed, the program name first.
     const std::vector<std::string>& arguments() const noexcept;
 
-    /// Removes the arguments at `n` positions, counted from 0; positions out of range are ignored.
+    /// Removes the arguments at `n` zero-based indices; indices out of range are ignored.
     void eatArg(const int* positions, int n);
 
-    /// The position of the first argument that equals `option`, the program's name included, or -1.
+    /// The index of the first argument that equals `option`, or -1. The program name has index 0.
     int getPos(const char* option) const;
 
-    /// Whether the option is there. A null pointer is an error message.
+    /// Whether the option is present. A null pointer is logged as an error.
     bool checkFor(const char* option, bool eat);
-    /// Whether one of the options is there; the list ends with a null pointer. `eat` removes one instance
-    /// of each. A null list is an error message.
+    /// Whether at least one of the options is present; the list ends with a null pointer. `eat` removes one
+    /// instance of each. A null list is logged as an error.
     bool checkForList(const char* const* options, bool eat);
 
-    /// The integer after the option, as far as its text is one ("5abc" is 5); a bad value, or one beyond
-    /// the range of `int`, stays when the option is eaten.
+    /// The integer at the start of the option's value ("5abc" is 5). If the value is bad or out of range for
+    /// `int`, `eat` removes only the option.
     int getInt(const char* option, bool eat);
-    /// The same for a decimal number with a point, whatever the locale. A number that is too large for a
-    /// `double`, or so small that it would be 0, is a bad value too.
+    /// The same for a real number; the decimal separator is a point in every locale. A number that overflows
+    /// a `double` or underflows to 0 is a bad value.
     double getQvReal(const char* option, bool eat);
-    /// Reads the `n` numbers after the option into `values`, which all are written when so many arguments
-    /// follow. Returns `n`, or 0 when the option is absent or a value missing or bad.
+    /// Reads the `n` numbers after the option into `values`. If at least `n` arguments follow, all `n`
+    /// elements are written. Returns `n`, or 0 if the option is absent or a value is missing or bad.
     int getQvRealArray(const char* option, double* values, int n, bool eat);
-    /// The argument after the option; one that begins with "-" is no value, but "" is.
+    /// The argument after the option. An argument that begins with "-" is not a value; "" is.
     std::string getString(const char* option, bool eat);
 
     /// Appends a paragraph to the help text.

@@ -4,15 +4,15 @@
 
 #include <cstddef>
 
-/// Memory through a table of functions that an application may replace, all of them or a pair that belongs
-/// together, before it allocates and before it has other threads:
+/// Memory allocation through a table of functions. An application may replace all of them, or one matching
+/// pair, before it allocates and before it starts threads:
 ///
 ///     QvnMemoryAPI.create = myCreate;
 ///     QvnMemoryAPI.destroy = myDestroy;
 ///
-/// By default the functions are those of the C runtime, as thread-safe as they are. Each call reads the table
-/// anew. Null is returned when there is no memory. What `create`, `createZeroed` and `resize` return is given
-/// to `destroy`, what `createAligned` returns to `destroyAligned`.
+/// The default functions use the C runtime's allocator and are as thread-safe as it is. Each call reads the
+/// table again. If memory runs out, the result is null. Free blocks from `create`, `createZeroed` and
+/// `resize` with `destroy`, and blocks from `createAligned` with `destroyAligned`.
 extern "C" {
 
 struct QvnMemoryFunctions {
@@ -38,14 +38,14 @@ namespace Qv::QvMemory {
 
 QV_API void* create(std::size_t size);
 QV_API void* createZeroed(std::size_t size);
-/// At a multiple of `alignment`, which should be a multiple of 4: any other is reported at DEBUG level and
-/// used all the same. Null for an alignment of 0.
+/// Allocates at a multiple of `alignment` bytes, which should be a multiple of 4; any other value is logged
+/// at DEBUG level and still used. Null if `alignment` is 0.
 QV_API void* createAligned(std::size_t size, unsigned int alignment);
-/// A null pointer does nothing.
+/// Does nothing for a null pointer.
 QV_API void destroy(void* const block);
 QV_API void destroyAligned(void* const block);
-/// Keeps the content as far as it fits. Trap: with a size of 0 it returns null and the block stays, to be
-/// destroyed by its owner.
+/// Keeps the content up to the smaller size. Trap: if `size` is 0, returns null without freeing the block;
+/// its owner must still destroy it.
 QV_API void* resize(void* const block, std::size_t size);
 
 }  // namespace Qv::QvMemory

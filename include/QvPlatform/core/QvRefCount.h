@@ -9,21 +9,21 @@
 
 namespace Qv {
 
-/// Base of objects that are shared by counting their references; `QvSmartPtr` does the counting.
+/// Base of reference-counted objects; `QvSmartPtr` does the counting.
 ///
 ///     class Mesh : public Qv::QvRefCount { ... };
 ///     Qv::QvSmartPtr<Mesh> mesh(new Mesh);          // count 1
 ///     Qv::QvWeakPtr<Mesh> watch(mesh);              // count still 1
 ///
-/// A new object has count 0 and is deleted when the count comes back to 0, so it lives on the heap
-/// unless nobody ever refers to it. A copy is a new object: it starts with a count and subscribers of
-/// its own. Counting may be done from any thread.
+/// A new object has count 0 and is deleted when the count returns to 0. Allocate it on the heap unless
+/// nothing ever references it. A copy is a new object: it starts with count 0 and no subscribers. Any thread
+/// may count.
 ///
-/// Traps: a smart pointer to `this` that a constructor makes and drops deletes the object. In the destructor
-/// it does no harm if the object was deleted by its count, and not by `delete` or the end of a scope.
+/// Traps: in a constructor, a temporary smart pointer to `this` deletes the object. In a destructor, it is
+/// harmless only if the object was deleted by its count, not by `delete` or at the end of a scope.
 class QV_API QvRefCount {
 public:
-    /// Is told when an object that it subscribed to is about to go. Not owned by the object.
+    /// Observer of an object's destruction. Not owned by the object.
     class QV_API Subscriber {
     public:
         Subscriber();
@@ -31,17 +31,18 @@ public:
         Subscriber& operator=(const Subscriber&);
         virtual ~Subscriber();
         /// Called once by the destructor of `QvRefCount`, on the destroying thread, in the order of
-        /// subscription. Only that base of `object` still exists. May unsubscribe or delete this observer
-        /// and others, which then are not called. Must not throw.
+        /// subscription. Only the `QvRefCount` base of `object` still exists. May unsubscribe or delete this
+        /// observer and others; those not yet called are then skipped. Must not throw.
         virtual void onDestroyed(const QvRefCount& object) = 0;
     };
 
-    /// The count, in a record of its own that outlives the object for as long as an observer holds it.
+    /// The count, in a separate record that outlives the object as long as an observer holds it.
     struct RefCountData {
         std::atomic<std::int32_t> count{0};
         QvArray<Subscriber*> subscribers;
 
-        /// Adds a reference unless there is none left; false means that the object is gone or going.
+        /// Adds a reference if there is at least one. False if there is none: the object is destroyed, being
+        /// destroyed, or not referenced yet.
         QV_API bool refUnlessZero() noexcept;
     };
 
@@ -49,23 +50,23 @@ public:
     QvRefCount(const QvRefCount& other);
     QvRefCount& operator=(const QvRefCount& other);
 
-    /// Warns at debug level when references remain; never throws.
+    /// Logs at DEBUG level if references remain; never throws.
     virtual ~QvRefCount();
 
     /// Adds a reference.
     void ref() const noexcept;
-    /// Takes a reference away and deletes the object when that was the last one.
+    /// Removes a reference. If it was the last one, deletes the object.
     void unref() const;
-    /// The number of references at this moment.
+    /// The current number of references.
     std::int32_t refCount() const noexcept;
 
-    /// Registers an observer of the object's end. Does nothing for a null pointer, for one that is
-    /// registered, and while the observers are called. Not synchronized: one thread at a time.
+    /// Registers an observer of the object's destruction. Does nothing if the pointer is null or already
+    /// registered, or while observers are being called. Not synchronized: one thread at a time.
     void subscribe(Subscriber* subscriber);
-    /// Withdraws an observer; an unknown one is ignored.
+    /// Removes an observer; an unknown one is ignored.
     void unsubscribe(Subscriber* subscriber);
 
-    /// The record, for observers such as `QvWeakPtr`.
+    /// The count's record, for observers such as `QvWeakPtr`.
     const std::shared_ptr<RefCountData>& refCountData() const noexcept;
 
 private:

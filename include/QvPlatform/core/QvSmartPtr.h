@@ -11,8 +11,9 @@ namespace Qv {
 
 /// Owning pointer to an object derived from `QvRefCount`; follows `std::shared_ptr`.
 ///
-/// Any number of smart pointers may be made from the same raw pointer: the count lives with the object.
-/// One smart pointer must not be changed by two threads at once; two that share an object may.
+/// Any number of smart pointers may be constructed from the same raw pointer, since the count belongs to the
+/// object. Two threads must not change the same smart pointer at once, but may change two that share an
+/// object.
 template <typename T>
 class QvSmartPtr {
 public:
@@ -25,7 +26,7 @@ public:
     }
     QvSmartPtr(const QvSmartPtr& other) noexcept : QvSmartPtr(other.object_) {}
     QvSmartPtr(QvSmartPtr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-    /// Only from pointers that convert to this one by themselves: to a base or to const.
+    /// Accepts only pointers that convert implicitly: to a base or to const.
     template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     QvSmartPtr(const QvSmartPtr<U>& other) noexcept : QvSmartPtr(other.object_) {}
     template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
@@ -89,10 +90,11 @@ bool operator<(const QvSmartPtr<T>& a, const QvSmartPtr<U>& b) noexcept {
     return std::less<std::common_type_t<T*, U*>>()(a.get(), b.get());
 }
 
-/// Observer of an object derived from `QvRefCount` that does not keep it alive; follows `std::weak_ptr`.
+/// Non-owning observer of an object derived from `QvRefCount`; follows `std::weak_ptr`.
 ///
-/// An object that nobody has referred to yet cannot be locked, and one whose count has reached zero is
-/// never revived. Made from a smart pointer, on the thread that holds it, or from another weak pointer.
+/// An object that has not been referenced yet cannot be locked. An object whose count has reached zero is
+/// never revived. Construct a weak pointer from a smart pointer, on the thread that holds it, or from another
+/// weak pointer.
 template <typename T>
 class QvWeakPtr {
 public:
@@ -101,11 +103,11 @@ public:
     QvWeakPtr(const QvSmartPtr<U>& owner) noexcept : object_(owner.get()) {
         if (owner) data_ = owner->refCountData();
     }
-    // The object must exist while a pointer to it becomes one to its virtual base.
+    // Locks `other` first, since the object must exist while its pointer is converted to a virtual base.
     template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     QvWeakPtr(const QvWeakPtr<U>& other) noexcept : QvWeakPtr(other.lock()) {}
 
-    /// An owning pointer, or an empty one when the object is gone. Any thread.
+    /// An owning pointer, or an empty one if the object is destroyed. Any thread.
     QvSmartPtr<T> lock() const noexcept {
         if (data_ && data_->refUnlessZero()) return QvSmartPtr<T>(typename QvSmartPtr<T>::Adopt{}, object_);
         return nullptr;

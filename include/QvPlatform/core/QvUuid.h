@@ -12,23 +12,23 @@ namespace QvSim {
 ///     QvSim::QvUuid scene("e27a6542-b17c-4a04-83a6-882eeaca5a9b");
 ///     QvSim::QvUuid wheel = QvSim::QvUuid::createFromName("wheel");   // the same in every process
 ///
-/// A default-constructed value is made by the system's random source when it is first looked at, and throws
-/// Boost's `entropy_error` then when there is none. Traps: even looking at it through a const reference makes
-/// it, so two threads must not be the first to look; a string literal of 15 characters selects the
-/// constructor from bytes.
+/// A default-constructed value is generated from the system's random source at its first use, which throws
+/// Boost's `entropy_error` if the source fails. Traps: const member functions generate the value too, so two
+/// threads must not make the first use at once; a string literal of 15 characters selects the constructor
+/// from bytes.
 class QV_API QvUuid {
 public:
     QvUuid();
-    /// Makes the other one's value first, so that both are equal.
+    /// Generates the value of `other` first if necessary, so that both are equal.
     QvUuid(const QvUuid& other);
     QvUuid& operator=(const QvUuid& other);
-    /// Reads 32 hexadecimal digits of either case, with all four dashes or none, in braces or not. Any other
-    /// text gives the null UUID and a DEBUG message, whose exceptions are dropped.
+    /// Parses 32 hexadecimal digits of either case, with all four dashes or none, with or without braces. Any
+    /// other text gives the null UUID and logs at DEBUG level; exceptions from logging are dropped.
     explicit QvUuid(const std::string& text);
     explicit QvUuid(const char (&bytes)[16]);
 
-    /// What the text means when it is a UUID, else the UUID that belongs to this name: SHA-1 (version 5) in a
-    /// namespace of this library.
+    /// If `name` is the text of a UUID, returns that UUID. Otherwise returns the name's version 5 (SHA-1)
+    /// UUID in a namespace of this library.
     static QvUuid createFromName(const std::string& name);
     /// All zeros.
     static const QvUuid& NullUuid();
@@ -41,7 +41,7 @@ public:
 
     /// 36 characters: lower-case digits in groups of 8, 4, 4, 4 and 12.
     std::string toString() const;
-    /// 16 bytes in the order of the text, valid as long as the object; no zero byte follows.
+    /// 16 bytes in the order of the text, not zero-terminated; valid as long as the object.
     const char* getBytes() const;
     bool isNull() const;
 

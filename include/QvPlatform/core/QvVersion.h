@@ -5,26 +5,26 @@
 #include <cstdint>
 #include <string>
 
-/// The product version as numbers for the preprocessor.
+/// The product version as numbers, for the preprocessor.
 #define QV_VERSION_MAJOR 2020
 #define QV_VERSION_MINOR 3
 #define QV_VERSION_SERVICE_PACK 0
 #define QV_VERSION_BUILD 68
 
-/// The text of a macro's value.
+/// The value of a macro as a string literal.
 #define QV_TEXT_OF(value) QV_TEXT_OF_(value)
 #define QV_TEXT_OF_(value) #value
 
 namespace Qv {
 
-/// A version: four components and a free label.
+/// A version: four components and a free-form label.
 ///
 ///     info.version = Qv::QvVersion(1, 4, 0, 0, "beta");
 ///     if (Qv::QvVersion::compare(info.version, Qv::QvVersion("1.2")) < 0) ...
 ///
 /// Traps: the default value is the product's version, not zero; comparison looks at the first three
-/// components only; a component written directly does not refresh a text that was already built.
-/// A plain value: not to be changed, nor turned into text for the first time, by two threads at once.
+/// components only; writing a component directly does not update a text that was already built. Two threads
+/// must not change a value at once; the first `toString` counts as a change.
 class QV_API QvVersion {
 public:
     /// The product's own version.
@@ -32,24 +32,25 @@ public:
 
     /// The product's own version, 2020.3.0.68 "2020a".
     QvVersion();
-    /// Parses `text`; a text that does not parse gives 0.0.0.0. The label is empty.
+    /// Parses `text`; invalid text gives 0.0.0.0. The label is empty.
     explicit QvVersion(const std::string& text);
     QvVersion(int major, int minor, int servicePack, int build, const std::string& label);
     QvVersion(const QvVersion& other);
     QvVersion& operator=(const QvVersion& other);
     ~QvVersion();
 
-    /// The four components in decimal with dots between them; built once and kept. The reference is
-    /// valid until the value is assigned to or destroyed.
+    /// The four components in decimal, separated by dots; built once and cached. The reference is valid until
+    /// the value is assigned to or destroyed.
     const std::string& toString() const;
 
-    /// -1, 0 or 1 as `a` is below, equal to or above `b` in `major`, `minor` and `servicePack`.
+    /// Returns -1, 0 or 1 if `a` is less than, equal to or greater than `b` in `major`, `minor` and
+    /// `servicePack`.
     static int compare(const QvVersion& a, const QvVersion& b);
 
-    /// Reads up to four components of decimal digits with dots between them; missing ones are 0 and what
-    /// follows the fourth is not looked at. False, and `out` untouched, on any other character or an
-    /// empty component. `out` may be null; its label and built text stay. A component that does not fit
-    /// 32 bits wraps around.
+    /// Parses up to four components of decimal digits, separated by dots. Missing components are 0; text
+    /// after the fourth is ignored. If there is any other character or an empty component, returns false and
+    /// leaves `out` unchanged. `out` may be null; its label and cached text are not changed. A component that
+    /// does not fit in 32 bits wraps around.
     static bool parse(const std::string& text, QvVersion* out);
 
     std::int32_t major;

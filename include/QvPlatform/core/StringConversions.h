@@ -5,18 +5,18 @@
 #include <string>
 #include <string_view>
 
-/// The one conversion pair between narrow text, which is UTF-8 at every interface, and wide text, which
-/// is the path types' storage: UTF-16 on Windows, UTF-32 on Linux. Both functions may be called from any
-/// thread and accept any text.
+/// Converts between narrow text, which is UTF-8 at every interface, and wide text, which the path types
+/// store: UTF-16 on Windows, UTF-32 on Linux. Both functions accept any text. Any thread.
 namespace QvPlatform::StringConversions {
 
-/// UTF-8 to wide. A byte that does not decode becomes U+DC80 plus its low seven bits on Linux, so that
-/// every file name comes back as it was; on Windows it becomes U+FFFD, but the three-byte form of a lone
-/// surrogate gives that surrogate.
+/// Converts UTF-8 to wide text. On Linux an invalid byte becomes U+DC80 plus its low seven bits, so that
+/// every file name survives a round trip. On Windows an invalid byte becomes U+FFFD, but the three-byte form
+/// of a lone surrogate gives that surrogate.
 QV_API std::wstring toWide(std::string_view narrow);
 
-/// Wide to UTF-8, the inverse of `toWide`. A lone surrogate takes three bytes on Windows; on Linux the
-/// escapes of `toWide` give their byte back and any other value that is no character becomes U+FFFD.
+/// Converts wide text to UTF-8, the inverse of `toWide`. On Windows a lone surrogate takes three bytes. On
+/// Linux an escape made by `toWide` gives its byte back, and any other value that is not a character becomes
+/// U+FFFD.
 QV_API std::string toNarrow(std::wstring_view wide);
 
 }  // namespace QvPlatform::StringConversions

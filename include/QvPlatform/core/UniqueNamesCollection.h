@@ -20,15 +20,16 @@ namespace QvSim::StringUtils {
 ///     names.release("wheel1");
 ///     names.acquire("wheel");    // "wheel1"
 ///
-/// No operation takes time that grows linearly with the number of names. Names are bytes; letter case
-/// matters. `acquire` and `release` change nothing when memory runs out. Not thread-safe.
+/// `acquire`, `release` and `contains` take less than linear time in the number of names. Names are byte
+/// strings; comparison is case-sensitive. If memory runs out, `acquire` and `release` change nothing. Not
+/// thread-safe.
 class QV_API UniqueNamesCollection {
 public:
-    /// Takes `name` if it is free, else `name` followed by the smallest number from 1 on, in decimal, that
-    /// makes it free. Returns the name taken.
+    /// Takes `name` if it is free, else `name` followed by the smallest decimal number, from 1, that gives a
+    /// free name. Returns the name taken.
     std::string acquire(const std::string& name);
 
-    /// Makes a taken name free again; false when it was not taken.
+    /// Frees a taken name; false if it was not taken.
     bool release(const std::string& name);
 
     bool contains(const std::string& name) const;
@@ -36,13 +37,14 @@ public:
     void clear() noexcept;
 
 private:
-    /// Disjoint runs of numbers, first to last, with a gap after each.
+    /// Disjoint runs of numbers: maps the first number to the last, with a gap after each run.
     using Runs = std::map<std::uint64_t, std::uint64_t>;
 
     std::string freeNameFor(const std::string& name) const;
 
     std::unordered_set<std::string> taken_;
-    /// The numbers that follow each beginning of a taken name; none after an `acquire` that failed.
+    /// For each prefix of a taken name, the numbers that follow it. May hold empty sets after a failed
+    /// `acquire`.
     std::unordered_map<std::string, Runs> numbersAfter_;
 };
 

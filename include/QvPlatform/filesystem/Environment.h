@@ -4,16 +4,15 @@
 
 #include <string>
 
-/// The process's environment. These functions and all other uses that the library makes of it exclude each
-/// other; your own `getenv` or `setenv` on another thread is not covered. Any thread. Names ignore letter
-/// case on Windows only.
+/// The process's environment. Any thread: the library serializes all its own access, but not your `getenv` or
+/// `setenv` on another thread. Names ignore case on Windows only.
 namespace QvPlatform {
 
-/// The variable's value, or "" when it is missing, empty, or longer than 4095 bytes.
+/// The variable's value, or "" if it is missing, empty, or longer than 4095 bytes.
 QV_API std::string getEnv(const std::string& name);
 
-/// Sets the variable for this process and its children: on Windows in the C runtime's table and in the
-/// system's environment, and true only if both took it. False for an empty name or one that holds "=".
+/// Sets the variable for this process and its children. On Windows it sets both the C runtime's table and the
+/// system's environment, and returns true only if both succeed. False if the name is empty or contains "=".
 /// An embedded zero byte ends the name or the value.
 QV_API bool putEnv(const std::string& name, const std::string& value);
 

@@ -14,14 +14,14 @@ namespace QvPlatform {
 ///     file.getBaseName();     // "solver"
 ///     file.getExtension();    // ".qvp"
 ///
-/// Traps: `File("")` is the current directory's text; a text that contains ":" counts as absolute, also
-/// on Linux. A value type; one value must not be changed by two threads at once.
+/// Traps: `File("")` is the path of the current directory; a text that contains ":" counts as absolute, also
+/// on Linux. A value type; two threads must not change the same value at once.
 class QV_API File {
 public:
     /// The empty path.
     File();
-    /// Normalizes a UTF-8 text: backslashes become "/", a relative text is put under the current
-    /// directory, "/./" and "/../" are folded. The disk is not consulted, no link is resolved.
+    /// Normalizes a UTF-8 text: backslashes become "/", a relative path is resolved against the current
+    /// directory, and "/./" and "/../" are folded. Does not access the disk or resolve links.
     explicit File(const std::string& path);
     File(const File& other);
     File(File&& other) noexcept;
@@ -29,33 +29,33 @@ public:
     File& operator=(File&& other) noexcept;
     virtual ~File();
 
-    /// The file of the loaded module (program or shared library) that holds `address`; the empty path
-    /// when none does. On Windows the name is cut after 259 characters.
+    /// The file of the loaded module (program or shared library) that holds `address`; the empty path if
+    /// there is none. On Windows the name is truncated to 259 characters.
     static File thatContains(void* address);
-    /// A path taken as it stands, for names that the system reported: no rule is applied.
+    /// Takes the path unchanged, for names that the system reported.
     static File fromWide(std::wstring path);
 
-    /// Order of the paths with ASCII letters folded to lower case, on both platforms.
+    /// Compares the paths with ASCII letters folded to lower case, on both platforms.
     bool operator<(const File& other) const;
 
-    /// What follows the last "/", or everything.
+    /// The text after the last "/", or the whole path if there is none.
     std::string getName() const;
-    /// The name up to its last ".", or the whole name.
+    /// The name before its last ".", or the whole name if there is none.
     std::string getBaseName() const;
-    /// The name from its last "." on, such as ".qvp"; "" without one.
+    /// The name from its last ".", such as ".qvp"; "" if there is none.
     std::string getExtension() const;
     /// The path without its name; ends with "/".
     std::string getFolderPath() const;
 
-    /// The platform's own form in UTF-8. On Linux a path with a drive colon in its first component or
-    /// beginning with "//" gets backslashes, any other keeps its slashes; on Windows all get backslashes.
+    /// The path in UTF-8 with native separators. On Windows these are backslashes. On Linux a path that has a
+    /// drive colon in its first component or begins with "//" gets backslashes; any other keeps its slashes.
     std::string toNativePath() const;
     /// The stored form in UTF-8.
     std::string toUniversalPath() const;
     /// The stored form; valid as long as the value.
     const std::wstring& widePath() const noexcept;
 
-    /// Whether something other than a directory is there; a link counts as what it points to on Linux.
+    /// Whether the path exists and is not a directory. On Linux links are followed.
     bool exists() const;
 
 private:

@@ -8,69 +8,68 @@
 #include <string>
 #include <vector>
 
-/// Operations that change the disk or search it. None throws but for lack of memory, and none logs; a
-/// failure is false or empty, and what was done before it stays done.
+/// Operations that change or search the disk. They throw only if memory runs out, and do not log. On failure
+/// they return false or an empty result; changes made before the failure are kept.
 ///
 ///     for (const auto& file : QvPlatform::Filesystem::glob(dir, "*.qvp", true)) ...
 ///
-/// Traps: hidden and system files (a leading dot on Linux) are neither found, copied nor removed, but
-/// hidden directories are entered. A link is what it points to for the operations on files, and a leaf
-/// for those on trees: they never pass through one, also not through one that appears meanwhile, and
-/// `remove` takes the link away, not what it points to. A path that holds a zero byte names nothing. Trees
-/// may have any depth. Any thread may call these functions; calls for the same paths race as on the disk,
-/// and a thread is not cancelled within one that touches files.
+/// Traps: hidden files (a leading dot on Linux) and system files are not found, copied or removed, but hidden
+/// directories are entered. File operations follow links. Tree operations treat a link as a leaf: they never
+/// follow one, even if it appears during the operation, and `remove` removes the link, not its target.
+///
+/// A path that contains a zero byte names nothing. Trees may have any depth. Any thread may call these
+/// functions; concurrent calls for the same paths race as on the disk. A thread is not cancelled within a
+/// function that accesses files.
 namespace QvPlatform::Filesystem {
 
 QV_API bool changeCurrentDirectory(const Directory& dir);
 
-/// Copies a regular file, with permissions and modification time if the target's file system keeps them. An
-/// existing target is replaced only with `overwrite`; a file is never copied onto itself. On failure the
-/// target is as it was.
+/// Copies a regular file, with its permissions and modification time if the target's file system stores them.
+/// An existing target is replaced only with `overwrite`; a file is never copied onto itself. On failure the
+/// target is unchanged.
 QV_API bool copy(const File& src, const File& dst, bool overwrite);
-/// Under its own name into an existing directory.
+/// Copies the file into an existing directory, keeping its name.
 QV_API bool copy(const File& src, const Directory& dst, bool overwrite);
-/// Copies what `src` holds into `dst`, which is made when missing, with all subdirectories; stops at the
-/// first failure. A link that leads to no file is copied as a link. Links inside `dst` are never written
-/// through: with `overwrite` a file or link replaces one, and a directory fails where one is. False, and
-/// nothing done, when `dst` is `src` or lies inside it.
+/// Copies the content of `src`, with all subdirectories, into `dst`, which is created if missing. Stops at
+/// the first failure. A link that does not lead to a file is copied as a link. Links inside `dst` are never
+/// followed: with `overwrite` a file or link replaces a link, and a directory fails where a link exists. If
+/// `dst` is `src` or inside it, returns false and does nothing.
 QV_API bool copy(const Directory& src, const Directory& dst, bool overwrite);
 
-/// Makes the directory and those above it that are missing. True also when it is there already.
+/// Creates the directory and its missing parents. True also if it already exists.
 QV_API bool create(const Directory& dir);
-/// Makes an empty file, and its directory when that is missing. False when the file exists or the
-/// directory cannot be made. Trap: true also when the system refuses the file itself; ask `exists`.
+/// Creates an empty file, and its directory if missing. False if the file exists or the directory cannot be
+/// created. Trap: true even if the file itself cannot be created; check `exists`.
 QV_API bool create(const File& file);
 
-/// Removes what the directory holds, subdirectories first, and the directory; stops at the first failure.
-/// False, with its other content gone, when it holds a hidden file.
+/// Removes the content of the directory, subdirectories first, then the directory; stops at the first
+/// failure. If it contains a hidden file, removes its other content and returns false.
 QV_API bool remove(const Directory& dir);
 QV_API bool remove(const File& file);
 
-/// Gives another name in the same place. False when the new name is taken or holds a separator.
+/// Renames within the same directory. False if the new name exists or contains a separator.
 QV_API bool rename(const Directory& dir, const std::string& newName);
 QV_API bool rename(const File& file, const std::string& newName);
 
-/// The files whose whole names match a pattern: "*" stands for any bytes or none, "?" for exactly one,
-/// ASCII letter case does not matter, and there is no escape. With `recursive` the matches of the
-/// subdirectories come before those of `dir` itself; otherwise the system's order holds. A directory that
-/// cannot be read counts as empty.
+/// The files whose whole names match a pattern: "*" stands for any bytes or none, "?" for exactly one; ASCII
+/// case is ignored, and there is no escape. With `recursive` the matches in subdirectories come before those
+/// in `dir` itself; otherwise the order is the system's. A directory that cannot be read counts as empty.
 QV_API std::vector<File> glob(const Directory& dir, const std::string& pattern, bool recursive);
 /// The same, appended to `out`.
 QV_API void glob(const Directory& dir, const std::string& pattern, bool recursive, std::vector<File>& out);
 
-/// Stores seconds since 1970, UTC. False when `time` is null or there is nothing at that path.
+/// Stores seconds since 1970, UTC. False if `time` is null or the path does not exist.
 QV_API bool getLastModifiedTime(const File& file, std::int64_t* time);
 
-/// `prefix`, "_", the process identifier, "_" and a number that starts at 1 and grows with each call in
-/// this process; "" for ever once 4,294,967,295 names were made.
+/// Returns `prefix`, "_", the process identifier, "_" and a number that starts at 1 and increases with each
+/// call in this process. After 4,294,967,295 names, returns "" forever.
 QV_API std::string createUniqueName(const std::string& prefix);
 
-/// Makes an empty file in the temporary directory, with a name that nobody can guess, made of the
-/// program's name and the prefix; on Linux for its owner alone. If the system's random source fails, the
-/// name is made of the time instead. The result does not tell whether the file was made; ask `exists`. The
-/// caller removes the file.
+/// Creates an empty file in the temporary directory; on Linux only its owner has access. The name consists of
+/// the program's name, the prefix and an unpredictable part, or the time if the system's random source fails.
+/// The result does not show whether the file was created; check `exists`. The caller removes the file.
 QV_API File createTempFile(const std::string& prefix);
-/// The same, and the file removed: a name that was free a moment ago.
+/// The same, but removes the file and returns its name, which another process may take at any time.
 QV_API File createTempFileName(const std::string& prefix);
 
 }  // namespace QvPlatform::Filesystem

@@ -2,13 +2,13 @@
 
 #include <QvPlatform/core/Export.h>
 
-/// The processors of this machine and their instruction sets, for choosing among vectorised code paths.
+/// The processors of this machine and their instruction sets, for selecting vectorised code paths.
 ///
 ///     if (QvPlatform::CPU::is_avx2_supported()) integrate = integrateWithAvx2;
 ///
-/// Trap: the flags tell what the processor announces, not what the operating system enables. They are read
-/// once, when the library is loaded; a processor without AVX is then an error message, and the library goes
-/// on. All are false on a processor of another architecture. Any thread may ask.
+/// Trap: the flags report what the processor supports, not what the operating system enables. They are read
+/// once, when the library is loaded; without AVX an error is logged and loading continues. On another
+/// processor architecture all are false. Any thread.
 namespace QvPlatform::CPU {
 
 /// The number of logical processors, whether or not this process may use them all; the same as

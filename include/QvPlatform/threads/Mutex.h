@@ -6,23 +6,23 @@
 
 namespace QvPlatform {
 
-/// A re-entrant mutex for short critical sections within the process. Satisfies the standard library's
-/// requirements on something to lock:
+/// A recursive mutex for short critical sections within the process. Satisfies the standard library's
+/// `BasicLockable` requirements:
 ///
 ///     const std::lock_guard guard(mutex);
 ///
-/// Trap: a thread that ends without unlocking leaves it locked for ever.
+/// Trap: if a thread ends without unlocking it, the mutex stays locked forever.
 class QV_API Mutex {
 public:
     Mutex();
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
-    /// Nobody may hold it.
+    /// No thread may hold the mutex.
     ~Mutex();
 
     /// Waits without limit.
     void lock();
-    /// Only for the owner, as often as it locked.
+    /// Only the owner may call this, once for each `lock`.
     void unlock();
 
 private:

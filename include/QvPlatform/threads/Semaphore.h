@@ -6,22 +6,23 @@
 
 namespace QvPlatform {
 
-/// A counting semaphore within the process, of at most 2,147,483,647.
+/// A counting semaphore within the process. The maximum count is 2,147,483,647.
 ///
-/// Trap: one that was made with a larger count is none: it never blocks, and releasing it has no effect.
+/// Trap: a larger initial count makes the semaphore invalid: `acquire` never blocks and `release` has no
+/// effect.
 class QV_API Semaphore {
 public:
-    /// With the count 0.
+    /// The initial count is 0.
     Semaphore();
     explicit Semaphore(unsigned int initialCount);
     Semaphore(const Semaphore&) = delete;
     Semaphore& operator=(const Semaphore&) = delete;
-    /// Nobody may wait on it.
+    /// No thread may wait on the semaphore.
     ~Semaphore();
 
-    /// Waits without limit until the count is above 0, and takes one.
+    /// Waits without limit until the count is above 0, then decrements it.
     void acquire();
-    /// Adds one; has no effect at the maximum.
+    /// Increments the count; has no effect at the maximum.
     void release();
 
 private:

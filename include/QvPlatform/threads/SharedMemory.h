@@ -9,8 +9,8 @@
 
 namespace QvPlatform {
 
-/// Memory that processes of one user share by name, with a mutex that they share too. A derived class gives
-/// the key and the size and a typed view of the data:
+/// Memory that processes of one user share by name, with a shared mutex. A derived class supplies the key,
+/// the size and a typed view of the data:
 ///
 ///     class Frame : public QvPlatform::SharedMemoryBase {
 ///     public:
@@ -18,29 +18,30 @@ namespace QvPlatform {
 ///         FrameData* operator->() { return static_cast<FrameData*>(data()); }
 ///     };
 ///
-/// A segment begins as zeros and lives exactly as long as some process has it open, also when processes are
-/// killed. The empty key is memory of this object alone, with a mutex that is shared. Keys are UTF-8; letter
-/// case matters; on Windows they have no backslash but after "Local" or "Global". Failures are warnings in
-/// the log. One object is for one thread at a time, apart from `lock` and `unlock`. Trap: on Linux a child
-/// made by `fork` uses its parent's hold. If the parent closes the segment, the child keeps the memory, but
-/// the next opener of the key gets another segment.
+/// A new segment is filled with zeros. It exists exactly as long as a process has it open, even if processes
+/// are killed. The empty key gives memory that is private to this object, with a shared mutex. Keys are UTF-8
+/// and case-sensitive; on Windows they may contain a backslash only after "Local" or "Global". Failures are
+/// logged as warnings. One thread at a time may use an object, except for `lock` and `unlock`.
+///
+/// Trap: on Linux a child created by `fork` relies on its parent to keep the segment open. If the parent
+/// closes it, the child keeps the memory, but the next process that opens the key gets a new segment.
 class QV_API SharedMemoryBase {
 public:
     SharedMemoryBase(const SharedMemoryBase&) = delete;
     SharedMemoryBase& operator=(const SharedMemoryBase&) = delete;
 
     bool isOpen() const;
-    /// The segment's first byte, at the beginning of a page; null when it is closed.
+    /// The segment's first byte, page-aligned; null if the segment is closed.
     void* data();
     const void* data() const;
-    /// What was passed to `open`; empty and 0 when it is closed.
+    /// The key and size passed to `open`; "" and 0 if the segment is closed.
     const std::string& key() const;
     std::uint64_t size() const;
 
-    /// Waits without limit for the shared mutex, which is re-entrant. That of a process that died while it
-    /// held it is acquired all the same. Has no effect on a closed segment.
+    /// Waits without limit for the shared mutex, which is recursive. If its owner died, the mutex is acquired
+    /// normally. Has no effect on a closed segment.
     void lock();
-    /// Only for the thread that locked; has no effect in another.
+    /// Has no effect unless the calling thread holds the lock.
     void unlock();
 
 protected:
@@ -48,14 +49,14 @@ protected:
     /// Closes the segment.
     ~SharedMemoryBase();
 
-    /// Opens the segment or makes it. False, and the object as it was, when it is open already, the system
-    /// has no memory or refuses the key, the size is 0, or an existing segment is smaller; sizes are
-    /// compared in whole pages. A failed call leaves nothing behind. No point of cancellation, apart from
-    /// the log's; if the thread is cancelled there, the segment is open.
+    /// Opens the segment or creates it. Returns false, with the object unchanged, if it is already open,
+    /// memory runs out, the system refuses the key, the size is 0, or an existing segment is smaller; sizes
+    /// are compared in whole pages. A failed call leaves nothing behind. Not a cancellation point, except in
+    /// logging; if the thread is cancelled after a successful opening, the segment is open.
     bool open(const std::string& key, std::size_t size);
-    /// Does nothing on a closed segment. On Linux it gives up what the calling thread locked through this
-    /// object; on Windows, and what another thread locked through it, stays locked until that thread ends or
-    /// unlocks it through another object of the key. No point of cancellation.
+    /// Closes the segment; does nothing if it is closed. On Linux, locks that the calling thread took through
+    /// this object are released. Locks of other threads, and on Windows all locks, stay until the thread ends
+    /// or unlocks through another object with the same key. Not a cancellation point.
     void close();
 
 private:

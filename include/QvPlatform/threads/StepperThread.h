@@ -6,8 +6,8 @@
 
 namespace QvPlatform {
 
-/// A thread that calls `step` over and over, until a step says that it was the last one or somebody stops
-/// the thread. It can be paused between steps, and started again after its end.
+/// A thread that calls `step` repeatedly until `step` returns false or the thread is stopped. It can be
+/// paused between steps, and restarted after it has ended.
 ///
 ///     class Solver : public QvPlatform::StepperThread {
 ///     public:
@@ -16,14 +16,15 @@ namespace QvPlatform {
 ///         bool step() override { return advance(); }
 ///     };
 ///
-/// Any thread may call its operations, also `step` itself, in which `stop` asks for the end without waiting
-/// for it and `join` returns at once. What `step` throws ends the thread, with a line on the standard error
-/// stream. Trap: the most derived destructor must call `stop`, or else a step may still be due when its
-/// part of the object is gone; `destroy` does so in time. The destructor must not run within `step`.
+/// Any thread may call the operations. Within `step`, `stop` requests the end without waiting and `join`
+/// returns at once. An exception from `step` ends the thread and writes a line to the standard error stream.
+///
+/// Trap: the most derived destructor must call `stop`; otherwise `step` may run after that part of the object
+/// is destroyed. `destroy` calls `stop` in time. The destructor must not run within `step`.
 class QV_API StepperThread {
 public:
     enum eState : unsigned int {
-        kStopped = 0,  ///< there is no thread
+        kStopped = 0,  ///< no thread exists
         kRunning = 1,
         kPaused = 2
     };
@@ -33,29 +34,29 @@ public:
 
     /// Stops the thread and deletes the object.
     virtual void destroy();
-    /// Starts the thread and returns when it runs, though it may have ended by then; true also when there
-    /// was one already. Throws `std::system_error` when the system has no thread to give.
+    /// Starts the thread and returns true once it has started; it may already have ended by then. True also
+    /// if it was already started. Throws `std::system_error` if the system cannot create a thread.
     virtual bool start();
-    /// True pauses a running thread, after the step that is under way; false resumes a paused one.
+    /// If true, pauses a running thread after its current step; if false, resumes a paused thread.
     virtual void pause(bool doPause);
-    /// Lets the step that is under way end, and with it the thread; resumes a paused one first, which may
-    /// take one more step.
+    /// Ends the thread after its current step and waits for the end. A paused thread is resumed first and may
+    /// run one more step.
     virtual void stop();
-    /// Waits until the thread ends by itself.
+    /// Waits until the thread ends; does not request the end.
     virtual void join();
     virtual bool isCurrentThread() const;
 
-    /// What may be out of date by one step.
+    /// The state; may lag by one step.
     eState getThreadState() const;
 
 protected:
     StepperThread();
     virtual ~StepperThread();
 
-    /// One step, on the thread; false asks for the end.
+    /// Runs one step, on the thread; returning false ends the thread.
     virtual bool step() = 0;
 
-    /// Changes what `getThreadState` says and nothing else.
+    /// Changes only the result of `getThreadState`.
     void _setThreadState(eState state);
 
 private:

@@ -8,16 +8,16 @@
 
 namespace QvPlatform {
 
-/// Runs batches of independent work in parallel, on the threads that oneTBB keeps for the process.
+/// Runs batches of independent work in parallel, on oneTBB's worker threads.
 ///
 ///     const auto pool = QvPlatform::ThreadPool::instance(0);
 ///     pool->execute(units);
 ///
-/// There is one pool as long as somebody holds it. Any thread may call its operations, `execute` also
-/// from within a unit.
+/// The process has one pool, which exists as long as it is referenced. Any thread may call the operations;
+/// `execute` may also be called from within a unit.
 class QV_API ThreadPool : public Qv::QvRefCount {
 public:
-    /// One piece of work. The caller owns it and keeps it until `execute` has returned.
+    /// One piece of work. The caller owns it and must keep it until `execute` returns.
     class QV_API WorkUnit {
     public:
         WorkUnit();
@@ -29,19 +29,19 @@ public:
         virtual void run() = 0;
 
     private:
-        // Keeps the object's size for those who were compiled against it.
+        // Keeps the object's size, on which compiled clients depend.
         [[maybe_unused]] void* reserved_ = nullptr;
     };
 
-    /// The pool, made when there is none; only then `threadCount` counts, of which 0 stands for the number
-    /// of logical processors.
+    /// Returns the pool; creates it if there is none. `threadCount` is used only on creation; 0 means one
+    /// thread per logical processor.
     static Qv::QvSmartPtr<ThreadPool> instance(unsigned int threadCount);
 
-    /// The count that the pool was made with. It does not limit how many threads work.
+    /// The thread count set on creation. It does not limit the number of worker threads.
     unsigned int getThreadCount() const;
 
-    /// Runs every unit once and returns when all have ended. When one throws, those that have not begun are
-    /// not run, and the first exception is thrown on after the others have ended. Null pointers are
+    /// Runs every unit once and returns when all have ended. If a unit throws, units that have not started
+    /// are not run, and the first exception is rethrown after the running units have ended. Null pointers are
     /// skipped.
     void execute(const std::vector<WorkUnit*>& units);
 

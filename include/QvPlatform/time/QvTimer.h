@@ -12,30 +12,30 @@ namespace Qv {
 ///     ...
 ///     const double seconds = timer.stop();
 ///
-/// Misuse is tolerated, with a DEBUG message: starting it while it runs loses the lap under way, and
-/// stopping it twice counts the time since the last start twice. A value type, for one thread at a time;
-/// the static functions are for any thread. Times are in seconds, time stamps in ticks.
+/// Misuse is tolerated and logged at DEBUG level: starting a running timer discards the current lap, and
+/// stopping it twice counts the time since the last start twice. A value type, for one thread at a time; any
+/// thread may call the static functions. Times are in seconds, time stamps in ticks.
 class QV_API QvTimer {
 public:
     explicit QvTimer(bool startNow);
 
-    /// Everything zero, not running.
+    /// Stops the timer and sets all times to zero.
     void reset();
     void start();
-    /// Ends the lap, adds it to the total, and returns it.
+    /// Ends the lap, adds its time to the total, and returns it.
     double stop();
 
-    /// Since the last start.
+    /// The time since the last start.
     double getTime() const;
     double getLastTime() const;
-    /// Of the laps that have ended.
+    /// The total time of the completed laps.
     double getTotalTime() const;
     bool isRunning() const;
 
-    /// Since the library was loaded.
+    /// The time since the library was loaded.
     static double now();
     static long long currentTimestamp();
-    /// a - b
+    /// Returns a - b.
     static long long difference(long long a, long long b);
     static long long sum(long long a, long long b);
     static double toSeconds(long long ticks);

@@ -5,25 +5,25 @@
 #include <cstdint>
 #include <memory>
 
-/// Time stamps and a stopwatch with a running total. Their arithmetic is unsigned. Value types, each for one
+/// Time stamps and a stopwatch with a running total. The arithmetic is unsigned. Value types, each for one
 /// thread at a time. Times are in seconds.
 namespace QvSim::Timer {
 
 /// A point in time on the system's monotonic counter.
 class QV_API Time {
 public:
-    /// Now.
+    /// The current time.
     Time();
     Time(const Time& other);
     Time& operator=(const Time& other);
     ~Time();
 
-    /// Makes it now.
+    /// Sets this to the current time.
     void update();
 
     bool operator<(const Time& other) const;
-    /// The time from `other` to this. Trap: a later `other` gives about 1.8e19 ticks, never a negative
-    /// number.
+    /// The time from `other` to this. Trap: if `other` is later, the result is about 1.8e19 ticks, converted
+    /// to seconds, never a negative number.
     double operator-(const Time& other) const;
 
 private:
@@ -31,27 +31,27 @@ private:
     std::unique_ptr<Record> record_;
 };
 
-/// A stopwatch that goes on where it was stopped.
+/// A stopwatch that continues where it was stopped.
 class QV_API Timer {
 public:
-    /// Not running, with nothing elapsed.
+    /// Not running; the elapsed time is 0.
     Timer();
     explicit Timer(bool startNow);
-    /// The last reading is not copied: the copy's is now.
+    /// Copies all but the last reading, which is set to the current time.
     Timer(const Timer& other);
     Timer& operator=(const Timer& other);
     ~Timer();
 
-    /// Goes on; does nothing while it runs.
+    /// Starts or continues; does nothing while running.
     void start();
     void stop();
-    /// All that has elapsed, with the lap under way.
+    /// The total elapsed time, including the current lap.
     double elapsed() const;
-    /// Trap: since the last start or reset, also when stopped.
+    /// Trap: the time since the last start or reset, even if stopped since.
     double elapsedSinceLastStop() const;
-    /// As if so much had elapsed by now.
+    /// Sets the elapsed time as of now; a running timer continues from there.
     void setElapsed(const double& seconds);
-    /// Nothing has elapsed. Returns the time since the last reading while it runs, else 0.
+    /// Sets the elapsed time to 0. If running, returns the time since the last reading, else 0.
     double reset();
     bool isRunning() const;
 
@@ -64,7 +64,7 @@ private:
     double elapsedTotal_ = 0.0;
 };
 
-/// The finest period of the system's timers; 0 when it does not tell. Any thread.
+/// The shortest period of the system's timers; 0 if unavailable. Any thread.
 QV_API double getTimerResolution();
 
 }  // namespace QvSim::Timer

@@ -13,8 +13,8 @@ bool openLogSink(const std::string& path, std::string_view header = {});
 void closeLogSink();
 bool isLogSinkOpen();
 
-/// Writes the text, unbuffered; nothing when no file is open. After a text that did not fit on the disk as a
-/// whole, the next one begins a line of its own.
+/// Writes the text, unbuffered; does nothing if no file is open. After a text that did not fit on the disk as
+/// a whole, the next one begins a line of its own.
 void writeToLogSink(std::string_view text);
 
 }  // namespace Qv::detail

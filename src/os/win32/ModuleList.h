@@ -17,7 +17,7 @@ struct LoadedModule {
     bool operator==(const LoadedModule& other) const = default;
 };
 
-/// What the process has loaded; empty when the system does not tell.
+/// The process's loaded modules; empty if unavailable.
 std::vector<LoadedModule> loadedModules(DWORD processId, HANDLE process);
 
 /// A library that is opened at run time, closed at the end.

@@ -48,7 +48,7 @@ struct FrameRules {
     bool isSignalFrame = false;
 };
 
-/// The rules for the instruction at `address`; false when the file that it lies in does not tell.
+/// Gets the rules for the instruction at `address`; false if its file does not provide them.
 bool findFrameRules(std::uintptr_t address, FrameRules& rules);
 
 }  // namespace os::posix

@@ -20,8 +20,8 @@ public:
     /// Otherwise the program counter is where a call returns to.
     bool isInterrupted() const { return isInterrupted_; }
 
-    /// Goes to the caller's frame, past the outermost one to a program counter of 0. Returns an error of
-    /// the system's: ENODATA when the compiler did not leave how, EFAULT when the stack is broken.
+    /// Goes to the caller's frame, past the outermost one to a program counter of 0. Returns an error of the
+    /// system's: ENODATA if there is no unwind information, EFAULT if the stack is corrupt.
     int up();
     /// The same by the rules given. May be called with any rules: a wrong one fails with EFAULT.
     int upBy(const FrameRules& rules);

@@ -1,4 +1,4 @@
-#include "base/ArgumentSplitting.h"
+#include "base/CommandLineSplit.h"
 
 #include <gtest/gtest.h>
 

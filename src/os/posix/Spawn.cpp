@@ -1,6 +1,6 @@
 #include "os/posix/Spawn.h"
 
-#include "base/ArgumentSplitting.h"
+#include "base/CommandLineSplit.h"
 #include "os/Environment.h"
 
 #include <fcntl.h>

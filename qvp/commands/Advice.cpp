@@ -2,8 +2,8 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "commands/Documents.h"
-#include "inspect/PluginName.h"
 #include "report/Text.h"
 
 #include <algorithm>
@@ -69,7 +69,7 @@ std::string aboutCircle(const Catalogue& catalogue, std::size_t place) {
 std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const Entry& target) {
     const auto& found = *target.inspection.descriptor;
     const std::string required = edge.name + " " + shortVersion(edge.version.toString());
-    if (!isSameName(found.name, edge.name))
+    if (!QvPluginSystem::rules::isSameName(found.name, edge.name))
         return "Rename " + target.path + ": it is called like " + edge.name + " but holds the plugin " +
                found.name + ".";
     const std::string version = shortVersion(found.version.toString());
@@ -140,7 +140,8 @@ std::string adviceForMisnamed(const Entry& entry) {
 std::string adviceForMissing(const Catalogue& catalogue, const std::string& name) {
     for (const std::size_t place : catalogue.readingOrder()) {
         const Entry& entry = catalogue.entries()[place];
-        if (entry.isUsable() && isSameName(entry.name(), name)) return adviceForMisnamed(entry);
+        if (entry.isUsable() && QvPluginSystem::rules::isSameName(entry.name(), name))
+            return adviceForMisnamed(entry);
     }
     return "Put a file " + name +
            ".qvp into one of the search directories, or name the directory that holds it with "

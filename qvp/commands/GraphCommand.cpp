@@ -1,8 +1,8 @@
 #include <QvPlatform/filesystem/Filesystem.h>
 #include <QvPlatform/system/Process.h>
 
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "commands/Documents.h"
-#include "inspect/PluginName.h"
 #include "inspect/Rehearsal.h"
 #include "os/FileContent.h"
 #include "os/WriteFile.h"
@@ -75,13 +75,13 @@ private:
                               {"name", edge.name},
                               {"required", edge.version.toString()},
                               {"problem", edge.problem},
-                              {"inCycle", edge.problem == words::circular(edge.name)}});
+                              {"inCycle", edge.problem == QvPluginSystem::rules::cycleMessage(edge.name)}});
         }
     }
 
     // One node for each name that nothing was found for.
     std::size_t missing(const std::string& name) {
-        const auto [known, isNew] = missing_.emplace(foldedCase(name), nodes_.size());
+        const auto [known, isNew] = missing_.emplace(QvPluginSystem::rules::foldedName(name), nodes_.size());
         if (isNew) addNode(known->second, name, Document(), "missing", Document());
         return known->second;
     }

@@ -1,8 +1,8 @@
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "commands/Advice.h"
 #include "commands/Documents.h"
 #include "commands/WhySteps.h"
 #include "commands/WhyText.h"
-#include "inspect/PluginName.h"
 
 #include <algorithm>
 #include <set>
@@ -30,7 +30,7 @@ public:
     Document of(const std::string& name) {
         for (const std::size_t place : catalogue_.readingOrder()) {
             for (const Entry::Edge& edge : catalogue_.entries()[place].dependencies) {
-                if (isSameName(edge.name, name) && add(place, edge, 1)) break;
+                if (QvPluginSystem::rules::isSameName(edge.name, name) && add(place, edge, 1)) break;
             }
         }
         return std::move(list_);

@@ -2,8 +2,8 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "inspect/CycleFinder.h"
-#include "inspect/PluginName.h"
 #include "inspect/Rehearsal.h"
 #include "os/FileIdentity.h"
 
@@ -14,23 +14,27 @@
 namespace qvp {
 namespace {
 
+namespace rules = QvPluginSystem::rules;
+
 std::string firstProblem(const Inspection& inspection) {
     for (const Step& step : inspection.steps) {
         if (step.state == StepState::failed) return step.text;
     }
     const bool isNamed = inspection.descriptor && !inspection.descriptor->name.empty();
-    return isNamed ? "" : "This plugin has an empty name.";
+    return isNamed ? "" : rules::kEmptyNameMessage;
 }
 
 std::string problemOf(std::size_t place, const Entry::Edge& edge, const std::vector<Entry>& entries,
                       const CycleFinder& cycles) {
-    if (edge.target == Entry::kNone) return words::notFound(edge.name);
-    const bool asksForItself = isSameName(edge.name, entries[place].name());
-    if (asksForItself || cycles.areOnOne(place, edge.target)) return words::circular(edge.name);
+    using rules::Unmet;
+    const QvPluginSystem::QvDependency dependency(edge.name, edge.version);
+    if (edge.target == Entry::kNone) return messageFor(Unmet::notFound, dependency);
+    const bool asksForItself = rules::isSameName(edge.name, entries[place].name());
+    if (asksForItself || cycles.areOnOne(place, edge.target)) return rules::cycleMessage(edge.name);
     const Entry& target = entries[edge.target];
-    if (!target.problem.empty()) return words::notInitialized(edge.name);
-    const bool fits = satisfies(*target.inspection.descriptor, {edge.name, edge.version});
-    return fits ? std::string() : words::notCompatible(edge);
+    if (!target.problem.empty()) return messageFor(Unmet::notInitialized, dependency);
+    const bool fits = rules::satisfies(*target.inspection.descriptor, dependency);
+    return fits ? std::string() : messageFor(Unmet::notCompatible, dependency);
 }
 
 }  // namespace
@@ -76,7 +80,7 @@ Catalogue::Catalogue(const std::vector<SearchDirectory>& directories, const std:
     initializationOrder_ = rehearsal.loaded();
     unloadOrder_ = rehearsal.unloadEverything();
     for (const std::size_t place : initializationOrder_)
-        firstLoaded_.emplace(foldedCase(entries_[place].name()), place);
+        firstLoaded_.emplace(rules::foldedName(entries_[place].name()), place);
     findDuplicates();
 }
 
@@ -126,7 +130,7 @@ void Catalogue::inspectFrom(std::size_t first, const ChildLimits& limits, const 
 void Catalogue::findDependencies(std::size_t place) {
     const Inspection& inspection = entries_[place].inspection;
     if (inspection.file.problem != LibraryFile::Problem::missing)
-        byFoldedName_[foldedCase(entries_[place].name())].push_back(place);
+        byFoldedName_[rules::foldedName(entries_[place].name())].push_back(place);
     if (!inspection.descriptor) return;
     std::vector<Entry::Edge> edges;
     const auto needed = inspection.descriptor->dependencies;  // a copy: `add` moves the entries
@@ -184,7 +188,7 @@ std::size_t Catalogue::find(const std::string& nameOrPath) const {
     const auto file = byIdentity_.find(finder_.find(nameOrPath).identity);
     if (file != byIdentity_.end()) return file->second;
     // No file is called so; a plugin that was loaded before counts all the same.
-    const auto named = byFoldedName_.find(foldedCase(nameOrPath));
+    const auto named = byFoldedName_.find(rules::foldedName(nameOrPath));
     if (named == byFoldedName_.end()) return Entry::kNone;
     const auto loaded = firstLoaded_.find(named->first);
     return loaded == firstLoaded_.end() ? named->second.front() : loaded->second;

@@ -8,7 +8,7 @@
 
 #include "inspect/CycleFinder.h"
 
-#include "inspect/PluginName.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 
 #include <algorithm>
 
@@ -32,10 +32,10 @@ void CycleFinder::visit(std::size_t place) {
     open_.push_back(place);
     path_.push_back(place);
     depth_[place] = path_.size();
-    const std::string name = foldedCase(entries_[place].name());
+    const std::string name = QvPluginSystem::rules::foldedName(entries_[place].name());
     for (const Entry::Edge& edge : entries_[place].dependencies) {
         // A plugin that needs its own name depends on itself, whatever file has that name.
-        const bool asksForItself = foldedCase(edge.name) == name;
+        const bool asksForItself = QvPluginSystem::rules::foldedName(edge.name) == name;
         if (asksForItself || edge.target != Entry::kNone) follow(place, asksForItself ? place : edge.target);
     }
     depth_[place] = 0;

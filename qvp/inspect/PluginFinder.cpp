@@ -4,9 +4,12 @@
 #include <QvPlatform/filesystem/Directory.h>
 #include <QvPlatform/filesystem/Environment.h>
 
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "os/FileIdentity.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace qvp {
 namespace {
@@ -14,7 +17,7 @@ namespace {
 using QvPlatform::Directory;
 using QvPlatform::File;
 
-constexpr const char* kExtension = ".qvp";
+namespace rules = QvPluginSystem::rules;
 
 void add(std::vector<SearchDirectory>& directories, const std::string& text, const char* origin) {
     const Directory directory(text);
@@ -44,9 +47,7 @@ std::vector<SearchDirectory> searchDirectories(const std::vector<std::string>& g
 
 std::vector<std::string> pluginFilesIn(const std::string& directory) {
     std::vector<std::string> paths;
-    for (const File& file : Directory(directory).files()) {
-        if (file.getExtension() == kExtension) paths.push_back(file.toUniversalPath());
-    }
+    for (const File& file : rules::pluginFilesIn(directory)) paths.push_back(file.toUniversalPath());
     return paths;
 }
 
@@ -62,21 +63,16 @@ const PluginFinder::Found& PluginFinder::find(const std::string& name) const {
 }
 
 PluginFinder::Found PluginFinder::search(const std::string& name) const {
-    if (name.empty()) return {};
-    Found asGiven = searchExactly(name);
-    if (!asGiven.identity.empty() || name.ends_with(kExtension)) return asGiven;
-    return searchExactly(name + kExtension);
-}
-
-PluginFinder::Found PluginFinder::searchExactly(const std::string& name) const {
-    Found found{File(name).toUniversalPath(), {}};
-    found.identity = regularFileIdentity(found.path);
-    for (auto directory = directories_.begin(); found.identity.empty() && directory != directories_.end();
-         ++directory) {
-        found.path = Directory(*directory).file(name).toUniversalPath();
-        found.identity = regularFileIdentity(found.path);
-    }
-    return found;
+    const auto at = [](const File& file) -> std::optional<Found> {
+        std::string path = file.toUniversalPath();
+        std::string identity = regularFileIdentity(path);
+        if (identity.empty()) return std::nullopt;
+        return Found{std::move(path), std::move(identity)};
+    };
+    const auto found = rules::search(
+        name, directories_.size(), [&](const std::string& file) { return at(File(file)); },
+        [&](std::size_t i, const std::string& file) { return at(Directory(directories_[i]).file(file)); });
+    return found.value_or(Found{});
 }
 
 }  // namespace qvp

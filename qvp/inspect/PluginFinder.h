@@ -35,7 +35,6 @@ public:
 
 private:
     Found search(const std::string& name) const;
-    Found searchExactly(const std::string& name) const;
 
     std::vector<std::string> directories_;
     mutable std::unordered_map<std::string, Found> found_;

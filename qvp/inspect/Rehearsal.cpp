@@ -1,5 +1,5 @@
-// Repeats the rules of `PluginLoader` and `PluginUnloader` on descriptors; whoever changes those must change
-// this file too. It assumes that entry points succeed and no listener refuses. Order: `loadEverything`, then
+// Applies the rules of the plugin system to descriptors, as `PluginLoader` and `PluginUnloader` apply them to
+// libraries. It assumes that entry points succeed and no listener refuses. Order: `loadEverything`, then
 // `loadedFor` and `loaded` if needed, then `unloadEverything` once, which leaves `loaded` as it is.
 //
 // Between calls nothing is under way, and a plugin's `dependents` is the number of claims that loaded plugins
@@ -11,32 +11,73 @@
 
 #include "inspect/Rehearsal.h"
 
-#include "inspect/PluginName.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 
 #include <algorithm>
 
 namespace qvp {
 
-namespace words {
+namespace rules = QvPluginSystem::rules;
 
-std::string notFound(const std::string& name) { return "Could not find dependent plugin " + name; }
-std::string circular(const std::string& name) { return "Circular dependency detected with " + name; }
-std::string notInitialized(const std::string& name) {
-    return "The following dependency has not been initialized : " + name;
-}
-std::string notCompatible(const Entry::Edge& edge) {
-    return edge.name + " is not compatible. Expected version " + edge.version.toString();
-}
+/// Answers what `rules::resolve` asks about one dependency.
+class Rehearsal::Resolution {
+public:
+    Resolution(Rehearsal& rehearsal, std::size_t dependent, const Entry::Edge& needed)
+        : edge(needed), rehearsal_(rehearsal), dependent_(dependent) {}
 
-}  // namespace words
+    bool isLoadingName(const std::string& name) const {
+        const auto underWay = rehearsal_.namesUnderWay_.find(rules::foldedName(name));
+        return underWay != rehearsal_.namesUnderWay_.end() && underWay->second > 0;
+    }
+    bool isLoadingFile(Plugin* plugin) const { return plugin->isUnderWay; }
+    Plugin* find(const std::string&) const { return pluginAt(edge.target); }
+    Plugin* loadedFor(const QvPluginSystem::QvDependency&) const {
+        return pluginAt(rehearsal_.loadedFor(edge));
+    }
+    Plugin* load(Plugin* plugin) const { return rehearsal_.load(placeOf(plugin)) ? plugin : nullptr; }
+    static bool isUnloading(const Plugin*) { return false; }
+    const QvPluginSystem::QvPluginInfo& infoOf(const Plugin* plugin) const {
+        return rehearsal_.infoOf(placeOf(plugin));
+    }
+    Plugin* refuse(rules::Unmet reason) {
+        Entry& entry = rehearsal_.entries_[dependent_];
+        if (entry.problem.empty()) entry.problem = rules::messageFor(reason, {edge.name, edge.version});
+        failure = failureFor(reason);
+        return nullptr;
+    }
 
-namespace {
+    std::size_t placeOf(const Plugin* plugin) const {
+        return static_cast<std::size_t>(plugin - rehearsal_.plugins_.data());
+    }
 
-bool fits(const Entry& entry, const Entry::Edge& edge) {
-    return satisfies(*entry.inspection.descriptor, {edge.name, edge.version});
-}
+    const Entry::Edge& edge;
+    std::optional<Failure> failure;
 
-}  // namespace
+private:
+    Plugin* pluginAt(std::size_t place) const {
+        return place == Entry::kNone ? nullptr : &rehearsal_.plugins_[place];
+    }
+
+    Failure failureFor(rules::Unmet reason) const {
+        const Plugin* const file = pluginAt(edge.target);
+        const bool isFileUnderWay = file && file->isUnderWay;
+        const std::string name = rules::foldedName(edge.name);
+        switch (reason) {
+            case rules::Unmet::nameIsLoading:
+            case rules::Unmet::fileIsLoading:
+                return {isFileUnderWay, {}, 0};
+            case rules::Unmet::notInitialized:
+                return *file->failure;
+            case rules::Unmet::notFound:
+            case rules::Unmet::notCompatible:
+                break;
+        }
+        return {true, file ? std::string() : name, rehearsal_.namesakesOf(name)};
+    }
+
+    Rehearsal& rehearsal_;
+    std::size_t dependent_;
+};
 
 Rehearsal::Rehearsal(std::vector<Entry>& entries) : entries_(entries), plugins_(entries.size()) {
     for (Entry& entry : entries_) entry.isInitialized = false;
@@ -61,8 +102,8 @@ bool Rehearsal::load(std::size_t place) {
 
 std::optional<Rehearsal::Failure> Rehearsal::loadNew(std::size_t place) {
     const Entry& entry = entries_[place];
-    if (!entry.isUsable()) return report(place, entry.problem, {});
-    const std::string name = foldedCase(entry.inspection.descriptor->name);
+    if (!entry.isUsable()) return Failure{};
+    const std::string name = rules::foldedName(infoOf(place).name);
     plugins_[place].isUnderWay = true;
     ++namesUnderWay_[name];
     std::optional<Failure> failure;
@@ -77,20 +118,10 @@ std::optional<Rehearsal::Failure> Rehearsal::loadNew(std::size_t place) {
 }
 
 std::optional<Rehearsal::Failure> Rehearsal::claim(std::size_t place, const Entry::Edge& edge) {
-    const std::string name = foldedCase(edge.name);
-    const bool hasFile = edge.target != Entry::kNone;
-    const bool closesCircle = hasFile && plugins_[edge.target].isUnderWay;
-    const auto underWay = namesUnderWay_.find(name);
-    if (closesCircle || (underWay != namesUnderWay_.end() && underWay->second > 0))
-        return report(place, words::circular(edge.name), {closesCircle, {}, 0});
-
-    const std::size_t found = hasFile ? edge.target : loadedFor(edge);
-    const Failure untilLoaded{true, hasFile ? std::string() : name, namesakesOf(name)};
-    if (found == Entry::kNone) return report(place, words::notFound(edge.name), untilLoaded);
-    if (!load(found)) return report(place, words::notInitialized(edge.name), *plugins_[found].failure);
-    if (!fits(entries_[found], edge)) return report(place, words::notCompatible(edge), untilLoaded);
-    plugins_[place].claims.push_back(found);
-    return std::nullopt;
+    Resolution resolution(*this, place, edge);
+    if (const Plugin* const found = rules::resolve(resolution, {edge.name, edge.version}))
+        plugins_[place].claims.push_back(resolution.placeOf(found));
+    return resolution.failure;
 }
 
 void Rehearsal::accept(std::size_t place) {
@@ -100,13 +131,8 @@ void Rehearsal::accept(std::size_t place) {
     entry.isInitialized = true;
     entry.problem.clear();
     for (const std::size_t dependency : plugin.claims) ++plugins_[dependency].dependents;
-    loadedByName_[foldedCase(entry.inspection.descriptor->name)].push_back(place);
+    loadedByName_[rules::foldedName(infoOf(place).name)].push_back(place);
     loaded_.push_back(place);
-}
-
-Rehearsal::Failure Rehearsal::report(std::size_t place, const std::string& problem, Failure failure) const {
-    if (entries_[place].problem.empty()) entries_[place].problem = problem;
-    return failure;
 }
 
 bool Rehearsal::stillHolds(const Failure& failure) const {
@@ -120,25 +146,24 @@ std::size_t Rehearsal::namesakesOf(const std::string& foldedName) const {
 }
 
 std::size_t Rehearsal::loadedFor(const Entry::Edge& edge) const {
-    const auto found = loadedByName_.find(foldedCase(edge.name));
+    const auto found = loadedByName_.find(rules::foldedName(edge.name));
     if (found == loadedByName_.end() || found->second.empty()) return Entry::kNone;
-    const auto fitting = std::find_if(found->second.begin(), found->second.end(),
-                                      [&](std::size_t place) { return fits(entries_[place], edge); });
-    return fitting == found->second.end() ? found->second.front() : *fitting;
+    return *rules::pickForDependency(
+        found->second,
+        {edge.name, edge.version}, [&](std::size_t place) -> const auto& { return infoOf(place); });
 }
 
 std::vector<std::size_t> Rehearsal::unloadEverything() {
     std::vector<std::size_t> order;
-    for (const std::size_t place : loaded_) unload(entries_[place].inspection.descriptor->name, order);
+    for (const std::size_t place : loaded_) unload(infoOf(place).name, order);
     return order;
 }
 
 // A name always means the first plugin of that name, even if that one stays and another could be unloaded.
 void Rehearsal::unload(const std::string& name, std::vector<std::size_t>& order) {
-    const std::vector<std::size_t>& namesakes = loadedByName_[foldedCase(name)];
-    const auto found = std::find_if(namesakes.begin(), namesakes.end(), [&](std::size_t place) {
-        return entries_[place].inspection.descriptor->name == name;
-    });
+    const std::vector<std::size_t>& namesakes = loadedByName_[rules::foldedName(name)];
+    const auto found = std::find_if(namesakes.begin(), namesakes.end(),
+                                    [&](std::size_t place) { return infoOf(place).name == name; });
     if (found == namesakes.end()) return;
     const std::size_t place = *found;
     plugins_[place].isRequested = false;
@@ -149,12 +174,19 @@ void Rehearsal::release(std::size_t place, std::vector<std::size_t>& order) {
     Plugin& plugin = plugins_[place];
     order.push_back(place);
     plugin.isLoaded = false;
-    for (const std::size_t dependency : plugin.claims) {
-        Plugin& needed = plugins_[dependency];
-        --needed.dependents;
-        if (needed.dependents == 0 && !needed.isRequested && needed.isLoaded) release(dependency, order);
-    }
-    std::erase(loadedByName_[foldedCase(entries_[place].inspection.descriptor->name)], place);
+    auto next = plugin.claims.begin();
+    const auto takeBackOne = [&]() -> Plugin* {
+        if (next == plugin.claims.end()) return nullptr;
+        Plugin& dependency = plugins_[*next++];
+        --dependency.dependents;
+        return &dependency;
+    };
+    rules::releaseClaims(takeBackOne, [&](Plugin* dependency) {
+        const bool isUnused = dependency->dependents == 0 && !dependency->isRequested;
+        if (isUnused && dependency->isLoaded)
+            release(static_cast<std::size_t>(dependency - plugins_.data()), order);
+    });
+    std::erase(loadedByName_[rules::foldedName(infoOf(place).name)], place);
 }
 
 }  // namespace qvp

@@ -41,9 +41,12 @@ private:
 
     bool load(std::size_t place);
     std::optional<Failure> loadNew(std::size_t place);
+    class Resolution;
     std::optional<Failure> claim(std::size_t place, const Entry::Edge& edge);
+    const QvPluginSystem::QvPluginInfo& infoOf(std::size_t place) const {
+        return *entries_[place].inspection.descriptor;
+    }
     void accept(std::size_t place);
-    Failure report(std::size_t place, const std::string& problem, Failure failure) const;
     bool stillHolds(const Failure& failure) const;
     std::size_t namesakesOf(const std::string& foldedName) const;
     void unload(const std::string& name, std::vector<std::size_t>& order);
@@ -56,13 +59,5 @@ private:
     std::unordered_map<std::string, std::vector<std::size_t>>
         loadedByName_;  // folded; in the order of loading
 };
-
-/// The manager's own words for a dependency that is not met.
-namespace words {
-std::string notFound(const std::string& name);
-std::string circular(const std::string& name);
-std::string notInitialized(const std::string& name);
-std::string notCompatible(const Entry::Edge& edge);
-}  // namespace words
 
 }  // namespace qvp

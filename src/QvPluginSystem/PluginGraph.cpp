@@ -10,6 +10,8 @@
 
 #include "QvPluginSystem/PluginGraph.h"
 
+#include "QvPluginSystem/rules/PluginRules.h"
+
 #include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
@@ -52,8 +54,9 @@ public:
 
 private:
     bool dependsDirectly(const QvPluginInfo& plugin) const {
-        return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(),
-                           [&](const QvDependency& dependency) { return satisfies(target_, dependency); });
+        return std::any_of(
+            plugin.dependencies.begin(), plugin.dependencies.end(),
+            [&](const QvDependency& dependency) { return rules::satisfies(target_, dependency); });
     }
 
     bool dependsIndirectly(const QvPluginInfo& plugin) {

@@ -14,7 +14,7 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "base/AsciiCase.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "os/SharedLibrary.h"
 
 #include <memory>
@@ -51,7 +51,7 @@ public:
     }
 
     void announceName() {
-        foldedName_ = base::foldedCase(plugin->name);
+        foldedName_ = rules::foldedName(plugin->name);
         underWay_.foldedNames.insert(foldedName_);
     }
 
@@ -88,7 +88,7 @@ LoadedPlugin* PluginLoader::loadFile(const std::string& path, const PluginFile& 
     }
     if (LoadedPlugin* loaded = state_.registry.findByFile(file)) return reuse(*loaded, request);
     if (const std::string* first = underWay_.files.find(file)) {
-        state_.listeners.reportError(path, nullptr, "Circular dependency detected with " + *first);
+        state_.listeners.reportError(path, nullptr, rules::cycleMessage(*first));
         return nullptr;
     }
     return loadNew(path, file, request);
@@ -109,7 +109,7 @@ LoadedPlugin* PluginLoader::loadNew(const std::string& path, const PluginFile& f
     if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.plugin))
         return nullptr;
     if (candidate.plugin->name.empty()) {
-        fail(candidate, "This plugin has an empty name.");
+        fail(candidate, rules::kEmptyNameMessage);
         return nullptr;
     }
     candidate.announceName();
@@ -145,45 +145,46 @@ bool PluginLoader::describe(Candidate& candidate) const {
     return true;
 }
 
+/// Answers what `rules::resolve` asks about one dependency of a candidate.
+class PluginLoader::Resolution {
+public:
+    using File = std::shared_ptr<const PluginSearchPath::Found>;
+
+    Resolution(PluginLoader& loader, const Candidate& candidate, const QvDependency& dependency)
+        : loader_(loader), candidate_(candidate), dependency_(dependency) {}
+
+    bool isLoadingName(const std::string& name) const {
+        return loader_.underWay_.foldedNames.count(rules::foldedName(name)) != 0;
+    }
+    bool isLoadingFile(const File& file) const { return loader_.underWay_.files.find(file->file) != nullptr; }
+    File find(const std::string& name) const { return loader_.state_.searchPath.find(name); }
+    LoadedPlugin* loadedFor(const QvDependency& dependency) const {
+        return loader_.state_.registry.findForDependency(dependency);
+    }
+    LoadedPlugin* load(const File& file) const {
+        return loader_.loadFile(file->path, file->file, Request::Dependency);
+    }
+    static bool isUnloading(const LoadedPlugin* plugin) { return plugin->isUnloading; }
+    static const QvPluginInfo& infoOf(const LoadedPlugin* plugin) { return *plugin; }
+    LoadedPlugin* refuse(rules::Unmet reason) const {
+        loader_.fail(candidate_, rules::messageFor(reason, dependency_));
+        return nullptr;
+    }
+
+private:
+    PluginLoader& loader_;
+    const Candidate& candidate_;
+    const QvDependency& dependency_;
+};
+
 bool PluginLoader::resolveDependencies(Candidate& candidate) {
     for (const QvDependency& dependency : candidate.plugin->dependencies) {
-        LoadedPlugin* resolved = resolve(candidate, dependency);
+        Resolution resolution(*this, candidate, dependency);
+        LoadedPlugin* resolved = rules::resolve(resolution, dependency);
         if (!resolved) return false;
         candidate.addDependency(*resolved);
     }
     return true;
-}
-
-// Returns the loaded plugin that satisfies the dependency; reports the failure and returns null if there is
-// none.
-LoadedPlugin* PluginLoader::resolve(const Candidate& candidate, const QvDependency& dependency) {
-    LoadedPlugin* found = loadDependency(candidate, dependency);
-    if (!found || satisfies(*found, dependency)) return found;
-    fail(candidate,
-         dependency.name + " is not compatible. Expected version " + dependency.version.toString());
-    return nullptr;
-}
-
-LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvDependency& dependency) {
-    const auto failed = [&](const char* reason) -> LoadedPlugin* {
-        fail(candidate, reason + dependency.name);
-        return nullptr;
-    };
-    constexpr const char* kCircular = "Circular dependency detected with ";
-    if (underWay_.foldedNames.count(base::foldedCase(dependency.name)) != 0) return failed(kCircular);
-
-    const auto found = state_.searchPath.find(dependency.name);
-    LoadedPlugin* plugin = nullptr;
-    if (!found) {
-        // It may have been loaded from outside the search directories.
-        plugin = state_.registry.findForDependency(dependency);
-        if (!plugin) return failed("Could not find dependent plugin ");
-    } else {
-        if (underWay_.files.find(found->file)) return failed(kCircular);
-        plugin = loadFile(found->path, found->file, Request::Dependency);
-    }
-    if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
-    return plugin;
 }
 
 bool PluginLoader::initialize(Candidate& candidate) const {

@@ -24,6 +24,7 @@ public:
 
 private:
     class Candidate;
+    class Resolution;
     struct UnderWay {
         std::unordered_multiset<std::string> foldedNames;
         PluginFileIndex<const std::string> files;  // to the path that is being loaded
@@ -35,8 +36,6 @@ private:
     LoadedPlugin* loadNew(const std::string& path, const PluginFile& file, Request request);
     bool describe(Candidate& candidate) const;
     bool resolveDependencies(Candidate& candidate);
-    LoadedPlugin* resolve(const Candidate& candidate, const QvDependency& dependency);
-    LoadedPlugin* loadDependency(const Candidate& candidate, const QvDependency& dependency);
     bool initialize(Candidate& candidate) const;
     LoadedPlugin& accept(Candidate& candidate, Request request) const;
     bool fail(const Candidate& candidate, const std::string& error) const;

@@ -8,40 +8,20 @@
 
 #include "QvPluginSystem/PluginRegistry.h"
 
+#include "QvPluginSystem/rules/PluginRules.h"
+#include "base/AsciiCase.h"
+#include "base/Fnv.h"
+
 #include <algorithm>
 
 namespace QvPluginSystem {
-namespace {
 
-bool equalNames(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return base::foldCase(x) == base::foldCase(y); });
-}
-
-// Returns the first plugin that fits; null if none does.
-template <typename Fits>
-LoadedPlugin* firstOf(const std::vector<LoadedPlugin*>& plugins, Fits fits) {
-    const auto found = std::find_if(plugins.begin(), plugins.end(), fits);
-    return found == plugins.end() ? nullptr : *found;
-}
-
-}  // namespace
-
-bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency) {
-    return equalNames(plugin.name, dependency.name) &&
-           Qv::QvVersion::compare(plugin.version, dependency.version) >= 0 &&
-           Qv::QvVersion::compare(plugin.compatibilityVersion, dependency.version) <= 0;
-}
-
-// FNV-1a, over the folded bytes.
 std::size_t PluginRegistry::FoldedHash::operator()(std::string_view name) const {
-    std::uint64_t hash = 14695981039346656037U;
-    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(base::foldCase(c))) * 1099511628211U;
-    return hash;
+    return base::fnv1a(name, base::foldCase<char>);
 }
 
 bool PluginRegistry::FoldedEqual::operator()(std::string_view a, std::string_view b) const {
-    return equalNames(a, b);
+    return rules::isSameName(a, b);
 }
 
 PluginRegistry::~PluginRegistry() {
@@ -51,15 +31,16 @@ PluginRegistry::~PluginRegistry() {
 LoadedPlugin* PluginRegistry::findByName(const std::string& name) const {
     const auto found = byName_.find(name);
     if (found == byName_.end()) return nullptr;
-    return firstOf(found->second, [&](const LoadedPlugin* plugin) { return plugin->indexedName == name; });
+    const auto exact = std::find_if(found->second.begin(), found->second.end(),
+                                    [&](const LoadedPlugin* plugin) { return plugin->indexedName == name; });
+    return exact == found->second.end() ? nullptr : *exact;
 }
 
 LoadedPlugin* PluginRegistry::findForDependency(const QvDependency& dependency) const {
     const auto found = byName_.find(dependency.name);
     if (found == byName_.end()) return nullptr;
-    LoadedPlugin* fitting =
-        firstOf(found->second, [&](const LoadedPlugin* plugin) { return satisfies(*plugin, dependency); });
-    return fitting ? fitting : found->second.front();
+    return *rules::pickForDependency(
+        found->second, dependency, [](const LoadedPlugin* plugin) -> const QvPluginInfo& { return *plugin; });
 }
 
 LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {

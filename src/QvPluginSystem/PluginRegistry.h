@@ -4,7 +4,6 @@
 #include <QvPlatform/core/QvArray.h>
 
 #include "QvPluginSystem/PluginFile.h"
-#include "base/AsciiCase.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,10 +30,6 @@ struct LoadedPlugin : QvPluginInfo {
     int pins = 0;  ///< plugins under way that will depend on it
     bool isUnloading = false;
 };
-
-/// Whether the plugin satisfies the dependency: the names are equal ignoring case, the plugin's version is
-/// not below the needed one, and its compatibility version is not above it.
-bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency);
 
 /// The loaded plugins in the order in which they were added, with indexes beside the list.
 class PluginRegistry {

@@ -2,6 +2,7 @@
 
 #include <QvPlatform/filesystem/Directory.h>
 
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "base/Utf.h"
 #include "filesystem/PathText.h"
 #include "os/Filesystem.h"
@@ -94,29 +95,22 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::find(const std:
 }
 
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::search(const std::string& name) {
-    if (name.empty()) return nullptr;
-    auto asGiven = searchExactly(name);
-    if (asGiven || name.ends_with(kPluginExtension)) return asGiven;
-    return searchExactly(name + kPluginExtension);
-}
-
-std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchExactly(const std::string& name) {
-    if (isRegularFileAsGiven(name)) return std::make_shared<Found>(Found{name, PluginFile(name)});
-    const std::wstring wideName = base::widen(name);
-    for (std::size_t place = 0; place < places_.size(); ++place) {
-        if (auto found = searchIn(place, wideName)) return found;
-    }
-    return nullptr;
+    const auto asGiven = [](const std::string& file) {
+        return isRegularFileAsGiven(file) ? std::make_shared<const Found>(Found{file, PluginFile(file)})
+                                          : nullptr;
+    };
+    return rules::search(name, places_.size(), asGiven,
+                         [&](std::size_t place, const std::string& file) { return searchIn(place, file); });
 }
 
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchIn(std::size_t place,
-                                                                          const std::wstring& name) {
+                                                                          const std::string& name) {
     Presence& presence = places_[place].presence;
     if (presence == Presence::Missing) return nullptr;
     const std::wstring& fixed = places_[place].path;
     const std::wstring moving = fixed.empty() ? pathOf(effective_[place]) : std::wstring();
     const std::wstring& directory = fixed.empty() ? moving : fixed;
-    const File file = File::fromWide(directory + name);
+    const File file = File::fromWide(directory + base::widen(name));
     const os::EntryStatus status = os::entryStatus(file.widePath());
     if (status.kind == os::EntryKind::RegularFile)
         return std::make_shared<Found>(Found{file.toUniversalPath(), PluginFile(file, status)});

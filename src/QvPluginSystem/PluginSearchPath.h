@@ -11,9 +11,6 @@
 
 namespace QvPluginSystem {
 
-/// The extension, with its dot, of plugin libraries.
-inline constexpr const char* kPluginExtension = ".qvp";
-
 /// The directories that plugins are searched in: the default one and those that were added, by their texts
 /// as they were given.
 class PluginSearchPath {
@@ -33,8 +30,7 @@ public:
         PluginFile file;
     };
 
-    /// The regular file called `name`: the name as it stands, from the current directory and then in each
-    /// directory, and after that the name with the extension likewise. Null if there is none.
+    /// The regular file that `rules::search` finds for a name; null if there is none.
     std::shared_ptr<const Found> find(const std::string& name);
 
     /// What `find` found in this request at the absolute path; null when it found nothing there.
@@ -67,8 +63,7 @@ private:
     void addEffective(const std::string& directory);
     void forget();
     std::shared_ptr<const Found> search(const std::string& name);
-    std::shared_ptr<const Found> searchExactly(const std::string& name);
-    std::shared_ptr<const Found> searchIn(std::size_t place, const std::wstring& name);
+    std::shared_ptr<const Found> searchIn(std::size_t place, const std::string& name);
 
     Qv::QvArray<std::string> effective_;
     std::vector<Place> places_;  // of the effective directories

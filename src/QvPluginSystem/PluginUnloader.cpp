@@ -14,6 +14,8 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "QvPluginSystem/rules/PluginRules.h"
+
 namespace QvPluginSystem {
 namespace {
 
@@ -115,10 +117,12 @@ void PluginUnloader::release(LoadedPlugin& plugin) {
         const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.file.libraryPath());
         Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.requestedPath.c_str());
     }
-    while (LoadedPlugin* dependency = claims.takeBackOne()) {
-        const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;
-        if (isUnused && !dependency->isUnloading && stop(*dependency)) release(*dependency);
-    }
+    rules::releaseClaims([&] { return claims.takeBackOne(); },
+                         [&](LoadedPlugin* dependency) {
+                             const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;
+                             if (isUnused && !dependency->isUnloading && stop(*dependency))
+                                 release(*dependency);
+                         });
 }
 
 }  // namespace QvPluginSystem

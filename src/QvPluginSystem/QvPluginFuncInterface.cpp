@@ -4,14 +4,29 @@
 #include <QvPlatform/core/QvVersion.h>
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "QvPluginSystem/BuildInfo.h"
+#include "QvPluginSystem/rules/BuildInfo.h"
+
+#include <exception>
 
 namespace QvPluginSystem {
 namespace {
 
-// The one compiler whose builds are compared with the product's own, and its version that built it.
-constexpr const char* kComparedCompiler = "MSVC";
+using rules::BuildInfo;
+
+// The version of the compared compiler that built the product.
 constexpr std::int32_t kProductCompilerVersion = 1900;
+
+BuildInfo parseOrReport(const std::string& text) {
+    try {
+        return rules::parseBuildInfo(text);
+    } catch (const std::exception& exception) {
+        Qv::LogWarn("QvPluginManager - The following error occurred when parsing the build info : %s.",
+                    exception.what());
+    } catch (...) {
+        Qv::LogWarn("QvPluginManager - An error occurred when parsing the build info");
+    }
+    return {};
+}
 
 void noteCompilerVersion(const std::string& plugin, const BuildInfo& build) {
     if (build.compilerVersion == kProductCompilerVersion) return;
@@ -34,13 +49,13 @@ void noteProductVersion(const std::string& plugin, const BuildInfo& build) {
 }
 
 // The reason to reject a build, or "".
-std::string buildMismatch(const std::string& plugin, const BuildInfo& build) {
-    if (build.compilerName != kComparedCompiler) return {};
-    if (build.release != 1)
-        return "The plugin " + plugin + " was built in debug mode while Quorex was built in debug mode";
-    noteCompilerVersion(plugin, build);
-    noteProductVersion(plugin, build);
-    return {};
+std::string judgeBuild(const std::string& plugin, const BuildInfo& build) {
+    std::string mismatch = rules::buildMismatch(plugin, build);
+    if (mismatch.empty() && build.compilerName == rules::kComparedCompiler) {
+        noteCompilerVersion(plugin, build);
+        noteProductVersion(plugin, build);
+    }
+    return mismatch;
 }
 
 }  // namespace
@@ -94,7 +109,7 @@ bool QvPluginFuncInterface::isValid(std::string* error) const {
     if (buildText.empty()) return fail("There is no build information found for this plugin.");
     QvPluginInfo info;
     getInfo_(info);
-    const std::string mismatch = buildMismatch(info.getDisplayName(), parseBuildInfo(buildText));
+    const std::string mismatch = judgeBuild(info.getDisplayName(), parseOrReport(buildText));
     return mismatch.empty() || fail(mismatch);
 }
 

@@ -2,12 +2,12 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/diagnostics/QvAssert.h>
-#include <QvPlatform/filesystem/Directory.h>
 
 #include "QvPluginSystem/ObjectPool.h"
 #include "QvPluginSystem/PluginGraph.h"
 #include "QvPluginSystem/PluginLoader.h"
 #include "QvPluginSystem/PluginUnloader.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "diagnostics/log/LogQuietly.h"
 
 namespace QvPluginSystem {
@@ -15,14 +15,6 @@ namespace {
 
 // Asked before the manager is made and after it is gone.
 constinit bool instanceExists = false;
-
-// Copied before anything is loaded: a plugin may change the directories and the files.
-std::vector<QvPlatform::File> pluginFilesIn(const std::string& directory) {
-    std::vector<QvPlatform::File> files = QvPlatform::Directory(directory).files();
-    std::erase_if(files,
-                  [](const QvPlatform::File& file) { return file.getExtension() != kPluginExtension; });
-    return files;
-}
 
 }  // namespace
 
@@ -125,7 +117,8 @@ void QvPluginManager::loadAllQvp() {
     const PluginSearchPath::Request request(state_->shared.searchPath);
     for (const std::string& directory : Qv::QvArray<std::string>(getPluginSearchDirs())) {
         Qv::LogTrace("QvPluginManager::loadFromDirs(): Loading plugin from %s\n", directory.c_str());
-        for (const QvPlatform::File& file : pluginFilesIn(directory)) {
+        // The whole list first: a plugin may change the directories and the files.
+        for (const QvPlatform::File& file : rules::pluginFilesIn(directory)) {
             const std::string path = file.toUniversalPath();
             Qv::LogTrace("QvPluginManager::findSharedLibraries(): Found candidate plugin: %s\n",
                          path.c_str());

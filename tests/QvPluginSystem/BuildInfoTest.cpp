@@ -1,4 +1,4 @@
-#include "QvPluginSystem/BuildInfo.h"
+#include "QvPluginSystem/rules/BuildInfo.h"
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 #include <QvPlatform/QvPluginSystem/QvPluginFuncInterface.h>
@@ -9,9 +9,9 @@
 
 namespace {
 
-using QvPluginSystem::BuildInfo;
-using QvPluginSystem::parseBuildInfo;
 using QvPluginSystem::QvPluginFuncInterface;
+using QvPluginSystem::rules::BuildInfo;
+using QvPluginSystem::rules::parseBuildInfo;
 
 TEST(BuildInfoTest, readsTheSevenKeys) {
     const BuildInfo info = parseBuildInfo(

@@ -1,5 +1,5 @@
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "inspect/Catalogue.h"
-#include "inspect/PluginName.h"
 
 #include "QvPluginSystem/PluginFixture.h"
 
@@ -14,7 +14,7 @@ using support::Texts;
 
 /// On Windows the manager keeps a path as the dependent spelled it.
 std::string identityOf(const std::string& path) {
-    return qvp::foldedCase(QvPlatform::File(path).toUniversalPath());
+    return QvPluginSystem::rules::foldedName(QvPlatform::File(path).toUniversalPath());
 }
 
 /// What a manager says while it loads and unloads.

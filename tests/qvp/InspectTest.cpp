@@ -1,3 +1,4 @@
+#include "commands/BuildInformation.h"
 #include "inspect/Inspection.h"
 
 #include "Specimens.h"
@@ -196,4 +197,17 @@ TEST(Trial, WritesTheCallStackOfACrash) {
     EXPECT_EQ(trial.end.text, kCrash);
     EXPECT_NE(trial.crashStack.find("InitializePlugin"), std::string::npos) << trial.crashStack;
     EXPECT_EQ(trial.phases.size(), 1U);
+}
+
+// An empty value takes the next line, and a line end of another system belongs to the value.
+TEST(BuildInformation, IsReadAsTheManagerReadsIt) {
+    const auto rows = qvp::compareBuildInformation("Plateform:\nCompilerName:MSVC\nRelease:0\nRelease:1\r",
+                                                   "CompilerName:MSVC\nRelease:1");
+    EXPECT_EQ(rows, qvp::Document::array(
+                        {{{"key", "CompilerName"}, {"plugin", nullptr}, {"product", "MSVC"}, {"same", false}},
+                         {{"key", "Release"}, {"plugin", "1\r"}, {"product", "1"}, {"same", false}},
+                         {{"key", "Plateform"},
+                          {"plugin", "CompilerName:MSVC"},
+                          {"product", nullptr},
+                          {"same", false}}}));
 }

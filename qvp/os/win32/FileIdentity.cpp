@@ -2,13 +2,13 @@
 
 #include <QvPlatform/filesystem/File.h>
 
-#include "inspect/PluginName.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 
 namespace qvp {
 
 std::string regularFileIdentity(const std::string& path) {
     const QvPlatform::File file(path);
-    return file.exists() ? foldedCase(file.toUniversalPath()) : std::string();
+    return file.exists() ? QvPluginSystem::rules::foldedName(file.toUniversalPath()) : std::string();
 }
 
 }  // namespace qvp

@@ -8,10 +8,10 @@
 namespace qvp {
 
 /// A plugin that failed, and of those below it that it failed by, the last: the one to mend first.
-std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t place);
+std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t index);
 
 /// What to do about a plugin that is not initialized, a sentence each; `steps` are its own.
-std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t place,
+std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index,
                                    const std::vector<Step>& steps);
 
 /// What to do about a plugin whose file is called otherwise.

@@ -15,7 +15,7 @@ Style styleOf(const std::string& state);
 /// Name and file, and nothing else.
 Document shortDocument(const Entry& entry);
 /// Descriptor, state, problem, dependents.
-Document pluginDocument(const Catalogue& catalogue, std::size_t place);
+Document pluginDocument(const Catalogue& catalogue, std::size_t index);
 /// What each dependency asks for, and what it gets.
 Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry);
 Document directoriesDocument(const std::vector<SearchDirectory>& directories);

@@ -13,12 +13,12 @@ struct WhySteps {
     std::vector<NeededLibrary> libraries;
     std::string callStack;  ///< of a crash during initialization
 
-    bool isWell() const;
+    bool isOk() const;
     /// One line.
     std::string verdict(const Entry& entry) const;
 };
 
 /// Takes the steps of one file again, closely, and the last one, initialization, if all others were taken.
-WhySteps takeSteps(const Catalogue& catalogue, std::size_t place, const Setting& setting);
+WhySteps takeSteps(const Catalogue& catalogue, std::size_t index, const Setting& setting);
 
 }  // namespace qvp

@@ -32,7 +32,7 @@ private:
     SystemMutex* next_ = nullptr;
 };
 
-/// Wakes one waiting thread at a time, and remembers one signal that nobody waits for. May be destroyed
+/// Wakes one waiting thread at a time, and remembers one signal if no thread waits. May be destroyed
 /// while threads that were woken are still on their way out of `wait`.
 class Signal {
 public:

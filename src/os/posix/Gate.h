@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-/// What the files of this folder share: error texts, path forms, owners of what the system hands out.
+/// What the files of this folder share: error texts, path forms, owners of system resources.
 namespace os::posix {
 
 /// English in every locale: translating it would read the environment.

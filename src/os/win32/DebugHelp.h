@@ -14,7 +14,7 @@ namespace os::win32 {
 /// The system's debugging-help library at work on one process. Calls of all objects exclude each other.
 class DebugHelp {
 public:
-    /// Opens the library, the one of the debugging tools first; null when there is none.
+    /// Opens the library, the one of the debugging tools first; null if there is none.
     static std::unique_ptr<DebugHelp> open();
     ~DebugHelp();
     DebugHelp(const DebugHelp&) = delete;

@@ -2,7 +2,7 @@
 
 #include "os/posix/stack/CallFrameInfo.h"
 
-/// The rules of addresses that were asked for before, for all threads.
+/// A cache of rules by address, for all threads.
 ///
 /// Files come and go at the same addresses, so a key holds all that the rules follow from: they are never out
 /// of date. Nothing here allocates, locks or waits, so that a signal handler can use it, even one that

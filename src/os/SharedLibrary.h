@@ -21,7 +21,7 @@ void* findSymbol(void* handle, const char* name);
 /// The text of the calling thread's last system error, the loader's included; "" if there is none.
 std::string lastErrorText();
 
-/// Puts the calling thread's last system error back at its end.
+/// Restores the calling thread's last system error in its destructor.
 class LastErrorKeeper {
 public:
     LastErrorKeeper() noexcept;

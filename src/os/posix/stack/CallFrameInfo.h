@@ -36,8 +36,7 @@ struct PlainRules {
     std::uint8_t frameRegister = 0;
     bool isSignalFrame = false;
     bool isOutermost = false;
-    std::array<std::int8_t, kRegisters>
-        savedAt{};  ///< offset from the frame address in words; 0 if still in the register
+    std::array<std::int8_t, kRegisters> savedAt{};  ///< offset from the frame in words; 0 if in the register
 };
 
 struct FrameRules {

@@ -1,5 +1,5 @@
-// A stack of thirty frames as text, beside what other libraries make of the same stack: libunwind with libdw,
-// used directly, and the C library, which knows no lines and only exported names.
+// A stack of thirty frames as text, compared with what other libraries make of the same stack: libunwind with
+// libdw, used directly, and the C library, which knows no lines and only exported names.
 
 #define UNW_LOCAL_ONLY
 

@@ -1,5 +1,5 @@
-// Finding the files of one suffix in a large tree, whose directories the system has in memory, beside
-// reading them by hand and beside other libraries and programs.
+// Finding the files of one suffix in a large tree, whose directories the system has in memory, compared with
+// reading them by hand and with other libraries and programs.
 
 #include <QvPlatform/filesystem/Filesystem.h>
 

@@ -1,6 +1,6 @@
-// Checksums beside those of other libraries; hashes beside the bare chain of steps, each of which needs the
-// one before, and beside a hash of another kind, for orientation. The chain's target ratios are those of the
-// published implementation.
+// Checksums compared with those of other libraries; hashes compared with the bare chain of steps, each of
+// which needs the one before, and with a hash of another kind, for orientation. The chain's target
+// ratios are those of the published implementation.
 
 #include <QvPlatform/core/CRC32.h>
 #include <QvPlatform/core/MurmurHash3.h>

@@ -1,5 +1,5 @@
-// The three kinds of mutex beside the system's of the same kind, for one thread and for two that want the
-// same one, and two threads that wake each other in turns. A call that only passes the system's result on
+// The three kinds of mutex compared with the system's of the same kind, for one thread and for two that want
+// the same one, and two threads that wake each other in turns. A call that only passes the system's result on
 // costs 1.06 of it, one that also converts the results of both lock and unlock 1.22.
 
 #include <QvPlatform/threads/Mutex.h>

@@ -1,5 +1,5 @@
-// One line of 100 characters to the standard error stream, which is a file meanwhile, beside one snprintf
-// and one write of the same line; and a line below the threshold, which must cost next to nothing.
+// One line of 100 characters to the standard error stream, which is a file meanwhile, compared with one
+// snprintf and one write of the same line; and a line below the threshold, which must cost next to nothing.
 
 #include <QvPlatform/diagnostics/Log.h>
 

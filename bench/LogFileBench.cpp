@@ -1,5 +1,6 @@
 // One line of 100 characters to the standard error stream, which is a file meanwhile, and to the log file,
-// beside one snprintf and two writes of the same line and beside spdlog, which flushes each line.
+// compared with one snprintf and two writes of the same line and with spdlog, which flushes each
+// line.
 
 #include <QvPlatform/diagnostics/LogFile.h>
 

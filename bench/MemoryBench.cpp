@@ -1,5 +1,5 @@
-// Memory through the library's table beside the C runtime's, and beside the same by way of a pointer in
-// another library, which is the limit: the table costs one indirect call.
+// Memory through the library's table compared with the C runtime's, and with the same by way of a
+// pointer in another library, which is the limit: the table costs one indirect call.
 
 #include <QvPlatform/core/QvMemory.h>
 

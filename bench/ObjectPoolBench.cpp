@@ -1,5 +1,5 @@
-// Publishing and withdrawing pool objects, the newest first, beside a hand-kept list with an index: the
-// least that keeps order and refuses duplicates.
+// Publishing and withdrawing pool objects, the newest first, compared with a hand-kept list with an index:
+// the least that keeps order and refuses duplicates.
 
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 

@@ -1,4 +1,4 @@
-// The path types with a text of 100 characters, beside the standard library's.
+// The path types with a text of 100 characters, compared with the standard library's.
 
 #include <QvPlatform/filesystem/Directory.h>
 #include <QvPlatform/filesystem/File.h>

@@ -4,7 +4,7 @@
 
 namespace bench {
 
-/// The system's own recursive mutex, beside which ours are measured.
+/// The system's own recursive mutex, with which ours are compared.
 class PlainMutex {
 public:
     explicit PlainMutex(int robustness = PTHREAD_MUTEX_STALLED, int sharing = PTHREAD_PROCESS_PRIVATE) {

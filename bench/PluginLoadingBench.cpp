@@ -1,5 +1,5 @@
-// Loading and unloading many plugins with the manager, beside the same calls by hand: the same files, in
-// the order in which the manager initialized and uninitialized them. Run one size in one process.
+// Loading and unloading many plugins with the manager, compared with the same calls by hand: the same files,
+// in the order in which the manager initialized and uninitialized them. Run one size in one process.
 
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 

@@ -1,5 +1,5 @@
-// Running a program and waiting for its end, beside the system's own calls, from a small process and from
-// one that has touched much memory.
+// Running a program and waiting for its end, compared with the system's own calls, from a small process and
+// from one that has touched much memory.
 
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/system/Process.h>

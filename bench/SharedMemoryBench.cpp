@@ -1,4 +1,4 @@
-// A segment of shared memory beside the system's own, which outlives its users and has no mutex.
+// A segment of shared memory compared with the system's own, which outlives its users and has no mutex.
 
 #include <QvPlatform/threads/SharedMemory.h>
 

@@ -1,4 +1,5 @@
-// Functions on text beside those of other libraries and beside loops written by hand, which are the limit.
+// Functions on text compared with those of other libraries and with loops written by hand, which are
+// the limit.
 
 #include <QvPlatform/core/StringUtils.h>
 

@@ -1,5 +1,5 @@
-// An empty step beside two pairs of lock and unlock, and batches of the thread pool beside a task group of
-// oneTBB that runs the same units.
+// An empty step compared with two pairs of lock and unlock, and batches of the thread pool compared with a
+// task group of oneTBB that runs the same units.
 
 #include <QvPlatform/threads/StepperThread.h>
 #include <QvPlatform/threads/ThreadPool.h>

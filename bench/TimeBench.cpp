@@ -1,4 +1,4 @@
-// Time stamps beside the system's clock.
+// Time stamps compared with the system's clock.
 
 #include <QvPlatform/time/QvTimer.h>
 #include <QvPlatform/time/Timer.h>

@@ -1,5 +1,5 @@
-// The companion tool over many plugins, some of which crash, hang or lack a library, beside starting as many
-// processes; and the memory that it takes for the list of them.
+// The companion tool over many plugins, some of which crash, hang or lack a library, compared with starting
+// as many processes; and the memory that it takes for the list of them.
 
 #include "BenchSupport.h"
 #include "PluginFolder.h"

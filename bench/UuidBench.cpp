@@ -1,4 +1,5 @@
-// UUIDs made, read, printed and derived from names, beside Boost used directly and beside libuuid.
+// UUIDs made, read, printed and derived from names, compared with Boost used directly and with
+// libuuid.
 
 #include <QvPlatform/core/QvUuid.h>
 

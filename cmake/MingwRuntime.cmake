@@ -1,5 +1,5 @@
 # The library, its plugins and its users share one dynamic C++ runtime. Its three libraries, and the one that
-# the thread pool runs on, are copied beside the programs, so that starting one needs no search path, and are
+# the thread pool runs on, are copied next to the programs, so that starting one needs no search path, and are
 # installed with the library.
 
 # Names and lines in call stacks: the debugging-help library reads DWARF up to version 4.

@@ -31,7 +31,7 @@ set(package_text "Plugins with dependencies, and one face for the operating syst
 processes, threads, shared memory, time, a log and a thread pool.
 ")
 
-# The name tells which library it is, so that those of two releases can be installed side by side. The library opens
+# The name identifies the library, so that those of two releases can be installed side by side. The library opens
 # libdw itself, and without it knows no source lines in call stacks.
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${package_text}
 This package holds the shared library.")
@@ -45,7 +45,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "${package_text}
 This package holds the headers, the CMake package with the plugin kit, the
-pkg-config file, and qvp, which tells why a plugin does not load.")
+pkg-config file, and qvp, which explains why a plugin does not load.")
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS Runtime)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqvplatform-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

@@ -1,7 +1,7 @@
 # qv_add_plugin(<name> SOURCES <file>... [OUTPUT_DIRECTORY <directory>])
 #
 # Adds a plugin: a module <name>.qvp that exports its entry points only, links Qv::Platform, and finds
-# libraries that lie beside it. It is built without unique symbols, so that closing it really unloads it.
+# libraries that are next to it. It is built without unique symbols, so that closing it really unloads it.
 function(qv_add_plugin name)
   cmake_parse_arguments(PARSE_ARGV 1 plugin "" "OUTPUT_DIRECTORY" "SOURCES")
   if(NOT plugin_SOURCES)

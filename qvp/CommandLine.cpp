@@ -26,15 +26,15 @@ struct Options {
 
 void addTo(CLI::App& app, Options& options) {
     app.add_option("--dir", options.directories,
-                   "A directory to search, before QVP_PATH and the default; may be repeated")
+                   "A directory to search before those in QVP_PATH and the default; may be repeated")
         ->type_name("DIR")
         ->allow_extra_args(false);
-    app.add_flag("--json", options.asJson, "Print everything that was found out as JSON");
+    app.add_flag("--json", options.asJson, "Print the report as JSON");
     app.add_option("--color", options.color, "auto, always or never")
         ->type_name("WHEN")
         ->check(CLI::IsMember({"auto", "always", "never"}));
     app.add_option("--timeout", options.timeLimit,
-                   "Seconds that a plugin's code may take while it is looked at")
+                   "Time limit for a plugin's code while it is examined, in seconds")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 86400.0));
     app.set_version_flag("--version", std::string("qvp ") + Qv::QvGetVersion());
@@ -45,13 +45,13 @@ bool wantsColours(const std::string& color) {
     return QvPlatform::getEnv("NO_COLOR").empty() && isTerminal(false);
 }
 
-// One line that is written over, only for somebody who waits and looks.
+// One line that is overwritten; only on a terminal.
 Progress progressOn(std::ostream& errors) {
     if (!isTerminal(true)) return [](std::size_t, std::size_t) {};
     return [&errors](std::size_t done, std::size_t all) {
         if (all <= kManyFiles) return;
         if (done < all)
-            errors << "\rLooking at plugins: " << done << " of " << all << std::flush;
+            errors << "\rExamining plugins: " << done << " of " << all << std::flush;
         else
             errors << "\r\033[K" << std::flush;
     };
@@ -69,7 +69,7 @@ int runCommand(Command& command, const Options& options, std::ostream& out, std:
     Document document{{"schema", "qvp/1"}, {"command", command.name()}};
     document.update(command.run(settingOf(options, errors)));
     if (options.asJson) {
-        // A plugin's texts may hold bytes that are no UTF-8.
+        // A plugin's texts may contain bytes that are not UTF-8.
         out << document.dump(2, ' ', false, Document::error_handler_t::replace) << '\n';
     } else {
         Page page(out, wantsColours(options.color));
@@ -82,7 +82,7 @@ int runCommand(Command& command, const Options& options, std::ostream& out, std:
 }  // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& errors) {
-    CLI::App app("Tells why a plugin is not loaded, who asked for it, and how plugins hang together.", "qvp");
+    CLI::App app("Explains why a plugin is not loaded, and shows how plugins depend on each other.", "qvp");
     Options options;
     addTo(app, options);
     app.require_subcommand(1);
@@ -95,12 +95,12 @@ int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::o
         subcommand->callback([&chosen, &command] { chosen = command.get(); });
     }
     try {
-        std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+        std::reverse(arguments.begin(), arguments.end());  // the parser expects the last one first
         app.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
         return app.exit(error, out, errors) == 0 ? 0 : kWrongUse;
     }
-    Qv::LogSetLevel(Qv::kLogLevelNone);  // the report tells it all
+    Qv::LogSetLevel(Qv::kLogLevelNone);  // the report says everything
     return runCommand(*chosen, options, out, errors);
 }
 

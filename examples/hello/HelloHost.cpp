@@ -1,4 +1,4 @@
-// Loads every plugin of a directory: the one given as argument, or "hello-plugins" beside this program.
+// Loads every plugin of a directory: the one given as argument, or "hello-plugins" next to this program.
 
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 #include <QvPlatform/diagnostics/Log.h>

@@ -1,4 +1,4 @@
-"""Recipe for Conan 2, beside the source tree that it builds: conan create packaging/conan"""
+"""Recipe for Conan 2, next to the source tree that it builds: conan create packaging/conan"""
 
 import os
 import re

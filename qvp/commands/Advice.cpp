@@ -19,9 +19,9 @@ std::string fileNameOf(const std::string& path) { return File(path).getName(); }
 std::string aboutLibraries(const Entry& entry) {
     std::set<std::string> names;
     for (const NeededLibrary& library : entry.inspection.libraries) names.insert(library.name);
-    if (names.empty()) return "Install the library that is missing, or put it beside " + entry.path + ".";
+    if (names.empty()) return "Install the missing library, or put it next to " + entry.path + ".";
     return "Install " + listed({names.begin(), names.end()}) + ", or put " +
-           (names.size() == 1 ? "it" : "them") + " beside " + fileNameOf(entry.path) + " in " +
+           (names.size() == 1 ? "it" : "them") + " next to " + fileNameOf(entry.path) + " in " +
            File(entry.path).getFolderPath() + ".";
 }
 
@@ -29,61 +29,63 @@ std::string aboutStep(const Entry& entry, StepName step) {
     const std::string file = fileNameOf(entry.path);
     switch (step) {
         case StepName::found:
-            return "Put " + file + " there, or name the directory that holds it with --dir or in QVP_PATH.";
+            return "Put " + file +
+                   " at this path, or add the directory that contains it with --dir or QVP_PATH.";
         case StepName::readable:
-            return "See that " + file + " was copied whole and that whoever runs the host may read it.";
+            return "Check that " + file +
+                   " was copied completely and that the user who runs the host may read it.";
         case StepName::architecture:
-            return "Build " + file + " for this platform, 64-bit x86, or take that build of it.";
+            return "Build " + file + " for this platform (64-bit x86), or install such a build.";
         case StepName::libraries:
             return aboutLibraries(entry);
         case StepName::opened:
-            return "Mend what the code of " + file +
-                   " does while it is opened: constructors of static objects run then.";
+            return "Fix the code that " + file +
+                   " runs when it is opened, such as constructors of static objects.";
         case StepName::entryPoints:
             return "Define the four functions of QvPlugin.h in " + file +
                    ", exactly as they are declared there.";
         case StepName::buildInformation:
             return "Build " + file +
-                   " with the compiler and in the mode of the product, and let GetPluginBuildInfo "
-                   "return QV_PLUGIN_BUILD_INFO.";
+                   " with the same compiler and build mode as the product, and return "
+                   "QV_PLUGIN_BUILD_INFO from GetPluginBuildInfo.";
         case StepName::descriptor:
-            return "Let GetPluginInfo in " + file +
-                   " set info.name and the rest of the descriptor, and do nothing else.";
+            return "Make GetPluginInfo in " + file +
+                   " set info.name and the other fields of the descriptor, and do nothing else.";
         case StepName::initialization:
             return "Ask the author of " + entry.name() +
-                   ": its own InitializePlugin failed, with the words above.";
+                   ": its InitializePlugin failed with the message above.";
         default:
             return {};
     }
 }
 
-std::string aboutCircle(const Catalogue& catalogue, std::size_t place) {
+std::string aboutCycle(const Catalogue& catalogue, std::size_t index) {
     for (const Document& cycle : cyclesDocument(catalogue)) {
         const std::vector<std::string> files = textsOf(cycle["files"]);
-        if (std::find(files.begin(), files.end(), catalogue.entries()[place].path) == files.end()) continue;
-        return "Take one dependency out of the circle " + pathText(cycle) + ".";
+        if (std::find(files.begin(), files.end(), catalogue.entries()[index].path) == files.end()) continue;
+        return "Remove one dependency from the cycle " + pathText(cycle) + ".";
     }
     return {};
 }
 
 std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const Entry& target) {
     const auto& found = *target.inspection.descriptor;
-    const std::string required = edge.name + " " + shortVersion(edge.version.toString());
     if (!QvPluginSystem::rules::isSameName(found.name, edge.name))
-        return "Rename " + target.path + ": it is called like " + edge.name + " but holds the plugin " +
+        return "Rename " + target.path + ": it is found as " + edge.name + " but contains the plugin " +
                found.name + ".";
     const std::string version = shortVersion(found.version.toString());
     const std::string since = shortVersion(found.compatibilityVersion.toString());
-    return "Install a " + found.name + " that serves " + required + ", or let " + dependent.name() +
-           " ask for another: " + target.path + " is version " + version + " and serves those who ask for " +
-           since + " to " + version + ".";
+    return "Install a version of " + found.name + " that is compatible with " +
+           shortVersion(edge.version.toString()) + ", or change the version that " + dependent.name() +
+           " requires: " + target.path + " is version " + version + " and is compatible with " + since +
+           " to " + version + ".";
 }
 
-std::string aboutEdge(const Catalogue& catalogue, std::size_t place, const Entry::Edge& edge) {
-    const Entry& dependent = catalogue.entries()[place];
+std::string aboutEdge(const Catalogue& catalogue, std::size_t index, const Entry::Edge& edge) {
+    const Entry& dependent = catalogue.entries()[index];
     if (edge.target == Entry::kNone) return adviceForMissing(catalogue, edge.name);
-    std::string circle = aboutCircle(catalogue, place);
-    if (!circle.empty()) return circle;
+    std::string cycle = aboutCycle(catalogue, index);
+    if (!cycle.empty()) return cycle;
     const Entry& target = catalogue.entries()[edge.target];
     return target.inspection.descriptor ? aboutVersion(dependent, edge, target) : std::string();
 }
@@ -96,9 +98,9 @@ const Entry::Edge* firstUnmet(const Entry& entry) {
 
 }  // namespace
 
-std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t place) {
-    std::vector<std::size_t> chain{place};
-    std::set<std::size_t> seen{place};
+std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t index) {
+    std::vector<std::size_t> chain{index};
+    std::set<std::size_t> seen{index};
     for (;;) {
         const Entry& entry = catalogue.entries()[chain.back()];
         const Entry::Edge* unmet = entry.isUsable() ? firstUnmet(entry) : nullptr;
@@ -109,15 +111,15 @@ std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t place) 
     }
 }
 
-std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t place,
+std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index,
                                    const std::vector<Step>& steps) {
     const auto failed = std::find_if(steps.begin(), steps.end(),
                                      [](const Step& step) { return step.state == StepState::failed; });
     if (failed == steps.end()) return {};
-    if (failed->name != StepName::dependencies) return {aboutStep(catalogue.entries()[place], failed->name)};
+    if (failed->name != StepName::dependencies) return {aboutStep(catalogue.entries()[index], failed->name)};
 
     std::vector<std::string> advice;
-    const std::size_t root = causeOf(catalogue, place).back();
+    const std::size_t root = causeOf(catalogue, index).back();
     const Entry& cause = catalogue.entries()[root];
     if (!cause.isUsable()) {
         for (const Step& step : cause.inspection.steps) {
@@ -134,18 +136,18 @@ std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t place
 
 std::string adviceForMisnamed(const Entry& entry) {
     return "Rename " + entry.path + " to " + entry.name() +
-           ".qvp: dependents look for a file of the plugin's name.";
+           ".qvp: dependents look for a file with the plugin's name.";
 }
 
 std::string adviceForMissing(const Catalogue& catalogue, const std::string& name) {
-    for (const std::size_t place : catalogue.readingOrder()) {
-        const Entry& entry = catalogue.entries()[place];
+    for (const std::size_t index : catalogue.readingOrder()) {
+        const Entry& entry = catalogue.entries()[index];
         if (entry.isUsable() && QvPluginSystem::rules::isSameName(entry.name(), name))
             return adviceForMisnamed(entry);
     }
-    return "Put a file " + name +
-           ".qvp into one of the search directories, or name the directory that holds it with "
-           "--dir or in QVP_PATH.";
+    return "Put " + name +
+           ".qvp into one of the search directories, or add the directory that contains it with "
+           "--dir or QVP_PATH.";
 }
 
 }  // namespace qvp

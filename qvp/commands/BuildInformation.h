@@ -6,10 +6,10 @@
 
 namespace qvp {
 
-/// The running product's own build information.
+/// The build information of the running product.
 std::string productBuildInformation();
 
-/// Each key of either text with both values: "key", "plugin", "product" (null where it is missing), "same".
+/// An object for each key in either text: "key", "plugin", "product" (values; null if missing), "same".
 Document compareBuildInformation(const std::string& plugin, const std::string& product);
 
 }  // namespace qvp

@@ -11,14 +11,14 @@
 namespace qvp {
 namespace {
 
-// Collects what is wrong, a line a problem.
+// Collects the problems of the chosen entries.
 class Findings {
 public:
-    Findings(const Catalogue& catalogue, const std::vector<std::size_t>& places)
-        : catalogue_(catalogue), places_(places) {}
+    Findings(const Catalogue& catalogue, const std::vector<std::size_t>& indices)
+        : catalogue_(catalogue), indices_(indices) {}
 
     Document take() {
-        for (const std::size_t place : places_) addOf(catalogue_.entries()[place]);
+        for (const std::size_t index : indices_) addOf(catalogue_.entries()[index]);
         addCycles();
         return std::move(problems_);
     }
@@ -42,28 +42,27 @@ private:
         const std::string fileName = QvPlatform::File(entry.path).getName();
         if (!entry.isCalledLikeItsPlugin())
             add(entry, "fileName",
-                "The file is called " + fileName + ", not " + entry.name() +
+                "The file is named " + fileName + ", not " + entry.name() +
                     ".qvp: dependents will not find it");
         if (entry.isDuplicate())
             add(entry, "duplicate",
-                "Another file is taken for this name: " + catalogue_.entries()[entry.takenInstead].path);
+                "Another file is used for this name: " + catalogue_.entries()[entry.takenInstead].path);
     }
 
     void addCycles() {
-        const std::set<std::size_t> concerned(places_.begin(), places_.end());
+        const std::set<std::size_t> concerned(indices_.begin(), indices_.end());
         const Document cycles = cyclesDocument(catalogue_);
         for (std::size_t i = 0; i < cycles.size(); ++i) {
             const std::vector<std::size_t>& path = catalogue_.cycles()[i];
             const bool isConcerned = std::any_of(
-                path.begin(), path.end(), [&](std::size_t place) { return concerned.count(place) != 0; });
+                path.begin(), path.end(), [&](std::size_t index) { return concerned.count(index) != 0; });
             if (isConcerned)
-                add(catalogue_.entries()[path.front()], "cycle",
-                    "Circle of dependencies: " + pathText(cycles[i]));
+                add(catalogue_.entries()[path.front()], "cycle", "Dependency cycle: " + pathText(cycles[i]));
         }
     }
 
     const Catalogue& catalogue_;
-    const std::vector<std::size_t>& places_;
+    const std::vector<std::size_t>& indices_;
     Document problems_ = Document::array();
 };
 
@@ -76,11 +75,11 @@ class CheckCommand : public Command {
 public:
     const char* name() const override { return "check"; }
     const char* summary() const override {
-        return "A gate: every step short of initialization, for files or everything";
+        return "Checks files, or all plugins: every step except initialization";
     }
 
     void addOptions(CLI::App& app) override {
-        app.add_option("files", files_, "The files to check; without any, everything in the directories")
+        app.add_option("files", files_, "The files to check; by default, all in the search directories")
             ->type_name("FILE");
     }
 
@@ -89,21 +88,22 @@ public:
         std::set<std::size_t> given;
         for (const std::string& file : files_)
             given.insert(catalogue.find(QvPlatform::File(file).toUniversalPath()));
-        std::vector<std::size_t> places = catalogue.readingOrder();
-        std::erase_if(places, [&](std::size_t place) { return !files_.empty() && given.count(place) == 0; });
+        std::vector<std::size_t> indices = catalogue.readingOrder();
+        std::erase_if(indices, [&](std::size_t index) { return !files_.empty() && given.count(index) == 0; });
 
         Document checked = Document::array();
-        for (const std::size_t place : places) {
-            Document plugin = shortDocument(catalogue.entries()[place]);
-            plugin["state"] = stateOf(catalogue.entries()[place]);
+        for (const std::size_t index : indices) {
+            Document plugin = shortDocument(catalogue.entries()[index]);
+            plugin["state"] = stateOf(catalogue.entries()[index]);
             checked.push_back(std::move(plugin));
         }
-        Document problems = Findings(catalogue, places).take();
+        Document problems = Findings(catalogue, indices).take();
         for (const SearchDirectory& directory : missingDirectories(setting))
-            problems.push_back({{"kind", "directory"},
-                                {"plugin", ""},
-                                {"file", directory.path},
-                                {"text", "This directory, named by " + directory.origin + ", is not there"}});
+            problems.push_back(
+                {{"kind", "directory"},
+                 {"plugin", ""},
+                 {"file", directory.path},
+                 {"text", "This directory, given by " + directory.origin + ", does not exist"}});
         return {{"ok", problems.empty()},
                 {"checked", std::move(checked)},
                 {"problems", std::move(problems)},
@@ -121,7 +121,7 @@ public:
         std::set<std::string> failed;
         for (const Document& problem : document["problems"]) failed.insert(textOf(problem, "file"));
         page.heading("Checked " + std::to_string(all) + (all == 1 ? " file: " : " files: ") +
-                     (failed.empty() ? "all well" : std::to_string(failed.size()) + " with problems"));
+                     (failed.empty() ? "all OK" : std::to_string(failed.size()) + " with problems"));
     }
 
 private:

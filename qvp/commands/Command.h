@@ -16,18 +16,17 @@ class App;
 
 namespace qvp {
 
-/// What one command found out. It is all that there is to tell: `--json` prints it, and the text is made of
-/// it.
+/// The complete result of a command. `--json` prints it, and the text output is generated from it.
 using Document = nlohmann::ordered_json;
 
-/// What all commands share.
+/// The options that all commands share.
 struct Setting {
     std::vector<SearchDirectory> directories;
     ChildLimits limits;
     Progress onProgress;
 };
 
-/// A subcommand. Each has a file of its own and one line in `commands()`.
+/// A subcommand. Each one has its own source file and one line in `commands()`.
 class Command {
 public:
     Command() = default;
@@ -37,15 +36,16 @@ public:
 
     virtual const char* name() const = 0;
     virtual const char* summary() const = 0;
-    /// Its own options and arguments.
+    /// Adds the options and arguments of this command.
     virtual void addOptions(CLI::App&) {}
-    /// The document, whose "ok" says whether no problem was found; that is the exit status.
+    /// Executes the command. In the result, "ok" is true if no problem was found; it determines the exit
+    /// status.
     virtual Document run(const Setting& setting) = 0;
-    /// For people, from the document alone.
+    /// Prints `document`, a result of `run`, as text.
     virtual void print(const Document& document, Page& page) const = 0;
 };
 
-/// All of them, in the order of the help text.
+/// All commands, in the order of the help text.
 std::vector<std::unique_ptr<Command>> commands();
 
 std::unique_ptr<Command> makeListCommand();

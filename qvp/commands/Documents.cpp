@@ -26,13 +26,13 @@ const char* textOf(StepState state) {
     }
 }
 
-Document namesOf(const Catalogue& catalogue, const std::vector<std::size_t>& places) {
+Document namesOf(const Catalogue& catalogue, const std::vector<std::size_t>& indices) {
     Document names = Document::array();
-    for (const std::size_t place : places) names.push_back(catalogue.entries()[place].name());
+    for (const std::size_t index : indices) names.push_back(catalogue.entries()[index].name());
     return names;
 }
 
-// The version that the first plugin of two on a circle requires of the second.
+// The version of `target` that `from` requires; "" if it does not depend on it.
 std::string requiredVersion(const Entry& from, std::size_t target, const std::string& targetName) {
     for (const Entry::Edge& edge : from.dependencies) {
         if (edge.target == target || edge.name == targetName) return edge.version.toString();
@@ -68,8 +68,8 @@ Style styleOf(const std::string& state) {
 
 Document shortDocument(const Entry& entry) { return {{"name", entry.name()}, {"file", entry.path}}; }
 
-Document pluginDocument(const Catalogue& catalogue, std::size_t place) {
-    const Entry& entry = catalogue.entries()[place];
+Document pluginDocument(const Catalogue& catalogue, std::size_t index) {
+    const Entry& entry = catalogue.entries()[index];
     const auto& descriptor = entry.inspection.descriptor;
     Document plugin{{"state", stateOf(entry)}, {"name", entry.name()}};
     plugin["displayName"] = descriptor ? Document(descriptor->getDisplayName()) : Document();
@@ -143,8 +143,8 @@ Document cyclesDocument(const Catalogue& catalogue) {
 
 Document duplicatesDocument(const Catalogue& catalogue) {
     std::map<std::size_t, Document> byTaken;
-    for (const std::size_t place : catalogue.readingOrder()) {
-        const Entry& entry = catalogue.entries()[place];
+    for (const std::size_t index : catalogue.readingOrder()) {
+        const Entry& entry = catalogue.entries()[index];
         if (entry.isDuplicate()) byTaken[entry.takenInstead].push_back(entry.path);
     }
     Document duplicates = Document::array();
@@ -179,13 +179,13 @@ std::string pathText(const Document& cycle) {
 
 void printDuplicates(const Document& duplicates, Page& page) {
     if (duplicates.empty()) return;
-    page.heading("One name, several files");
+    page.heading("Duplicate names");
     for (const Document& duplicate : duplicates) {
         page.paragraph({textOf(duplicate, "name"), Style::strong}, 2);
         Table table;
-        table.rows.push_back({{{"taken", Style::good}, {textOf(duplicate, "taken")}}, {}});
+        table.rows.push_back({{{"used", Style::good}, {textOf(duplicate, "taken")}}, {}});
         for (const std::string& other : textsOf(duplicate["others"]))
-            table.rows.push_back({{{"not taken", Style::doubtful}, {other}}, {}});
+            table.rows.push_back({{{"not used", Style::doubtful}, {other}}, {}});
         page.table(table, 4);
     }
 }
@@ -198,9 +198,7 @@ Inspection closeLookAt(const std::string& path, const Setting& setting) {
 }
 
 void addPluginArgument(CLI::App& app, std::string& nameOrPath) {
-    app.add_option("plugin", nameOrPath, "The plugin's name, or its file")
-        ->type_name("NAME|FILE")
-        ->required();
+    app.add_option("plugin", nameOrPath, "The plugin's name or file")->type_name("NAME|FILE")->required();
 }
 
 std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& setting) {

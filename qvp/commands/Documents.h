@@ -5,29 +5,29 @@
 #include <string>
 #include <vector>
 
-/// The parts that several documents have in common, and how they look in text.
+/// Parts that several documents share, and their text output.
 namespace qvp {
 
-/// "ok", "refused", "duplicate".
+/// "ok", "refused" or "duplicate".
 std::string stateOf(const Entry& entry);
 Style styleOf(const std::string& state);
 
-/// Name and file, and nothing else.
+/// Only name and file.
 Document shortDocument(const Entry& entry);
 /// Descriptor, state, problem, dependents.
-Document pluginDocument(const Catalogue& catalogue, std::size_t place);
-/// What each dependency asks for, and what it gets.
+Document pluginDocument(const Catalogue& catalogue, std::size_t index);
+/// For each dependency, what is required and what was found.
 Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry);
 Document directoriesDocument(const std::vector<SearchDirectory>& directories);
-/// Those that somebody named and that are not there; the default one need not be.
+/// The directories given by the user that do not exist.
 std::vector<SearchDirectory> missingDirectories(const Setting& setting);
 Document stepDocument(const Step& step);
 Document libraryDocument(const NeededLibrary& library);
 Document cyclesDocument(const Catalogue& catalogue);
-/// Names that several files share, and the file that is taken.
+/// Names that several files share, and the file that is used.
 Document duplicatesDocument(const Catalogue& catalogue);
 
-/// The text of a member; "" when it is null.
+/// The text of a member; "" if it is null or missing.
 std::string textOf(const Document& document, const char* key);
 std::vector<std::string> textsOf(const Document& array);
 /// The same member of each element.
@@ -37,14 +37,14 @@ std::vector<std::string> textsOf(const Document& array, const char* key);
 std::string pathText(const Document& cycle);
 void printDuplicates(const Document& duplicates, Page& page);
 
-/// One file looked at with `Depth::everything`.
+/// Inspects one file with `Depth::everything`.
 Inspection closeLookAt(const std::string& path, const Setting& setting);
 
-/// The argument of the commands that are about one plugin.
+/// Adds the argument of commands for one plugin.
 void addPluginArgument(CLI::App& app, std::string& nameOrPath);
 
-/// The files to look at so that the catalogue knows the plugin, which is a name or a path: a path itself
-/// where it leads to a file or can only be one.
+/// The files to add to the catalogue so that it contains the plugin: the file found for `nameOrPath`, else
+/// `nameOrPath` itself if it must be a path, else none.
 std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& setting);
 
 }  // namespace qvp

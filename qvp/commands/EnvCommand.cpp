@@ -50,11 +50,11 @@ void printDirectories(const Document& directories, Page& page) {
     table.titles = {"from", "directory", "plugins"};
     for (const Document& directory : directories) {
         const bool exists = directory["exists"].get<bool>();
-        table.rows.push_back(
-            {{{textOf(directory, "origin"), Style::faint},
-              {textOf(directory, "path")},
-              {exists ? directory["plugins"].dump() : "not there", exists ? Style::plain : Style::doubtful}},
-             {}});
+        table.rows.push_back({{{textOf(directory, "origin"), Style::faint},
+                               {textOf(directory, "path")},
+                               {exists ? directory["plugins"].dump() : "does not exist",
+                                exists ? Style::plain : Style::doubtful}},
+                              {}});
     }
     page.table(table);
 }
@@ -62,7 +62,9 @@ void printDirectories(const Document& directories, Page& page) {
 class EnvCommand : public Command {
 public:
     const char* name() const override { return "env"; }
-    const char* summary() const override { return "Search directories, product, processor, log file"; }
+    const char* summary() const override {
+        return "Shows search directories, product, processor and log file";
+    }
 
     Document run(const Setting& setting) override {
         Document build = Document::object();

@@ -18,7 +18,7 @@ namespace {
 namespace Filesystem = QvPlatform::Filesystem;
 using QvPlatform::File;
 
-// "" when Graphviz is not there or fails.
+// Returns "" if Graphviz is missing or fails.
 std::string svgPicture(const std::string& dot) {
     const File in = Filesystem::createTempFile("qvp");
     const File out = Filesystem::createTempFile("qvp");
@@ -41,11 +41,11 @@ std::string svgPicture(const std::string& dot) {
 class Drawing {
 public:
     explicit Drawing(const Catalogue& catalogue) : catalogue_(catalogue) {
-        for (const std::size_t place : catalogue.readingOrder()) addPlugin(place);
-        for (const std::size_t place : catalogue.readingOrder()) addEdges(place);
+        for (const std::size_t index : catalogue.readingOrder()) addPlugin(index);
+        for (const std::size_t index : catalogue.readingOrder()) addEdges(index);
     }
 
-    Document take() { return {{"ok", isWell_}, {"nodes", std::move(nodes_)}, {"edges", std::move(edges_)}}; }
+    Document take() { return {{"ok", isOk_}, {"nodes", std::move(nodes_)}, {"edges", std::move(edges_)}}; }
 
 private:
     static std::string idOf(std::size_t number) { return "n" + std::to_string(number); }
@@ -54,23 +54,23 @@ private:
                  const std::string& state, const Document& file) {
         nodes_.push_back(
             {{"id", idOf(number)}, {"name", name}, {"version", version}, {"state", state}, {"file", file}});
-        isWell_ = isWell_ && state == "ok";
+        isOk_ = isOk_ && state == "ok";
     }
 
-    void addPlugin(std::size_t place) {
-        const Entry& entry = catalogue_.entries()[place];
+    void addPlugin(std::size_t index) {
+        const Entry& entry = catalogue_.entries()[index];
         const auto& descriptor = entry.inspection.descriptor;
-        numbers_[place] = nodes_.size();
-        addNode(numbers_[place], entry.name(),
+        numbers_[index] = nodes_.size();
+        addNode(numbers_[index], entry.name(),
                 descriptor ? Document(descriptor->version.toString()) : Document(), stateOf(entry),
                 entry.path);
     }
 
-    void addEdges(std::size_t place) {
-        for (const Entry::Edge& edge : catalogue_.entries()[place].dependencies) {
-            const bool isThere = edge.target != Entry::kNone;
-            const std::size_t target = isThere ? numbers_.at(edge.target) : missing(edge.name);
-            edges_.push_back({{"from", idOf(numbers_.at(place))},
+    void addEdges(std::size_t index) {
+        for (const Entry::Edge& edge : catalogue_.entries()[index].dependencies) {
+            const bool isFound = edge.target != Entry::kNone;
+            const std::size_t target = isFound ? numbers_.at(edge.target) : missing(edge.name);
+            edges_.push_back({{"from", idOf(numbers_.at(index))},
                               {"to", idOf(target)},
                               {"name", edge.name},
                               {"required", edge.version.toString()},
@@ -79,7 +79,7 @@ private:
         }
     }
 
-    // One node for each name that nothing was found for.
+    // One node for each name for which no file was found.
     std::size_t missing(const std::string& name) {
         const auto [known, isNew] = missing_.emplace(QvPluginSystem::rules::foldedName(name), nodes_.size());
         if (isNew) addNode(known->second, name, Document(), "missing", Document());
@@ -89,20 +89,20 @@ private:
     const Catalogue& catalogue_;
     Document nodes_ = Document::array();
     Document edges_ = Document::array();
-    std::map<std::size_t, std::size_t> numbers_;  // of the nodes, by place
+    std::map<std::size_t, std::size_t> numbers_;  // of the nodes, by index of the entry
     std::map<std::string, std::size_t> missing_;  // by folded name
-    bool isWell_ = true;
+    bool isOk_ = true;
 };
 
 class GraphCommand : public Command {
 public:
     const char* name() const override { return "graph"; }
-    const char* summary() const override { return "A picture of the plugins and what they need"; }
+    const char* summary() const override { return "Draws the plugins and their dependencies"; }
 
     void addOptions(CLI::App& app) override {
         app.add_option("--format", format_, "dot, svg (drawn by Graphviz) or mermaid")
             ->check(CLI::IsMember({"dot", "svg", "mermaid"}));
-        app.add_option("-o,--output", output_, "The file to write; standard output without it")
+        app.add_option("-o,--output", output_, "The file to write; by default, standard output")
             ->type_name("FILE");
     }
 
@@ -116,10 +116,10 @@ public:
         if (format_ == "svg") document["picture"] = svgPicture(document["picture"]);
         if (textOf(document, "picture").empty())
             fail(document,
-                 "Graphviz drew no picture. Its program dot has to be in the PATH: on Debian install the "
-                 "package graphviz; or ask for --format dot or mermaid.");
+                 "Graphviz produced no picture. Its program dot must be in the PATH (on Debian, install the "
+                 "package graphviz). Or use --format dot or --format mermaid.");
         else if (!output_.empty() && !writeFile(output_, document["picture"]))
-            fail(document, "The picture could not be written to " + output_);
+            fail(document, "Could not write the picture to " + output_);
         return document;
     }
 
@@ -129,7 +129,7 @@ public:
         else if (document["output"].is_null())
             page.verbatim(textOf(document, "picture"));
         else
-            page.paragraph({"The picture is in " + textOf(document, "output")});
+            page.paragraph({"Wrote the picture to " + textOf(document, "output")});
     }
 
 private:

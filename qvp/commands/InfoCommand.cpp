@@ -38,12 +38,12 @@ Document fileOf(const LibraryFile& file) {
             {"buildId", file.buildId}};
 }
 
-Document dependentsOf(const Catalogue& catalogue, std::size_t place) {
+Document dependentsOf(const Catalogue& catalogue, std::size_t index) {
     Document dependents = Document::array();
-    for (const std::size_t dependent : catalogue.entries()[place].dependents) {
+    for (const std::size_t dependent : catalogue.entries()[index].dependents) {
         Document document = shortDocument(catalogue.entries()[dependent]);
         for (const Entry::Edge& edge : catalogue.entries()[dependent].dependencies) {
-            if (edge.target == place) document["required"] = edge.version.toString();
+            if (edge.target == index) document["required"] = edge.version.toString();
         }
         dependents.push_back(std::move(document));
     }
@@ -89,7 +89,7 @@ void printDescriptor(const Document& document, Page& page) {
                {{"path", textOf(file, "path")},
                 {"kind", textOf(file, "description")},
                 {"size", file["size"].dump() + " bytes"},
-                {"time", timeText(file["modified"].get<std::int64_t>())},
+                {"modified", timeText(file["modified"].get<std::int64_t>())},
                 {"build id", textOf(file, "buildId")}},
                page);
 }
@@ -124,11 +124,11 @@ void printEntryPoints(const Document& points, Page& page) {
 
 void printLibraries(const Document& libraries, Page& page) {
     if (libraries.empty()) return;
-    page.heading("Libraries needed");
+    page.heading("Required libraries");
     Table table;
     for (const Document& library : libraries) {
         const bool isMissing = library["file"].is_null();
-        const std::string note = isMissing ? "needed by " + textOf(library, "neededBy") + "; looked for in " +
+        const std::string note = isMissing ? "needed by " + textOf(library, "neededBy") + "; searched in " +
                                                  listed(textsOf(library["lookedIn"]))
                                            : std::string();
         table.rows.push_back(
@@ -150,25 +150,25 @@ void printNeighbours(const std::string& title, const Document& plugins, Page& pa
                               {textOf(plugin, "problem"), Style::bad}});
     }
     page.table(table);
-    if (plugins.empty()) page.paragraph({"no other plugin", Style::faint}, 2);
+    if (plugins.empty()) page.paragraph({"none", Style::faint}, 2);
 }
 
 class InfoCommand : public Command {
 public:
     const char* name() const override { return "info"; }
-    const char* summary() const override { return "Everything that is known of one plugin"; }
+    const char* summary() const override { return "Shows everything known about one plugin"; }
 
     void addOptions(CLI::App& app) override { addPluginArgument(app, plugin_); }
 
     Document run(const Setting& setting) override {
         const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,
                                   setting.onProgress);
-        const std::size_t place = catalogue.find(plugin_);
-        if (place == Entry::kNone)
+        const std::size_t index = catalogue.find(plugin_);
+        if (index == Entry::kNone)
             return {{"ok", false},
                     {"problem", "There is no plugin " + plugin_ + " in the search directories."},
                     {"directories", directoriesDocument(setting.directories)}};
-        const Entry& entry = catalogue.entries()[place];
+        const Entry& entry = catalogue.entries()[index];
         const Inspection inspection = closeLookAt(entry.path, setting);
         return {{"ok", entry.problem.empty()},
                 {"name", entry.name()},
@@ -184,7 +184,7 @@ public:
                  {{"found", inspection.entryPointsFound}, {"missing", inspection.entryPointsMissing}}},
                 {"libraries", librariesOf(inspection)},
                 {"dependencies", dependenciesDocument(catalogue, entry)},
-                {"dependents", dependentsOf(catalogue, place)}};
+                {"dependents", dependentsOf(catalogue, index)}};
     }
 
     void print(const Document& document, Page& page) const override {
@@ -202,8 +202,8 @@ public:
         printBuildInformation(document["buildInformation"], page);
         printEntryPoints(document["entryPoints"], page);
         printLibraries(document["libraries"], page);
-        printNeighbours("Needs", document["dependencies"], page);
-        printNeighbours("Needed by", document["dependents"], page);
+        printNeighbours("Dependencies", document["dependencies"], page);
+        printNeighbours("Dependents", document["dependents"], page);
     }
 
 private:

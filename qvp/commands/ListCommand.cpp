@@ -24,16 +24,16 @@ std::vector<std::string> namesIn(const Document& plugins, const std::string& sta
 class ListCommand : public Command {
 public:
     const char* name() const override { return "list"; }
-    const char* summary() const override { return "All plugins that are found, those that fail included"; }
+    const char* summary() const override { return "Lists all plugin files found, including those that fail"; }
 
     Document run(const Setting& setting) override {
         const Catalogue catalogue(setting.directories, {}, setting.limits, setting.onProgress);
         Document plugins = Document::array();
-        for (const std::size_t place : catalogue.readingOrder())
-            plugins.push_back(pluginDocument(catalogue, place));
+        for (const std::size_t index : catalogue.readingOrder())
+            plugins.push_back(pluginDocument(catalogue, index));
         Document totals = totalsOf(plugins);
-        const bool isWell = totals["ok"] == totals["files"] && missingDirectories(setting).empty();
-        return {{"ok", isWell},
+        const bool isOk = totals["ok"] == totals["files"] && missingDirectories(setting).empty();
+        return {{"ok", isOk},
                 {"directories", directoriesDocument(setting.directories)},
                 {"plugins", std::move(plugins)},
                 {"duplicates", duplicatesDocument(catalogue)},
@@ -54,10 +54,10 @@ public:
                 page.table(tableOf(here, path));
             else
                 page.paragraph(
-                    {directory["exists"].get<bool>() ? "no plugins here" : "not there", Style::faint}, 2);
+                    {directory["exists"].get<bool>() ? "no plugins" : "does not exist", Style::faint}, 2);
         }
         if (!elsewhere.empty()) {
-            page.heading("Taken from elsewhere, because a plugin asks for that name");
+            page.heading("Found elsewhere, because a plugin depends on that name");
             page.table(tableOf(elsewhere, ""));
         }
         printDuplicates(document["duplicates"], page);
@@ -71,7 +71,7 @@ private:
 
     static Table tableOf(const Document& plugins, const std::string& directory) {
         Table table;
-        table.titles = {"state", "name", "display name", "version", "since", "vendor", "needed by", "file"};
+        table.titles = {"state", "name", "display name", "version", "since", "vendor", "dependents", "file"};
         for (const Document& plugin : plugins) {
             const std::string name = textOf(plugin, "name");
             const std::string displayName = textOf(plugin, "displayName");

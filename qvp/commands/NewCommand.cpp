@@ -17,20 +17,22 @@ namespace {
 
 using QvPlatform::Directory;
 
-// Names that CMake gives its own targets, and those that the project gives its test.
+// Names that CMake uses for its own targets, and that of the project's test program.
 constexpr std::array kReservedNames = {"all",     "clean",         "help", "install",   "loadTest",
                                        "package", "rebuild_cache", "test", "edit_cache"};
 
 bool isLetterOrDigit(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
 
-/// What is wrong with a plugin's name; "" when it serves as the name of a file and of a target.
+/// What is wrong with a plugin's name; "" if it can name a file and a CMake target.
 std::string problemOfName(const std::string& name) {
     if (name.empty() || !isLetterOrDigit(name.front()) || !std::all_of(name.begin(), name.end(), [](char c) {
             return isLetterOrDigit(c) || c == '_' || c == '-';
         }))
-        return "\"" + name + "\": a plugin's name is made of letters, digits, \"_\" and \"-\"";
+        return "\"" + name +
+               "\": a plugin's name consists of letters, digits, \"_\" and \"-\", and starts with a letter "
+               "or digit";
     if (std::find(kReservedNames.begin(), kReservedNames.end(), name) != kReservedNames.end())
-        return "\"" + name + "\" means something else to CMake";
+        return "\"" + name + "\" is a reserved target name";
     return {};
 }
 
@@ -43,11 +45,12 @@ struct NewFile {
 class NewCommand : public Command {
 public:
     const char* name() const override { return "new"; }
-    const char* summary() const override { return "Makes a plugin project, with a test"; }
+    const char* summary() const override { return "Creates a plugin project with a test"; }
 
     void addOptions(CLI::App& app) override {
         app.add_option("NAME", name_, "The plugin's name")->required()->check(problemOfName);
-        app.add_option("--into", into_, "The folder that gets the project's folder; the current one")
+        app.add_option("--into", into_,
+                       "Where to create the project's folder; by default, in the current folder")
             ->type_name("DIR");
     }
 
@@ -64,7 +67,7 @@ public:
         if (!problem.empty()) return page.paragraph({problem, Style::bad});
         std::string folder = textOf(document, "folder");
         while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-        page.paragraph({"Made the plugin " + textOf(document, "name") + " in " + folder, Style::good});
+        page.paragraph({"Created the plugin " + textOf(document, "name") + " in " + folder, Style::good});
         for (const std::string& file : textsOf(document["files"])) page.paragraph({file}, 2);
         page.heading("Build and test it");
         page.verbatim("  cmake -S " + folder + " -B " + folder +
@@ -73,17 +76,17 @@ public:
     }
 
 private:
-    /// What keeps it from being made, or "".
+    /// Writes the files and adds their paths to `made`. Returns why it failed, or "".
     std::string make(const Directory& project, Document& made) const {
         namespace Filesystem = QvPlatform::Filesystem;
-        if (project.exists()) return project.toUniversalPath() + " is there already";
+        if (project.exists()) return project.toUniversalPath() + " already exists";
         const NewFile files[] = {{"", "CMakeLists.txt", templates::kCMakeLists},
                                  {"", name_ + ".cpp", templates::kPlugin},
                                  {"test", "LoadTest.cpp", templates::kLoadTest},
                                  {"", "README.md", templates::kReadMe}};
         for (const NewFile& file : files) {
             const Directory folder = *file.folder ? project.directory(file.folder) : project;
-            if (!Filesystem::create(folder)) return folder.toUniversalPath() + " could not be made";
+            if (!Filesystem::create(folder)) return folder.toUniversalPath() + " could not be created";
             const std::string path = folder.file(file.name).toUniversalPath();
             if (!writeFile(path, filled(file.content))) return path + " could not be written";
             made.push_back(path);

@@ -23,7 +23,7 @@ Document phasesDocument(const Trial& trial) {
     return phases;
 }
 
-/// What is wrong, a sentence each; empty for a plugin that comes and goes without a trace.
+/// What is wrong, one sentence per problem; empty if the plugin loads and unloads cleanly.
 std::vector<std::string> problemsOf(const Trial& trial) {
     std::vector<std::string> problems;
     if (!trial.initialized) {
@@ -31,14 +31,15 @@ std::vector<std::string> problemsOf(const Trial& trial) {
         return problems;
     }
     if (const std::string disturbance = disturbanceOf(trial); !disturbance.empty())
-        problems.push_back("It broke off: " + disturbance);
+        problems.push_back("The trial ended early: " + disturbance);
     if (trial.end.kind != ChildEnd::Kind::exited) return problems;
     if (!trial.uninitialized) problems.push_back("It could not be unloaded: " + failureOf(trial));
     if (!trial.left.empty())
-        problems.emplace_back("It left objects in the pool, whose code is gone with it.");
+        problems.emplace_back("It left objects in the pool, but their code is unloaded with the plugin.");
     if (trial.uninitialized && !trial.unmapped)
         problems.emplace_back(
-            "Its file stayed in memory after it was closed: it, or something it started, still holds it.");
+            "Its file is still in memory after it was closed: the plugin, or something that it started, "
+            "keeps it open.");
     return problems;
 }
 
@@ -58,11 +59,11 @@ class ProbeCommand : public Command {
 public:
     const char* name() const override { return "probe"; }
     const char* summary() const override {
-        return "Loads, initializes, uninitializes and closes a plugin in a process of its own";
+        return "Loads, initializes, uninitializes and closes a plugin in a separate process";
     }
 
     void addOptions(CLI::App& app) override {
-        app.add_option("FILE", file_, "The plugin's file, or its name")->required();
+        app.add_option("FILE", file_, "The plugin's file or name")->required();
     }
 
     Document run(const Setting& setting) override {
@@ -88,15 +89,14 @@ public:
     }
 
     void print(const Document& document, Page& page) const override {
-        const bool isWell = document["ok"].get<bool>();
-        page.paragraph(
-            {textOf(document, "file") + (isWell ? " comes and goes as it should" : " has problems"),
-             isWell ? Style::good : Style::bad});
+        const bool isOk = document["ok"].get<bool>();
+        page.paragraph({textOf(document, "file") + (isOk ? " loads and unloads cleanly" : " has problems"),
+                        isOk ? Style::good : Style::bad});
         printNames("Problems", textsOf(document["problems"]), Style::bad, page);
         printPhases(document["phases"], page);
         printNames("Initialized in this order", textsOf(document["initializationOrder"]), Style::plain, page);
         printNames("Published objects", textsOf(document["published"]), Style::plain, page);
-        printNames("Not withdrawn", textsOf(document["left"]), Style::bad, page);
+        printNames("Objects not withdrawn", textsOf(document["left"]), Style::bad, page);
         if (const std::string stack = textOf(document, "callStack"); !stack.empty()) {
             page.heading("Call stack");
             page.verbatim(stack);

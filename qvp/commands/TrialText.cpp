@@ -6,7 +6,7 @@
 namespace qvp {
 namespace {
 
-// What went on when a trial broke off: the first phase that was not completed.
+// What was going on when a trial ended early: the first phase that was not completed.
 std::string phaseOfEnd(const Trial& trial) {
     struct Phase {
         const char* name;
@@ -33,7 +33,7 @@ std::string failureOf(const Trial& trial) {
         text += (text.empty() ? "" : "; ") + from + ": " + failure.text;
     }
     if (text.empty()) text = disturbanceOf(trial);
-    return text.empty() ? "the process ended before it was initialized" : text;
+    return text.empty() ? "the process ended before the plugin was initialized" : text;
 }
 
 std::string disturbanceOf(const Trial& trial) {
@@ -42,7 +42,7 @@ std::string disturbanceOf(const Trial& trial) {
         case ChildEnd::Kind::crashed:
             return "its code crashed" + phase + ": " + trial.end.text;
         case ChildEnd::Kind::timedOut:
-            return "its code did not come to an end in time" + phase;
+            return "its code did not finish in time" + phase;
         case ChildEnd::Kind::notStarted:
             return "the trial could not be started: " + trial.end.text;
         default:

@@ -6,11 +6,11 @@
 
 namespace qvp {
 
-/// Why a trial's plugin was not initialized: what the plugin manager said, else how the code ended the
-/// process.
+/// Why the plugin was not initialized: the messages of the plugin manager, or if there are none, how the
+/// process ended.
 std::string failureOf(const Trial& trial);
 
-/// How the code kept the trial from coming to its end, and during which phase; "" when it did not.
+/// Why the trial ended early, and during which phase; "" if it did not.
 std::string disturbanceOf(const Trial& trial);
 
 }  // namespace qvp

@@ -10,45 +10,44 @@
 namespace qvp {
 namespace {
 
-// Who asked for a plugin, who asked for that one, and so on; each plugin once, below the one that it asks
-// for.
-class Askers {
+// The direct and indirect dependents of a plugin, each once, after the plugin that it depends on.
+class Dependents {
 public:
-    explicit Askers(const Catalogue& catalogue) : catalogue_(catalogue) {}
+    explicit Dependents(const Catalogue& catalogue) : catalogue_(catalogue) {}
 
-    Document of(std::size_t place) {
-        seen_.insert(place);
-        for (const std::size_t dependent : catalogue_.entries()[place].dependents) {
+    Document of(std::size_t index) {
+        seen_.insert(index);
+        for (const std::size_t dependent : catalogue_.entries()[index].dependents) {
             for (const Entry::Edge& edge : catalogue_.entries()[dependent].dependencies) {
-                if (edge.target == place && add(dependent, edge, 1)) break;
+                if (edge.target == index && add(dependent, edge, 1)) break;
             }
         }
         return std::move(list_);
     }
 
-    /// Of those who ask for a name that nobody has.
+    /// The dependents of a name for which there is no plugin.
     Document of(const std::string& name) {
-        for (const std::size_t place : catalogue_.readingOrder()) {
-            for (const Entry::Edge& edge : catalogue_.entries()[place].dependencies) {
-                if (QvPluginSystem::rules::isSameName(edge.name, name) && add(place, edge, 1)) break;
+        for (const std::size_t index : catalogue_.readingOrder()) {
+            for (const Entry::Edge& edge : catalogue_.entries()[index].dependencies) {
+                if (QvPluginSystem::rules::isSameName(edge.name, name) && add(index, edge, 1)) break;
             }
         }
         return std::move(list_);
     }
 
 private:
-    bool add(std::size_t place, const Entry::Edge& asked, int level) {
-        if (!seen_.insert(place).second) return false;
-        const Entry& entry = catalogue_.entries()[place];
-        Document asker = shortDocument(entry);
-        asker["asksFor"] = asked.name;
-        asker["required"] = asked.version.toString();
-        asker["state"] = stateOf(entry);
-        asker["level"] = level;
-        list_.push_back(std::move(asker));
+    bool add(std::size_t index, const Entry::Edge& dependency, int level) {
+        if (!seen_.insert(index).second) return false;
+        const Entry& entry = catalogue_.entries()[index];
+        Document document = shortDocument(entry);
+        document["asksFor"] = dependency.name;
+        document["required"] = dependency.version.toString();
+        document["state"] = stateOf(entry);
+        document["level"] = level;
+        list_.push_back(std::move(document));
         for (const std::size_t dependent : entry.dependents) {
             for (const Entry::Edge& edge : catalogue_.entries()[dependent].dependencies) {
-                if (edge.target == place && add(dependent, edge, level + 1)) break;
+                if (edge.target == index && add(dependent, edge, level + 1)) break;
             }
         }
         return true;
@@ -59,16 +58,16 @@ private:
     Document list_ = Document::array();
 };
 
-Document failingOf(const Document& askers) {
+Document failingOf(const Document& dependents) {
     Document failing = Document::array();
-    for (const Document& asker : askers)
-        failing.push_back({{"name", asker["name"]}, {"file", asker["file"]}});
+    for (const Document& dependent : dependents)
+        failing.push_back({{"name", dependent["name"]}, {"file", dependent["file"]}});
     return failing;
 }
 
-Document becauseOf(const Catalogue& catalogue, std::size_t place) {
+Document becauseOf(const Catalogue& catalogue, std::size_t index) {
     Document chain = Document::array();
-    for (const std::size_t link : causeOf(catalogue, place)) {
+    for (const std::size_t link : causeOf(catalogue, index)) {
         Document document = shortDocument(catalogue.entries()[link]);
         document["problem"] = catalogue.entries()[link].problem;
         chain.push_back(std::move(document));
@@ -89,7 +88,7 @@ class WhyCommand : public Command {
 public:
     const char* name() const override { return "why"; }
     const char* summary() const override {
-        return "Why a plugin is not loaded, who asked for it, and what to do";
+        return "Explains why a plugin is not loaded, lists its dependents, and says what to do";
     }
 
     void addOptions(CLI::App& app) override { addPluginArgument(app, plugin_); }
@@ -97,35 +96,35 @@ public:
     Document run(const Setting& setting) override {
         const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,
                                   setting.onProgress);
-        const std::size_t place = catalogue.find(plugin_);
-        return place == Entry::kNone ? aboutMissing(catalogue, setting) : about(catalogue, place, setting);
+        const std::size_t index = catalogue.find(plugin_);
+        return index == Entry::kNone ? aboutMissing(catalogue, setting) : about(catalogue, index, setting);
     }
 
     void print(const Document& document, Page& page) const override { printWhy(document, page); }
 
 private:
-    Document about(const Catalogue& catalogue, std::size_t place, const Setting& setting) const {
-        const Entry& entry = catalogue.entries()[place];
-        const WhySteps taken = takeSteps(catalogue, place, setting);
-        const bool isWell = taken.isWell() && !entry.isDuplicate() && entry.isCalledLikeItsPlugin();
+    Document about(const Catalogue& catalogue, std::size_t index, const Setting& setting) const {
+        const Entry& entry = catalogue.entries()[index];
+        const WhySteps taken = takeSteps(catalogue, index, setting);
+        const bool isOk = taken.isOk() && !entry.isDuplicate() && entry.isCalledLikeItsPlugin();
         Document steps = Document::array();
         for (const Step& step : taken.steps) steps.push_back(stepDocument(step));
-        std::vector<std::string> advice = adviceFor(catalogue, place, taken.steps);
+        std::vector<std::string> advice = adviceFor(catalogue, index, taken.steps);
         if (!entry.isCalledLikeItsPlugin()) advice.push_back(adviceForMisnamed(entry));
         if (entry.isDuplicate())
             advice.push_back("Remove one of the two files: dependents of " + entry.name() + " get " +
                              catalogue.entries()[entry.takenInstead].path + ".");
-        Document askers = Askers(catalogue).of(place);
-        Document failing = taken.isWell() ? Document::array() : failingOf(askers);
-        return {{"ok", isWell},
+        Document dependents = Dependents(catalogue).of(index);
+        Document failing = taken.isOk() ? Document::array() : failingOf(dependents);
+        return {{"ok", isOk},
                 {"argument", plugin_},
                 {"verdict", taken.verdict(entry)},
-                {"plugin", pluginDocument(catalogue, place)},
+                {"plugin", pluginDocument(catalogue, index)},
                 {"steps", std::move(steps)},
                 {"missingLibraries", librariesOf(taken.libraries)},
                 {"dependencies", dependenciesDocument(catalogue, entry)},
-                {"because", entry.problem.empty() ? Document::array() : becauseOf(catalogue, place)},
-                {"askedBy", std::move(askers)},
+                {"because", entry.problem.empty() ? Document::array() : becauseOf(catalogue, index)},
+                {"askedBy", std::move(dependents)},
                 {"fails", std::move(failing)},
                 {"callStack", taken.callStack},
                 {"advice", advice}};
@@ -139,17 +138,17 @@ private:
             steps.push_back(stepDocument({static_cast<StepName>(step), StepState::notReached, 0, {}}));
         steps[0] = stepDocument({StepName::found, StepState::failed, 0,
                                  "There is no file " + plugin_ + " or " + plugin_ + ".qvp."});
-        Document askers = Askers(catalogue).of(plugin_);
-        Document failing = failingOf(askers);
+        Document dependents = Dependents(catalogue).of(plugin_);
+        Document failing = failingOf(dependents);
         return {{"ok", false},
                 {"argument", plugin_},
-                {"verdict", plugin_ + " is not loaded: no file of that name was found."},
+                {"verdict", plugin_ + " is not loaded: no file with that name was found."},
                 {"plugin", Document()},
                 {"steps", std::move(steps)},
                 {"missingLibraries", Document::array()},
                 {"dependencies", Document::array()},
                 {"because", Document::array()},
-                {"askedBy", std::move(askers)},
+                {"askedBy", std::move(dependents)},
                 {"fails", std::move(failing)},
                 {"callStack", ""},
                 {"advice", std::vector<std::string>{adviceForMissing(catalogue, plugin_)}},

@@ -21,7 +21,7 @@ Step dependenciesStep(const Entry& entry) {
         step.state = StepState::failed;
         step.text += (step.text.empty() ? "" : "; ") + edge.problem;
     }
-    // What the manager said holds also where no single dependency shows it.
+    // The manager may report a problem that is not that of a single dependency.
     if (step.state == StepState::ok && !entry.problem.empty())
         step = {step.name, StepState::failed, 0, entry.problem};
     return step;
@@ -38,27 +38,27 @@ Step initializationStep(const Entry& entry, const Setting& setting, std::string&
 
 }  // namespace
 
-bool WhySteps::isWell() const { return !firstFailed(steps); }
+bool WhySteps::isOk() const { return !firstFailed(steps); }
 
 std::string WhySteps::verdict(const Entry& entry) const {
     const Step* failed = firstFailed(steps);
     if (failed) return entry.name() + " is not loaded: " + failed->text;
     if (!entry.isCalledLikeItsPlugin())
-        return entry.name() + " is well, but not found by its name: its file is " + entry.path + ".";
+        return entry.name() + " is OK, but dependents do not find it: its file is " + entry.path + ".";
     if (entry.isDuplicate())
-        return entry.name() + " is well, but its dependents get another file of that name.";
-    return entry.name() + " is well: it is found, loaded and initialized.";
+        return entry.name() + " is OK, but its dependents get another file with that name.";
+    return entry.name() + " is OK: it is found, loaded and initialized.";
 }
 
-WhySteps takeSteps(const Catalogue& catalogue, std::size_t place, const Setting& setting) {
-    const Entry& entry = catalogue.entries()[place];
+WhySteps takeSteps(const Catalogue& catalogue, std::size_t index, const Setting& setting) {
+    const Entry& entry = catalogue.entries()[index];
     Inspection inspection = closeLookAt(entry.path, setting);
     WhySteps taken{std::move(inspection.steps), std::move(inspection.libraries), {}};
-    const bool isUsable = taken.isWell();
+    const bool isUsable = taken.isOk();
     taken.steps.push_back(isUsable ? dependenciesStep(entry)
                                    : Step{StepName::dependencies, StepState::notReached, 0, {}});
-    taken.steps.push_back(taken.isWell() ? initializationStep(entry, setting, taken.callStack)
-                                         : Step{StepName::initialization, StepState::notReached, 0, {}});
+    taken.steps.push_back(taken.isOk() ? initializationStep(entry, setting, taken.callStack)
+                                       : Step{StepName::initialization, StepState::notReached, 0, {}});
     return taken;
 }
 

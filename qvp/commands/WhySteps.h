@@ -7,18 +7,19 @@
 
 namespace qvp {
 
-/// All ten steps of one plugin, and what else came to light on the way.
+/// The ten steps of one plugin, and what was found during them.
 struct WhySteps {
     std::vector<Step> steps;
     std::vector<NeededLibrary> libraries;
-    std::string callStack;  ///< of a crash during initialization
+    std::string callStack;  ///< of a crash during initialization; "" without one
 
-    bool isWell() const;
-    /// One line.
+    bool isOk() const;
+    /// One sentence for the user.
     std::string verdict(const Entry& entry) const;
 };
 
-/// Takes the steps of one file again, closely, and the last one, initialization, if all others were taken.
-WhySteps takeSteps(const Catalogue& catalogue, std::size_t place, const Setting& setting);
+/// Repeats the steps of one file in full detail. If all others succeed, also tries the last one,
+/// initialization.
+WhySteps takeSteps(const Catalogue& catalogue, std::size_t index, const Setting& setting);
 
 }  // namespace qvp

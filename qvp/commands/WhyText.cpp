@@ -34,7 +34,7 @@ void printMissingLibraries(const Document& libraries, Page& page) {
         page.paragraph({textOf(library, "name"), Style::bad}, 2);
         page.paragraph({"needed by " + textOf(library, "neededBy")}, 4, 2);
         if (!isMissing) page.paragraph({"found as " + textOf(library, "file")}, 4, 2);
-        if (isMissing) page.paragraph({"looked for in"}, 4);
+        if (isMissing) page.paragraph({"searched in"}, 4);
         for (const std::string& folder : textsOf(library["lookedIn"])) {
             if (isMissing) page.paragraph({folder, Style::faint}, 6, 2);
         }
@@ -43,14 +43,15 @@ void printMissingLibraries(const Document& libraries, Page& page) {
 
 void printDependencies(const Document& dependencies, Page& page) {
     if (dependencies.empty()) return;
-    page.heading("Needs");
+    page.heading("Dependencies");
     Table table;
     for (const Document& dependency : dependencies) {
         const std::string problem = textOf(dependency, "problem");
         const std::string version = textOf(dependency, "version");
         const std::string since = textOf(dependency, "compatibleSince");
         const std::string offered =
-            version.empty() ? "" : "there is " + shortVersion(version) + ", since " + shortVersion(since);
+            version.empty() ? ""
+                            : "found " + shortVersion(version) + ", compatible since " + shortVersion(since);
         table.rows.push_back(
             {{{problem.empty() ? "ok" : "failed", styleOf(problem.empty() ? "ok" : "failed")},
               {textOf(dependency, "name") + " " + shortVersion(textOf(dependency, "required")),
@@ -64,7 +65,7 @@ void printDependencies(const Document& dependencies, Page& page) {
 
 void printBecause(const Document& chain, Page& page) {
     if (chain.size() < 2) return;
-    page.heading("Because");
+    page.heading("Cause");
     std::size_t indent = 2;
     for (const Document& link : chain) {
         page.paragraph({textOf(link, "name") + ": " + textOf(link, "problem")}, indent, 2);
@@ -73,13 +74,13 @@ void printBecause(const Document& chain, Page& page) {
     }
 }
 
-void printAskers(const Document& askers, Page& page) {
-    page.heading("Asked for by");
-    if (askers.empty()) page.paragraph({"no other plugin", Style::faint}, 2);
-    for (const Document& asker : askers) {
-        const auto level = asker["level"].get<std::size_t>();
-        page.paragraph({textOf(asker, "name") + ", which needs " + textOf(asker, "asksFor") + " " +
-                        shortVersion(textOf(asker, "required")) + "  " + textOf(asker, "file")},
+void printDependents(const Document& dependents, Page& page) {
+    page.heading("Dependents");
+    if (dependents.empty()) page.paragraph({"none", Style::faint}, 2);
+    for (const Document& dependent : dependents) {
+        const auto level = dependent["level"].get<std::size_t>();
+        page.paragraph({textOf(dependent, "name") + " requires " + textOf(dependent, "asksFor") + " " +
+                        shortVersion(textOf(dependent, "required")) + "  " + textOf(dependent, "file")},
                        std::min<std::size_t>(2 * level, 40), 2);
     }
 }
@@ -105,11 +106,11 @@ void printWhy(const Document& document, Page& page) {
         page.paragraph({textOf(document["plugin"], "file"), Style::faint}, 2, 2);
     printSteps(document["steps"], page);
     printMissingLibraries(document["missingLibraries"], page);
-    if (document.contains("lookedIn")) printList("Looked in", textsOf(document["lookedIn"]), page);
+    if (document.contains("lookedIn")) printList("Searched directories", textsOf(document["lookedIn"]), page);
     printDependencies(document["dependencies"], page);
     printBecause(document["because"], page);
-    printAskers(document["askedBy"], page);
-    printList("Fails because of it", namesAndFiles(document["fails"]), page);
+    printDependents(document["askedBy"], page);
+    printList("Plugins that fail because of it", namesAndFiles(document["fails"]), page);
     const std::string stack = textOf(document, "callStack");
     if (!stack.empty()) {
         page.heading("Call stack");

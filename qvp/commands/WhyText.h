@@ -4,7 +4,7 @@
 
 namespace qvp {
 
-/// The text of `qvp why`.
+/// Prints the text output of `qvp why`.
 void printWhy(const Document& document, Page& page);
 
 }  // namespace qvp

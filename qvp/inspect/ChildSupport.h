@@ -5,14 +5,14 @@
 
 namespace qvp {
 
-/// Takes the log: an error throws and a fatal message ends the process, as by the library's own handler, but
-/// nothing is written.
+/// Installs a log handler that writes nothing. As with the library's own handler, an error throws and a fatal
+/// message ends the process.
 void silenceLog();
 
-/// The class's name as it stands in the source.
+/// The class name as written in the source.
 std::string classNameOf(const std::type_info& type);
 
-/// "std::runtime_error: text" for what is being handled.
+/// "std::runtime_error: text" for the exception being handled.
 std::string currentExceptionText();
 
 }  // namespace qvp

@@ -8,25 +8,25 @@
 
 namespace qvp {
 
-// Only those that a child looks at are kept meanwhile.
+// Only inspections whose child is running are kept in memory.
 void inspect(const std::vector<std::string>& files, Depth depth, const ChildLimits& limits,
              const std::function<void(std::size_t, Inspection)>& onInspected) {
     std::size_t next = 0;
-    const auto deliver = [&](std::size_t place, Inspection& inspection) {
+    const auto deliver = [&](std::size_t index, Inspection& inspection) {
         if (depth == Depth::descriptor) dropDetails(inspection);
-        onInspected(place, std::move(inspection));
+        onInspected(index, std::move(inspection));
     };
     const auto nextTask = [&]() -> std::optional<ChildTask> {
         while (next < files.size()) {
-            const std::size_t place = next++;
+            const std::size_t index = next++;
             auto inspection = std::make_shared<Inspection>();
-            if (!takeStaticSteps(files[place], depth, *inspection)) {
-                deliver(place, *inspection);
+            if (!takeStaticSteps(files[index], depth, *inspection)) {
+                deliver(index, *inspection);
                 continue;
             }
-            const auto onEnd = [&, place, inspection](const ChildEnd& end) {
+            const auto onEnd = [&, index, inspection](const ChildEnd& end) {
                 takeReport(end, limits, *inspection);
-                deliver(place, *inspection);
+                deliver(index, *inspection);
             };
             return ChildTask{{kInspectArgument, inspection->file.path}, onEnd};
         }

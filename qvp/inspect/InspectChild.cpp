@@ -21,7 +21,7 @@ using QvPluginSystem::QvPluginInfo;
     endChild(1);
 }
 
-// Calls into the plugin; what it throws is the end.
+// Calls into the plugin; an exception is reported and ends the process.
 template <typename Function>
 auto guarded(Call call, StepName step, const char* where, Function function) {
     reportBegin(call);
@@ -73,7 +73,7 @@ EntryPoints findEntryPoints(void* handle) {
     endWith(StepName::entryPoints, "does not export " + names);
 }
 
-// What the plugin said, for checking it without calling the plugin once more.
+// The plugin's answers, so that they can be checked without calling it again.
 std::string saidBuildInfo;
 std::optional<QvPluginInfo> saidInfo;
 
@@ -105,7 +105,7 @@ void inspectInChild(const std::string& file) {
     writeReport({{"buildInformation", saidBuildInfo}});
     guarded(Call::getPluginInfo, StepName::descriptor, "in GetPluginInfo", [&] {
         saidInfo.emplace(file);
-        entryPoints.getInfo(*saidInfo);  // the manager does not ask for its result either
+        entryPoints.getInfo(*saidInfo);  // the manager ignores its result too
     });
     saidInfo->path = file;
     writeReport({{"descriptor", toJson(*saidInfo)}});

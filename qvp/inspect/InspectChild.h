@@ -5,7 +5,7 @@
 
 namespace qvp {
 
-/// The bodies of the child processes; none returns.
+/// The code that child processes run.
 [[noreturn]] void inspectInChild(const std::string& file);
 /// The arguments are `kWithDefaultDirectory` or `kWithoutDefaultDirectory`, the file, and the directories.
 [[noreturn]] void tryInChild(const std::vector<std::string>& arguments);

@@ -61,7 +61,7 @@ void takeLine(const json& line, Inspection& inspection) {
         failAt(inspection, static_cast<StepName>(failed->get<int>()), line.at("error"), line.at("text"));
 }
 
-// Where the child was when it ended before its time.
+// The call that was under way when the child ended early.
 Call lastCall(const std::vector<json>& lines) {
     Call call = Call::open;
     for (const json& line : lines) call = static_cast<Call>(line.value("begin", static_cast<int>(call)));
@@ -108,8 +108,8 @@ json toJson(const QvPluginInfo& info) {
 
 QvPluginInfo infoFrom(const json& value) {
     QvPluginInfo info;
-    std::size_t place = 0;
-    for (const auto member : kTexts) info.*member = value.at("texts").at(place++).get<std::string>();
+    std::size_t index = 0;
+    for (const auto member : kTexts) info.*member = value.at("texts").at(index++).get<std::string>();
     info.version = versionFrom(value.at("version"));
     info.compatibilityVersion = versionFrom(value.at("compatibilityVersion"));
     for (const json& dependency : value.at("dependencies"))
@@ -136,7 +136,7 @@ void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& insp
         case ChildEnd::Kind::exited:
             return fail("called exit(" + std::to_string(end.code) + ") " + words.during);
         case ChildEnd::Kind::notStarted:
-            return fail("no process could be started to look at it: " + end.text);
+            return fail("no process could be started to examine it: " + end.text);
     }
 }
 

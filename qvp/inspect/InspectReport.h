@@ -6,25 +6,25 @@
 
 #include <string>
 
-/// What the child that looks at a file writes, line by line, and how the parent reads it. A line before and
-/// one after each call into the plugin tells where it was when the child ended.
+/// The report that a child writes about a file, line by line, and how the parent reads it. A line before each
+/// call into the plugin and one after it tell the parent what the child was doing when it ended.
 namespace qvp {
 
-/// The calls, in their order.
+/// The calls into the plugin, in order.
 enum class Call { open, getPluginBuildInfo, getPluginInfo };
 
-/// In the child. Texts that are not UTF-8 are written with replacements.
+/// For the child. Invalid UTF-8 is replaced.
 void reportBegin(Call call);
 void reportFailure(StepName step, int errorNumber, const std::string& text);
 void writeReport(const nlohmann::json& line);
 
-/// The lines of a report; what is no whole JSON object is left out.
+/// The lines of a report; lines that are not complete JSON objects are omitted.
 std::vector<nlohmann::json> linesOf(const std::string& report);
 
 nlohmann::json toJson(const QvPluginSystem::QvPluginInfo& info);
 QvPluginSystem::QvPluginInfo infoFrom(const nlohmann::json& value);
 
-/// Adds to the inspection what the child has reported, and how it ended.
+/// Adds the child's report and the way it ended to the inspection.
 void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& inspection);
 
 }  // namespace qvp

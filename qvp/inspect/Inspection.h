@@ -14,7 +14,7 @@
 
 namespace qvp {
 
-/// One of the steps from a file to a running plugin, in the order in which they are taken.
+/// The steps from a file to a running plugin, in order.
 enum class StepName {
     found,
     readable,
@@ -33,12 +33,12 @@ enum class StepState { ok, failed, notReached };
 struct Step {
     StepName name;
     StepState state = StepState::notReached;
-    int errorNumber = 0;  ///< the system's, where it gave one
-    std::string text;     ///< what is wrong, in one sentence; "" when it is well
+    int errorNumber = 0;  ///< the system's error number, or 0
+    std::string text;     ///< what is wrong, in one sentence; "" if OK
 };
 
-/// What is known of one file by itself: the steps up to `descriptor`. What depends on other plugins is added
-/// by `Catalogue`.
+/// What is known about one file without other plugins: the steps up to `descriptor`. `Catalogue` adds what
+/// depends on other plugins.
 struct Inspection {
     LibraryFile file;
     std::vector<NeededLibrary> libraries;
@@ -47,51 +47,50 @@ struct Inspection {
     std::string buildInformation;  ///< the plugin's text
     std::optional<QvPluginSystem::QvPluginInfo> descriptor;
     std::vector<Step> steps;  ///< found ... descriptor
-    std::string printed;      ///< what the plugin's code printed while it was looked at
+    std::string printed;      ///< what the plugin's code printed while it was inspected
 };
 
 enum class Depth {
-    descriptor,  ///< the steps, the descriptor and the libraries that are missing
-    everything   ///< and all the rest
+    descriptor,  ///< the steps, the descriptor and the missing libraries
+    everything   ///< all members
 };
 
-/// Looks at files; the code in them runs in child processes only. `onInspected` is called on the calling
-/// thread as each is done, in no order, with its place in the list. A file that fails by its libraries is not
-/// opened.
+/// Inspects files; their code runs only in child processes. Calls `onInspected` on the calling thread for
+/// each finished file, in any order, with its index in `files`. A file is not opened if a library that it
+/// needs is missing or unusable.
 void inspect(const std::vector<std::string>& files, Depth depth, const ChildLimits& limits,
              const std::function<void(std::size_t, Inspection)>& onInspected);
 
-/// A plugin loaded, with its dependencies, initialized, uninitialized and closed in a child.
+/// The result of loading, initializing, uninitializing and closing a plugin with its dependencies in a child.
 struct Trial {
     struct Failure {
         std::string file;
-        std::string plugin;  ///< "" where it has no descriptor
-        std::string text;    ///< the plugin manager's own
+        std::string plugin;  ///< its name; "" without a descriptor
+        std::string text;    ///< as reported by the plugin manager
     };
     struct Phase {
         std::string name;    ///< "load", "initialize", "uninitialize", "close"
-        double seconds = 0;  ///< of the second and the third those of the plugin's dependencies are part
+        double seconds = 0;  ///< "initialize" and "uninitialize" include the dependencies
     };
 
     bool initialized = false;
     bool uninitialized = false;
-    bool unmapped = false;           ///< after closing, the file was not in memory any more
-    std::vector<Phase> phases;       ///< those that were completed
-    std::vector<std::string> order;  ///< names of the plugins, in the order of their initialization
-    std::vector<Failure> failures;   ///< as the manager told them
-    std::vector<std::string>
-        published;                  ///< classes of the objects that were in the pool after initialization
-    std::vector<std::string> left;  ///< classes of those that were still there at the end
-    std::string crashStack;         ///< the call stack, one frame a line; "" without a crash
+    bool unmapped = false;               ///< after closing, the file was no longer in memory
+    std::vector<Phase> phases;           ///< the completed ones
+    std::vector<std::string> order;      ///< names of plugins in order of initialization
+    std::vector<Failure> failures;       ///< as reported by the manager
+    std::vector<std::string> published;  ///< classes of the objects in the pool after initialization
+    std::vector<std::string> left;       ///< classes of the objects still in the pool at the end
+    std::string crashStack;              ///< the call stack, one frame per line; "" without a crash
     ChildEnd end;
 };
 
-/// `directories` are searched for the dependencies, after the library's default where that is asked for.
+/// Searches `directories` for dependencies, after the library's default directory if `withDefaultDirectory`.
 Trial tryPlugin(const std::string& file, const std::vector<std::string>& directories,
                 bool withDefaultDirectory, std::chrono::milliseconds limit);
 
-/// The child's side of `inspect` and `tryPlugin`: what to run when the program was started with these
-/// arguments; nothing when they are not a child's.
+/// The child's side of `inspect` and `tryPlugin`. If the arguments are those of a child, runs it and returns
+/// its exit code; otherwise returns nothing.
 std::optional<int> runAsChild(int argc, char** argv);
 
 }  // namespace qvp

@@ -19,16 +19,16 @@ bool fails(const NeededLibrary& library) {
     return !library.isNeededLater && (library.path.empty() || library.problem != Problem::none);
 }
 
-// "libfoo.so.1 (for libbar.so), which is in none of 7 folders"
+// "libfoo.so.1 (for libbar.so), which was not found in 7 folders"
 std::string missingText(const NeededLibrary& library, const std::string& file) {
     std::string text = library.name;
     if (library.neededBy != file) text += " (for " + QvPlatform::File(library.neededBy).getName() + ")";
     if (!library.path.empty())
         return text + ", which was found as " + library.path + ", but " + library.problemText;
     const std::size_t count = library.lookedIn.size();
-    const std::string folders = count == 1 ? "not in " + library.lookedIn.front()
-                                           : "in none of " + std::to_string(count) + " folders";
-    return text + ", which is " + (count == 0 ? "not there" : folders);
+    text += ", which was not found";
+    if (count == 0) return text;
+    return text + " in " + (count == 1 ? library.lookedIn.front() : std::to_string(count) + " folders");
 }
 
 std::string librariesProblem(const Inspection& inspection) {

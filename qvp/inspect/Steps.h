@@ -6,16 +6,16 @@
 
 namespace qvp {
 
-/// All steps up to `descriptor`, well.
+/// Marks all steps through `descriptor` as OK.
 void setAllSteps(Inspection& inspection);
 
-/// Those before it are well, it has failed, and the others were not reached.
+/// Marks the steps before `name` as OK, `name` as failed, and the later ones as not reached.
 void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text);
 
-/// The steps that run none of the file's code; false when one has failed.
+/// Takes the steps that run none of the file's code. Returns false if one failed.
 bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspection);
 
-/// Leaves what `Depth::descriptor` asks for: the rest is most of the memory that many plugins would take.
+/// Drops what `Depth::descriptor` does not include, to save memory: with many plugins it is most of the data.
 void dropDetails(Inspection& inspection);
 
 }  // namespace qvp

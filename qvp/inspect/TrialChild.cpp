@@ -38,7 +38,7 @@ void timed(const char* phase, Function function) {
     writeReport({{"phase", phase}, {"seconds", time.count()}});
 }
 
-// The names are taken while the objects are there: one that is forgotten in the pool may be gone later.
+// Keeps the class names, because an object left in the pool may be destroyed before the last look.
 class Pool {
 public:
     explicit Pool(const QvPluginManager& manager) : manager_(manager) {}
@@ -60,8 +60,7 @@ private:
     std::map<const QvPluginObject*, std::string> names_;
 };
 
-// The file is held open on its own account, so that opening and closing it can be timed; the manager opens it
-// too.
+// Opens the file itself too, in addition to the manager, to measure the time of opening and closing.
 class Attempt {
 public:
     Attempt(std::string file, QvPluginManager& manager) : file_(std::move(file)), manager_(manager) {}
@@ -116,7 +115,7 @@ private:
 };
 
 void setDirectories(QvPluginManager& manager, bool withDefault, const std::vector<std::string>& directories) {
-    // The manager lets go of what was added, also when it searched there before.
+    // The manager removes only directories that were added, so the default one is added first.
     const std::string standard = manager.getPluginSearchDirs().front();
     manager.addPluginSearchDir(standard);
     if (!withDefault) manager.removePluginSearchDir(standard);

@@ -2,7 +2,8 @@
 
 namespace qvp::templates {
 
-/// The files of a new plugin, with "@NAME@" and "@VERSION@" where its name and the product's version go.
+/// The files of a new plugin project. "@NAME@" and "@VERSION@" are placeholders for the plugin's name and the
+/// product's version.
 extern const char* const kCMakeLists;
 extern const char* const kPlugin;
 extern const char* const kLoadTest;

@@ -44,7 +44,7 @@ std::vector<std::size_t> naturalWidths(const Table& table) {
     return widths;
 }
 
-// The widest columns give up what is too much.
+// Narrows the widest columns until the table fits.
 void fit(std::vector<std::size_t>& widths, std::size_t room) {
     const auto used = [&] {
         const auto columns = static_cast<std::size_t>(

@@ -13,28 +13,28 @@ struct Cell {
     Style style = Style::plain;
 };
 
-/// Rows of cells; a column that is empty everywhere is left out, and each cell is wrapped within its column.
+/// Rows of cells. Columns that are empty in all rows are omitted; text is wrapped within its column.
 struct Table {
     struct Row {
         std::vector<Cell> cells;
         Cell note;  ///< below the row, across all columns
     };
-    std::vector<std::string> titles;  ///< none for a table without
+    std::vector<std::string> titles;  ///< empty for a table without titles
     std::vector<Row> rows;
 };
 
-/// Text for people, 100 columns wide.
+/// Text output, 100 columns wide.
 class Page {
 public:
     static constexpr std::size_t kWidth = 100;
 
     Page(std::ostream& out, bool hasColours) : out_(out), hasColours_(hasColours) {}
 
-    /// With a blank line before it.
+    /// Prints a blank line first, except at the start.
     void heading(const std::string& text);
     void paragraph(const Cell& text, std::size_t indent = 0, std::size_t furtherIndent = 0);
     void table(const Table& table, std::size_t indent = 2);
-    /// As it stands.
+    /// Prints the text unchanged.
     void verbatim(const std::string& text) { out_ << text; }
 
 private:

@@ -46,7 +46,7 @@ const std::map<std::string, Colours>& stateColours() {
     return colours;
 }
 
-// The name, and below it what there is to know.
+// The line below the name: version and state.
 std::string secondLine(const Json& node) {
     const auto state = node["state"].get<std::string>();
     std::string version = node["version"].is_null() ? "" : shortVersion(node["version"].get<std::string>());

@@ -8,16 +8,16 @@ namespace {
 
 bool continues(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
-std::size_t lengthAt(const std::string& text, std::size_t place) {
-    std::size_t end = place + 1;
+std::size_t lengthAt(const std::string& text, std::size_t offset) {
+    std::size_t end = offset + 1;
     while (end < text.size() && continues(text[end])) ++end;
-    return end - place;
+    return end - offset;
 }
 
 // East Asian scripts take two columns a character; those begin at U+1100, three bytes long.
-std::size_t columnsAt(const std::string& text, std::size_t place) {
-    const auto byte = [&](std::size_t offset) {
-        return place + offset < text.size() ? static_cast<unsigned char>(text[place + offset]) : 0U;
+std::size_t columnsAt(const std::string& text, std::size_t offset) {
+    const auto byte = [&](std::size_t i) {
+        return offset + i < text.size() ? static_cast<unsigned char>(text[offset + i]) : 0U;
     };
     const std::uint32_t lead = byte(0);
     if (lead >= 0xF0U) return 2;
@@ -41,7 +41,8 @@ std::size_t fitting(const std::string& text, std::size_t width) {
     return end;
 }
 
-// Where to cut a text of which `end` bytes fit: a good place in the second half, or else there.
+// Where to cut a text if `end` bytes fit: at the last blank, "/" or "," of the last two thirds, else at
+// `end`.
 std::size_t cutBefore(const std::string& text, std::size_t end) {
     if (text[end] == ' ') return end;
     const auto blank = text.rfind(' ', end - 1);
@@ -54,8 +55,8 @@ std::size_t cutBefore(const std::string& text, std::size_t end) {
 
 std::size_t columnsOf(const std::string& text) {
     std::size_t columns = 0;
-    for (std::size_t place = 0; place < text.size(); place += lengthAt(text, place))
-        columns += columnsAt(text, place);
+    for (std::size_t offset = 0; offset < text.size(); offset += lengthAt(text, offset))
+        columns += columnsAt(text, offset);
     return columns;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-/// Letter case as the whole library sees it: ASCII only, folded to lower case, never by the locale.
+/// Case folding for the whole library: ASCII letters to lower case, independent of the locale.
 namespace base {
 
 template <typename Char>

@@ -11,7 +11,7 @@ struct CpuIdRegisters {
     std::uint32_t edx = 0;
 };
 
-/// What the processor says of itself under a number, in sub-leaf 0; zeros when it has no such instruction.
+/// The result of the CPUID instruction for a leaf, sub-leaf 0; zeros if the processor does not have it.
 CpuIdRegisters cpuId(std::uint32_t leaf);
 
 }  // namespace base

@@ -4,7 +4,7 @@
 
 namespace base {
 
-/// Tries for a while, at growing intervals, and then waits. Apart, so that taking a free lock stays short.
+/// Tries for a while, at growing intervals, and then waits. A separate function, to keep the fast path short.
 template <typename TryLock, typename Lock>
 [[gnu::noinline]] void spinAndLock(TryLock tryLock, Lock lock) {
     constexpr int kTries = 32;
@@ -18,8 +18,8 @@ template <typename TryLock, typename Lock>
     lock();
 }
 
-/// Takes a lock whose holder needs less time than a thread that falls asleep and is woken. `tryLock` says
-/// whether it got the lock, `lock` blocks until it has.
+/// Acquires a lock that is usually held for less time than it takes to block and wake a thread. `tryLock`
+/// returns whether it acquired the lock; `lock` blocks until it has.
 template <typename TryLock, typename Lock>
 void spinThenLock(TryLock tryLock, Lock lock) {
     if (!tryLock()) spinAndLock(tryLock, lock);

@@ -15,7 +15,7 @@ constexpr bool isSurrogate(char32_t value) { return value >= 0xD800 && value <= 
 
 struct Sequence {
     char32_t value;
-    std::size_t length;  // 0: the bytes do not decode
+    std::size_t length;  // 0 if the bytes do not decode
 };
 
 constexpr Sequence kUndecodable{0, 0};
@@ -72,7 +72,7 @@ void appendBytes(std::string& out, char32_t value) {
     }
 }
 
-// What one undecodable byte, or a surrogate written in three bytes, becomes.
+// The code unit for an undecodable byte or a surrogate encoded in three bytes.
 template <typename Char>
 std::size_t appendDecoded(std::basic_string<Char>& out, std::string_view bytes) {
     const Sequence sequence = decodeSequence(bytes);

@@ -4,10 +4,10 @@
 #include <string_view>
 
 /// UTF-8 to wide text and back. `Char` is char16_t, char32_t or wchar_t; its size chooses the encoding
-/// and how text that is none is kept:
-/// - 16 bits: a lone surrogate takes three bytes and comes back; a byte that does not decode is U+FFFD.
-/// - 32 bits: a byte that does not decode is U+DC80 plus its low seven bits and comes back as that byte;
-///   any other value that is no character is U+FFFD.
+/// and how invalid text is represented:
+/// - 16 bits: a lone surrogate takes three bytes and survives a round trip; an invalid byte becomes U+FFFD.
+/// - 32 bits: an invalid byte becomes U+DC80 plus its low seven bits and survives a round trip;
+///   any other value that is not a character becomes U+FFFD.
 namespace base {
 
 template <typename Char>

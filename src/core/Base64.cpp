@@ -1,5 +1,5 @@
-// Base64 of RFC 4648, section 4. Encoding looks two output characters up at a time; decoding adds up four
-// table entries, one for each place of a group, of which any may carry the mark of a foreign character.
+// Base64 of RFC 4648, section 4. Encoding looks up two output characters at a time. Decoding combines four
+// table entries, one for each position in a group; each entry may carry the mark of a foreign character.
 
 #include <QvPlatform/core/StringUtils.h>
 
@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::uint32_t kForeign = 0x80000000;
 
-// The two characters of each twelve bits, in the order in which they lie in memory.
+// The two characters for each twelve-bit value, in memory order.
 constexpr auto kPairs = [] {
     std::array<std::uint16_t, 4096> pairs{};
     for (std::size_t i = 0; i < pairs.size(); ++i) {
@@ -28,7 +28,7 @@ constexpr auto kPairs = [] {
     return pairs;
 }();
 
-// The value of each character moved to its place in a group's 24 bits.
+// The value of each character, shifted to its position in the 24 bits of a group.
 using PlaceTable = std::array<std::uint32_t, 256>;
 constexpr auto kPlaces = [] {
     std::array<PlaceTable, 4> places{};
@@ -68,7 +68,7 @@ void storeBytes(std::uint32_t bits, std::size_t count, char* out) {
     for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<char>(bits >> (16U - 8U * i) & 0xFFU);
 }
 
-// What precedes the first foreign character of the last group; returns the number of bytes.
+// Decodes the characters of the last group before the first foreign one. Returns the number of bytes.
 std::size_t decodeRest(std::string_view rest, char* out) {
     std::uint32_t bits = 0;
     std::size_t count = 0;

@@ -1,14 +1,14 @@
 #pragma once
 
-// The bytes are the coefficients of a polynomial, of which the checksum is the remainder by the CRC's own.
-// Sixteen bytes times x^n modulo that polynomial can take the place of sixteen bytes that stand n bits
-// earlier, so blocks are multiplied into later ones until one is left, and that one is divided by a
-// multiplication with the reciprocal. (V. Gopal and others, "Fast CRC Computation for Generic Polynomials
-// Using PCLMULQDQ Instruction", 2009.)
+// The bytes are the coefficients of a polynomial. The checksum is the remainder of its division by the CRC
+// polynomial. A block of sixteen bytes can be replaced by its product with x^n, modulo the CRC polynomial,
+// added to the block n bits later. So blocks are folded into later ones until one is left. That one is
+// divided by multiplying it with the reciprocal of the CRC polynomial. (V. Gopal and others, "Fast CRC
+// Computation for Generic Polynomials Using PCLMULQDQ Instruction", 2009.)
 //
-// Each instruction set has a source of its own, which defines QV_FOLDING, the attribute that makes a function
-// use it, unless it is the narrowest set, includes this header and gives `Vector`, its register and what is
-// done with one.
+// Each instruction set has its own source file, which includes this header and provides `Vector`: the
+// register type and its operations. All but the narrowest set first define QV_FOLDING, the attribute that
+// makes a function use the instruction set.
 
 #include "core/CRC32Paths.h"
 
@@ -37,8 +37,8 @@ constexpr std::uint64_t reciprocal() {
     return quotient;
 }
 
-/// What moves sixteen bytes over so many later ones: one factor for each half, one bit up, as the
-/// multiplication wants it.
+/// The factors that fold sixteen bytes into those `kBytes` later: one for each half, shifted by one bit as
+/// the multiplication of reflected values requires.
 template <std::size_t kBytes>
 struct Across {
     static constexpr std::uint64_t kFirst = powerOfX(8 * kBytes + 32) << 1U;
@@ -64,8 +64,9 @@ QV_FOLDING inline __m128i foldLane(__m128i later, __m128i lane, __m128i factors)
     return _mm_xor_si128(later, _mm_xor_si128(first, second));
 }
 
-// The lane and the fewer than sixteen bytes after it: the last sixteen of the two together stay, and what
-// stands before them is folded into these. Sixteen bytes and more stand before `rest`.
+// Folds the lane into the last bytes, which are fewer than sixteen: of the lane and the rest together, the
+// last sixteen bytes stay and the bytes before them are folded into these. Precondition: at least sixteen
+// bytes precede `rest`.
 QV_FOLDING inline __m128i foldRest(__m128i lane, const unsigned char* rest, std::size_t count) {
     alignas(kLane) static constexpr unsigned char kPlaces[3 * kLane] = {
         0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
@@ -78,8 +79,8 @@ QV_FOLDING inline __m128i foldRest(__m128i lane, const unsigned char* rest, std:
     return foldLane(last, leaving, laneFactors<kLane>());
 }
 
-// The remainder of the lane times x^32: its first half is brought down to 96 bits, then the 64 bits of the
-// quotient give what is to be taken away.
+// The remainder of the lane times x^32. The first half is folded, which leaves 96 bits; then the quotient
+// gives the multiple of the polynomial to subtract.
 QV_FOLDING inline std::uint32_t remainderOf(__m128i lane) {
     constexpr std::uint64_t kToFirst = powerOfX(95) << 32U;
     constexpr std::uint64_t kReciprocal = reciprocal();
@@ -93,7 +94,7 @@ QV_FOLDING inline std::uint32_t remainderOf(__m128i lane) {
     return static_cast<std::uint32_t>(_mm_extract_epi32(value, 3) ^ _mm_extract_epi32(multiple, 2));
 }
 
-// Takes whole blocks of four vectors, at least one. The result stands for all bytes taken.
+// Folds whole blocks of four vectors, at least one, and advances past them. The result replaces these bytes.
 template <typename Vector>
 QV_FOLDING inline auto foldBlocks(typename Vector::Register start, const unsigned char*& bytes,
                                   std::size_t& count) {
@@ -114,7 +115,7 @@ QV_FOLDING inline auto foldBlocks(typename Vector::Register start, const unsigne
     return Vector::fold(d, a, Vector::template factors<3 * kSize>());
 }
 
-// Takes whole vectors, at least one.
+// Folds whole vectors, at least one, and advances past them.
 template <typename Vector>
 QV_FOLDING inline __m128i foldVectors(std::uint32_t crc, const unsigned char*& bytes, std::size_t& count) {
     auto value = Vector::startingWith(crc);

@@ -24,7 +24,7 @@ struct Vector {
         constexpr int kSumOfThree = 0x96;
         return _mm512_ternarylogic_epi64(later, first, second, kSumOfThree);
     }
-    // The form without a mask sets off a false warning of GCC 12.
+    // The form without a mask triggers a false warning of GCC 12.
     template <int kIndex>
     QV_FOLDING static __m128i laneOf(Register value) {
         return _mm512_maskz_extracti32x4_epi32(0xF, value, kIndex);

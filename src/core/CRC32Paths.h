@@ -4,22 +4,22 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The ways in which the CRC-32 register takes bytes. All give the same, for any number of bytes at any
-/// alignment; `crc` is the register, not the finished checksum.
+/// The implementations that update a CRC-32 register. All give the same result, for any number of bytes at
+/// any alignment. `crc` is the register, not the finished checksum.
 namespace Qv::detail {
 
 using CrcPath = std::uint32_t (*)(std::uint32_t crc, const unsigned char* bytes, std::size_t count);
 
-/// Sixteen bytes a step, by one table for each.
+/// Processes sixteen bytes per step, with one table for each byte.
 std::uint32_t crcByTables(std::uint32_t crc, const unsigned char* bytes, std::size_t count);
 
-/// By carry-less multiplication in registers of so many bits; null where the processor or the operating
-/// system does not offer it.
+/// Carry-less multiplication in registers of that many bits; null if the processor or the operating system
+/// does not support it.
 CrcPath crcByFolding128();
 CrcPath crcByFolding256();
 CrcPath crcByFolding512();
 
-/// All of them, the fastest first; the last is never null.
+/// All implementations, the fastest first; the last one is never null.
 inline std::array<CrcPath, 4> crcPaths() {
     return {crcByFolding512(), crcByFolding256(), crcByFolding128(), crcByTables};
 }

@@ -24,7 +24,7 @@ constexpr Table byteTable() {
     return table;
 }
 
-// What a byte becomes with 0, 1, 2... zero bytes after it.
+// The register for a byte followed by 0, 1, 2... zero bytes.
 constexpr auto kTables = [] {
     std::array<Table, kStep> tables{};
     tables[0] = byteTable();
@@ -37,7 +37,7 @@ constexpr auto kTables = [] {
     return tables;
 }();
 
-// What eight bytes become with the bytes after them, for which the first table stands.
+// The register for eight bytes; `after` is the table for the number of bytes that follow them.
 std::uint32_t lookUp(std::uint64_t word, const Table* after) {
     std::uint32_t crc = 0;
     for (std::size_t i = 8; i-- != 0; word >>= 8U) crc ^= after[i][word & 0xFFU];

@@ -7,8 +7,8 @@ namespace {
 
 constexpr int kLevelWidth = 2;
 
-// What each stream keeps for its level. Taken when the library is loaded, so that no forked process finds it
-// half made.
+// The index of the indentation level in each stream's storage. Allocated when the library is loaded, so that
+// no forked process finds it half initialized.
 const int slot = std::ios_base::xalloc();
 
 long& levelOf(std::ostream& stream) { return stream.iword(slot); }

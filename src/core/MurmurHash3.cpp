@@ -1,5 +1,5 @@
-// MurmurHash3, final version, by its published description: each lane takes its words of a block, mixes them
-// and is mixed with its neighbour; the bytes after the last block go through the lanes' first step only.
+// MurmurHash3, final version, from its published description: each lane mixes its words of a block and is
+// then mixed with the next lane; the bytes after the last block go only through the first step.
 
 #include <QvPlatform/core/MurmurHash3.h>
 
@@ -35,7 +35,7 @@ std::uint64_t finalMix(std::uint64_t k) {
     return k ^ k >> 33U;
 }
 
-/// What happens to one word of a block before it meets its lane.
+/// Scrambles one word of a block before it is combined with its lane.
 template <typename Word>
 struct Scramble {
     Word first;
@@ -45,14 +45,14 @@ struct Scramble {
     Word operator()(Word word) const { return std::rotl(word * first, rotation) * second; }
 };
 
-/// What happens to a lane after it took its word; `neighbour` is the lane that is added.
+/// Mixes a lane after its word was added; `neighbour` is the lane to add.
 template <typename Word>
 struct Step {
     int rotation;
     Word added;
 };
 
-/// A variant with several lanes, each of which adds the next one.
+/// A variant with several lanes; each one adds the next one.
 template <typename Word, std::size_t kLaneCount>
 struct Variant {
     std::array<Scramble<Word>, kLaneCount> scrambles;
@@ -62,8 +62,9 @@ struct Variant {
     static constexpr auto kLanes = std::make_index_sequence<kLaneCount>();
 };
 
-// Scrambles the words in the lower halves of a vector, which belong to the lanes `kLane` and `kLane + 2`, all
-// by multiplications: the rotation is one by a power of two whose two halves come together.
+// Scrambles the words in the lower halves of a vector, which belong to the lanes `kLane` and `kLane + 2`,
+// using only multiplications: a rotation is a multiplication by a power of two, with both halves of the
+// product combined.
 template <const auto& kVariant, std::size_t kLane>
 std::array<std::uint32_t, 4> scrambledPair(__m128i words) {
     constexpr auto kOne = kVariant.scrambles[kLane];
@@ -80,7 +81,7 @@ std::array<std::uint32_t, 4> scrambledPair(__m128i words) {
     return pair;
 }
 
-// Four words in vectors, because eight multiplications one by one would take longer than all else.
+// Four words at a time in vectors, because eight single multiplications would dominate the running time.
 template <const auto& kVariant>
 std::array<std::uint32_t, 4> scrambledBlock(const std::array<std::uint32_t, 4>& block) {
     __m128i words;
@@ -95,7 +96,7 @@ std::array<std::uint64_t, 2> scrambledBlock(const std::array<std::uint64_t, 2>& 
     return {kVariant.scrambles[0](block[0]), kVariant.scrambles[1](block[1])};
 }
 
-// The lanes are written out, not looped over, so that they stay in registers and do not become vectors.
+// The lanes are expanded instead of looped over, so that they stay in registers and are not vectorized.
 template <const auto& kVariant, typename State, std::size_t... kLane>
 void takeBlock(State& state, const unsigned char* block, std::index_sequence<kLane...>) {
     State words;
@@ -156,7 +157,7 @@ constexpr Variant<std::uint64_t, 2> kX64With128Bits{
 
 }  // namespace
 
-// One lane, which has no neighbour to add.
+// A single lane has no neighbour to add.
 void MurmurHash3_x86_32(const void* key, int len, unsigned int seed, void* out) {
     constexpr Scramble<std::uint32_t> kScramble{0xCC9E2D51, 15, 0x1B873593};
     const auto length = static_cast<std::size_t>(std::max(len, 0));

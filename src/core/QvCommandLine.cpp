@@ -35,8 +35,8 @@ std::vector<std::string> copyOf(int argc, Char** argv) {
     return texts;
 }
 
-// The number at the text's beginning, as the C library's conversions read it, but by no locale; 0 when
-// there is none or it is out of range.
+// The number at the start of the text, as the C library reads it, but independent of the locale; 0 if there
+// is none or it is out of range.
 template <typename Number>
 Number numberIn(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
@@ -46,13 +46,13 @@ Number numberIn(std::string_view text) {
     return number;
 }
 
-// Zero is what a text without a number gives, so only the plain text counts as one.
+// A text without a number yields zero too, so zero is accepted only as "0".
 template <typename Number>
 bool isBad(Number number, const std::string& text) {
     return number == Number{} && text != "0";
 }
 
-// Before anything is eaten, since the option may be the text of an argument.
+// Must run before arguments are removed, because `option` may point to the text of one.
 void logMissing(const char* message, const char* option) {
     detail::logQuietly([=] { LogDebug(message, option); });
 }
@@ -108,7 +108,7 @@ bool QvCommandLine::checkForList(const char* const* options, bool eat) {
         LogError("QvCommandLine::checkForList: You must pass in a valid char*[]\n");
         return false;
     }
-    std::vector<std::string> wanted;  // copies, since an option may be the text of an argument that is eaten
+    std::vector<std::string> wanted;  // copies, because an option may point to an argument that is removed
     for (; *options; ++options) wanted.emplace_back(*options);
     bool found = false;
     for (const std::string& option : wanted) found = checkFor(option.c_str(), eat) || found;

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Stands before each aligned block: how far the block lies behind what the heap gave.
+/// Stored before each aligned block: the distance of the block from the start of the heap's block.
 using Offset = std::uint32_t;
 
 void* zeroed(std::size_t size) { return std::calloc(1, size); }

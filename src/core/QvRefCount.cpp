@@ -9,8 +9,8 @@
 namespace Qv {
 namespace {
 
-// What is added to the count, first when the last reference goes and then while the observers are told. Both
-// lie so far below zero that no reference made during the destruction brings the count back to zero.
+// Added to the count: the first when the last reference is released, the second while observers are notified.
+// Both are far below zero, so that references made during destruction never bring the count back to zero.
 constexpr std::int32_t kGoing = -(1 << 29);
 constexpr std::int32_t kTelling = -(1 << 30);
 
@@ -45,8 +45,8 @@ QvRefCount::QvRefCount(const QvRefCount&) : QvRefCount() {}
 // The count belongs to the object, not to its value.
 QvRefCount& QvRefCount::operator=(const QvRefCount&) { return *this; }
 
-// Each observer leaves the list before it is told, so it may withdraw or delete itself or others. Nothing is
-// allocated.
+// Each observer is removed from the list before it is notified, so it may remove or delete itself or others.
+// Nothing is allocated.
 QvRefCount::~QvRefCount() {
     const std::int32_t left = referencesIn(data_->count.exchange(kTelling));
     auto& untold = data_->subscribers;

@@ -20,7 +20,7 @@ namespace {
 
 using boost::uuids::uuid;
 
-// Most names are no UUID by their length already, and need not be thrown back by the parser.
+// The length alone rules out most names, which avoids an exception from the parser.
 bool parse(const std::string& text, char (&bytes)[16]) {
     constexpr std::size_t kDigits = 32;
     constexpr std::size_t kDashes = 4;
@@ -31,12 +31,12 @@ bool parse(const std::string& text, char (&bytes)[16]) {
         const uuid value = boost::uuids::string_generator()(text.data(), text.data() + text.size());
         std::memcpy(bytes, value.data, sizeof bytes);
         return true;
-    } catch (const std::exception&) {  // of bad text only, even if there is no memory to say so
+    } catch (const std::exception&) {  // only for bad text, even if memory for the message runs out
         return false;
     }
 }
 
-// Made when the library is loaded, so that no forked process finds it half made.
+// Created when the library is loaded, so that no forked process finds it half initialized.
 constexpr char kZeros[16] = {};
 const QvUuid nullUuid(kZeros);
 
@@ -111,7 +111,7 @@ bool QvUuid::isNull() const {
     return std::all_of(bytes, bytes + sizeof bytes_, [](char byte) { return byte == 0; });
 }
 
-// One generator for each value: kept, it would give a forked process the same ones.
+// One generator per value: a shared one would produce the same values in a forked process.
 char* QvUuid::getUUid() const {
     if (!hasValue_) {
         const uuid value = boost::uuids::random_generator()();

@@ -14,7 +14,7 @@ int threeWay(std::int32_t a, std::int32_t b) { return a < b ? -1 : a > b ? 1 : 0
 
 const QvVersion QvVersion::QuorexVersion;
 
-// Not a copy of QuorexVersion: another file's static may be made before that one.
+// Not a copy of QuorexVersion, which may be initialized later than this object.
 QvVersion::QvVersion()
     : QvVersion(QV_VERSION_MAJOR, QV_VERSION_MINOR, QV_VERSION_SERVICE_PACK, QV_VERSION_BUILD,
                 kProductLabel) {}
@@ -23,7 +23,7 @@ QvVersion::QvVersion(const std::string& text) : QvVersion(0, 0, 0, 0, std::strin
 
 QvVersion::QvVersion(int majorPart, int minorPart, int servicePackPart, int buildPart,
                      const std::string& labelText)
-    // Braces, since a C library header may define functions of these names as macros.
+    // Braces, because a C library header may define functions of these names as macros.
     : major{majorPart}, minor{minorPart}, servicePack{servicePackPart}, build{buildPart}, label(labelText) {}
 
 QvVersion::QvVersion(const QvVersion& other)

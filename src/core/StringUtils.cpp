@@ -25,7 +25,7 @@ private:
     bool contains_[256] = {};
 };
 
-// Calls `use` with each piece of the text that has no delimiter.
+// Calls `use` with each piece of the text between delimiters.
 template <typename Use>
 void forEachToken(std::string_view text, const ByteSet& delimiters, Use use) {
     const char* const end = text.data() + text.size();
@@ -41,7 +41,7 @@ void forEachToken(std::string_view text, const ByteSet& delimiters, Use use) {
     }
 }
 
-// Without a branch for each token, which the processor could not foresee.
+// Has no branch per token, because the processor could not predict it.
 std::size_t countTokens(std::string_view text, const ByteSet& delimiters) {
     std::size_t count = 0;
     bool isAfterDelimiter = true;
@@ -58,7 +58,7 @@ bool isElementOf(const Qv::QvArray<std::string>& array, const std::string& text)
     return !before(&text, array.data()) && before(&text, array.data() + array.size());
 }
 
-// Makes room at once, but at least doubles, so that many small appends stay cheap.
+// Reserves the room at once, but at least doubles the capacity, so that many small appends stay cheap.
 template <typename Array>
 void makeRoom(Array& array, std::size_t added) {
     const std::size_t wanted = array.size() + added;
@@ -105,7 +105,7 @@ std::string format(const char* format, ...) {
 
 std::size_t split(Qv::QvArray<std::string>& out, const std::string& input, const std::string& delimiters,
                   bool ignored, bool alsoBlank) {
-    // Growth would move the text from under the tokens.
+    // Growing would move the text that the tokens point to.
     if (isElementOf(out, input)) return split(out, std::string(input), delimiters, ignored, alsoBlank);
     const ByteSet set((delimiters.empty() ? "\r\n" : delimiters) + (alsoBlank ? " " : ""));
     makeRoom(out, countTokens(input, set));

@@ -12,12 +12,12 @@ namespace {
 using Runs = std::map<std::uint64_t, std::uint64_t>;
 using RunsAfter = std::unordered_map<std::string, Runs>;
 
-// More digits than that make no number that could ever be the smallest free one.
+// A number with more digits can never be the smallest free one.
 constexpr std::size_t kMaxDigits = 19;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Calls `use` with each way of reading the name as a beginning and a number written as this class writes it.
+// Calls `use` with each way to split the name into a prefix and a number without leading zeros.
 template <typename Use>
 void forEachNumberAtEnd(std::string_view name, Use use) {
     const char* const end = name.data() + name.size();
@@ -30,8 +30,8 @@ void forEachNumberAtEnd(std::string_view name, Use use) {
     }
 }
 
-// A number to put into the runs after a beginning, or to take out. The run made beforehand supplies the
-// memory, so that nothing fails once a collection begins to change.
+// A number to insert into or erase from the runs of a prefix. `spare` is allocated beforehand, so that
+// nothing can fail once the collection begins to change.
 struct Change {
     RunsAfter::value_type* numbers;
     std::uint64_t number;
@@ -40,14 +40,14 @@ struct Change {
 
 std::vector<Change> changesBy(std::string_view name, RunsAfter& numbersAfter) {
     std::vector<Change> changes;
-    forEachNumberAtEnd(name, [&](std::string beginning, std::uint64_t number) {
-        auto& numbers = *numbersAfter.try_emplace(std::move(beginning)).first;
+    forEachNumberAtEnd(name, [&](std::string prefix, std::uint64_t number) {
+        auto& numbers = *numbersAfter.try_emplace(std::move(prefix)).first;
         changes.push_back({&numbers, number, {{number, number}}});
     });
     return changes;
 }
 
-// The runs lack the number.
+// Precondition: the runs do not contain the number.
 void insert(Change& change) noexcept {
     Runs& runs = change.numbers->second;
     const std::uint64_t number = change.number;
@@ -64,7 +64,7 @@ void insert(Change& change) noexcept {
     if (joinsNext) runs.erase(next);
 }
 
-// The runs contain the number.
+// Precondition: the runs contain the number.
 void erase(Change& change) noexcept {
     Runs& runs = change.numbers->second;
     const std::uint64_t number = change.number;

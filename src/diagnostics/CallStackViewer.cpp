@@ -20,7 +20,7 @@ std::string nativePath(const std::wstring& path) {
     return text;
 }
 
-// For those who look into why symbols are missing.
+// For diagnosing missing symbols.
 void inform(const std::string& message) {
     Qv::detail::logQuietly([&] { Qv::LogTrace("%s", message.c_str()); });
 }

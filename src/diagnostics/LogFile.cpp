@@ -25,14 +25,14 @@ struct Names {
     std::string open;  ///< or the last one that could not be opened
 };
 
-// Guarded by the lock. Made on first use and never destroyed: a static destructor may log.
+// Guarded by the lock. Created on first use and never destroyed: a static destructor may log.
 Names& names() {
     static constinit Names* instance = nullptr;
     if (!instance) instance = new Names;
     return *instance;
 }
 
-// Without a host name there is no text for it, only an error that a log file must not fail for.
+// If the host name is unavailable, the text is empty; that must not prevent the log file from being opened.
 std::string processText() {
     return Process::getHostName().empty() ? ":" + std::to_string(Process::getProcessID())
                                           : Process::getHostNameProcessID();
@@ -43,7 +43,7 @@ std::string header() {
            Process::getProcessFileName() + " (" + processText() + ")\n";
 }
 
-// Whether that is another one than before.
+// Returns true if the name has changed.
 bool keepName(const std::string& path) {
     std::string requested = path;
     std::string open = path;
@@ -54,7 +54,8 @@ bool keepName(const std::string& path) {
     return open != path;
 }
 
-// All that may fail comes before the name is kept, and no cancellation between the name and its file.
+// Everything that can fail runs before the name is stored, and no cancellation occurs between storing the
+// name and opening the file.
 void open(const std::string& path) {
     const os::CancellationShield shield;
     const std::string text = path.empty() ? "" : header();

@@ -19,10 +19,11 @@ namespace {
 
 using FilesByTime = std::multimap<std::int64_t, std::string>;
 
-// A century; beyond it the calendar's own numbers would overflow.
+// A century; larger numbers would overflow the calendar fields.
 constexpr double kMaxDays = 36500;
 
-// The whole number of a unit of which the last one had so many; what is left goes on to the next smaller one.
+// Converts `value` to a smaller unit, `unitsInLast` of which make one of the last, and returns the whole
+// number. The fraction remains in `value` for the next smaller unit.
 int takeWhole(double& value, int unitsInLast) {
     value *= unitsInLast;
     const double whole = std::trunc(value);

@@ -14,7 +14,7 @@ std::string_view lastComponent(std::string_view path) {
     return separator == std::string_view::npos ? path : path.substr(separator + 1);
 }
 
-// The name becomes part of a format, where a percent sign stands for itself only when doubled.
+// The name becomes part of a format, where a percent sign must be doubled.
 std::string escaped(std::string_view name) {
     std::string out;
     for (const char c : name) out.append(c == '%' ? 2 : 1, c);

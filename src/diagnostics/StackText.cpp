@@ -45,7 +45,7 @@ void appendFrame(std::string& text, std::uintptr_t address, const os::AddressDes
     text += '\n';
 }
 
-/// The frames of a walk, and how it ended.
+/// The frames of a walk and its result.
 struct Walk {
     std::vector<os::StackFrame> frames;
     std::string_view failure;  ///< the call that failed

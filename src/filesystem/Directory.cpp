@@ -37,7 +37,7 @@ std::wstring_view withoutFinalSeparator(std::wstring_view path) {
     return path.substr(0, path.size() > 1 ? path.size() - 1 : path.size());
 }
 
-// Up to and with the separator; nothing when there is none.
+// Up to and including the separator; empty if there is none.
 std::wstring_view upToSeparator(std::wstring_view path, std::size_t separator) {
     return path.substr(0, separator == std::wstring_view::npos ? 0 : separator + 1);
 }

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kLongestValue = 4095;
 
-// Made when the library is loaded, so that no forked process finds it half made. Never destroyed.
+// Created when the library is loaded, so that no forked process finds it half initialized. Never destroyed.
 const std::string& pathSeparator = *new std::string(1, os::kPathListSeparator);
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 
 constinit std::atomic<std::uint32_t> lastNumber{0};
 
-// 0 when all numbers have been given out.
+// Returns 0 if all numbers have been used.
 std::uint32_t nextNumber() {
     std::uint32_t number = lastNumber;
     do {
@@ -50,7 +50,7 @@ bool copy(const File& src, const Directory& dst, bool overwrite) {
 bool create(const Directory& dir) {
     std::vector<Directory> missing;
     for (Directory current = dir; !current.exists(); current = missing.back().parent()) {
-        // Above a root there is nothing to make: its parent is empty or the root itself.
+        // There is nothing to create above a root: its parent is empty or the root itself.
         if (current.widePath().empty()) return false;
         if (!missing.empty() && current.widePath() == missing.back().widePath()) return false;
         missing.push_back(current);

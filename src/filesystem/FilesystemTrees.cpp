@@ -47,7 +47,8 @@ public:
     static bool keeps(const os::DirectoryEntry& entry) { return Removal::keeps(entry); }
     Step enter(const Entry& entry) {
         if (entry.isLink) return from_.copyLink(entry.name, to_, overwrite_) ? Step::Passed : Step::Failed;
-        // The copy itself may be reached by a way that paths do not show; it would have no end.
+        // The walk may reach the copy itself in a way that paths do not show; without this test it would not
+        // end.
         const bool canEnter = from_.enter(entry.name) && from_.identity() != root_ &&
                               to_.createDirectory(entry.name) && to_.enter(entry.name);
         return canEnter ? Step::Entered : Step::Failed;
@@ -103,7 +104,7 @@ private:
     std::vector<File>& out_;
 };
 
-// Whether `inner` is or would be `outer` itself or below it, whatever links lead there.
+// True if `inner` is, or would be, `outer` or below it, with all links resolved.
 bool liesWithin(const Directory& inner, const Directory& outer) {
     const auto outerPath = os::canonicalPath(outer.widePath());
     Directory existing = inner;

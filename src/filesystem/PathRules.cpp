@@ -16,7 +16,7 @@ bool hasAt(const Text& path, std::size_t position, const char* pattern) {
     return true;
 }
 
-// The "/" that ends a folded part begins the next one, so each pattern is left at its last character.
+// The final "/" of a folded part can begin the next part, so the scan continues at that "/".
 template <typename Text>
 Text foldSingleDots(const Text& path) {
     Text out;

@@ -4,16 +4,16 @@
 
 #include <string>
 
-/// The steps between a path type's stored text and the texts at its interface.
+/// Conversions between a path type's stored text and the texts of its interface.
 namespace QvPlatform::PathText {
 
-/// The stored form of a text by the running platform's rules.
+/// The stored form of a text, by the rules of the platform.
 std::wstring fromText(const std::string& text, PathRules::PathKind kind);
 
-/// Whether the stored form of a text depends on the current directory.
+/// True if the stored form of a text depends on the current directory.
 bool isRelative(const std::string& text);
 
-/// `path` in narrow form; with `native`, separators as `form`, the path that it is a part of, has them.
+/// `path` in narrow form. With `native`, uses the native separators of `form`, the path that it is a part of.
 std::string toText(std::wstring path, bool native, std::wstring_view form);
 
 /// The text after the last "/"; the whole text if there is none.

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-/// Depth first through a tree, with a stack on the heap, so that depth costs no thread's stack.
+/// Walks through a tree, depth first. The stack of directories is on the heap, so the depth of a tree is not
+/// limited by a thread's stack.
 namespace QvPlatform::TreeWalk {
 
 struct Entry {
@@ -13,21 +14,21 @@ struct Entry {
     bool isLink;
 };
 
-/// What one directory of the tree holds. It is read once, completely, before anything in the directory
-/// changes.
+/// The content of one directory of the tree. It is read once, completely, before anything in the directory
+/// is changed.
 struct Level {
     std::vector<Entry> directories;  // and links to directories
     std::vector<Entry> files;
     bool isComplete = false;
-    std::size_t next = 0;  // of `directories`, to be worked on
+    std::size_t next = 0;  // index in `directories` of the next one to visit
 };
 
 enum class Step { Entered, Passed, Failed };
 
 template <typename Visitor>
-Level levelAt(const os::TreeCursor& place, Visitor& visitor) {
+Level levelAt(const os::TreeCursor& cursor, Visitor& visitor) {
     Level level;
-    level.isComplete = place.visit([&](const os::DirectoryEntry& entry) {
+    level.isComplete = cursor.visit([&](const os::DirectoryEntry& entry) {
         if (!visitor.keeps(entry)) return;
         (entry.isDirectory ? level.directories : level.files)
             .push_back({std::string(entry.name), entry.isLink});
@@ -35,21 +36,22 @@ Level levelAt(const os::TreeCursor& place, Visitor& visitor) {
     return level;
 }
 
-/// Works on each directory below `place`, which is back where it was then. For each entry among the
-/// directories that `visitor` keeps it calls `enter`, which moves `place` there (Entered) or deals with the
-/// entry otherwise (Passed). Then it calls `finish` with the directory's content, while `place` is still
-/// there, and `left` after having moved up. False when one of them fails.
+/// Visits the directory of `cursor` and each one below it; at the end, `cursor` is where it was. For each
+/// subdirectory that `visitor.keeps` accepts, calls `visitor.enter`, which moves `cursor` there (Entered) or
+/// handles the entry without moving (Passed). After the subdirectories, calls `visitor.finish` with the
+/// directory's content while `cursor` is still in it, then moves up and calls `visitor.left`. Stops and
+/// returns false if one of these calls fails.
 template <typename Visitor>
-bool walk(os::TreeCursor& place, Visitor visitor) {
+bool walk(os::TreeCursor& cursor, Visitor visitor) {
     std::vector<Level> levels;
-    levels.push_back(levelAt(place, visitor));
+    levels.push_back(levelAt(cursor, visitor));
     for (;;) {
         Level& level = levels.back();
         if (level.next < level.directories.size()) {
             const Step step = visitor.enter(level.directories[level.next]);
             if (step == Step::Failed) return false;
             if (step == Step::Entered)
-                levels.push_back(levelAt(place, visitor));
+                levels.push_back(levelAt(cursor, visitor));
             else
                 ++level.next;
             continue;
@@ -58,7 +60,7 @@ bool walk(os::TreeCursor& place, Visitor visitor) {
         levels.pop_back();
         if (levels.empty()) return true;
         Level& parent = levels.back();
-        if (!place.leave() || !visitor.left(parent.directories[parent.next++])) return false;
+        if (!cursor.leave() || !visitor.left(parent.directories[parent.next++])) return false;
     }
 }
 

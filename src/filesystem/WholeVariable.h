@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-/// The environment without the limits of its public face: values of any length, and a missing variable
-/// told from an empty one. The calls exclude each other and those of the public functions.
+/// The environment without the limits of the public functions: values of any length, and missing variables
+/// are distinguished from empty ones. Calls of these and of the public functions run one at a time.
 namespace QvPlatform::detail {
 
 std::optional<std::string> readWholeVariable(const std::string& name);

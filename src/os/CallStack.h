@@ -10,18 +10,18 @@ struct _CONTEXT;  // NOLINT(bugprone-reserved-identifier): as in the public head
 /// Walks call stacks and names their frames.
 namespace os {
 
-/// A code of the system's, 0 for success.
+/// A system error code; 0 for success.
 using ErrorCode = std::uint32_t;
 
 struct StackFrame {
     std::uintptr_t programCounter = 0;  ///< 0 past the outermost frame
     std::uintptr_t returnAddress = 0;   ///< where the caller continues; 0 in the outermost frame
-    /// The program counter is that of the next instruction, and not where a call returns to: a call that
-    /// never returns may be the last instruction of its function.
+    /// True if the program counter is the next instruction, not a return address. A return address may be
+    /// past the end of its function, if the call never returns.
     bool isInterrupted = false;
 };
 
-/// What is known of an address. Each part holds either its text or the code of its failure.
+/// Information about an address. Each part contains either its text or an error code.
 struct AddressDescription {
     ErrorCode symbolError = 0;
     std::string function;
@@ -33,14 +33,14 @@ struct AddressDescription {
     std::string symbolKind;  ///< of the module
 };
 
-/// The thread whose stack is read: by handle if there is one, else by number if that is not 0, else the
-/// calling one, or another process's first.
+/// The thread whose stack is read: by handle if given, else by number if not 0, else the calling thread or
+/// the first thread of another process.
 struct StackThread {
     void* handle = nullptr;
     unsigned long id = 0;
 };
 
-/// One process's stacks.
+/// Walks stacks of one process.
 class StackWalker {
 public:
     StackWalker() = default;
@@ -48,26 +48,27 @@ public:
     StackWalker& operator=(const StackWalker&) = delete;
     virtual ~StackWalker() = default;
 
-    /// Begins with the innermost frame, of `context` if there is one. Says in `notice` what of the symbols'
-    /// library is missing.
+    /// Starts at the innermost frame, that of `context` if given. `notice` receives a message if parts of the
+    /// symbol library are missing.
     virtual ErrorCode start(const StackThread& thread, const _CONTEXT* context, std::string& notice) = 0;
-    /// The next frame; on failure the address reached is in it.
+    /// Gets the next frame; on failure it contains the address reached.
     virtual ErrorCode next(StackFrame& frame) = 0;
-    /// What is known of where a frame is, or of the call before that. The answer stays valid until the next
-    /// call of any function.
+    /// Information about the code of a frame, or about the call before the return address. The result is
+    /// valid until the next call of any function.
     virtual const AddressDescription& describe(const StackFrame& frame) = 0;
 };
 
-/// Opens the library for names if it is opened once per process; waits for the loader two seconds at most.
+/// Opens the symbol library, if the platform opens it once per process. Waits at most two seconds for the
+/// loader.
 void openStackSymbols();
 
-/// `searchPath` is where symbol files are looked for, folders separated by ";", in UTF-8. Messages about the
-/// symbols' library being set up are given to `inform`.
+/// `searchPath` is the list of folders with symbol files, separated by ";", in UTF-8. `inform` receives
+/// messages about the setup of the symbol library.
 std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void* processHandle,
                                              const std::string& searchPath,
                                              void (*inform)(const std::string&));
 
-/// The system's numbers of a process's threads.
+/// The system's thread numbers of a process.
 std::vector<unsigned long> threadIds(unsigned long processId);
 
 }  // namespace os

@@ -2,8 +2,8 @@
 
 namespace os {
 
-/// Puts off the cancellation of the calling thread for a scope in which a system call is followed by the
-/// record of what it gave. Nests. Windows has no cancellation of threads.
+/// Delays cancellation of the calling thread during its lifetime, so that the result of a system call is
+/// always recorded. Can be nested. Windows has no cancellation of threads.
 class CancellationShield {
 public:
     CancellationShield() noexcept;

@@ -7,8 +7,8 @@
 
 namespace os {
 
-/// A process that this one started, or none. When the object goes the process runs on; it never stays
-/// behind as an entry of the process table. One thread at a time.
+/// A process that this one started, or none. The process continues to run when the object is destroyed, and
+/// never becomes a zombie. One thread at a time.
 class ChildProcess {
 public:
     ChildProcess() noexcept;
@@ -16,23 +16,24 @@ public:
     ChildProcess& operator=(ChildProcess&& other) noexcept;
     ~ChildProcess();
 
-    /// Runs a command line, UTF-8 with the quoting rules of Windows, without a shell. No descriptor or
-    /// handle is inherited but the standard streams. Holds none when the system cannot run it.
+    /// Runs a command line, UTF-8 with the quoting rules of Windows, without a shell. The child inherits no
+    /// descriptors or handles except the standard streams. Returns an empty object if it cannot be run.
     static ChildProcess start(const std::string& commandLine, bool showWindow);
 
-    /// The same as administrator, by asking the user where that is needed.
+    /// The same as administrator; asks the user if necessary.
     static ChildProcess startElevated(const std::string& command, const std::string& arguments);
 
     explicit operator bool() const noexcept { return record_ != nullptr; }
 
-    /// Blocks until it has ended; its exit code, or nothing and the system's error number.
+    /// Blocks until the process has ended and returns its exit code. On failure returns nothing and stores
+    /// the system's error number in `error`.
     std::optional<std::int64_t> wait(unsigned long& error);
-    /// Ends it at once and blocks until it is gone.
+    /// Kills the process and blocks until it has ended.
     void kill();
 
 private:
     struct Record;
-    /// Keeps the record of a child that runs on for as long as the platform needs it.
+    /// Keeps the record of a running child for as long as the platform needs it.
     struct LetGo {
         void operator()(Record* record) const noexcept;
     };
@@ -42,7 +43,7 @@ private:
     OwnedRecord record_;
 };
 
-/// Whether an elevated child's exit code says that the user refused it.
+/// True if an elevated child's exit code means that the user refused elevation.
 bool isElevationRefused(std::int64_t exitCode);
 
 }  // namespace os

@@ -14,7 +14,7 @@ std::int64_t counterFrequency();
 /// In seconds; nothing if unavailable.
 std::optional<double> finestTimerPeriod();
 
-/// Processor cycles that all threads of the process have used; nothing on a failure that the caller reports.
+/// Processor cycles that all threads of the process have used; nothing on failure, which the caller reports.
 /// On Windows, 0 if unavailable.
 std::optional<std::uint64_t> processCycles();
 

@@ -6,10 +6,10 @@
 #include <string>
 
 /// The process environment, the library's only access to it. Text is UTF-8 and ends at its first zero byte.
-/// Any thread: calls exclude each other.
+/// Any thread: calls run one at a time.
 namespace os {
 
-/// Held by whatever touches the environment in another way: the C library's conversions of local time read
+/// Held by code that accesses the environment in other ways: the C library's conversions of local time read
 /// TZ, and a child gets a copy of the table.
 inline constexpr ProcessLock kEnvironmentLock{LockRank::Environment};
 

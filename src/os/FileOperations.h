@@ -2,17 +2,17 @@
 
 #include <string>
 
-/// What changes files and directories; each is done as a whole or refused with false. Paths are wide text
-/// with "/" separators; those of directories may end with one.
+/// Operations that change files and directories. Each one is done completely or returns false. Paths are wide
+/// text with "/" separators; directory paths may end with one.
 namespace os {
 
 enum class Audience { Everyone, Owner };
 
 bool setCurrentDirectory(const std::wstring& path);
 
-/// False when it exists or its parent does not.
+/// Returns false if it exists or its parent does not.
 bool createDirectory(const std::wstring& path);
-/// Makes an empty file; false when anything of that name exists, also a link that leads nowhere.
+/// Creates an empty file. Returns false if anything with that name exists, including a dangling link.
 bool createFile(const std::wstring& path, Audience audience);
 
 /// Removes a file or a link to one.
@@ -20,13 +20,12 @@ bool removeFile(const std::wstring& path);
 /// Removes an empty directory or a link to a directory.
 bool removeDirectory(const std::wstring& path);
 
-/// Copies a regular file with its permissions and its modification time, the latter two where the target's
-/// file system keeps them. False for any other source, for an existing target unless `overwrite`, and for a
-/// copy onto itself. On Linux the target appears or changes as a whole, and stays as it was when the copy
-/// fails.
+/// Copies a regular file, and its permissions and modification time if the target's file system supports
+/// them. Returns false if the source is not a regular file, if the target exists and `overwrite` is false, or
+/// if both are the same file. On Linux the target is replaced atomically: if the copy fails, it is unchanged.
 bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
 
-/// False when the target exists; true when it is the source itself.
+/// Returns false if the target exists, but true if it is the source itself.
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to);
 
 }  // namespace os

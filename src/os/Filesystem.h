@@ -6,13 +6,13 @@
 #include <string>
 #include <string_view>
 
-/// What the library asks about files and directories. Paths are wide text with "/" separators. Nothing
-/// throws but for lack of memory; what cannot be answered reads as missing.
+/// Queries about files and directories. Paths are wide text with "/" separators. The functions throw only if
+/// memory runs out. If the system gives no answer, the file counts as missing.
 namespace os {
 
 enum class EntryKind { Missing, RegularFile, Directory, Other };
 
-/// The system's own identity of a file, the same for each of its names.
+/// The system's identity of a file, the same for all its names.
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t file = 0;
@@ -24,20 +24,20 @@ struct EntryStatus {
     std::optional<FileIdentity> identity;  ///< never on Windows, where the path's text is the identity
 };
 
-/// What is at `path`. On Linux a link counts as what it points to and a dangling one as missing.
+/// What is at `path`. On Linux links are followed, and a dangling link counts as missing.
 EntryStatus entryStatus(const std::wstring& path);
 
-/// Whether a regular file is at `path` that this process may read.
+/// True if `path` is a regular file that this process may read.
 bool isReadableFile(const std::wstring& path);
 
-/// Whether the path itself is a link (on Windows a junction counts), whatever it leads to.
+/// True if the path itself is a link (on Windows also a junction), even a dangling one.
 bool isLink(const std::wstring& path);
 
-/// The path of something that exists with all links resolved and, where letter case does not tell files
-/// apart, in lower case: equal texts mean the same place.
+/// The path with all links resolved and, on file systems that ignore case, in lower case. Equal results
+/// mean the same file. Empty if nothing exists at `path`.
 std::optional<std::wstring> canonicalPath(const std::wstring& path);
 
-/// Seconds since 1970, UTC; a link counts as what it points to on Linux.
+/// Seconds since 1970, UTC. Links are followed on Linux.
 std::optional<std::int64_t> modificationTime(const std::wstring& path);
 
 struct DirectoryEntry {
@@ -47,8 +47,9 @@ struct DirectoryEntry {
     bool isHidden = false;  ///< or a system file
 };
 
-/// Calls `visit` with each entry of a directory but "." and "..", in the system's order; `directory` ends
-/// with "/". False, and the system's text in `error` when that is not null, if it cannot be read.
+/// Calls `visit` with each entry of a directory except "." and "..", in the system's order. `directory` ends
+/// with "/". If the directory cannot be read, returns false and stores the system's text in `*error` unless
+/// `error` is null.
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
                     std::string* error = nullptr);
 

@@ -22,7 +22,7 @@ std::optional<std::uint64_t> freeDiskBytes(const std::string& directory);
 /// Minutes from local standard time to UTC. On Windows, 0 for a zone without daylight saving time.
 long standardTimeBias();
 
-/// Whether the calling thread has administrator rights.
+/// True if the calling thread has administrator rights.
 bool isAdministrator();
 
 }  // namespace os

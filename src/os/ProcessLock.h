@@ -20,9 +20,9 @@ enum class LockRank : std::size_t {
 
 /// A non-recursive mutex of the process; spins briefly before it blocks. Works before and after `main`.
 ///
-/// `fork` waits for all of them, so a forked child finds them free and what they guard whole. When Windows
-/// ends a process, it ends all other threads first: from then on nobody waits, whoever held the lock.
-/// No callback of a user's, and no call that may fork, runs while one is held.
+/// `fork` waits for all of them, so a forked child finds them unlocked and what they guard complete. When
+/// Windows ends a process, it ends all other threads first: from then on nothing waits, even if an ended
+/// thread held the lock. While one is held, no user callback and nothing that may fork is called.
 class ProcessLock {
 public:
     constexpr explicit ProcessLock(LockRank rank) noexcept : rank_(rank) {}

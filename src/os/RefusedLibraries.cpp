@@ -13,7 +13,7 @@
 namespace os {
 namespace {
 
-// A file goes by each of them: the loader of Linux knows a loaded library by its path's text and by its
+// Each member identifies the file: the Linux loader recognizes a loaded library by its path text and by its
 // inode.
 struct Place {
     explicit Place(const std::string& text)

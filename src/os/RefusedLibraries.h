@@ -2,23 +2,23 @@
 
 #include <string>
 
-/// Libraries whose static initializers threw. Linux keeps such a library in memory, half built, and would
-/// hand it out at the next request for its file, its path or its name; so it is never asked again.
+/// Libraries whose static initializers threw. Linux keeps such a library in memory, partly initialized, and
+/// would return it at the next request for its file, path or name. So this process never requests it again.
 namespace os {
 
-/// What is said of such a library.
+/// The error text for such a library.
 std::string initializersThrew(const std::string& exceptionText);
 
-/// From now on the library at `path` is refused, for this reason, and with it what needs it as `neededAs`.
+/// Refuses, from now on, the library at `path` and everything that needs it under the name `neededAs`.
 void refuseLibrary(const std::string& path, const std::string& neededAs, const std::string& reason);
 
-/// False as long as there is none, which saves looking.
+/// False while no library is refused: a cheap test before the other queries.
 bool areLibrariesRefused() noexcept;
 
-/// The reason to refuse the file at a path; "" when there is none.
+/// The reason to refuse the file at `path`; "" if it is not refused.
 std::string refusalOfFile(const std::string& path);
 
-/// The reason to refuse what needs a library of this name; "" when there is none.
+/// The reason to refuse files that need a library with this name; "" if they are not refused.
 std::string refusalOfNeeded(const std::string& name);
 
 }  // namespace os

@@ -9,7 +9,7 @@ namespace os {
 /// local. Needed libraries are also searched for next to it and, on Windows, next to the program. On failure
 /// returns null with the reason in `error`: the system's text, or the text of an exception from a static
 /// initializer. After such an exception this process never opens the library again. If a static initializer
-/// ends its thread, the unwinding continues to the caller and the library is refused likewise.
+/// ends its thread, the unwinding continues to the caller and the library is refused, too.
 void* openLibrary(const std::string& path, std::string& error);
 
 /// False on failure, with the system's text in `error`, which is otherwise unchanged.
@@ -18,10 +18,10 @@ bool closeLibrary(void* handle, std::string& error);
 /// The address of a symbol that the library itself defines; null if it does not.
 void* findSymbol(void* handle, const char* name);
 
-/// The text of the calling thread's last system error, the loader's included; "" when there is none.
+/// The text of the calling thread's last system error, the loader's included; "" if there is none.
 std::string lastErrorText();
 
-/// Puts the calling thread's last system error back at its end.
+/// Restores the calling thread's last system error in its destructor.
 class LastErrorKeeper {
 public:
     LastErrorKeeper() noexcept;

@@ -2,7 +2,7 @@
 
 namespace os {
 
-/// What waiting for a mutex gives, as numbers that reach the user.
+/// The results of waiting for a mutex; the numbers are part of the public interface.
 enum WaitResult : int { kWaitFailed = -1, kAcquired = 0, kAcquiredFromDeadOwner = 128, kBusy = 258 };
 
 /// A recursive mutex that can still be acquired if its owner has ended without releasing it.
@@ -13,15 +13,15 @@ public:
     SystemMutex& operator=(const SystemMutex&) = delete;
     ~SystemMutex();
 
-    /// Whether the system could create it.
+    /// True if the system could create it.
     bool isValid() const noexcept { return isValid_; }
     WaitResult lock() noexcept;
     WaitResult tryLock() noexcept;
     /// False if the calling thread is not the owner.
     bool unlock() noexcept;
 
-    /// To be called before the memory is freed. False if the memory must stay forever, because a thread holds
-    /// the mutex and the system still refers to it.
+    /// Call it before freeing the memory. Returns false if the memory must stay forever, because a thread
+    /// holds the mutex and the system still refers to it.
     bool retire() noexcept;
 
 private:
@@ -32,8 +32,8 @@ private:
     SystemMutex* next_ = nullptr;
 };
 
-/// Wakes one waiting thread at a time, and remembers one signal that nobody waits for. May be destroyed
-/// while threads that were woken are still on their way out of `wait`.
+/// Wakes one waiting thread at a time, and remembers one signal if no thread waits. May be destroyed
+/// while threads that were woken have not yet returned from `wait`.
 class Signal {
 public:
     Signal() noexcept;
@@ -43,8 +43,8 @@ public:
 
     bool isValid() const noexcept;
     void give() noexcept;
-    /// Releases the mutex and waits, in one step, then acquires the mutex, also when the thread is cancelled.
-    /// Only acquires it when the calling thread is not its owner.
+    /// Atomically releases the mutex and waits, then acquires the mutex, even if the thread is cancelled. If
+    /// the calling thread is not the owner, only acquires it.
     void wait(SystemMutex& mutex);
 
 private:

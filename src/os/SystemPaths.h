@@ -2,14 +2,14 @@
 
 #include <string>
 
-/// Where the system keeps things. Results are wide text with "/" separators, as the system gives them
-/// otherwise, and empty when the system does not know.
+/// Standard locations. Results are wide text with "/" separators, otherwise unchanged, and empty if
+/// unavailable.
 namespace os {
 
-/// The rules by which a text is a path.
+/// The rules for paths.
 enum class PathStyle {
-    Windows,  ///< drive letters; letter case does not tell files apart
-    Posix     ///< one root, "/"; letter case does
+    Windows,  ///< drive letters; ignores case
+    Posix     ///< one root, "/"; case-sensitive
 };
 
 PathStyle nativePathStyle();
@@ -22,7 +22,7 @@ std::wstring userProfile();
 std::wstring temporaryDirectory();
 /// The running program's file.
 std::wstring executableFile();
-/// The file of the loaded program or library that `address` lies in.
+/// The file of the loaded program or library that contains `address`.
 std::wstring moduleContaining(const void* address);
 
 }  // namespace os

@@ -8,47 +8,50 @@
 
 namespace os {
 
-/// What a tree is walked for.
+/// The purpose of walking a tree.
 enum class TreeUse {
     Read,
-    Write,  ///< its directories need not be readable
-    Remove  ///< its root must not be a link either
+    Write,  ///< directories need not be readable
+    Remove  ///< the root must not be a link
 };
 
-/// A directory in a tree, which can be moved one level at a time. It holds the directories themselves, not
-/// their paths, and enters no link. So it stays within the tree, whatever others rename or replace meanwhile.
-/// Depth and length of paths are unlimited on Linux, where it holds at most eight descriptors; on Windows a
-/// path has at most 32,767 characters and others can neither rename nor remove the directories from the root
-/// to here. Names are UTF-8 and single components. One thread at a time.
+/// The current directory of a walk through a tree; moves one level at a time. It keeps the directories open
+/// instead of using their paths, and never follows a link. So it stays within the tree, even if other
+/// programs rename or replace directories during the walk. On Linux, depth and length of paths are unlimited,
+/// and it uses at most eight descriptors. On Windows, a path has at most 32,767 characters, and other
+/// programs can neither rename nor remove the directories from the root to the current one. Names are UTF-8
+/// and single components. One thread at a time.
 class TreeCursor {
 public:
-    /// At the root, or nowhere if that is no directory or may not be opened.
+    /// Starts at the root. Invalid if the root is not a directory or cannot be opened.
     TreeCursor(const std::wstring& root, TreeUse use);
     TreeCursor(const TreeCursor&) = delete;
     TreeCursor& operator=(const TreeCursor&) = delete;
     ~TreeCursor();
 
-    /// Whether it is anywhere; the other functions require that.
+    /// True if valid, which all other functions require.
     explicit operator bool() const noexcept { return state_ != nullptr; }
     FileIdentity identity() const;
 
-    /// As `visitDirectory`. At most once in a directory.
+    /// As `visitDirectory`. Call it at most once for each directory entered.
     bool visit(const std::function<void(const DirectoryEntry&)>& visit) const;
 
-    /// Moves down. False, and it stays, if `name` is a link or no directory, or may not be opened.
+    /// Moves down. If `name` is a link, not a directory, or cannot be opened, returns false and does not
+    /// move.
     bool enter(const std::string& name);
-    /// Moves up; not from the root. False if the directory is in another one now. The cursor is useless then.
+    /// Moves up. Returns false if the directory has been moved to another parent; the cursor is then
+    /// unusable. Precondition: not at the root.
     bool leave();
 
-    /// True also when something of that name exists.
+    /// Also returns true if something with that name exists.
     bool createDirectory(const std::string& name);
-    /// As the functions of these names for paths.
+    /// As the functions of the same names for paths.
     bool removeFile(const std::string& name);
     bool removeDirectory(const std::string& name);
 
-    /// Copies an entry that is no directory under the same name. A link is copied as its file, or as a link
-    /// if it leads to none. With `overwrite` a link in `target` is replaced; nothing is ever written through
-    /// it.
+    /// Copies an entry that is not a directory, under the same name. If it is a link, copies the file that
+    /// the link points to, or the link itself if there is no such file. With `overwrite`, a link in `target`
+    /// is replaced, never written through.
     bool copyFile(const std::string& name, bool isLink, const TreeCursor& target, bool overwrite) const;
     /// Copies a link as a link under the same name.
     bool copyLink(const std::string& name, const TreeCursor& target, bool overwrite) const;

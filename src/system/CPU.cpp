@@ -8,7 +8,7 @@ namespace {
 
 constinit detail::CpuFlags flags{};
 
-// When the library is loaded, before anybody can ask.
+// Runs when the library is loaded, before any query.
 [[maybe_unused]] const bool isDetected = [] {
     flags = detail::detectCpu(base::cpuId);
     detail::reportCpu(flags);

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <functional>
 
-// Every feature that is looked for: name, leaf, register, bit. Those of the first list have a public query.
+// All detected features: name, leaf, register, bit. Those in the first list have a public query.
 // clang-format off
 #define QV_PUBLIC_CPU_FEATURES(row)         \
     row(sse, 1, edx, 25)                    \
@@ -53,16 +53,16 @@ enum CpuFeature : std::size_t {
 };
 #undef QV_NAME_OF
 
-/// By `CpuFeature`.
+/// Indexed by `CpuFeature`.
 using CpuFlags = std::array<bool, kCpuFeatureCount>;
 
-/// Answers for a processor, as `base::cpuId` does for this one.
+/// CPUID results of a processor, as `base::cpuId` returns for this one.
 using CpuIdSource = std::function<base::CpuIdRegisters(std::uint32_t leaf)>;
 
-/// What a processor announces, whether or not the operating system enables it.
+/// The features that a processor reports, even if the operating system does not enable them.
 CpuFlags detectCpu(const CpuIdSource& cpuId);
 
-/// Logs what is remarkable. Throws nothing, whatever the log does.
+/// Logs an error if AVX is missing. Never throws, even if logging throws.
 void reportCpu(const CpuFlags& flags) noexcept;
 
 }  // namespace QvPlatform::detail

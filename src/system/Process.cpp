@@ -23,11 +23,11 @@ namespace {
 
 const std::string& unknown = *new std::string;
 
-/// A text that is found out once; a failure is tried again. Readers need no lock, so a forked process finds
-/// none taken. Nothing that was handed out changes or is destroyed.
+/// A text that is determined once; after a failure, the next call tries again. Readers need no lock, so a
+/// forked process never finds it locked. A returned text never changes and is never destroyed.
 class FoundText {
 public:
-    /// What `find` gave when it first gave something for this `key`.
+    /// The first result of `find` for this `key`.
     template <typename Find>
     const std::string& get(Find find, unsigned int key = 0) {
         const Entry* entry = newest_.load(std::memory_order_acquire);

@@ -8,7 +8,7 @@
 //
 // Runs are numbered, so `stop` and `join` wait for the run that they saw and not for a later one. `end` runs
 // also when the thread is unwound, and its last action unlocks `runLock`; the destructor waits for that lock.
-// If the system gives no thread, `start` throws and the state stays `kStopped`.
+// If no thread can be created, `start` throws and the state stays `kStopped`.
 
 #include <QvPlatform/threads/StepperThread.h>
 

@@ -9,7 +9,7 @@ namespace {
 
 double frequency() { return static_cast<double>(os::counterFrequency()); }
 
-// Runs since the library was loaded, or since some other static initializer asked before.
+// Started when the library is loaded, or earlier if a static initializer needs it before that.
 const QvTimer& processTimer() {
     static const QvTimer timer(true);
     return timer;

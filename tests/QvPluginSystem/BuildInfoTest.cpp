@@ -32,7 +32,7 @@ TEST(BuildInfoTest, oddTexts) {
     EXPECT_EQ(parseBuildInfo("compilername:MSVC\n").compilerName, "");
     EXPECT_EQ(parseBuildInfo("Release:1\nRelease:2\n").release, 2);
     EXPECT_EQ(parseBuildInfo("no colon at all\n").compilerName, "");
-    // The white space after a colon includes line ends: an empty value takes the next line for its own.
+    // The white space after a colon includes line ends: an empty value reads the next line as its value.
     EXPECT_EQ(parseBuildInfo("Plateform:\nCompilerName:MSVC\nRelease:3\n").compilerName, "");
     EXPECT_EQ(parseBuildInfo("Plateform:\nCompilerName:MSVC\nRelease:3\n").release, 3);
     EXPECT_EQ(parseBuildInfo("Release:4294967297\n").release, 1);
@@ -56,7 +56,7 @@ bool describe(QvPluginSystem::QvPluginInfo& info) {
 bool initialize(QvPluginSystem::QvPluginManager&, int, char**, std::string*) { return true; }
 bool uninitialize(QvPluginSystem::QvPluginManager&, std::string*) { return true; }
 
-std::string buildText;  // a plain function needs its text from outside
+std::string buildText;  // a plain function cannot capture its text
 const char* build() { return buildText.c_str(); }
 
 bool isValid(const std::string& text, std::string& error) {

@@ -19,7 +19,7 @@ using support::Texts;
 
 class PluginFailureTest : public support::PluginTest {
 protected:
-    /// What listeners are told of while the file is loaded; the log must say the same.
+    /// The errors reported to listeners while the file is loaded; the log must contain the same.
     Texts failuresOf(const std::string& file) {
         takeCalls();
         logCapture.take();
@@ -41,8 +41,7 @@ protected:
         return failures;
     }
 
-    /// On Linux in a process of its own: after a static initializer threw, no other thread gets at the
-    /// loader.
+    /// On Linux in a separate process: after a static initializer threw, no other thread can use the loader.
     static void runApart(const std::function<void()>& test) {
         if (support::kWindows) return test();
         const auto runAndLeave = [&] {
@@ -106,7 +105,7 @@ TEST_F(PluginFailureTest, entryPointsThatFailOrThrow) {
     expectFailure(add("undescribed", {"describe throw"}),
                   "undescribed.qvp (no descriptor): Plugin file could not be loaded : describe threw");
     manager->load(add("indifferent", {"describe false"}));
-    EXPECT_TRUE(manager->getPluginForName("indifferent"));  // that result does not count
+    EXPECT_TRUE(manager->getPluginForName("indifferent"));  // that result is ignored
 }
 
 TEST_F(PluginFailureTest, aStaticInitializerThatThrows) {
@@ -120,7 +119,7 @@ TEST_F(PluginFailureTest, aStaticInitializerThatThrows) {
         EXPECT_EQ(manager->loadInfo(file, "", "").name, "");
         EXPECT_FALSE(QvPluginSystem::LoadSharedLibrary(file).handle);
         EXPECT_EQ(QvPluginSystem::getLastError(), reason);
-        EXPECT_EQ(takeCalls(), Texts{});  // once was all
+        EXPECT_EQ(takeCalls(), Texts{});  // it was called only once
         EXPECT_EQ(std::uncaught_exceptions(), 0);
         manager->load(add("other"));
         EXPECT_EQ(loadedNames(), Texts{"other"});
@@ -154,7 +153,7 @@ TEST_F(PluginFailureTest, dependencies) {
     EXPECT_EQ(failuresOf(add("d", {"needs broken 0", "needs nowhere 0"})),
               (Texts{"broken.qvp (broken): initialize said no",
                      "d.qvp (d): The following dependency has not been initialized : broken"}));
-    // What was loaded for a plugin that then failed stays, unused, and can be unloaded.
+    // Dependencies that were loaded for a plugin that then failed stay loaded, unused, and can be unloaded.
     EXPECT_EQ(loadedNames(), (Texts{"new", "another"}));
     EXPECT_EQ(manager->getPluginForName("new")->getUseCount(), 0);
     EXPECT_TRUE(manager->unload("new"));
@@ -171,7 +170,7 @@ TEST_F(PluginFailureTest, cycles) {
                      "two.qvp (two): The following dependency has not been initialized : three",
                      "one.qvp (one): The following dependency has not been initialized : two"}));
     expectFailure(add("self", {"needs self 0"}), "self.qvp (self): Circular dependency detected with self");
-    // The file is on its way although no plugin of that name is.
+    // The file is being loaded, although no plugin with that name is.
     add("alias", {"name beta", "needs gamma 0"});
     const std::string gamma = add("gamma", {"needs alias 0"});
     EXPECT_EQ(failuresOf(gamma).front(), "alias.qvp (beta): Circular dependency detected with gamma");
@@ -197,7 +196,7 @@ TEST_F(PluginFailureTest, filesThatAreNoPlugin) {
         ASSERT_EQ(failures.size(), 1U) << name;
         const std::string start = std::string(name) + " (no descriptor): Plugin file could not be loaded : ";
         EXPECT_EQ(failures[0].rfind(start, 0), 0U) << failures[0];
-        EXPECT_GT(failures[0].size(), start.size() + 5) << failures[0];  // and the system's own text
+        EXPECT_GT(failures[0].size(), start.size() + 5) << failures[0];  // and the system's error text
     }
 }
 
@@ -210,7 +209,7 @@ constexpr const char* kHelperName = "libpluginHelper.dll";
 #ifdef __ELF__
 constexpr const char* kFurtherHelperName = "libfurtherHelper.so";
 #else
-constexpr const char* kFurtherHelperName = "libfurtherHelper.dll";  // lies beside the program
+constexpr const char* kFurtherHelperName = "libfurtherHelper.dll";  // is next to the program
 #endif
 
 class PluginNeighbourTest : public PluginFailureTest {
@@ -222,7 +221,7 @@ protected:
 };
 
 TEST_F(PluginNeighbourTest, aLinkedLibraryIsFoundBesideThePlugin) {
-    // The loader speaks another language where its texts are installed.
+    // The loader translates its texts if a translation is installed.
     const support::VariableChange language("LANGUAGE", "de");
     std::setlocale(LC_ALL, "C.UTF-8");
     const std::string alone = addCopy("linked.qvp", "linked.qvp");
@@ -296,9 +295,9 @@ TEST_F(PluginFailureTest, aVetoIsSilentAndLoadsNoDependency) {
     Texts secondCalls;
     support::RecordingListener second(secondCalls);
     EXPECT_EQ(failuresOf(add("top", {"needs base 0"})), Texts{});
-    EXPECT_EQ(secondCalls, (Texts{"ask initialize top"}));  // asked although the first said no
+    EXPECT_EQ(secondCalls, (Texts{"ask initialize top"}));  // called although the first one refused
     EXPECT_EQ(loadedNames(), Texts{});
-    // A dependency that is refused keeps its dependent out, which reports it.
+    // If a dependency is refused, its dependent fails and reports it.
     listener.vetoed = "base";
     expectFailure(path("top.qvp"), "top.qvp (top): The following dependency has not been initialized : base");
 }

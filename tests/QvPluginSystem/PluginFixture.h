@@ -17,7 +17,7 @@ namespace support {
 
 using Texts = std::vector<std::string>;
 
-/// The library files that the build made for the tests.
+/// The libraries that the build creates for the tests.
 inline std::string builtLibrary(const std::string& fileName) {
     using QvPlatform::Directory;
     return Directory(Directory::kExecutableDirectory)
@@ -26,7 +26,7 @@ inline std::string builtLibrary(const std::string& fileName) {
         .toUniversalPath();
 }
 
-/// Writes down what the manager says, as one line a call.
+/// Records the calls of the manager, one line per call.
 class RecordingListener : public QvPluginSystem::QvPluginManagerListener {
 public:
     explicit RecordingListener(Texts& calls) : calls_(calls) {
@@ -57,7 +57,7 @@ private:
     Texts& calls_;
 };
 
-/// A manager without plugins, a folder to put some in, and one list of all that happens.
+/// A manager without plugins, a folder for plugins, and a list of all calls.
 class PluginTest : public testing::Test {
 protected:
     PluginTest() { manager->addObject(&log_); }
@@ -67,8 +67,8 @@ protected:
         manager->removeObject(&log_);
     }
 
-    /// Makes the plugin `name` of the folder, which does what the lines say; it is also called `name`
-    /// unless a line names it. The result is its path.
+    /// Creates the plugin file `name` in the folder, which does what the lines say. The plugin has the same
+    /// name unless a line sets another one. Returns its path.
     std::string add(const std::string& name, const Texts& lines = {}) const {
         std::string script;
         for (const std::string& line : lines) script += line + "\n";
@@ -76,7 +76,7 @@ protected:
         return addCopy("scripted.qvp", name + ".qvp");
     }
 
-    /// Copies a library that the build made; the result is the copy's path.
+    /// Copies a library that the build created. Returns the path of the copy.
     std::string addCopy(const std::string& builtName, const std::string& name) const {
         std::filesystem::copy_file(pathOf(builtLibrary(builtName)), pathOf(path(name)));
         return path(name);
@@ -84,10 +84,10 @@ protected:
 
     std::string path(const std::string& name) const { return folder.path() + name; }
 
-    /// Lets the manager search the folder.
+    /// Adds the folder to the search directories.
     void search() const { manager->addPluginSearchDir(folder.path()); }
 
-    /// The calls since the last time, of plugins and listeners.
+    /// Returns and clears the recorded calls of plugins and listeners.
     Texts takeCalls() { return std::exchange(log_.calls, {}); }
 
     Texts loadedNames() const { return namesOf(manager->getPlugins()); }

@@ -39,8 +39,8 @@ TEST_F(PluginGraphTest, foreignAndEditedDescriptors) {
     EXPECT_EQ(namesOf(manager->getProvidedPlugins(&foreign)), (Texts{"foreign"}));
     EXPECT_EQ(manager->getProvidedPlugins(nullptr).size(), 0U);
     EXPECT_EQ(manager->getDependencyPlugins(nullptr).size(), 0U);
-    // A client that makes a cycle of descriptors by hand gets an end all the same, and unloading still
-    // balances.
+    // If a client creates a cycle of descriptors by hand, the walk still ends, and use counts still balance
+    // when unloading.
     plugin("base")->addDependency({"top", Qv::QvVersion("0")});
     EXPECT_EQ(manager->getQueue().size(), 2U);
     EXPECT_EQ(manager->getProvidedPlugins(plugin("base")).size(), 1U);

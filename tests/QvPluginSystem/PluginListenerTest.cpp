@@ -27,7 +27,7 @@ private:
 };
 
 TEST(PluginListenerWithoutManagerTest, removingMakesNoManager) {
-    // Only in a process of its own is there no manager yet, which its message at the end would betray.
+    // Only a separate process has no manager yet; a manager would print a message at the end.
     const auto removeAndLeave = [] {
         Texts calls;
         Named listener("l", calls);
@@ -56,7 +56,7 @@ TEST(PluginListenerWithoutManagerTest, afterTheManagersEndObjectsMayBeRemoved) {
         QvPluginSystem::QvPluginObject object;
     };
     const auto leaveLate = [] {
-        static Late late;  // made before the manager, so it goes after it
+        static Late late;  // created before the manager, so it is destroyed after it
         late.manager = QvPluginManager::instance();
         late.manager->addObject(&late.object);
         std::exit(0);
@@ -78,7 +78,7 @@ TEST_F(PluginListenerTest, aSecondManagerFailsAnAssertion) {
     EXPECT_NE(messages[0].text.find(": Only one instance of the QvPluginManager class must exist."),
               std::string::npos);
     Qv::LogSetLevel(Qv::kLogLevelDebug);
-    // The first one is still there for those who ask without making it.
+    // The existing manager is still available without creating a new one.
     manager->addPluginSearchDir("somewhere");
     QvPluginManager::reset();
     EXPECT_EQ(manager->getPluginSearchDirs().size(), 1U);
@@ -96,12 +96,12 @@ TEST_F(PluginListenerTest, registrationAndChangesDuringANotice) {
     first.atChange = [&] { QvPluginManager::addListener(&late); };
     const std::string a = add("a");
     manager->load(a);
-    EXPECT_EQ(calls, (Texts{"first", "second", "late"}));  // one that comes during a notice hears it
+    EXPECT_EQ(calls, (Texts{"first", "second", "late"}));  // those added meanwhile are notified too
 
     calls.clear();
     first.atChange = [&] { QvPluginManager::removeListener(&first); };
     manager->load(a);
-    EXPECT_EQ(calls, (Texts{"first", "late"}));  // one that goes makes the notice skip the next
+    EXPECT_EQ(calls, (Texts{"first", "late"}));  // removing one makes the notification skip the next
 
     calls.clear();
     QvPluginManager::removeListener(&second);

@@ -14,7 +14,7 @@ TEST_F(PluginLoadingTest, loadsADiamondDependenciesFirst) {
     const std::string top = add("top", {"needs left 0", "needs right 0"});
     search();
 
-    EXPECT_FALSE(manager->load(top));  // no plugin is called like that path
+    EXPECT_FALSE(manager->load(top));  // no plugin has that path as its name
 
     const Texts expected = {"describe top",
                             "describe top",
@@ -88,7 +88,7 @@ TEST_F(PluginLoadingTest, dependencyNamesIgnoreCaseAndVersionsHaveARange) {
     manager->load(add("tooOld", {"needs needed 1.9"}));
     manager->load(add("tooNew", {"needs needed 2.3.1"}));
     EXPECT_EQ(manager->getPluginForName("needed")->dependentCount, 3);
-    // The file system may find the file for another spelling; the plugin's name then still fits.
+    // The file system may find the file for a different spelling; the plugin's name still matches.
     manager->load(add("spelled", {"needs Needed 2.1"}));
     add("Odd", {"name oDD"});
     manager->load(add("oddUser", {"needs Odd 0"}));
@@ -119,7 +119,7 @@ TEST_F(PluginLoadingTest, aRelativePathMeansTheFileOfTheCurrentDirectory) {
     }
     EXPECT_EQ(loadedNames(), (Texts{"first", "second"}));
     EXPECT_TRUE(manager->isLoaded(path("first/same.qvp")));
-    manager->load(path("second/same.qvp"));  // is loaded, whatever it was called then
+    manager->load(path("second/same.qvp"));  // is loaded, even under a different name then
     manager->unloadAll();
     const Texts calls = takeCalls();
     for (const char* call :

@@ -17,7 +17,7 @@ TEST_F(PluginSearchTest, listsOfDirectories) {
     EXPECT_EQ(standard, Directory(Directory::kLibraryDirectory).directory("plugins").toUniversalPath());
     EXPECT_TRUE(manager->addPluginSearchDir("one"));
     EXPECT_FALSE(manager->addPluginSearchDir("one"));
-    EXPECT_TRUE(manager->addPluginSearchDir("one/"));  // another text
+    EXPECT_TRUE(manager->addPluginSearchDir("one/"));  // a different text
     EXPECT_FALSE(manager->addPluginSearchDir(standard));
     EXPECT_EQ(textsOf(manager->getPluginSearchDirs()), (Texts{standard, "one", "one/"}));
     EXPECT_EQ(textsOf(manager->getAddedPluginsSearchDirs()), (Texts{"one", "one/", standard}));
@@ -40,13 +40,13 @@ TEST_F(PluginSearchTest, loadInfoFindsByNameAndOnlyReads) {
     EXPECT_EQ(manager->loadInfo(x, "", "").name, "x");
     EXPECT_EQ(takeCalls(),
               (Texts{"describe x", "describe x", "describe x", "describe x", "describe x", "describe x"}));
-    // The name as it stands is searched everywhere before the name with its extension anywhere.
+    // The name itself is searched in all directories before the name with the extension is searched in any.
     support::writeFile(first.path() + "y.qvp", "junk");
     std::filesystem::copy_file(support::pathOf(x), support::pathOf(path("y")));
     support::writeFile(path("y.txt"), "name y\n");
     EXPECT_EQ(manager->loadInfo("y", "", "").name, "y");
     EXPECT_EQ(manager->loadInfo("y.qvp", "", "").name, "");
-    // Reading a plugin that is loaded leaves it open.
+    // Reading the descriptor of a loaded plugin does not close it.
     manager->load(x);
     takeCalls();
     EXPECT_EQ(manager->loadInfo(x, "", "").name, "x");
@@ -76,7 +76,7 @@ TEST_F(PluginSearchTest, loadInfoFailures) {
     const std::string rejected = add("rejected", {"build CompilerName:MSVC"});
     EXPECT_EQ(manager->loadInfo(rejected, "", "").path, "");
     EXPECT_EQ(takeCalls(), (Texts{"describe throwing", "describe rejected"}));
-    // Each was closed again: opening it now starts from nothing.
+    // Each one was closed again, so opening it now initializes it again.
     support::writeFile(path("rejected.txt"), "name rejected\ncounted\n");
     manager->load(rejected);
     EXPECT_TRUE(manager->unload("rejected"));

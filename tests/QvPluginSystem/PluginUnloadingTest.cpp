@@ -99,7 +99,7 @@ TEST_F(PluginUnloadingTest, aPluginCannotUnloadItselfTwice) {
     takeCalls();
     EXPECT_TRUE(manager->unload("a"));
     EXPECT_EQ(takeCalls(), (Texts{"ask uninitialize a", "uninitialize a", "unload false a", "changed"}));
-    // While it starts it is not loaded yet, so there is nothing to unload.
+    // During initialization it is not loaded yet, so there is nothing to unload.
     manager->load(add("b", {"whenInitialized unload b"}));
     const Texts calls = takeCalls();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "unload true b"), 1);
@@ -125,7 +125,7 @@ TEST_F(PluginUnloadingTest, aLibraryIsReallyClosed) {
         manager->load(a);
         takeCalls();
         manager->unload("a");
-        EXPECT_EQ(takeCalls()[2], "initialized 1 a");  // its variables are new each time
+        EXPECT_EQ(takeCalls()[2], "initialized 1 a");  // its variables are initialized again each time
     }
 }
 

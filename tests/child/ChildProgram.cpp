@@ -1,6 +1,6 @@
-// Does what its arguments say, for the tests of starting programs:
-//   arguments FILE [ARGUMENT]...   writes the arguments, one a line
-//   surroundings FILE              writes what it got from the program that started it
+// Does what its arguments say, for tests that start programs:
+//   arguments FILE [ARGUMENT]...   writes the arguments, one per line
+//   surroundings FILE              writes what it inherited from the program that started it
 //   name FILE [PROGRAM]            removes PROGRAM and writes its own name
 //   bias MINUTES                   fails when local time has another bias
 //   exit CODE | signal NUMBER | sleep MILLISECONDS
@@ -30,7 +30,7 @@
 
 namespace {
 
-// The file appears when all of it is written.
+// The file appears only when it is complete.
 void publish(const std::string& path, const std::string& text) {
     support::writeFile(path + ".part", text);
     std::filesystem::rename(support::pathOf(path + ".part"), support::pathOf(path));
@@ -62,7 +62,7 @@ void log(const std::string& baseName, int lines) {
     for (int line = 0; line < lines; ++line) Qv::LogInfo("0/%d\n", line);
 }
 
-// Of another process's segment; it may die with the lock.
+// The memory of another process's segment. This process may be killed while it has the lock.
 bool isUsableInFork(support::SharedSegment<support::SharedBlock>& block) {
 #ifndef _WIN32
     const pid_t copy = fork();
@@ -79,7 +79,7 @@ bool isUsableInFork(support::SharedSegment<support::SharedBlock>& block) {
 #endif
 }
 
-// A count of 0 tells of a failure, or that nobody is there any more to kill it.
+// A count of 0 means that it failed, or that no process is left to kill it.
 void churn(const std::string& key, const std::string& counterKey, bool forks) {
     Qv::LogSetLevel(Qv::kLogLevelError);
     support::SharedSegment<support::SharedWord> counter;
@@ -109,7 +109,7 @@ int meet(const std::string& key, const std::string& meetingKey, unsigned long pr
     for (std::uint64_t visit = 1; visit <= 100; ++visit) {
         if (!segment.open(key)) return 3;
         segment.lock();
-        if (segment->exchange(1) == 0 && meeting->holders != 0) return 4;  // somebody has an older one open
+        if (segment->exchange(1) == 0 && meeting->holders != 0) return 4;  // an older one is still open
         ++meeting->holders;
         const std::uint64_t visits = meeting->visits;
         std::this_thread::yield();

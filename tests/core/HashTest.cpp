@@ -23,7 +23,7 @@ std::string randomBytes(std::size_t count) {
     return bytes;
 }
 
-// The definition, bit by bit.
+// A reference implementation, bit by bit.
 std::uint32_t crcByBits(std::uint32_t crc, const std::string& bytes) {
     for (const char byte : bytes) {
         crc ^= static_cast<unsigned char>(byte);

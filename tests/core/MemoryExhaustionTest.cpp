@@ -1,5 +1,5 @@
-// What the small types do when an allocation fails. Only where the program's `operator new` is the library's
-// too.
+// The behaviour of the small types if an allocation fails. Only on systems where the library uses the
+// program's `operator new`.
 
 #ifndef _WIN32
 
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kUnlimited = -1;
 
-// Calls `use` again and again, each time with one more allocation that succeeds, until it succeeds.
+// Calls `use` repeatedly, each time allowing one more allocation, until it succeeds.
 template <typename Use>
 void withEachAllocationFailing(Use use) {
     for (int allowed = 0;; ++allowed) {

@@ -33,7 +33,7 @@ TEST(UniqueNamesCollection, handsOutTheSmallestFreeNumber) {
     EXPECT_EQ(copy.size(), 8U);
 }
 
-// The definition, by trying one number after the other.
+// A reference implementation that tries one number after another.
 std::string acquireByTrying(std::set<std::string>& taken, const std::string& name) {
     std::string candidate = name;
     for (int number = 1; !taken.insert(candidate).second; ++number) candidate = name + std::to_string(number);

@@ -21,7 +21,7 @@ Qv::QvCommandLine lineOf(const Texts& arguments) {
     return {static_cast<int>(pointers.size()), pointers.data()};
 }
 
-// What each question gives for "-n" and these arguments, and what it leaves and says.
+// The result of each query for "-n" and these arguments, the remaining arguments and the messages.
 struct Question {
     Texts arguments;
     bool eat;
@@ -177,7 +177,7 @@ TEST(QvCommandLine, looksForItsOwnArguments) {
     EXPECT_EQ(line.arguments(), (Texts{"p", "-c"}));
 }
 
-// The same of `QvUuid`, which reports bad text as the command line does.
+// The same for `QvUuid`, which reports bad text in the same way.
 TEST(QvCommandLine, reportsBadValuesWithoutThrowing) {
     const support::LogCapture log;
     Qv::LogSetHandler(

@@ -50,7 +50,7 @@ struct Witness : QvRefCount::Subscriber {
     int told = 0;
 };
 
-// Withdraws itself and another one when it is told, and goes.
+// Removes itself and another observer when it is notified, and deletes itself.
 struct Leaver : Witness {
     ~Leaver() override { object->unsubscribe(this); }
     void onDestroyed(const QvRefCount& goes) override {
@@ -71,7 +71,7 @@ TEST(QvSmartPtr, countsEachOwnerAndDeletesWithTheLast) {
     auto* const raw = new Sphere(destroyed);
     EXPECT_EQ(raw->refCount(), 0);
     QvSmartPtr<Sphere> first(raw);
-    QvSmartPtr<Sphere> fromRaw(raw);  // the count lives with the object
+    QvSmartPtr<Sphere> fromRaw(raw);  // the count is stored in the object
     QvSmartPtr<Body> base = first;
     EXPECT_EQ(raw->refCount(), 3);
     EXPECT_TRUE(base == first);
@@ -172,7 +172,7 @@ TEST(QvRefCount, tellsEachSubscriberOnceAlthoughOthersLeave) {
     EXPECT_EQ(newcomer.told, 0);
 }
 
-// Refers to itself once more while it goes.
+// Creates a reference to itself during its destruction.
 class Clinging : public QvRefCount {
 public:
     Clinging(int& destroyed, QvSmartPtr<Clinging>* last) : destroyed_(destroyed), last_(last) {}
@@ -247,7 +247,7 @@ TEST(QvWeakPtr, locksOnlyWhatSomebodyOwns) {
     EXPECT_EQ(destroyed, 1);
     EXPECT_TRUE(watch.expired() && !watch.lock());
 
-    // The record outlives its object, and a reference that remained does not make it look alive.
+    // The record outlives its object, and a remaining reference does not make the object appear alive.
     const LogCapture capture;
     QvWeakPtr<Body> orphan;
     {

@@ -1,5 +1,5 @@
-// Built position-dependent, so that on Linux the linker moves the library's table into this program: what is
-// written here must be what the library reads.
+// Built position-dependent, so that on Linux the linker moves the library's table into this program: the
+// library must read what is written here.
 
 #include <QvPlatform/core/QvMemory.h>
 

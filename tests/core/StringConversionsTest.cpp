@@ -39,12 +39,12 @@ TEST(Utf, decodesCharactersAndMarksWhatIsNone) {
         {"\xC3\xA9", u"\u00E9", U"\u00E9"},
         {"\xE5\x90\x8D", u"\u540D", U"\u540D"},
         {"\xF0\x9D\x84\x9E", u"\U0001D11E", U"\U0001D11E"},
-        {"\x80z", {0xFFFD, u'z'}, {0xDC80, U'z'}},                             // continuation alone
-        {"\xFF\xFE", {0xFFFD, 0xFFFD}, {0xDCFF, 0xDCFE}},                      // never a first byte
-        {"\xC3", {0xFFFD}, {0xDCC3}},                                          // cut short at the end
-        {"\xE5\x90z", {0xFFFD, 0xFFFD, u'z'}, {0xDCE5, 0xDC90, U'z'}},         // cut short before another
-        {"\xC3\xC3\xA9", {0xFFFD, 0xE9}, {0xDCC3, 0xE9}},                      // the second byte begins anew
-        {"\xC0\xAF", {0xFFFD, 0xFFFD}, {0xDCC0, 0xDCAF}},                      // longer than needed
+        {"\x80z", {0xFFFD, u'z'}, {0xDC80, U'z'}},                      // continuation alone
+        {"\xFF\xFE", {0xFFFD, 0xFFFD}, {0xDCFF, 0xDCFE}},               // never valid as a first byte
+        {"\xC3", {0xFFFD}, {0xDCC3}},                                   // truncated at the end
+        {"\xE5\x90z", {0xFFFD, 0xFFFD, u'z'}, {0xDCE5, 0xDC90, U'z'}},  // truncated before another
+        {"\xC3\xC3\xA9", {0xFFFD, 0xE9}, {0xDCC3, 0xE9}},  // the second byte starts a new sequence
+        {"\xC0\xAF", {0xFFFD, 0xFFFD}, {0xDCC0, 0xDCAF}},  // longer than needed
         {"\xE0\x9F\xBF", {0xFFFD, 0xFFFD, 0xFFFD}, {0xDCE0, 0xDC9F, 0xDCBF}},  // longer than needed
         {"\xED\xA0\x80", {0xD800}, {0xDCED, 0xDCA0, 0xDC80}},                  // a surrogate
         {"\xED\xB2\x80", {0xDC80}, {0xDCED, 0xDCB2, 0xDC80}},                  // an escape's own value

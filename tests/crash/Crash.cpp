@@ -3,6 +3,6 @@
 int main() {
     std::puts("about to crash");
     std::fflush(stdout);
-    volatile int* volatile nowhere = nullptr;  // volatile: nothing is to be optimised away
+    volatile int* volatile nowhere = nullptr;  // volatile, so that nothing is optimised away
     *nowhere = 1;
 }

@@ -7,7 +7,8 @@
 
 namespace support {
 
-/// The alternate stack of a signal handler, as small as a walk may find it, with nothing mapped around it.
+/// The alternate stack of a signal handler, as small as a walk may encounter, with no mapped memory around
+/// it.
 class AlternateStack {
 public:
     AlternateStack() {

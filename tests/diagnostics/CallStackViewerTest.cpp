@@ -141,7 +141,7 @@ TEST(CallStackViewer, beginsAtAContext) {
     EXPECT_EQ(countOf(walk.text, "walkInterrupted"), 0) << walk.text;
 }
 
-// Without a mangled name: what it is called is also the code of a type.
+// Has no mangled name; its name is also the code of a type.
 TEST(CallStackViewer, keepsNamesThatAreNoCompilers) {
     Walk walk;
     f(walk);

@@ -6,11 +6,10 @@
 #include <cstddef>
 #include <string>
 
-// The functions that must be found on a stack: never inlined, never left by a jump, and with a name that the
-// linker knows.
+// For functions that must be found on a stack: never inlined, no tail calls, and with a symbol name.
 #define ON_STACK [[gnu::noinline]]
 
-/// What the tests of call stacks share.
+/// Helpers that the call stack tests share.
 namespace support {
 
 struct Walk {

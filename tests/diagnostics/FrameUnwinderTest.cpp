@@ -47,7 +47,7 @@ TEST(FrameUnwinder, findsTheSameFramesBeforeAndAfterTheyAreCached) {
         EXPECT_EQ(error, 0);
         EXPECT_GT(found.size(), 20U);
     }
-    // The loop's own frame is the same, too.
+    // The loop's own frame must be the same, too.
     EXPECT_EQ(frames[0], frames[1]);
     EXPECT_EQ(frames[1], frames[2]);
 }

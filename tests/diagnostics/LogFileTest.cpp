@@ -111,7 +111,7 @@ TEST_F(LogFile, refusesANameWithAZeroByte) {
     }
 }
 
-// Expects numbered lines of some threads, those of each in their order.
+// Expects numbered lines from several threads, those of each thread in order.
 void expectLines(const std::string& log, std::size_t threads, int linesOfEach) {
     std::vector<int> next(threads, 0);
     for (const std::string& line : linesOf(log)) {

@@ -17,7 +17,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
-// In place of the C library's, for this program and for the library.
+// Replaces the C library's function, for this program and for the library.
 namespace {
 bool locksAsOnANetwork = false;
 int entriesUntilAnError = -1;
@@ -66,7 +66,7 @@ protected:
         return std::filesystem::exists(pathOf(folder_.path() + name));
     }
 
-    /// Opens a log file; the result is what the purge has to say.
+    /// Opens a log file. Returns the messages of the purge.
     static Texts purge(double days, const std::string& baseName) {
         const LogCapture capture;
         Qv::LogSetExpiration(days);
@@ -132,7 +132,7 @@ TEST_P(LogPurgeOnANetwork, leavesOpenLogsAlone) {
     EXPECT_EQ(texts[0].find("QvErrorHandler::PurgeLogs: Could not delete log file: "), 0U) << texts[0];
     EXPECT_NE(texts[0].find(", exception: "), std::string::npos);
     const support::LogStateRestore restore;
-    Qv::LogSetRegExFilter("[");  // not even an invalid filter stops it
+    Qv::LogSetRegExFilter("[");  // even with an invalid filter
     add("a.log", 1);
     support::standardErrorOf([&] { Qv::setLogFile(baseName_); });
     EXPECT_FALSE(exists("a.log"));

@@ -21,7 +21,7 @@ using support::withoutStamp;
 
 constexpr std::size_t kBufferSize = 5000;
 
-/// Calls the installed handler past the functions of the levels, with any level and any format.
+/// Calls the installed handler directly, with any level and any format.
 void callHandler(eLogLevel level, const char* format, ...) {
     va_list args;
     va_start(args, format);
@@ -54,7 +54,7 @@ TEST(Log, writesTheTimeOfEachMessage) {
     for (int round = 0; round < 2; ++round) {
         std::string before;
         std::string line;
-        do {  // within one second, and not the last round's
+        do {  // within one second, and not the previous round's
             before = currentTimeText();
             line = standardErrorOf([] { Qv::LogWarn("%s is %d%%", "load", 90); });
         } while (before != currentTimeText() || before == previous);

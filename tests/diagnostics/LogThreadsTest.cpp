@@ -1,5 +1,4 @@
-// Threads that end, and processes that fork, in the middle of a line. A lock that stays taken shows as a
-// hang.
+// Threads that end, and processes that fork, in the middle of a line. A lock that stays locked causes a hang.
 
 #include "diagnostics/log/LogQuietly.h"
 #include "diagnostics/log/LogSink.h"
@@ -90,7 +89,7 @@ TEST(LogQuietly, throwsNothingAndLetsAThreadEnd) {
     EXPECT_NE(resultOf(thread), nullptr);
 }
 
-// As it must be in a destructor, which nothing may unwind.
+// As in a destructor, which must not be unwound.
 TEST(LogQuietly, putsACancellationOff) {
     static bool returned = false;
     const pthread_t thread = start([](void*) -> void* {

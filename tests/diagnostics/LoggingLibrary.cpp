@@ -1,5 +1,5 @@
-// Logs where Windows allows no waiting: while this library is initialized, which happens under the loader's
-// lock, and when it is left by a process whose other threads have ended in the middle of their work.
+// Logs where waiting is not allowed on Windows: while this library is initialized under the loader's lock,
+// and while it is unloaded by a process whose other threads were killed.
 
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/diagnostics/LogFile.h>
@@ -35,7 +35,7 @@ void waitUntilNobodyGoesOn() {
 
 }  // namespace
 
-/// Leaves a thread that writes to a log file which takes no more.
+/// Starts a thread that blocks while writing to a log file.
 extern "C" __declspec(dllexport) bool blockWriter() {
     const std::string base = "\\\\.\\pipe\\qv-log";
     const std::string name = base + "_" + QvSim::Process::getHostName() + "_" +

@@ -55,7 +55,7 @@ TEST(QvAssert, handsTheFormatOnUnexpandedAndPastTheFilter) {
 
 TEST(QvAssert, takesANullFormat) {
     const LogCapture capture;
-    const char* volatile none = nullptr;  // the compiler would refuse one that it sees
+    const char* volatile none = nullptr;  // the compiler would reject a constant
     Qv::QvAssertImplementation(nullptr, 1, true, none, 0);
     EXPECT_TRUE(LogCapture::take().empty());
     Qv::QvAssertImplementation("a.cpp", 1, false, none, 0);

@@ -1,4 +1,4 @@
-// Where the names come from, each time in a process of its own: the library for them is opened once.
+// Tests where names come from, each in a separate process, because the debugging library is opened only once.
 
 #include "CallStacks.h"
 #include "support/ChildProgram.h"

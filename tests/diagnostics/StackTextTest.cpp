@@ -43,7 +43,7 @@ TEST(StackText, searchPathHasThePiecesThatArePresent) {
     }
 }
 
-/// A stack made of what the test puts in.
+/// A stack that consists of the frames that the test adds.
 class MadeUpWalker : public os::StackWalker {
 public:
     os::ErrorCode start(const os::StackThread&, const _CONTEXT*, std::string&) override { return 0; }

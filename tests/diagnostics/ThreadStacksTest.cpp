@@ -21,8 +21,8 @@
 #include <cstring>
 #endif
 
-// A thread sanitizer puts signals off until a blocked thread goes on, and does not like memory being
-// allocated in a signal handler, which a crash report must.
+// A thread sanitizer delays signals while a thread is blocked, and reports memory allocation in signal
+// handlers, which a crash report needs.
 #ifdef __SANITIZE_THREAD__
 constexpr bool kDelaysSignals = true;
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_options() {
@@ -92,7 +92,7 @@ ON_STACK void holdSignalsBack() {
 
 namespace {
 
-/// A thread at work, and how it is named to a viewer.
+/// A running thread, and its identification for a viewer.
 class Worker {
 public:
     explicit Worker(void (*work)()) {
@@ -128,7 +128,7 @@ private:
 
 void expectOnStack(Worker& worker, const std::string& function) {
     CallStackViewer viewer(QvSim::Process::getProcessID(), nullptr);
-    // Wherever the thread is interrupted, its stack is one; a few times, for different places.
+    // The stack must be complete wherever the thread is interrupted; repeated to hit different positions.
     for (int i = 0; i < 5; ++i) {
         EXPECT_TRUE(viewer.getCallstack(worker.handle(), nullptr)) << viewer.getOutput();
         EXPECT_EQ(countOf(viewer.getOutput(), function), 1) << viewer.getOutput();
@@ -187,7 +187,7 @@ TEST(ThreadStacks, saysThatAStackWasCut) {
     EXPECT_EQ(countOf(viewer.getOutput(), tooBig + "0)"), 0);
 }
 
-// Its innermost frame lies in code that no compiler described.
+// Its innermost frame is in code without unwind information.
 TEST(ThreadStacks, saysThatAnotherProcessHasAnUnknownFrame) {
     const unsigned char loop[] = {0x31, 0xed, 0xf3, 0x90, 0xeb, 0xfc};  // no frame pointer; pause; again
     const pid_t process = fork();

@@ -61,7 +61,7 @@ TEST(Exists, tellsFilesFromDirectories) {
 }
 
 #ifndef _WIN32
-// What only a file system of bytes can hold.
+// Names that only a file system with arbitrary bytes supports.
 TEST(DirectoryListing, bringsEveryNameOfTheFileSystemBack) {
     const TemporaryFolder folder;
     const Names names{"back\\slash", "\xFF\xFE.bin", "\xED\xA0\x80", "cut\xE5\x90", "new\nline", "a:b"};

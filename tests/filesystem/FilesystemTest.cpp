@@ -67,7 +67,7 @@ TEST_F(UnchangedFolderTest, refusals) {
     EXPECT_FALSE(Filesystem::getLastModifiedTime(file("a"), nullptr));
 }
 
-// The system reads a path up to its first zero byte: it would take each of these for something else.
+// The system reads a path up to its first zero byte: it would read each of these as another path.
 TEST_F(UnchangedFolderTest, namesWithAZeroByteAreRefused) {
     const std::string a("a\0b", 3);
     const std::string d("d\0b", 3);
@@ -97,7 +97,7 @@ TEST_F(UnchangedFolderTest, createMakesWhatIsMissingAbove) {
     EXPECT_TRUE(kWindows || !Filesystem::create(Directory("/proc/missing/x")));
     for (const char* taken : {"a", "a/x"})
         EXPECT_FALSE(Filesystem::create(directory(taken)) || Filesystem::create(file(taken)));
-    // Refused by the system, and yet true.
+    // The system refuses it, but the result is true.
     EXPECT_TRUE(Filesystem::create(file("d")) && Filesystem::create(file(std::string(300, 'x'))));
 }
 
@@ -183,7 +183,7 @@ TEST(Glob, matchesWholeNames) {
     const std::map<std::string, Names> cases{
         {"*.qvp", {"a.QVP"}},
         {"?.txt", {"b.txt"}},
-        {"??.txt", {"ab.txt", accented}},  // a question mark stands for one byte
+        {"??.txt", {"ab.txt", accented}},  // a question mark matches one byte
         {"\xC3\x89.txt", {}},              // only ASCII letters fold
         {"[ab].txt", {"[ab].txt"}},
         {"*B*", {"[ab].txt", "a.qvp.bak", "ab.txt", "b.txt"}},

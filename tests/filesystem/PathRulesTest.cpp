@@ -90,7 +90,7 @@ TEST(PathRules, compareWithAsciiLettersInLowerCase) {
         int order;
     } cases[] = {
         {L"C:/A/", L"c:/a/", 0}, {L"", L"", 0},        {L"", L"/", -1},           {L"a", L"ab", -1},
-        {L"a/", L"B/", -1},      {L"a_b", L"AAB", -1},  // between the two cases in ASCII
+        {L"a/", L"B/", -1},      {L"a_b", L"AAB", -1},  // in ASCII between upper and lower case
         {L"[", L"A", -1},        {L"@", L"A", -1},     {L"Z", L"{", -1},          {L"\u00C9", L"\u00E9", -1},
         {L"\u0130", L"i", 1},    {L"\u212A", L"k", 1}, {L"z", L"\U0001D11E", -1},
     };

@@ -159,9 +159,9 @@ TEST(Directory, findsTheCommonRoot) {
     EXPECT_EQ(rootOf({b, c}), a.toUniversalPath());
     EXPECT_EQ(rootOf({b, c, other}), folder.path());
     EXPECT_EQ(rootOf({a, b}), a.toUniversalPath());
-    EXPECT_EQ(rootOf({b, b.parent().directory("B")}), a.toUniversalPath());  // letter case matters
+    EXPECT_EQ(rootOf({b, b.parent().directory("B")}), a.toUniversalPath());  // case-sensitive
     EXPECT_EQ(rootOf({a.directory("missing/1"), a.directory("missing/2")}), "none");
-    EXPECT_EQ(rootOf({Directory("C:/a"), Directory("C:/b")}), "none");  // a root is nobody's common root
+    EXPECT_EQ(rootOf({Directory("C:/a"), Directory("C:/b")}), "none");  // roots have no common root
     EXPECT_EQ(rootOf({Directory(), b}), "");
 }
 

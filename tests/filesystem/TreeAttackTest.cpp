@@ -90,8 +90,8 @@ TEST(Tree, mayBeOfAnyDepth) {
 }
 
 #ifndef _WIN32
-/// Two trees and a folder outside of them. Within the tree `attacked`, each folder becomes a link to the
-/// outside and itself again, over and over.
+/// Two trees and a folder outside of them. In the tree `attacked`, each folder is replaced by a link to the
+/// outside folder and restored, repeatedly.
 class Attack {
 public:
     Attack() {

@@ -7,7 +7,7 @@
 
 namespace support {
 
-/// What lies below a folder, hidden entries included: path and content of a file, path and "/" of a
+/// The entries below a folder, including hidden ones: path and content of a file, path and "/" of a
 /// directory, path and "-> target" of a link.
 using TreeContent = std::map<std::string, std::string>;
 

@@ -36,7 +36,7 @@ TEST(WellKnownDirectory, isNoneForAnotherNumber) {
 TEST(WellKnownDirectory, isTheUsersOwn) {
     const char* const variable = kWindows ? "USERPROFILE" : "HOME";
     const std::string home = kWindows ? "C:\\users\\qv\\..\\x" : "/srv/qv/../x";
-    const std::string universal = kWindows ? "C:/users/qv/../x/" : "/srv/qv/../x/";  // taken as it stands
+    const std::string universal = kWindows ? "C:/users/qv/../x/" : "/srv/qv/../x/";  // used unchanged
     for (const char* end : {"", "/"}) {
         const VariableChange change(variable, home + end);
         EXPECT_EQ(wellKnown(Directory::kUserProfile), universal);
@@ -89,7 +89,7 @@ TEST(ThatContains, isEmptyForOtherMemory) {
 }
 
 #ifndef _WIN32
-// Windows refuses to delete a directory that a process works in.
+// Windows refuses to delete the current directory of a process.
 TEST(WellKnownDirectoryDeathTest, isEmptyWhenTheCurrentOneWasDeleted) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto workInDeleted = [] {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// What the test publishes in the pool, and the test plugins write their calls into.
+/// The object that the test publishes in the pool; the test plugins record their calls in it.
 class QV_PLUGIN_EXPORT CallLog : public QvPluginSystem::QvPluginObject {
 public:
     virtual void record(const std::string& call) { calls.push_back(call); }

@@ -1,4 +1,4 @@
-// A library that calls back, so that its function stands on the caller's stack.
+// A library that calls back, so that its function is on the caller's stack.
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 

@@ -1,5 +1,5 @@
-// A private library of a plugin. It defines an entry point of its own, which must not count as the plugin's,
-// and needs a further library.
+// A private library of a plugin. It defines an entry point too, which must not be used as the plugin's, and
+// needs another library.
 
 #include <cstdlib>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-// A plugin that lacks the entry point which the build names.
+// A plugin without the entry point that the build names.
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 

@@ -1,4 +1,4 @@
-// A plugin that links to a private library and lacks the entry point which that library happens to define.
+// A plugin that links to a private library and lacks an entry point that the library defines.
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 

@@ -1,7 +1,7 @@
-// A plugin that does what a text file beside it says, so that a test makes the plugins it needs by copying
-// this one. Each line of NAME.txt beside NAME.qvp is a word and its value:
+// A plugin that does what a text file next to it says, so that a test creates the plugins that it needs by
+// copying this one. Each line of NAME.txt next to NAME.qvp is a keyword and its value:
 //     name, displayName, version, compatibility, needs NAME VERSION      for the descriptor
-//     claims                                                            to write what the manager keeps
+//     claims                                                            to record what the manager keeps
 //     build LINE                                                         for the build information
 //     open throw                                                         to fail in a static initializer
 //     describe|initialize|uninitialize  false|throw|throwInt             to fail there
@@ -30,12 +30,12 @@ using Script = std::vector<std::pair<std::string, std::string>>;
 
 char anchor = 0;
 
-// A variable of a kind that outlives a library whose unique symbols keep it in memory.
+// A variable that outlives the library if unique symbols keep it in memory.
 struct Counter {
     inline static int initializations = 0;
 };
 
-// Read anew each time, since a test may change its mind.
+// Read each time, because a test may change it.
 Script script() {
     const QvPlatform::File self = QvPlatform::File::thatContains(&anchor);
     const std::string path = self.getFolderPath() + self.getBaseName() + ".txt";

@@ -4,7 +4,7 @@
 
 namespace {
 
-// While it is initialized the loader is busy: says so through one end of a pipe and waits for the other.
+// Keeps the loader busy during its initialization: signals that through one pipe and waits for the other.
 struct Waiting {
     Waiting() {
         const char* const channel = std::getenv("QV_TEST_CHANNEL");

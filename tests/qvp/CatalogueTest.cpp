@@ -12,12 +12,12 @@ namespace {
 
 using support::Texts;
 
-/// On Windows the manager keeps a path as the dependent spelled it.
+/// On Windows the manager stores a path as the dependent spells it.
 std::string identityOf(const std::string& path) {
     return QvPluginSystem::rules::foldedName(QvPlatform::File(path).toUniversalPath());
 }
 
-/// What a manager says while it loads and unloads.
+/// Records what a manager reports while it loads and unloads.
 class Witness : public QvPluginSystem::QvPluginManagerListener {
 public:
     Witness() { QvPluginSystem::QvPluginManager::addListener(this); }
@@ -38,7 +38,7 @@ public:
 
 class CatalogueTest : public support::PluginTest {
 protected:
-    /// In place of the default directory.
+    /// Searches only these directories, not the default one.
     std::vector<qvp::SearchDirectory> searchOnly(const Texts& paths) const {
         const std::string standard = manager->getPluginSearchDirs().front();
         manager->addPluginSearchDir(standard);
@@ -62,8 +62,8 @@ protected:
     }
 };
 
-/// Few names for many files, so that there are circles, namesakes and files that are not called like their
-/// plugin.
+/// Uses few names for many files, so that there are cycles, duplicate names and files that are named
+/// differently from their plugin.
 class CatalogueAgainstManagerTest : public CatalogueTest, public testing::WithParamInterface<unsigned> {
 protected:
     std::size_t below(std::size_t end) {
@@ -98,7 +98,7 @@ protected:
         for (int i = 0; i < 12; ++i) {
             const std::string name = anyName();
             const std::string place = places[below(places.size())];
-            // Without the extension it is found by a dependency's name only.
+            // Without the extension it is found only by a dependency's name.
             const std::string extension = place == "current/" || below(10) == 0 ? "" : ".qvp";
             if (!taken.insert(place + name).second) continue;
             support::writeFile(path(place + name + ".txt"), anyScript(name));
@@ -131,27 +131,27 @@ TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
 
     manager->unloadAll();
     EXPECT_EQ(namesAt(catalogue, catalogue.unloadOrder()), witness.unloaded);
-    for (int i = 0; i < 12; ++i) manager->unloadAll();  // of namesakes, one may have stayed
+    for (int i = 0; i < 12; ++i) manager->unloadAll();  // with duplicate names, one may have stayed
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, CatalogueAgainstManagerTest, testing::Range(0U, 24U));
 
-TEST_F(CatalogueTest, circlesAreClosedPathsEachOnce) {
+TEST_F(CatalogueTest, cyclesAreClosedPathsEachOnce) {
     add("a", {"needs b 1.0", "needs b 1.0"});
     add("b", {"needs c 2.0", "needs a 1.0"});
     add("c", {"needs a 3.0"});
     add("self", {"needs SELF 0"});
     add("outside", {"needs a 0"});
     const qvp::Catalogue catalogue = catalogueOf(searchOnly({folder.path()}));
-    std::vector<Texts> circles;
+    std::vector<Texts> cycles;
     for (const auto& path : catalogue.cycles()) {
-        circles.push_back(namesAt(catalogue, path));
-        EXPECT_EQ(circles.back().front(), circles.back().back());
-        circles.back().pop_back();
-        std::sort(circles.back().begin(), circles.back().end());
+        cycles.push_back(namesAt(catalogue, path));
+        EXPECT_EQ(cycles.back().front(), cycles.back().back());
+        cycles.back().pop_back();
+        std::sort(cycles.back().begin(), cycles.back().end());
     }
-    std::sort(circles.begin(), circles.end());
-    EXPECT_EQ(circles, (std::vector<Texts>{{"a", "b"}, {"a", "b", "c"}, {"self"}}));
+    std::sort(cycles.begin(), cycles.end());
+    EXPECT_EQ(cycles, (std::vector<Texts>{{"a", "b"}, {"a", "b", "c"}, {"self"}}));
 }
 
 }  // namespace

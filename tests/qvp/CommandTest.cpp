@@ -46,7 +46,7 @@ protected:
         return document;
     }
 
-    /// A scene, who stands on it, and plugins that are refused.
+    /// A scene, its dependents, and plugins that are refused.
     void addSimulation() const {
         add("scene", {"version 1.2", "compatibility 1.0", "displayName The Scene"});
         add("collision", {"version 1.0", "needs scene 1.1"});
@@ -67,10 +67,10 @@ protected:
 
 TEST_F(CommandTest, why) {
     addSimulation();
-    const Json well = json({"why", "collision"}, 0);
-    EXPECT_EQ(well["verdict"], "collision is well: it is found, loaded and initialized.");
-    EXPECT_EQ(strings(well["steps"], "state"), Texts(10, "ok"));
-    EXPECT_EQ(strings(well["askedBy"], "name"), Texts{"world"});
+    const Json collision = json({"why", "collision"}, 0);
+    EXPECT_EQ(collision["verdict"], "collision is OK: it is found, loaded and initialized.");
+    EXPECT_EQ(strings(collision["steps"], "state"), Texts(10, "ok"));
+    EXPECT_EQ(strings(collision["askedBy"], "name"), Texts{"world"});
 
     const Json foam = json({"why", "foam"}, 1);
     EXPECT_EQ(foam["verdict"],
@@ -80,19 +80,20 @@ TEST_F(CommandTest, why) {
                      "Could not find dependent plugin turbulence"}));
     EXPECT_EQ(foam["steps"][8]["state"], "failed");
     EXPECT_EQ(foam["steps"][9]["state"], "notReached");
-    EXPECT_EQ(foam["advice"][0].get<std::string>().rfind("Put a file turbulence.qvp into", 0), 0U);
+    EXPECT_EQ(foam["advice"][0].get<std::string>().rfind("Put turbulence.qvp into", 0), 0U);
     EXPECT_EQ(strings(json({"why", path("fluid.qvp")}, 1)["fails"], "name"), Texts{"foam"});
 
     const Json missing = json({"why", "turbulence"}, 1);
-    EXPECT_EQ(missing["verdict"], "turbulence is not loaded: no file of that name was found.");
+    EXPECT_EQ(missing["verdict"], "turbulence is not loaded: no file with that name was found.");
     EXPECT_EQ(strings(missing["askedBy"], "name"), (Texts{"fluid", "foam"}));
     EXPECT_EQ(missing["lookedIn"][0], folder.path());
 
     EXPECT_EQ(json({"why", "ragdoll"}, 1)["advice"][0],
-              "Install a scene that serves scene 9.0, or let ragdoll ask for another: " + path("scene.qvp") +
-                  " is version 1.2 and serves those who ask for 1.0 to 1.2.");
+              "Install a version of scene that is compatible with 9.0, or change the version that ragdoll "
+              "requires: " +
+                  path("scene.qvp") + " is version 1.2 and is compatible with 1.0 to 1.2.");
     EXPECT_EQ(json({"why", "motor"}, 1)["advice"][0],
-              "Take one dependency out of the circle hinge -[1.0]-> motor -[2.0]-> hinge.");
+              "Remove one dependency from the cycle hinge -[1.0]-> motor -[2.0]-> hinge.");
 }
 
 TEST_F(CommandTest, checkStopsShortOfInitialization) {
@@ -142,7 +143,7 @@ TEST_F(CommandTest, listAndOrder) {
     const Json order = json({"order"}, 1);
     EXPECT_EQ(strings(order["initialization"], "name"), (Texts{"scene", "collision", "world"}));
     EXPECT_EQ(strings(order["initialization"], "reason"),
-              (Texts{"nothing to wait for", "after scene 1.1, which it needs",
+              (Texts{"no dependencies", "after scene 1.1, which it needs",
                      "after collision 1.0 and scene 1.0, which it needs"}));
     EXPECT_EQ(strings(order["unloading"], "name"), (Texts{"world", "collision", "scene"}));
 }
@@ -179,8 +180,8 @@ TEST_F(CommandTest, theProgramItself) {
 }
 
 TEST_F(CommandTest, probe) {
-    const Json well = json({"probe", support::specimen("independent")}, 0);
-    EXPECT_EQ(strings(well["phases"], "name"), (Texts{"load", "initialize", "uninitialize", "close"}));
+    const Json clean = json({"probe", support::specimen("independent")}, 0);
+    EXPECT_EQ(strings(clean["phases"], "name"), (Texts{"load", "initialize", "uninitialize", "close"}));
     EXPECT_EQ(json({"probe", support::specimen("leavesObject")}, 1)["left"].size(), 1U);
     addSimulation();
     EXPECT_EQ(json({"probe", "fluid"}, 1)["problems"][0],

@@ -34,8 +34,8 @@ std::vector<Inspection> inspectAll(const Texts& files, std::chrono::milliseconds
     return inspections;
 }
 
-// The step that failed and its text; "" when all are well. Those before it are well, those after it not
-// reached.
+// The step that failed and its text; "" if all are OK. Expects the steps before it to be OK and those after
+// it to be not reached.
 std::string failure(const Inspection& inspection) {
     static const Texts kNames{"found",  "readable",    "architecture",     "libraries",
                               "opened", "entryPoints", "buildInformation", "descriptor"};
@@ -128,7 +128,8 @@ TEST(Inspect, NamesTheMissingLibraryAndWhoNeedsIt) {
 
     support::copySpecimen(middle, folder.path());
     const Inspection lacking = inspectAll({plugin})[0];
-    const std::string expected = "libraries: needs " + base + " (for " + middle + "), which is in none of ";
+    const std::string expected =
+        "libraries: needs " + base + " (for " + middle + "), which was not found in ";
     EXPECT_EQ(failure(lacking).substr(0, expected.size()), expected);
     const auto missing =
         std::find_if(lacking.libraries.begin(), lacking.libraries.end(),

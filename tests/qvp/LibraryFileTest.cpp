@@ -81,7 +81,7 @@ TEST(LibraryFile, SaysWhatAFileIsThatIsNoLibraryOfThisSystem) {
     EXPECT_FALSE(missing.errorText.empty());
 }
 
-// Whatever is wrong with it, there is an answer, and each problem has a text.
+// For any damage there is a result, and each problem has a text.
 TEST(LibraryFile, SurvivesDamagedFiles) {
     const support::TemporaryFolder folder;
     const std::string whole = support::readFile(support::specimen("good"));
@@ -90,7 +90,7 @@ TEST(LibraryFile, SurvivesDamagedFiles) {
         EXPECT_EQ(file.problem == Problem::none, file.errorText.empty());
         return file.problem;
     };
-    // What lies at the end of a file, such as debug information, the loader does not need.
+    // The loader does not need the end of a file, which holds debug information, for example.
     for (std::size_t size = 0; size < 1000; size += 7)
         EXPECT_NE(check(whole.substr(0, size)), Problem::none) << size;
     for (std::size_t size = 1000; size < whole.size(); size += 1 + whole.size() / 100)

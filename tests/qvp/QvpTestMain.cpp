@@ -1,4 +1,4 @@
-// The children that look at files are this program, run again.
+// The children that inspect files are instances of this program.
 
 #include "inspect/Inspection.h"
 

@@ -9,7 +9,7 @@
 
 namespace support {
 
-/// A file of the folder that the build put the specimens into.
+/// A file in the folder where the build places the specimens.
 inline std::string specimenFile(const std::string& name) {
     using QvPlatform::Directory;
     return Directory(Directory::kExecutableDirectory).directory("qvp-plugins").file(name).toUniversalPath();
@@ -17,7 +17,7 @@ inline std::string specimenFile(const std::string& name) {
 
 inline std::string specimen(const std::string& name) { return specimenFile(name + ".qvp"); }
 
-/// Copies a file into a folder; the result is the copy's path.
+/// Copies a specimen into a folder. Returns the path of the copy.
 inline std::string copySpecimen(const std::string& name, const std::string& folder) {
     std::filesystem::copy_file(pathOf(specimenFile(name)), pathOf(folder + name));
     return folder + name;

@@ -10,13 +10,13 @@
 
 namespace support {
 
-/// How a command line calls the program that tests start, tests/child. Its name holds a blank.
+/// The child program of the tests (tests/child), quoted for a command line. Its name contains a blank.
 inline std::string childProgram() {
     const QvPlatform::Directory programs(QvPlatform::Directory::kExecutableDirectory);
     return "\"" + programs.toUniversalPath() + "child program" + (kWindows ? ".exe\"" : "\"");
 }
 
-/// Waits until another process has brought the condition about; false after half a minute.
+/// Waits until another process makes the condition true. Returns false after half a minute.
 template <typename Condition>
 bool comesTrue(Condition condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -25,7 +25,7 @@ bool comesTrue(Condition condition) {
     return condition();
 }
 
-/// Waits until somebody has made the file.
+/// Waits until the file exists.
 inline bool appears(const std::string& path) {
     return comesTrue([file = pathOf(path)] { return std::filesystem::exists(file); });
 }

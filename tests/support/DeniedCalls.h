@@ -11,7 +11,8 @@
 
 namespace support {
 
-/// From now on the system refuses these calls of this thread, by number, with EPERM. For a forked process.
+/// Makes these system calls, given by number, fail with EPERM in this thread from now on. For a forked
+/// process.
 inline void denyCalls(std::initializer_list<unsigned> numbers) {
     std::vector<sock_filter> filter{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
     for (const unsigned number : numbers) {

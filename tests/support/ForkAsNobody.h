@@ -8,7 +8,7 @@ namespace support {
 
 inline constexpr uid_t kNobody = 65534;
 
-/// Lets a copy of this process do `work`; its failures are the test's. Linux only.
+/// Runs `work` in a forked process; its failures are failures of the test. Linux only.
 template <typename Work>
 void inFork(Work work) {
     const pid_t copy = fork();
@@ -22,7 +22,7 @@ void inFork(Work work) {
     EXPECT_EQ(status, 0);
 }
 
-/// The same as a user who has no rights.
+/// The same, as a user without any rights.
 template <typename Work>
 void inForkAsNobody(Work work) {
     inFork([&] {

@@ -10,8 +10,8 @@
 
 namespace support {
 
-/// Makes a hidden file, or a hidden directory when the name ends with "/". An attribute hides it on
-/// Windows and a dot before its name on Linux. The result is its name, without a final "/".
+/// Creates a hidden file, or a hidden directory if the name ends with "/". It is hidden by an attribute on
+/// Windows and by a dot before its name on Linux. Returns its name, without a final "/".
 inline std::string addHidden(const TemporaryFolder& folder, std::string name) {
     const bool isDirectory = name.back() == '/';
     if (isDirectory) name.pop_back();

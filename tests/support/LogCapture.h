@@ -11,7 +11,7 @@
 
 namespace support {
 
-/// Puts threshold, filter and handler back as they were.
+/// Restores threshold, filter and handler in its destructor.
 class LogStateRestore {
 public:
     LogStateRestore()
@@ -24,7 +24,7 @@ public:
         Qv::LogSetHandler(handler_);
     }
 
-    /// A refused null pointer tells which handler is installed.
+    /// Setting a null pointer is refused, and returns the installed handler.
     static Qv::LogHandler currentHandler() { return Qv::LogSetHandler(nullptr); }
 
 private:
@@ -44,14 +44,14 @@ inline std::string formatted(const char* format, Qv::LogArgs args) {
     return text;
 }
 
-/// A message as the handler got it: `format` before and `text` after its expansion.
+/// A message as the handler received it: `format` before and `text` after formatting.
 struct LogMessage {
     Qv::eLogLevel level;
     std::string format;
     std::string text;
 };
 
-/// Keeps messages instead of writing them, for as long as it lives; one at a time.
+/// Captures messages instead of writing them, during its lifetime. Only one at a time.
 class LogCapture {
 public:
     LogCapture() {
@@ -65,7 +65,7 @@ public:
         return std::exchange(kept(), {});
     }
 
-    /// The same, only their texts.
+    /// The same, but only the texts.
     static std::vector<std::string> takeTexts() {
         std::vector<std::string> texts;
         for (LogMessage& message : take()) texts.push_back(std::move(message.text));

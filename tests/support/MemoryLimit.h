@@ -1,5 +1,5 @@
 #pragma once
 
-/// How many allocations by `new` the calling thread may still make in this program; negative for any number.
-/// On Windows the library has a `new` of its own.
+/// The number of allocations by `new` that the calling thread may still make in this program; negative means
+/// unlimited. On Windows the library has its own `new`.
 extern thread_local int allocationsLeft;

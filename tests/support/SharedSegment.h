@@ -7,7 +7,7 @@
 
 namespace support {
 
-/// A segment that anybody may open and close, seen as `Data` that begins as zeros.
+/// A segment that any test process may open and close, viewed as `Data`, which is initially zero.
 template <typename Data>
 class SharedSegment : public QvPlatform::SharedMemoryBase {
 public:
@@ -23,7 +23,7 @@ public:
 using SharedWord = std::atomic<std::uint64_t>;
 using SharedBlock = std::array<char, 65'536>;
 
-/// What processes that open and close one segment know of each other, in a segment that stays open.
+/// Shared state of processes that open and close one segment; it is in another segment, which stays open.
 struct Meeting {
     SharedWord present, holders;
     std::uint64_t visits;  ///< guarded by the lock of the segment that they open and close

@@ -9,13 +9,13 @@
 
 namespace support {
 
-/// The text with the line ends that a stream of text gives to a program.
+/// The text with line ends as a program reads them from a text stream.
 inline std::string withPlainLineEnds(std::string text) {
     text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
     return text;
 }
 
-/// What `work` writes to this process's standard error stream.
+/// Runs `work`. Returns what it writes to this process's standard error stream.
 template <typename Work>
 std::string standardErrorOf(Work work) {
     testing::internal::CaptureStderr();
@@ -37,7 +37,7 @@ inline std::vector<std::string> linesOf(std::string_view text) {
 /// The 24 characters of local time and " - " before each line of the log.
 inline constexpr std::size_t kStampLength = 27;
 
-/// A log line without its time, or the line with a remark when it does not begin with one.
+/// A log line without its time, or the line with a remark if it does not begin with a time.
 inline std::string withoutStamp(const std::string& line) {
     const std::string_view shape = "aaa aaa d9 99:99:99 9999 - ";
     const auto fits = [](char c, char kind) {

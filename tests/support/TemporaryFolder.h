@@ -8,7 +8,7 @@
 
 namespace support {
 
-/// The file system's form of a UTF-8 text. On Linux any bytes will do.
+/// The file system's form of a UTF-8 text. On Linux any bytes are valid.
 inline std::filesystem::path pathOf(const std::string& text) {
 #ifdef _WIN32
     return std::filesystem::path(std::u8string(text.begin(), text.end()));
@@ -33,7 +33,7 @@ inline std::string readFile(const std::string& path) {
     return content.str();
 }
 
-/// An empty folder of its own, removed at the end with all that is in it. Its name is not ASCII.
+/// A new empty folder, removed with its content by the destructor. Its name is not ASCII.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
@@ -50,10 +50,10 @@ public:
         std::filesystem::remove_all(path_, ignored);
     }
 
-    /// UTF-8 with "/" separators and one at its end.
+    /// UTF-8 with "/" separators and a final "/".
     std::string path() const { return textOf(path_) + "/"; }
 
-    /// Makes a file or a directory below; the result is its path.
+    /// Creates a file or a directory in it. Returns its path.
     std::string addFile(const std::string& name) const {
         writeFile(path() + name);
         return path() + name;
@@ -67,7 +67,7 @@ private:
     std::filesystem::path path_;
 };
 
-/// Works in another current directory until it ends.
+/// Changes the current directory during its lifetime.
 class CurrentDirectoryChange {
 public:
     explicit CurrentDirectoryChange(const std::string& path) : previous_(std::filesystem::current_path()) {

@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// Gives an environment variable another value, or none, until it ends. ASCII values only.
+/// Sets or removes an environment variable during its lifetime. ASCII values only.
 class VariableChange {
 public:
     VariableChange(const std::string& name, const std::optional<std::string>& value) : name_(name) {

@@ -26,7 +26,7 @@ struct Place {
     std::uint32_t mask;
 };
 
-// With the masks of the compilers' own header.
+// Uses the masks of the compilers' header.
 // clang-format off
 constexpr Place kPlaces[] = {
     {sse, 1, kEdx, bit_SSE},             {sse2, 1, kEdx, bit_SSE2},              {mmx, 1, kEdx, bit_MMX},
@@ -82,7 +82,7 @@ TEST(CPU, reportsAMissingAvxWithoutThrowing) {
 
 TEST(CPU, knowsThisProcessor) {
     const CpuFlags flags = detectCpu(base::cpuId);
-    EXPECT_TRUE(flags[sse2] && flags[lm]);  // each of this architecture has them
+    EXPECT_TRUE(flags[sse2] && flags[lm]);  // every processor of this architecture has them
 #define QV_EXPECT_SAME(name, leaf, reg, bit) \
     EXPECT_EQ(QvPlatform::CPU::is_##name##_supported(), flags[name]) << #name;
     QV_PUBLIC_CPU_FEATURES(QV_EXPECT_SAME)

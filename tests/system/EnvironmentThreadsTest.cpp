@@ -34,7 +34,7 @@ bool asks() {
            QvPlatform::getEnv("QV_THREADS") == "stays";
 }
 
-// The C library would translate it into the language that a variable names.
+// The C library would translate it into the language set by an environment variable.
 bool readsAnErrorText() {
     errno = ENOENT;
     return QvPluginSystem::getLastError() != nullptr;
@@ -56,7 +56,7 @@ bool worksInAFork() {
 #endif
 }
 
-// A new variable makes the table move.
+// Adding a variable moves the table.
 bool changeTheEnvironment() {
     bool isChanged = true;
     for (int i = 0; i < (support::kWindows ? 500 : 5'000); ++i)
@@ -65,7 +65,7 @@ bool changeTheEnvironment() {
     return isChanged;
 }
 
-// Apart from the other tests, since nothing takes the variables out again.
+// Separate from the other tests, because nothing removes the variables again.
 [[noreturn]] void useTheEnvironmentInThreads() {
     Qv::LogSetLevel(Qv::kLogLevelNone);
     std::setlocale(LC_ALL, "C.UTF-8");

@@ -82,7 +82,7 @@ protected:
         return exitCode;
     }
 
-    /// What the child writes on a command.
+    /// What the child writes for a command.
     std::string answerTo(const std::string& command, const std::string& arguments) const {
         EXPECT_EQ(exitCodeOf(childProgram(), command + " " + file_ + " " + arguments), 0);
         return support::readFile(file_);
@@ -213,7 +213,7 @@ TEST_F(ProcessExecution, runsElevatedDirectlyForAnAdministrator) {
     if (!Process::isElevated()) GTEST_SKIP() << "not an administrator";
     EXPECT_TRUE(Process::shellExecuteElevated(childProgram(), "arguments " + file_ + " \"a b\"", true));
     EXPECT_EQ(support::readFile(file_), "a b\n");
-    EXPECT_TRUE(Process::shellExecuteElevated(childProgram(), "exit 126", true));  // its own, not a refusal
+    EXPECT_TRUE(Process::shellExecuteElevated(childProgram(), "exit 126", true));  // its own exit code
     EXPECT_FALSE(Process::shellExecuteElevated(file_ + ".exe", "", true));
     EXPECT_TRUE(LogCapture::take().empty());
 }
@@ -227,7 +227,7 @@ TEST_F(ProcessExecution, runsElevatedOnlyWhenTheUserAgrees) {
     EXPECT_EQ(Process::isElevated(), geteuid() == 0);
     support::inForkAsNobody([&] {
         EXPECT_FALSE(Process::isElevated());
-        EXPECT_FALSE(runs("0", true) || runs("0", false));  // there is nothing to ask with
+        EXPECT_FALSE(runs("0", true) || runs("0", false));  // there is no program to ask the user
     });
     writeFile(folder_.path() + "pkexec",
               "#!/bin/sh\n[ $# = 3 ] && [ \"$2\" = 'a b' ] || exit 127\nexit $3\n");

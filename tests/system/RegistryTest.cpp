@@ -30,7 +30,7 @@ TEST(Services, warnsOfAManagerOutOfReachOnly) {
     EXPECT_TRUE(LogCapture::take().empty());
 }
 
-/// Makes a registry call and expects its error code.
+/// Calls the function and expects its error code.
 template <typename Call>
 auto calling(Call call, long expectedError) {
     long error = 77;
@@ -46,7 +46,7 @@ const std::wstring kWideName = L"Qv test \u540D " + std::to_wstring(GetCurrentPr
 const std::string kKey = "Software\\" + kName;
 const std::wstring kWideKey = L"Software\\" + kWideName;
 
-/// Leaves no key behind.
+/// Removes the keys of the test.
 class Registry : public testing::Test {
 protected:
     ~Registry() override {

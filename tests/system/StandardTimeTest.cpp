@@ -33,7 +33,7 @@ void expectStandardTimes(const std::vector<Moment>& moments) {
             << moment.zone << " " << moment.year << "-" << moment.month << "-" << moment.day;
 }
 
-// Dublin by both of the ways in which its winter is told.
+// Dublin in both encodings of its winter time.
 TEST(StandardTime, isTheSameInSummerAndWinter) {
     for (const int month : {1, 4, 7, 10, 12})
         expectStandardTimes({{"UTC", 2024, month, 15, 0},

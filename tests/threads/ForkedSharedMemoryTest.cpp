@@ -1,4 +1,4 @@
-// Segments in threads that are cancelled and in copies of a process, which Windows has not.
+// Segments in cancelled threads and forked processes, which do not exist on Windows.
 
 #include "support/ChildProgram.h"
 #include "support/LogCapture.h"
@@ -38,7 +38,7 @@ protected:
     const support::LogCapture capture_;
 };
 
-// A copy of this process does `work`, which must be true.
+// Runs `work` in a forked process; it must return true.
 template <typename Work>
 pid_t startFork(Work work) {
     const pid_t copy = fork();

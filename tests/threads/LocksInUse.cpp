@@ -1,5 +1,6 @@
-// Correct use of each kind of lock and of the condition: what the thread sanitizer, helgrind and DRD, which
-// run it, must have nothing to say about. They do not see order that atomic objects make, so there are none.
+// Correct use of each kind of lock and of the condition: the thread sanitizer, helgrind and DRD, which run
+// it, must report nothing. It uses no atomic objects, because these tools do not see the ordering that they
+// create.
 
 #include <QvPlatform/threads/Mutex.h>
 #include <QvPlatform/threads/QvThread.h>
@@ -54,7 +55,7 @@ bool countsUnder() {
     return count == 2 * kRounds;
 }
 
-/// Two threads take turns, each of which wakes the other.
+/// Two threads take turns; each wakes the other.
 bool takesTurns() {
     SystemMutex mutex;
     Qv::QvConditionVariable* const turns[] = {Qv::QvConditionVariableCreate(),
@@ -72,7 +73,8 @@ bool takesTurns() {
     return count == 2 * kRounds;
 }
 
-/// A condition goes as soon as its only waiter is signalled, while that still waits for the mutex.
+/// A condition is destroyed as soon as its only waiter is signalled, while the waiter still waits for the
+/// mutex.
 bool destroysSignalled() {
     for (int round = 0; round < kRounds; ++round) {
         SystemMutex mutex;

@@ -98,7 +98,7 @@ TEST(QvThreadMutex, isLeftOnceByAScopedLock) {
     EXPECT_EQ(onThread(tryAndUnlock), 1);
     EXPECT_EQ(Qv::QvThreadMutexUnlock(mutex), 0);
     EXPECT_EQ(onThread(tryAndUnlock), 0);
-    onThread([] { Qv::QvThreadMutexLock(mutex); });  // for ever
+    onThread([] { Qv::QvThreadMutexLock(mutex); });  // forever
     EXPECT_EQ(tryAndUnlock(), 1);
 }
 
@@ -123,7 +123,8 @@ protected:
         });
     }
 
-    /// A thread that has begun to wait, at least if it locks only once; how often it can unlock then.
+    /// Starts a thread that waits, and returns when it has begun to wait (if it locks only once). The result
+    /// is how often it can unlock afterwards.
     std::future<int> waiter(int locks = 1) {
         const int before = waiting_;
         auto unlocks = std::async(std::launch::async, [=, this] {
@@ -215,7 +216,8 @@ TEST_F(QvMutexAndCondition, areNotMadeWithoutMemory) {
     expectNull(Qv::QvConditionVariableCreate, Qv::QvConditionVariableDestroy);
 }
 
-// Its own stack is unwound with the mutex locked, and a signal that it was given is the next one's.
+// The cancelled thread's stack is unwound with the mutex locked, and a signal that it received goes to the
+// next waiter.
 TEST_F(QvMutexAndCondition, surviveTheCancellationOfAWaiter) {
     struct Unlock {
         ~Unlock() { isOwner = Qv::QvMutexUnlock(mutex); }
@@ -251,7 +253,7 @@ TEST_F(QvMutexAndCondition, surviveTheCancellationOfAWaiter) {
 
 TEST_F(QvMutexAndCondition, rememberOneSignalForAnOwner) {
     for (int i = 0; i < 3; ++i) signal();
-    wait();  // does not own the mutex, so it only locks it
+    wait();  // does not own the mutex, so this only locks it
     EXPECT_EQ(triedElsewhere(), 258);
     EXPECT_TRUE((wait(), unlock()) && !unlock());
     for (const int locks : {1, 2}) {

@@ -21,7 +21,7 @@ using Word = support::SharedSegment<support::SharedWord>;
 using Block = support::SharedSegment<support::SharedBlock>;
 using Strings = std::vector<std::string>;
 
-// Sanitizers run on unoptimised builds, and a new process is dear on Windows.
+// Sanitizers run on unoptimised builds, and starting a process is expensive on Windows.
 #ifdef NDEBUG
 constexpr int kDeaths = kWindows ? 100 : 800, kProcesses = 50;
 #else
@@ -29,7 +29,7 @@ constexpr int kDeaths = 100, kProcesses = 10;
 #endif
 const std::string kNoFile = "3 SharedMemory::open - failed to create shared memory file\n";
 
-// The messages since the last call, each behind its level.
+// The messages since the last call, each after its level.
 Strings takeLog() {
     Strings texts;
     for (const support::LogMessage& message : support::LogCapture::take())
@@ -58,7 +58,7 @@ Strings filesOf(const std::string& text) {
     return names;
 }
 
-// Expects that another thread waits for the lock until `release` is called.
+// Expects another thread to wait for the lock until `release` is called.
 template <typename Release>
 void expectLockedUntil(QvPlatform::SharedMemoryBase& segment, Release release) {
     auto acquisition = std::async(std::launch::async, [&] { const std::lock_guard guard(segment); });
@@ -129,14 +129,14 @@ TEST_F(SharedMemory, isLockedByOneThreadAnyNumberOfTimes) {
         for (Word* word : {&first, &second}) word->close();
         ASSERT_TRUE(first.open(key) && second.open(key));
         *first = 1;
-        EXPECT_EQ(*second, key.empty() ? 0U : 1U);  // without a key they share the lock alone
+        EXPECT_EQ(*second, key.empty() ? 0U : 1U);  // without a key they share only the lock
         for (Word* word : {&first, &first, &second}) word->lock();
         for (Word* word : {&first, &second}) word->unlock();
         expectLockedUntil(second, [&] { first.unlock(); });
         Word third;
         ASSERT_TRUE(third.open(key));
         for (Word* word : {&first, &second, &first}) word->lock();
-        if (kWindows) first.unlock();  // there a closed segment stays locked
+        if (kWindows) first.unlock();  // on Windows a closed segment stays locked
         if (kWindows) first.unlock();
         first.close();
         expectLockedUntil(third, [&] { second.unlock(); });
@@ -162,7 +162,7 @@ TEST_F(SharedMemory, keepsNothingOfProcessesThatAreKilledAtAnyMoment) {
     onThreads(2, [this](int lane) {
         const bool forks = lane == 1 && !kWindows;
         const auto holds =
-            [=](auto condition) {  // what a forked process keeps lasts longer than the killed one
+            [=](auto condition) {  // a forked process keeps its resources longer than the killed one
                 return forks ? support::comesTrue(condition) : condition();
             };
         const std::string key = key_ + std::to_string(lane), words = forks ? " forks" : "";

@@ -119,7 +119,7 @@ TEST(StepperThread, survivesOrdersOfSeveralThreadsWhileItEnds) {
             const auto command = [&](int thread) {
                 std::minstd_rand random(static_cast<unsigned int>(2 * round + thread + 1));
                 for (int i = 0; i < 5; ++i) operations[random() / 64 % std::size(operations)](*stepper);
-                stop(*stepper);  // another thread's stop may be waiting for what this one has started
+                stop(*stepper);  // another thread's stop may be waiting for the run that this one started
             };
             const auto other = std::async(std::launch::async, command, 0);
             command(1);

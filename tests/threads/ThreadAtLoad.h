@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-/// What starting a thread in a static initializer of this library returned.
+/// The result of starting a thread in a static initializer of this library.
 std::uint64_t returnedAtLoad();
-/// The identifier that the thread has seen; 0 before.
+/// The identifier that the thread read; 0 before that.
 std::uint64_t seenByThreadAtLoad();

@@ -21,7 +21,7 @@ struct Unit : ThreadPool::WorkUnit {
 };
 static_assert(sizeof(ThreadPool::WorkUnit) == 2 * sizeof(void*));
 
-/// Does the work in `count` units; there are null pointers before them.
+/// Runs the work in `count` units, preceded by null pointers.
 void execute(std::size_t count, const std::function<void()>& work) {
     std::deque<Unit> units(count);
     std::vector<ThreadPool::WorkUnit*> pointers(count / 2);

@@ -6,7 +6,7 @@
 
 using Qv::QvTimer;
 
-// Bounds by the counter that is tested hold however busy the machine is; sums may have been rounded up.
+// Bounds measured with the tested counter hold even on a busy machine; sums may be rounded up.
 
 constexpr double kPause = 0.01;
 

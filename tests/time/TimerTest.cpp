@@ -75,8 +75,8 @@ TEST(Timer, measuresInSecondsAndCyclesOfAllThreads) {
     }).join();
     const double cycles = QvPlatform::CycleTime::getCurrentValue() - before;
     const double expected = static_cast<double>(__rdtsc() - counter) / since(start) / 10;
-    EXPECT_GE(cycles, support::kWindows ? 0.0 : 0.9 * expected);  // Wine does not tell
-    EXPECT_TRUE(log.take().empty());                              // nor is that failure, 0, to be reported
+    EXPECT_GE(cycles, support::kWindows ? 0.0 : 0.9 * expected);  // Wine does not report it
+    EXPECT_TRUE(log.take().empty());                              // and that failure (0) is not logged
     EXPECT_LE(cycles, 10 * expected);
 }
 

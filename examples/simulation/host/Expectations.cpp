@@ -12,7 +12,7 @@ namespace {
 const std::map<std::string, int> kUseCounts = {
     {"scene", 4}, {"integrator", 2}, {"collision", 2}, {"world", 2}, {"recorder", 1}};
 
-/// "hinge" and "motor" need each other: whichever is asked for first, the other one closes the circle.
+/// "hinge" and "motor" need each other: if one is loaded first, the other one closes the cycle.
 const HostListener::Refusals kRefusals = {
     {"fluid", {"Could not find dependent plugin turbulence"}},
     {"hinge",

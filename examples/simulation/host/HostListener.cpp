@@ -17,7 +17,7 @@ HostListener::~HostListener() { QvPluginManager::removeListener(this); }
 
 void HostListener::onPluginError(const std::string& file, const QvPluginInfo* info,
                                  const std::string& error) {
-    // A library that is refused at first sight has not been asked for its name.
+    // If a library is refused before it is opened, its name is unknown.
     const std::string name = info ? info->getName() : QvPlatform::File(file).getBaseName();
     refusals_[name].insert(error);
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// What the user asked for.
+/// The options of the command line.
 struct Options {
     bool watch = false;  ///< look at another process's simulation instead of running one
     bool realtime = false;
@@ -15,7 +15,7 @@ struct Options {
 
 enum class Answer {
     Run,        ///< go on with the options
-    Done,       ///< the help text was asked for and printed
+    Done,       ///< the help text was requested and printed
     WrongUsage  ///< told on the standard error stream
 };
 

@@ -1,7 +1,7 @@
-// A host program whose work is done by plugins: it loads them from "simulation-plugins" beside itself, says
-// what became of each, runs the simulation that they make up together, and unloads them again. Its log goes
-// to the standard error stream and into a file. Exits with 0 when everything was as these plugins require;
-// --help tells the options.
+// A host program whose work is done by plugins: it loads them from "simulation-plugins" next to itself,
+// reports the result for each, runs the simulation that they implement together, and unloads them. Its log
+// goes to the standard error stream and to a file. Exits with 0 if everything went as expected for these
+// plugins; --help shows the options.
 
 #include "../ObjectPool.h"
 #include "CrashReport.h"

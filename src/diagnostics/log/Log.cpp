@@ -39,7 +39,7 @@ struct InstalledHandler {
 };
 constinit std::atomic<InstalledHandler> handler{InstalledHandler{defaultLogHandler}};
 constinit std::atomic<bool> filtering{false};
-// Levels above this one reach nobody, so their calls return at once.
+// No handler receives messages above this level, so such calls return at once.
 constinit std::atomic<int> lastAudibleLevel{kLogLevelDebug};
 
 // Created on first use and never destroyed. A static local variable would have a lock, which might be held in

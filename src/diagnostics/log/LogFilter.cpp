@@ -27,7 +27,7 @@ bool hasLookahead(const std::string& expression) {
     return expression.find("(?=") != std::string::npos || expression.find("(?!") != std::string::npos;
 }
 
-// Nothing when the expression has a back reference.
+// Returns nothing if the expression has a back reference.
 std::optional<std::regex> compileBreadthFirst(const std::string& expression) {
     try {
         return std::regex(expression, kBreadthFirst);

@@ -4,8 +4,8 @@
 
 namespace Qv::detail {
 
-/// Whether the ECMAScript expression matches anywhere in `text`. Throws `std::regex_error` when the
-/// expression is invalid.
+/// True if the ECMAScript expression matches anywhere in `text`. Throws `std::regex_error` if the expression
+/// is invalid.
 bool matchesFilter(const std::string& expression, const char* text);
 
 }  // namespace Qv::detail

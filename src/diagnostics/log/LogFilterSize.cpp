@@ -10,7 +10,7 @@ namespace {
 
 [[noreturn]] void refuse() { throw std::regex_error(std::regex_constants::error_complexity); }
 
-// Reads as the standard library's scanner does, and takes whatever that refuses for something or other.
+// Follows the standard library's scanner, but accepts any text, including what the scanner rejects.
 class Measure {
 public:
     explicit Measure(std::string_view expression) : rest_(expression) {}
@@ -22,7 +22,7 @@ public:
     }
 
 private:
-    // What stands in a group before its last atom, and that atom, to which a quantifier applies.
+    // The part of a group before its last atom, and that atom, to which a quantifier applies.
     struct Group {
         std::size_t before = 0;
         std::size_t atom = 0;
@@ -110,7 +110,8 @@ private:
         return number;
     }
 
-    // A set is one atom however long it is; "[:digit:]" and the like in it end by their own bracket.
+    // A set is one atom regardless of its length. Classes in it, such as "[:digit:]", have their own closing
+    // bracket.
     std::size_t bracketSize() {
         const std::size_t before = rest_.size();
         while (!rest_.empty() && !takeIf(']')) {

@@ -7,11 +7,11 @@
 
 namespace Qv::detail {
 
-/// Room for a formatted message or line and its final zero; longer ones are cut.
+/// Buffer size of a formatted message or line with its terminating zero; longer ones are truncated.
 inline constexpr std::size_t kLogBufferSize = 5000;
 
 /// One line of the log: local time, " - ", the level's prefix, the message, and a newline unless the
-/// message is empty, was cut, or ends with one.
+/// message is empty, was truncated, or ends with one.
 class LogLine {
 public:
     LogLine(eLogLevel level, const char* format, LogArgs args);

@@ -6,17 +6,18 @@
 
 namespace Qv::detail {
 
-/// Calls `log` where nothing may be thrown: an invalid filter, or a handler of the application's, makes
-/// messages throw. A cancellation of the thread is put off until afterwards, so that destructors and
-/// `noexcept` functions may call this; only a handler that ends its thread leaves it by unwinding.
+/// Calls `log` and discards its exceptions, for code that must not throw: an invalid filter or the
+/// application's log handler can throw. Cancellation of the thread is delayed until afterwards, so that
+/// destructors and `noexcept` functions may call this. Only a handler that ends its thread leaves it by
+/// unwinding.
 template <typename Log>
 void logQuietly(Log log) {
     const os::CancellationShield shield;
     try {
         log();
-    } catch (abi::__forced_unwind&) {  // the system's, which must go on
+    } catch (abi::__forced_unwind&) {  // the system's own unwinding must continue
         throw;
-    } catch (...) {  // there is nobody to tell
+    } catch (...) {  // there is no way to report it
     }
 }
 

@@ -12,25 +12,25 @@ namespace {
 
 constexpr os::ProcessLock kSinkLock{os::LockRank::LogSink};
 
-// Atomic for those who only want to know whether a file is open; changed under the lock.
+// Atomic, for code that only tests whether a file is open; changed only under the lock.
 constinit std::atomic<os::AppendedFile> sink{os::kNoFile};
 
-// Whether the file ends with a part of a text. Guarded by the lock.
+// True if the file ends with part of a text. Guarded by the lock.
 constinit bool endsTorn = false;
 
-// No cancellation comes between a text and the note of how much of it was written.
+// No cancellation occurs between writing a text and recording how much of it was written.
 struct Turn {
     const os::CancellationShield shield;
     const std::lock_guard<const os::ProcessLock> guard{kSinkLock};
 };
 
-// What cannot be written now is lost as a whole, and not added to later lines.
+// Text that cannot be written is dropped; it is not added to later lines.
 void write(std::string_view text) {
     const std::size_t written = os::append(sink, text);
     if (written != 0) endsTorn = written != text.size();
 }
 
-// The old file goes when the new one is in its place, so that no line meanwhile finds none.
+// The old file is closed after the new one is installed, so that there is always a file to write to.
 void replaceWith(os::AppendedFile next, std::string_view header) {
     const Turn turn;
     const os::AppendedFile previous = sink.exchange(next);

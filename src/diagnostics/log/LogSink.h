@@ -3,18 +3,18 @@
 #include <string>
 #include <string_view>
 
-/// The log file's stream, closed until a file is opened. The default handler writes to it and the log
-/// file's owner opens it; neither knows the other. Calls from any thread take turns.
+/// The stream of the log file, initially closed. It lets the default log handler write to the log file
+/// without depending on the code that opens it. Thread-safe.
 namespace Qv::detail {
 
-/// Opens the file for appending, closing the one before, and writes `header` before anything else; false,
-/// and nothing open, when that fails.
+/// Closes the current file, opens `path` for appending, and writes `header` first. On failure returns false,
+/// and no file is open.
 bool openLogSink(const std::string& path, std::string_view header = {});
 void closeLogSink();
 bool isLogSinkOpen();
 
-/// Writes the text, unbuffered; does nothing if no file is open. After a text that did not fit on the disk as
-/// a whole, the next one begins a line of its own.
+/// Writes the text, unbuffered; does nothing if no file is open. If a text was written only in part
+/// because the disk is full, the next one starts on a new line.
 void writeToLogSink(std::string_view text);
 
 }  // namespace Qv::detail

@@ -4,7 +4,7 @@
 
 namespace Qv::detail {
 
-/// The installed handler, for what reports past the filter.
+/// The installed handler, for code that reports without applying the filter.
 LogHandler currentLogHandler();
 
 }  // namespace Qv::detail

@@ -1,7 +1,7 @@
-// `start` reads the whole stack and looks up its names; `next` only hands out what was read, and `describe`
-// may be called for any frame. So the order is `start`, `next` until the program counter is 0 or an error
-// comes, and `start` again at any time. No lock is held between calls. If reading fails after some frames,
-// `start` succeeds and `next` returns the error after the last frame.
+// `start` reads the whole stack and looks up its names; `next` only returns what was read, and `describe` may
+// be called for any frame. So the order is `start`, `next` until the program counter is 0 or an error occurs,
+// and `start` again at any time. No lock is held between calls. If reading fails after some frames, `start`
+// succeeds and `next` returns the error after the last frame.
 //
 // In this process, the calling thread and a given context are unwound directly, and another thread unwinds
 // itself in a signal handler (`interruptThread`); a thread of another process is read through libdw
@@ -38,7 +38,7 @@ bool isCurrent(const StackThread& thread) {
 
 void informOfSystem(const std::string& searchPath, void (*inform)(const std::string&)) {
     char line[1024];
-    // The user's number: asking for the name may open libraries, which waits for the loader.
+    // The user's number, because looking up the name may open libraries and so wait for the loader.
     std::snprintf(line, sizeof line, "SymInit: Symbol-SearchPath: '%s', symOptions: %d, UserName: '%u'\n",
                   searchPath.c_str(), 0, getuid());
     inform(line);
@@ -51,7 +51,7 @@ void informOfSystem(const std::string& searchPath, void (*inform)(const std::str
     inform(line);
 }
 
-/// Frames that were found before, given out one by one.
+/// Frames that were found before, returned one by one.
 class ReadStack : public StackWalker {
 public:
     ErrorCode next(StackFrame& frame) override {
@@ -161,7 +161,7 @@ private:
 
 void openStackSymbols() { posix::DebugLibrary::get(); }
 
-// No handle is needed here, and symbol files are found by the build identifiers of what is loaded.
+// No handle is needed here, and symbol files are found by the build identifiers of the loaded files.
 std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void*, const std::string& searchPath,
                                              void (*inform)(const std::string&)) {
     informOfSystem(searchPath, inform);

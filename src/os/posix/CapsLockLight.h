@@ -4,8 +4,8 @@
 
 namespace os::posix {
 
-/// Whether a Caps Lock light is on, of those in a folder such as "/sys/class/leds/": each has its own there,
-/// whose name ends with "::capslock", with its brightness in a file.
+/// True if a Caps Lock light is on. `folder` is like "/sys/class/leds/": each light has a subfolder whose
+/// name ends with "::capslock", which contains a file with the brightness.
 bool isCapsLockLit(const std::string& folder);
 
 }  // namespace os::posix

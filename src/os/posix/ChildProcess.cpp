@@ -18,22 +18,22 @@ extern "C" {
 
 namespace os {
 
-// Until it has been waited for, the system keeps the process's number for it. The descriptor names this very
-// process, also when its number is given to another one.
+// The system reserves the process's number until the process has been waited for. The descriptor refers to
+// this process even if the number is reused.
 struct ChildProcess::Record {
     pid_t pid = 0;
     int descriptor = -1;
     Record* next = nullptr;
 
-    // The children that nobody waits for. The library starts no thread, so those that have ended are taken
-    // out of the process table whenever a child is started or let go.
+    // The children that no object owns. The library starts no thread for them, so those that have ended are
+    // reaped whenever a child is started or abandoned.
     constinit static Record* firstLetGo;
     static void reapEnded();
 };
 
 namespace {
 
-// Guards the children that nobody waits for.
+// Guards the list of abandoned children.
 constexpr ProcessLock kChildrenLock{LockRank::Children};
 
 pid_t waitFor(pid_t pid, int* status) {

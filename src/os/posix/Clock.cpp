@@ -16,7 +16,7 @@ std::optional<std::int64_t> nanosecondsOf(clockid_t clock) {
     return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
 }
 
-// Hertz, as the processor tells it; 0 when it does not.
+// Hertz, as reported by the processor; 0 if it does not report it.
 double announcedCounterRate() {
     unsigned int denominator = 0;
     unsigned int numerator = 0;
@@ -38,7 +38,7 @@ double measuredCounterRate() {
 }
 
 double counterRate() {
-    constinit static std::atomic<double> rate{0};  // no forked process finds it half made
+    constinit static std::atomic<double> rate{0};  // no forked process finds it half initialized
     if (rate == 0) {
         const double announced = announcedCounterRate();
         rate = announced > 0 ? announced : measuredCounterRate();

@@ -44,8 +44,8 @@ bool copyByReading(int source, int target) {
     }
 }
 
-// The system copies a large file by itself as far as it can; where it cannot, or knows no length, the rest is
-// read.
+// Lets the system copy as much as it can. If it cannot, or if the length is unknown, the rest is read and
+// written.
 bool copyContent(int source, int target, off_t size) {
     constexpr std::size_t kPiece = std::size_t{1} << 30U;
     while (size > kBufferSize && copy_file_range(source, nullptr, target, nullptr, kPiece, 0) > 0) {
@@ -53,8 +53,8 @@ bool copyContent(int source, int target, off_t size) {
     return copyByReading(source, target);
 }
 
-// An entry beside the target, under a hidden name of its own until it is whole; removed if it never gets
-// there.
+// An entry next to the target, with a temporary hidden name until it is complete. Removed if it is never
+// completed.
 class Draft {
 public:
     explicit Draft(const Place& target) : target_(target) {}
@@ -93,7 +93,7 @@ private:
     Place draft_{target_.directory, {}};
 };
 
-// What counts is the content: some file systems keep neither permissions nor times.
+// Only the content must be copied: some file systems store neither permissions nor times.
 bool fill(Descriptor& draft, int source, const struct stat& status) {
     const timespec times[] = {status.st_atim, status.st_mtim};
     if (!copyContent(source, draft.get(), status.st_size)) return false;
@@ -122,7 +122,7 @@ std::optional<std::string> linkText(const Place& link) {
 }  // namespace
 
 bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool overwrite) {
-    // Without waiting: a pipe that nobody writes to would block.
+    // Non-blocking, because opening a pipe without a writer would block.
     const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followsLink ? 0 : O_NOFOLLOW);
     const Descriptor source(openat(from.directory, from.name.c_str(), flags));
     struct stat status {};

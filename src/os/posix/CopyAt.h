@@ -2,21 +2,21 @@
 
 #include <string>
 
-/// What is copied and moved by name within directories that are held open.
+/// Copying and moving by name in open directories.
 namespace os::posix {
 
-/// A name in an open directory, or a path and AT_FDCWD. An empty name is nowhere.
+/// A name in an open directory, or a path and AT_FDCWD. With an empty name, every function fails.
 struct Place {
     int directory;
     std::string name;
 };
 
-/// As `os::copyFile`, but a link at `to` is never written through: with `overwrite` the copy takes its place.
+/// As `os::copyFile`, but never writes through a link at `to`: with `overwrite` the copy replaces the link.
 /// A link at `from` is followed only if `followsLink`.
 bool copyFile(const Place& from, bool followsLink, const Place& to, bool overwrite);
 
-/// Makes a link with the same text. What is at `to`, which may be no directory, is replaced with `overwrite`
-/// once the new link exists.
+/// Creates a link with the same text. With `overwrite`, replaces a file or link at `to`, but only after the
+/// new link has been created; a directory at `to` is an error.
 bool copyLink(const Place& from, const Place& to, bool overwrite);
 
 /// As `os::moveWithoutReplacing`.

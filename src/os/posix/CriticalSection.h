@@ -1,6 +1,6 @@
 #pragma once
 
-// Inline, because a call in between costs a sixth of the system's own.
+// Inline, because another call would add a sixth to the time of the system's function.
 
 #include "os/CriticalSection.h"
 

@@ -1,4 +1,5 @@
-// Whatever the file says is checked against its size and the tables that were read, since it may be damaged.
+// All values in the file are checked against its size and the tables that were read, because it may be
+// damaged.
 
 #include "os/posix/ElfFile.h"
 
@@ -16,7 +17,7 @@
 namespace os::posix {
 namespace {
 
-constexpr Elf64_Xword kLargestTable = 1U << 26U;  // a damaged file may promise any size
+constexpr Elf64_Xword kLargestTable = 1U << 26U;  // a damaged file may contain any size
 
 class ElfFile {
 public:
@@ -44,7 +45,7 @@ public:
         return {};
     }
 
-    /// As much as the file holds of what is loaded to the address.
+    /// The bytes in the file that are loaded to the address.
     std::vector<char> bytesAt(Elf64_Addr address, Elf64_Xword size) const {
         for (const Elf64_Phdr& segment : segments_) {
             const Elf64_Xword inside = address - segment.p_vaddr;
@@ -65,7 +66,7 @@ private:
         return offset > size_ || size > size_ - offset;
     }
 
-    /// The whole items of a part of the file; none when the file ends before.
+    /// The complete items of a part of the file; empty if the file is too short.
     template <typename Item>
     std::vector<Item> read(Elf64_Off offset, Elf64_Xword size) const {
         if (endsBefore(offset, size) || size > kLargestTable) return {};

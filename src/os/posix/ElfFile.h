@@ -5,17 +5,17 @@
 
 namespace os::posix {
 
-/// Whether a library's file ends before the segments that its header promises. The loader would map such
-/// a file and then die of a bus error. False for what is no library: the loader says so itself.
+/// True if the file ends before the segments that its header lists. The loader would map such a file and then
+/// crash with a bus error. False if the file is not a library; the loader reports that itself.
 bool isTruncatedLibrary(const char* path);
 
-/// The names that the loader goes by.
+/// The names by which the loader identifies libraries.
 struct LinkNames {
-    std::string own;                  ///< under which others need it; "" when the file's name counts
-    std::vector<std::string> needed;  ///< of the libraries that it needs itself
+    std::string own;                  ///< by which other files need it; "" if that is the file's name
+    std::vector<std::string> needed;  ///< the libraries that it needs
 };
 
-/// Empty for what is no library.
+/// Empty if the file is not a library.
 LinkNames readLinkNames(const char* path);
 
 }  // namespace os::posix

@@ -8,7 +8,7 @@ namespace os {
 const char kPathListSeparator = ':';
 
 std::optional<std::string> readVariable(const std::string& name) {
-    // The table is searched for "name=", which a name with an equals sign may match in its middle.
+    // The table is searched for "name=", so a name with an equals sign could match another variable.
     if (name.find('=') != std::string::npos) return std::nullopt;
     const std::lock_guard guard(kEnvironmentLock);
     const char* const value = std::getenv(name.c_str());

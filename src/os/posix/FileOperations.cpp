@@ -44,7 +44,7 @@ bool posix::moveWithoutReplacing(const Place& from, const Place& to) {
     if (from.directory == to.directory && from.name == to.name) return true;
     if (renameat2(from.directory, source, to.directory, target, RENAME_NOREPLACE) == 0) return true;
     if (errno != EINVAL && errno != ENOSYS) return false;
-    // A file system that cannot refuse to replace. A second name for a file is refused when it is taken.
+    // The file system cannot rename without replacing. Creating a hard link fails if the target exists.
     if (!S_ISDIR(status.st_mode) && linkat(from.directory, source, to.directory, target, 0) == 0)
         return unlinkat(from.directory, source, 0) == 0;
     return fstatat(to.directory, target, &status, AT_SYMLINK_NOFOLLOW) != 0 &&

@@ -36,7 +36,7 @@ bool isLinkEntry(DIR* directory, const char* name) {
     return fstatat(dirfd(directory), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
 }
 
-// Most file systems tell the kind with the name, and only links need another look.
+// Most file systems return the kind with the name, so that only links need another call.
 DirectoryEntry describe(DIR* directory, const dirent& entry) {
     const bool isKnown = entry.d_type != DT_UNKNOWN;
     const bool isLink = isKnown ? entry.d_type == DT_LNK : isLinkEntry(directory, entry.d_name);
@@ -55,7 +55,7 @@ EntryStatus entryStatus(const std::wstring& path) {
 
 bool isReadableFile(const std::wstring& path) {
     const CancellationShield shield;
-    // Without waiting: a pipe that nobody writes to would block.
+    // Non-blocking, because opening a pipe without a writer would block.
     const posix::Descriptor file(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     return file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);

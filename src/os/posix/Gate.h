@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-/// What the files of this folder share: error texts, path forms, owners of what the system hands out.
+/// What the files of this folder share: error texts, path forms, owners of system resources.
 namespace os::posix {
 
 /// English in every locale: translating it would read the environment.
@@ -19,15 +19,15 @@ inline std::string errorText(int code) {
     return text ? text : "Unknown error " + std::to_string(code);
 }
 
-/// A path's bytes for a system call. "", which names nothing, if the path holds a zero byte: the system would
-/// read only what precedes it and work on another file.
+/// A path's bytes for a system call. Returns "", which names no file, if the path contains a zero byte: the
+/// system would ignore the rest and use another file.
 inline std::string systemPath(const std::wstring& path) {
     std::string bytes = base::narrow(path);
     if (bytes.find('\0') != std::string::npos) bytes.clear();
     return bytes;
 }
 
-/// The same, naming a link itself instead of what it leads to.
+/// The same, but names a link itself instead of its target.
 inline std::string withoutFinalSlash(const std::wstring& path) {
     std::string bytes = systemPath(path);
     while (bytes.size() > 1 && bytes.back() == '/') bytes.pop_back();
@@ -38,7 +38,7 @@ struct Free {
     void operator()(char* text) const { std::free(text); }
 };
 
-/// An open file, closed at the end.
+/// An open file, closed by the destructor.
 class Descriptor {
 public:
     explicit Descriptor(int number) noexcept : number_(number) {}
@@ -50,7 +50,7 @@ public:
         return *this;
     }
     ~Descriptor() {
-        const CancellationShield shield;  // which would end the process inside a destructor
+        const CancellationShield shield;  // a cancellation in a destructor would end the process
         if (number_ >= 0) ::close(number_);
     }
 

@@ -1,6 +1,7 @@
-// A file that is open for appending carries a shared lock. Who removes one takes an exclusive lock first, so
-// the two never meet; and who opens one that was removed in between opens it anew. Network file systems grant
-// a shared lock to readers only and an exclusive one to writers only, so files are opened for both.
+// A file that is open for appending has a shared lock. A process that removes a file takes an exclusive lock
+// first, so it never removes an open one. If a file was removed before it could be locked, it is opened
+// again. Network file systems grant shared locks only to readers and exclusive locks only to writers, so
+// files are opened for both.
 
 #include "os/OutputStream.h"
 
@@ -22,9 +23,9 @@ namespace os {
 namespace {
 
 constexpr int kAttempts = 100;
-constexpr useconds_t kPause = 1000;  // microseconds: removing takes less
+constexpr useconds_t kPause = 1000;  // microseconds; removing a file takes less
 
-// Where there are no locks, the file is used without one, and nobody removes it.
+// If the file system has no locks, the file is used without one, and is never removed.
 bool lockShared(int file) {
     for (int i = 0; i < kAttempts; ++i) {
         if (flock(file, LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK) return true;
@@ -38,7 +39,7 @@ bool isRemoved(int file) {
     return fstat(file, &status) == 0 && status.st_nlink == 0;
 }
 
-// By the first kind of access that this user has.
+// Uses the first kind of access that this user has.
 posix::Descriptor openBy(const std::string& path, int flags, std::initializer_list<int> accesses) {
     for (const int access : accesses) {
         posix::Descriptor file(open(path.c_str(), access | flags | O_CLOEXEC, 0666));
@@ -47,14 +48,15 @@ posix::Descriptor openBy(const std::string& path, int flags, std::initializer_li
     return posix::Descriptor(-1);
 }
 
-// Without access, whether by opening or for the lock, nobody can tell, and a purge counts the file as free.
+// If the file cannot be opened or locked for lack of access, its use is unknown, and a purge treats it as
+// unused.
 bool isFree(const posix::Descriptor& file) {
     if (!file) return errno == EACCES;
     return flock(file.get(), LOCK_EX | LOCK_NB) == 0 || errno == EBADF;
 }
 
-// A cancellation is put off: Clang takes the calls of the C library's streams for such that never unwind, and
-// drops the destructors that would unlock.
+// Cancellation is delayed: Clang assumes that the C library's stream functions never unwind, and omits the
+// destructors that would unlock.
 class StandardErrorLock {
 public:
     StandardErrorLock() {
@@ -90,8 +92,8 @@ std::size_t append(AppendedFile file, std::string_view text) noexcept {
 
 void closeAppended(AppendedFile file) noexcept { close(static_cast<int>(file)); }
 
-// By way of the C library's stream, which a program may have given a buffer or another place to write to. It
-// frees that stream's lock in a forked child.
+// Uses the C library's stream, because a program may have redirected it or given it a buffer. The C library
+// releases the stream's lock in a forked child.
 void writeToStandardError(std::string_view text) {
     {
         const StandardErrorLock lock;
@@ -103,7 +105,7 @@ void writeToStandardError(std::string_view text) {
 bool removeUnlessOpen(const std::string& path, std::string& error) {
     const posix::Descriptor file = openBy(path, O_NONBLOCK, {O_RDWR, O_RDONLY, O_WRONLY});
     if (isFree(file)) {
-        // Another process was quicker, and the path may be a new file's by now.
+        // Another process was faster, and the path may belong to a new file now.
         if (file && isRemoved(file.get())) return true;
         if (unlink(path.c_str()) == 0) return true;
     }

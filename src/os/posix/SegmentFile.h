@@ -10,7 +10,7 @@
 
 namespace os::posix {
 
-/// Guards what the process knows of the segments that it has open.
+/// Guards this process's records of its open segments.
 inline constexpr ProcessLock kSegments{LockRank::Segments};
 
 /// A file whose gate this process has entered or waits for. A forked process closes its copies of these.
@@ -19,35 +19,37 @@ struct GateEntry {
     GateEntry* next = nullptr;
 };
 
-/// The file in memory that a segment is. It belongs to the effective user. Every object that has the segment
-/// open has the file open once more.
+/// The file in memory that holds a segment. The effective user owns it. Each object that opens the segment
+/// opens the file separately.
 ///
-/// Two kinds of lock lie on the file. The system keeps them apart, and releases them when a process dies:
+/// The file has two locks of different kinds, so they do not conflict. The system releases both when a
+/// process dies:
 /// - the gate, over the whole file: exclusive, while a process opens or closes the segment;
 /// - the hold, of a byte range: shared, while a process has the segment open.
-/// A file that is not empty and has no hold was left by processes that were killed.
+/// A file that is not empty and has no hold was left behind by processes that were killed.
 class SegmentFile {
 public:
     /// The only operation that may throw.
     explicit SegmentFile(const std::string& name);
     SegmentFile(const SegmentFile&) = delete;
     SegmentFile& operator=(const SegmentFile&) = delete;
-    /// Releases it.
+    /// As `release`.
     ~SegmentFile() { release(); }
 
-    /// Opens or makes the file and enters its gate; blocks while another process opens or closes the segment.
-    /// False when the system has no file to give.
+    /// Opens or creates the file and enters its gate; blocks while another process opens or closes the
+    /// segment. Returns false if the file cannot be opened or created.
     bool enter() noexcept;
-    /// Inside the gate: takes a hold, and gives a new segment its size, with all its memory reserved. False
-    /// when the system has no memory.
+    /// Takes a hold, and gives a new segment its size with all its memory reserved. Returns false if memory
+    /// runs out. Precondition: inside the gate.
     bool hold(std::size_t size) noexcept;
-    /// Opens the gate and keeps the hold.
+    /// Leaves the gate and keeps the hold.
     void leave() noexcept;
-    /// Gives the hold up, removes the file if it was the last one, and opens the gate; called inside or
-    /// outside the gate. In a forked process the hold is the parent's, and the file is only closed.
+    /// Gives up the hold, removes the file if that was the last hold, and leaves the gate. May be called
+    /// inside or outside the gate. In a forked process the hold belongs to the parent, so the file is only
+    /// closed.
     void release() noexcept;
 
-    /// Nobody used the segment before this object.
+    /// True if the segment is new, so that this object must initialize it.
     bool isNew() const noexcept { return isNew_; }
     std::size_t size() const noexcept { return static_cast<std::size_t>(status_.st_size); }
     int descriptor() const noexcept { return file_->get(); }

@@ -12,7 +12,7 @@
 
 namespace os::posix {
 
-/// Memory that is mapped as long as this lives: of a file, or of the process alone.
+/// Mapped memory, unmapped by the destructor: that of a file, or private to the process.
 class View {
 public:
     View() = default;
@@ -29,39 +29,41 @@ private:
     char* begin_ = nullptr;
 };
 
-/// What one object locked: how many times, and in which acquisition of the mutex.
+/// How many times one object locked the mutex, and during which acquisition.
 struct SegmentLocks {
     std::uint64_t acquisition = 0;
     unsigned int count = 0;
 };
 
-/// A segment as this process maps it: once for all objects that have it open, because a thread's list of
-/// robust locks points into the mapping by which the thread locked first. It begins with a page of the mutex.
+/// A segment mapped into this process. All objects that open the segment share one mapping, because a
+/// thread's list of robust locks points into the mapping through which the thread locked first. The first
+/// page holds the mutex.
 class SegmentMapping {
 public:
     static constexpr std::size_t kMutexPage = 4096;
 
-    /// Unmaps after the last user, unless a thread of this process still has the mutex: then its list points
-    /// here, and the mapping stays for who opens the segment again.
+    /// Unmaps after the last user. If a thread of this process still holds the mutex, its list points here;
+    /// the mapping then stays and is used again when the segment is opened again.
     struct Release {
         void operator()(SegmentMapping* mapping) const noexcept;
     };
     using Pointer = std::unique_ptr<SegmentMapping, Release>;
 
-    /// Inside the file's gate. Null when there is no room to map it.
+    /// Finds or creates the mapping; null if the file cannot be mapped. Precondition: inside the file's gate.
     static Pointer of(const SegmentFile& file) noexcept;
 
-    /// After the gate was opened.
+    /// Call after leaving the gate.
     void leaveGate() noexcept;
-    /// For a new segment, inside the gate. Re-entrant, and it notices its owner's death in any process.
+    /// Initializes the mutex of a new segment: recursive, robust and shared between processes. Precondition:
+    /// inside the gate.
     bool makeMutex() noexcept;
     char* data() const noexcept { return view_.begin() + kMutexPage; }
 
-    /// Also from an owner that died.
+    /// Also acquires the mutex if its owner died.
     void lock(SegmentLocks& locks) noexcept;
-    /// Does nothing unless the calling thread has the mutex.
+    /// Does nothing unless the calling thread holds the mutex.
     void unlock(SegmentLocks& locks) noexcept;
-    /// Gives up what the calling thread locked with these.
+    /// Releases the locks in `locks` that the calling thread took.
     void unlockAll(SegmentLocks& locks) noexcept;
 
 private:
@@ -80,7 +82,7 @@ private:
     int users_ = 0;
     bool isInsideGate_ = false;
     SegmentMapping* next_ = nullptr;
-    // Guarded by the mutex. A thread that is not the owner only compares the first with itself.
+    // Guarded by the mutex. Other threads only compare `owner_` with themselves.
     std::atomic<void*> owner_ = nullptr;
     unsigned int reentries_ = 0;
     std::uint64_t acquisition_ = 0;
@@ -101,7 +103,7 @@ inline void SegmentMapping::lock(SegmentLocks& locks) noexcept {
     ++locks.count;
 }
 
-// The last unlocking leaves the count of the object, which counts for this acquisition only.
+// The last unlock does not reset `locks.count`, which is valid for this acquisition only.
 inline void SegmentMapping::unlock(SegmentLocks& locks) noexcept {
     if (!isOwner()) return;
     if (reentries_ == 0) {

@@ -1,6 +1,7 @@
-// The loader runs a library's static initializers inside of `dlopen`. What one of them throws passes through
-// the loader, which is not made for that: it keeps the library as if it were whole, and its lock. So such a
-// library is refused from then on, with all that was mapped with it, and whatever needs it.
+// The loader runs a library's static initializers inside of `dlopen`. An exception from one of them passes
+// through the loader, which does not support that: it keeps the library as if it were complete, and keeps its
+// own lock. So such a library is refused from then on, together with all libraries mapped with it and
+// everything that needs it.
 
 #include "os/SharedLibrary.h"
 
@@ -25,7 +26,7 @@
 namespace os {
 namespace {
 
-// The loader's text of this thread's last failure; it stands until another call sets errno.
+// The loader's text of this thread's last failure; valid until another call sets errno.
 thread_local std::string loaderError;
 
 void* failWith(const std::string& text, std::string& error) {
@@ -35,12 +36,12 @@ void* failWith(const std::string& text, std::string& error) {
 }
 
 void takeLoaderError(std::string& error) {
-    const std::lock_guard guard(kEnvironmentLock);  // the text is translated, by variables
+    const std::lock_guard guard(kEnvironmentLock);  // translating the text reads environment variables
     const char* text = dlerror();
     failWith(text ? text : "", error);
 }
 
-// Not called by its declaration, which promises the compiler that nothing is thrown.
+// Called through a pointer, because the declaration promises the compiler that it never throws.
 void* (*const volatile openThrowing)(const char*, int) = dlopen;
 
 void refuse(const std::string& path, const std::string& reason) {
@@ -48,7 +49,7 @@ void refuse(const std::string& path, const std::string& reason) {
     refuseLibrary(path, own.empty() ? path.substr(path.rfind('/') + 1) : own, reason);
 }
 
-// The loader's list ends with what was mapped last.
+// In the loader's list, the libraries mapped last are at the end.
 void refuseHalfBuilt(const std::string& path, const std::string& reason) {
     refuse(path, reason);
     void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
@@ -75,11 +76,11 @@ void* openFile(const std::string& path, std::string& error) {
     return failWith(thrown, error);
 }
 
-// The loader also finds what the libraries define that this one links to.
+// The loader also finds symbols of the libraries that this one links to.
 bool isDefinedBy(void* handle, void* address) {
     dl_find_object definer{};
     if (_dl_find_object(address, &definer) != 0) return false;
-    // With this loader a handle is the library's own record; asking for the record takes longer.
+    // With this loader the handle is the library's record itself; querying the record takes longer.
     if (definer.dlfo_link_map == handle) return true;
     link_map* own = nullptr;
     return dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&own)) == 0 && definer.dlfo_link_map == own;
@@ -90,13 +91,14 @@ bool isLoaded(const std::string& name) {
     return handle && dlclose(handle) == 0;
 }
 
-// Opens a library of a folder. What it needs and the loader does not find is opened first when it lies there.
+// Opens a library in a folder. Libraries that it needs and that the loader does not find are opened first, if
+// they are in the same folder.
 class FolderOpening {
 public:
     explicit FolderOpening(std::string folder) : folder_(std::move(folder)) {}
     FolderOpening(const FolderOpening&) = delete;
     FolderOpening& operator=(const FolderOpening&) = delete;
-    // By then the library that needs the neighbours holds them, or nobody does.
+    // By now the library that needs the neighbours keeps them open, or they are not needed.
     ~FolderOpening() {
         for (auto handle = neighbours_.rbegin(); handle != neighbours_.rend(); ++handle) dlclose(*handle);
     }
@@ -108,13 +110,13 @@ public:
         std::string neighbourError;
         const bool isWorthTrying = openNeighbours(path, neighbourError);
         void* handle = isWorthTrying && refusal(path).empty() ? openFile(path, error) : nullptr;
-        // What keeps a neighbour from opening tells more than that it was not found.
+        // The reason why a neighbour cannot be opened is more useful than that it was not found.
         if (!handle) failWith(neighbourError.empty() ? error : neighbourError, error);
         return handle;
     }
 
 private:
-    /// Why it would get a library that is half built, or be one.
+    /// The reason why the library is, or would use, a partly initialized one.
     static std::string reasonIn(std::string name, const std::string& reason) {
         name += ": ";
         return name += reason;
@@ -138,7 +140,7 @@ private:
         return {};
     }
 
-    /// Whether any was opened.
+    /// Returns true if any was opened.
     bool openNeighbours(const std::string& path, std::string& error) {
         const std::size_t before = neighbours_.size();
         for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {

@@ -1,12 +1,12 @@
-// A segment is a file in memory. The system has no such object that disappears with its last holder however
-// that ends, so each holder keeps a shared lock on the file, which the system releases when the holder dies.
+// A segment is a file in memory. The system has no object that disappears with its last holder even if that
+// is killed, so each holder keeps a shared lock on the file, which the system releases when the holder dies.
 // A file that can be locked exclusively has no living holder. The last orderly close removes it; if the last
 // holder was killed, the next open removes it and starts anew.
 //
-// `open` does everything inside the file's gate: take the hold and reserve the memory, map, make the mutex of
-// a new segment, and leave the gate. On failure the memory is unmapped and the file released before the gate
-// opens, so a failed open leaves nothing behind. `close` first gives up what the calling thread locked
-// through this object, then unmaps, then releases the file.
+// `open` does everything inside the file's gate: take the hold and reserve the memory, map, initialize the
+// mutex of a new segment, and leave the gate. On failure the memory is unmapped and the file released before
+// the gate opens, so a failed open leaves nothing behind. `close` first releases the locks that the calling
+// thread took through this object, then unmaps, then releases the file.
 
 #include "os/SharedSegment.h"
 

@@ -18,7 +18,7 @@
 namespace os::posix {
 namespace {
 
-// Texts in the form that a new program takes.
+// Texts in the form that a new program expects.
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
@@ -27,7 +27,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
-// The table as it is at one moment; another thread may change it at any other.
+// A snapshot of the table, because other threads may change it.
 std::vector<std::string> copyOfEnvironment() {
     const std::lock_guard guard(kEnvironmentLock);
     std::vector<std::string> variables;
@@ -42,7 +42,7 @@ std::string searchPathIn(const std::vector<std::string>& environment) {
     return "/bin:/usr/bin";
 }
 
-// What every child gets: the standard streams and no other descriptor, no signal blocked or ignored.
+// Attributes of every child: only the standard streams are inherited, and no signal is blocked or ignored.
 class SpawnSettings {
 public:
     SpawnSettings() {
@@ -85,7 +85,8 @@ bool isProgram(const std::string& path) {
            faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
 }
 
-// As posix_spawnp searches, which reads the table itself. An empty folder is the current one.
+// The same search as posix_spawnp, which would read the environment itself. An empty folder is the current
+// one.
 std::string programNamed(const std::string& name, const std::string& searchPath) {
     if (name.empty() || name.find('/') != std::string::npos) return name;
     for (std::size_t start = 0; start <= searchPath.size();) {
@@ -104,7 +105,7 @@ pid_t spawnArguments(std::vector<std::string> arguments) {
     return SpawnSettings().spawn(file, std::move(arguments), std::move(environment));
 }
 
-// An unquoted path with blanks is taken for the program as far as there is one, the shortest first.
+// For an unquoted path with blanks, tries each prefix that ends at a blank, the shortest first.
 pid_t spawnPathWithBlanks(const std::string& commandLine) {
     if (commandLine.find('/') == std::string::npos) return 0;
     for (std::size_t end = 0; end < std::min<std::size_t>(commandLine.size(), PATH_MAX);) {

@@ -6,8 +6,9 @@
 
 namespace os::posix {
 
-/// Starts the program of a command line that follows the quoting rules of Windows: the new process, or 0. It
-/// gets a copy of the environment, whose PATH it is looked for in, and the standard streams.
+/// Starts the program of a command line that follows the quoting rules of Windows. Returns the new process,
+/// or 0 on failure. The program is searched in PATH; it inherits a copy of the environment and the standard
+/// streams.
 pid_t spawn(const std::string& commandLine);
 
 }  // namespace os::posix

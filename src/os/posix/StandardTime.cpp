@@ -8,10 +8,10 @@
 #include <mutex>
 #include <optional>
 
-// The C library tells of each moment its offset and whether that is daylight saving time (DST). The mark
-// alone does not find standard time: some editions of the time-zone data mark Dublin's winter as DST, or
+// For each moment the C library gives the offset and a flag for daylight saving time (DST). The flag alone
+// does not identify standard time: some editions of the time-zone data mark Dublin's winter as DST, or
 // Casablanca's whole year but the month of Ramadan. So standard time is the more westerly offset of January
-// and July. That fails only where standard time itself changed: there the mark decides.
+// and July. That fails only where standard time itself changed: there the flag decides.
 namespace os::posix {
 namespace {
 
@@ -24,7 +24,7 @@ struct LocalOffset {
     bool isDst = false;
 };
 
-/// A moment, in the middle, and each month of more than a year before and after it.
+/// A moment, in the middle, and each month for more than a year before and after it.
 using Months = std::array<LocalOffset, 2 * kMonths + 1>;
 
 LocalOffset offsetAt(std::time_t moment) {
@@ -66,7 +66,7 @@ long westerlyOffset(std::time_t moment) {
     return std::min(offsetInMonth(local.tm_year, 0), offsetInMonth(local.tm_year, 6));
 }
 
-// The nearest standard time, if daylight saving time can have been made from it.
+// The nearest standard time, if daylight saving time can be derived from it.
 template <typename Iterator>
 std::optional<long> baseOf(const LocalOffset& dst, Iterator first, Iterator last) {
     const auto standard = std::find_if(first, last, [](const LocalOffset& offset) { return !offset.isDst; });

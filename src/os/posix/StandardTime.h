@@ -4,7 +4,8 @@
 
 namespace os::posix {
 
-/// Seconds east of UTC of the standard time in force at a moment, in the time zone that TZ names.
+/// The offset of standard time (without daylight saving) at `moment`, in seconds east of UTC, in the time
+/// zone given by TZ.
 long standardOffset(std::time_t moment);
 
 }  // namespace os::posix

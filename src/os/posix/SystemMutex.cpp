@@ -7,7 +7,7 @@
 namespace os {
 namespace {
 
-/// Those whose memory stays; kept so that it does not look lost.
+/// The mutexes that are never freed; listed here so that leak checkers do not report them.
 constinit std::atomic<SystemMutex*> retiredWhileLocked{nullptr};
 
 }  // namespace
@@ -24,9 +24,9 @@ SystemMutex::SystemMutex() noexcept {
 
 SystemMutex::~SystemMutex() { pthread_mutex_destroy(posix::mutexIn(storage_)); }
 
-// A robust mutex that a thread has locked stands in a list of that thread's, which the system walks when the
-// thread ends. How often the calling thread has it, only glibc's record tells: to unlock it until that fails
-// would be reported by the tools that watch locks.
+// A locked robust mutex is in a list of its thread, which the system walks when the thread ends. Only glibc's
+// record shows how often the calling thread has locked it: unlocking until that fails would be reported by
+// lock checkers.
 bool SystemMutex::retire() noexcept {
     if (tryLock() == kBusy) {
         next_ = retiredWhileLocked.exchange(this);
@@ -37,9 +37,9 @@ bool SystemMutex::retire() noexcept {
 }
 
 // An event that releases one thread: a flag would merge two quick signals and let a late waiter take an
-// earlier one's, so each waiter has a flag of its own, on its stack, and stands in a queue. All of it is
-// guarded by `lock`. The record is freed by the last of those that use it: the signal's owner and the
-// waiters, also those that are released but have not noticed it yet.
+// earlier one's, so each waiter has its own flag, on its stack, and waits in a queue. `lock` guards
+// everything. The record is freed by its last user: the signal's owner or a waiter, including waiters that
+// are released but have not noticed it yet.
 struct Signal::Record {
     struct Waiter {
         pthread_cond_t released = PTHREAD_COND_INITIALIZER;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Inline, because a call in between costs a sixth of the system's own.
+// Inline, because another call would add a sixth to the time of the system's function.
 
 #include "os/SystemMutex.h"
 #include "os/posix/CriticalSection.h"
@@ -10,7 +10,7 @@
 namespace os {
 namespace posix {
 
-/// The rare results.
+/// Handles the rare results.
 inline WaitResult resultOf(int error, pthread_mutex_t* mutex) noexcept {
     if (error == EBUSY) return kBusy;
     return error == EOWNERDEAD && pthread_mutex_consistent(mutex) == 0 ? kAcquiredFromDeadOwner : kWaitFailed;

@@ -22,8 +22,8 @@ namespace {
 
 using OwnedText = std::unique_ptr<char, posix::Free>;
 
-// The system marks the path of a file that was removed while in use. A file may really have such a name. Its
-// number tells; some file systems show another device here than to those who ask for the file.
+// The system marks the path of a file that was removed while in use. A file may really have such a name, so
+// the inode is compared; the device is not, because some file systems report a different one here.
 std::string withoutDeletedMark(std::string path, ino_t inode) {
     constexpr std::string_view kMark = " (deleted)";
     struct stat found {};
@@ -65,7 +65,7 @@ std::string accountHome() {
     return found->pw_dir ? found->pw_dir : "";
 }
 
-// A relative directory counts from the current one at once; empty when there is none.
+// Resolves a relative directory against the current one immediately; empty if there is none.
 std::wstring directoryIn(const char* variable) {
     const std::string named = readVariable(variable).value_or(std::string());
     if (named.empty() || named.front() == '/') return base::widen(named);
@@ -80,7 +80,7 @@ PathStyle nativePathStyle() { return PathStyle::Posix; }
 
 std::wstring currentDirectory() {
     const OwnedText text(getcwd(nullptr, 0));
-    // The system marks a directory that cannot be reached from the root by a text that is no path.
+    // For a directory that cannot be reached from the root, the system returns a text that is not a path.
     return text && text.get()[0] == '/' ? base::widen(text.get()) : std::wstring();
 }
 
@@ -113,7 +113,7 @@ std::wstring moduleContaining(const void* address) {
     if (dladdr1(address, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) == 0 || !map) return {};
     const std::string_view name = map->l_name;
     if (name.empty()) return executableFile();
-    // A library opened by a relative path keeps that text, wherever the process has gone since.
+    // A library opened by a relative path keeps that text even if the current directory changes.
     return base::widen(name.front() == '/' ? resolved(std::string(name)) : mappedFileAt(address));
 }
 

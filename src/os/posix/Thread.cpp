@@ -15,10 +15,10 @@
 namespace os {
 namespace {
 
-// What the argument can hold on Windows; larger ones would overflow.
+// The limit of the argument on Windows; larger values would overflow.
 constexpr std::uint64_t kLongest = 0xFFFFFFFF;
 
-// Asking the system costs more than a lock. A forked process's only thread has a number of its own.
+// Asking the system costs more than a lock. The only thread of a forked process has a new number.
 thread_local std::uint32_t cachedId = 0;
 
 [[maybe_unused]] const int forkHandler = pthread_atfork(nullptr, nullptr, [] { cachedId = 0; });
@@ -34,7 +34,7 @@ void sleepFor(std::uint64_t nanoseconds) {
     }
 }
 
-// Only the new thread can ask for its number.
+// Only the new thread can get its number.
 struct Start {
     unsigned int (*entry)(void*);
     void* argument;
@@ -47,7 +47,7 @@ void* run(void* argument) {
     const auto entry = start.entry;
     void* const entryArgument = start.argument;
     start.number = static_cast<std::uint32_t>(gettid());
-    start.isNumbered.release();  // the start's end
+    start.isNumbered.release();  // `start` may be destroyed from here on
     entry(entryArgument);
     return nullptr;
 }

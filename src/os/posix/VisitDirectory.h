@@ -7,8 +7,7 @@
 
 namespace os::posix {
 
-/// Calls `visit` as `os::visitDirectory` does. False, and the reason in `errno`, if the directory cannot be
-/// read.
+/// As `os::visitDirectory`. Returns false and sets `errno` if the directory cannot be read.
 bool visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit);
 
 }  // namespace os::posix

@@ -1,4 +1,4 @@
-// Order: `start`, then `next` until the program counter is 0 or an error comes; `describe` after a `start`
+// Order: `start`, then `next` until the program counter is 0 or an error occurs; `describe` after a `start`
 // that succeeded. `start` copies the used part of the stack together with the registers; `next` then walks
 // the copy with the debugging-help library while the thread runs on. Memory outside the copy is read live.
 //

@@ -8,7 +8,8 @@
 
 namespace os {
 
-// The process's handle keeps its number for it; the shell may have started something that has none.
+// An open handle reserves the process's number. The shell may have started something without a process
+// handle.
 struct ChildProcess::Record {
     Record() = default;
     Record(const Record&) = delete;

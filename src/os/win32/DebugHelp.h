@@ -11,22 +11,22 @@
 
 namespace os::win32 {
 
-/// The system's debugging-help library at work on one process. Calls of all objects exclude each other.
+/// The system's debugging-help library for one process. Calls on all objects run one at a time.
 class DebugHelp {
 public:
-    /// Opens the library, the one of the debugging tools first; null when there is none.
+    /// Opens the library, preferably that of the debugging tools; null if there is none.
     static std::unique_ptr<DebugHelp> open();
     ~DebugHelp();
     DebugHelp(const DebugHelp&) = delete;
     DebugHelp& operator=(const DebugHelp&) = delete;
 
-    /// Registers what the process has loaded by now, on the first call after setting the symbols up with
-    /// `searchPath`, which `inform` hears of. The process must be known by a handle of its own. False when
-    /// the library refuses.
+    /// Registers the modules that the process has loaded. The first call first sets up symbols with
+    /// `searchPath` and reports that to `inform`. The process handle must not be shared with other objects.
+    /// Returns false if the library fails.
     bool refresh(DWORD processId, HANDLE process, const std::string& searchPath,
                  void (*inform)(const std::string&));
 
-    /// Goes on to the next frame; an error of the system's on failure.
+    /// Moves to the next frame. Returns 0 or a system error code.
     ErrorCode step(HANDLE thread, STACKFRAME64& frame, CONTEXT& context,
                    PREAD_PROCESS_MEMORY_ROUTINE64 readMemory) const;
     AddressDescription describe(DWORD64 address) const;

@@ -12,7 +12,7 @@ bool createDirectory(const std::wstring& path) {
     return CreateDirectoryW(win32::systemPath(path).c_str(), nullptr) != 0;
 }
 
-// A user's temporary directory is the user's own, so the audience is given by the place.
+// A user's temporary directory is private, so the location determines the audience.
 bool createFile(const std::wstring& path, Audience /*audience*/) {
     return bool(win32::Handle(CreateFileW(win32::systemPath(path).c_str(), GENERIC_WRITE, 0, nullptr,
                                           CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)));

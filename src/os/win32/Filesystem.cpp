@@ -16,7 +16,7 @@ struct EndSearch {
 };
 using Search = std::unique_ptr<void, EndSearch>;
 
-// Files that a cloud service has not fetched yet are reparse points too, but no links.
+// Files that a cloud service has not downloaded yet are reparse points too, but not links.
 bool isLinkEntry(const WIN32_FIND_DATAW& found) {
     return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
            IsReparseTagNameSurrogate(found.dwReserved0);

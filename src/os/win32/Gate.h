@@ -18,7 +18,7 @@
 /// What the files of this folder share: error texts, path forms, growing buffers.
 namespace os::win32 {
 
-/// The system's own text, line end included; "" for a code that it does not know.
+/// The system's text for an error code, including the line end; "" for an unknown code.
 inline std::string errorText(DWORD code) {
     wchar_t buffer[512] = L"";
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
@@ -31,10 +31,10 @@ inline std::wstring universal(std::wstring path) {
     return path;
 }
 
-/// An open handle, closed at the end.
+/// An open handle, closed by the destructor.
 class Handle {
 public:
-    /// Both of the values that the system uses for none.
+    /// Accepts both values that the system uses for an invalid handle.
     explicit Handle(HANDLE handle) noexcept : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
     Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
     Handle(const Handle&) = delete;
@@ -50,14 +50,14 @@ private:
     HANDLE handle_;
 };
 
-/// A path for a system call. "", which names nothing, if the path holds a zero: the system would read only
-/// what precedes it and work on another file.
+/// A path for a system call. Returns "", which names no file, if the path contains a zero: the system would
+/// ignore the rest and use another file.
 inline std::wstring systemPath(const std::wstring& path) {
     return path.find(L'\0') == std::wstring::npos ? path : std::wstring();
 }
 
-/// The same, naming a link itself instead of what it leads to. A drive's root keeps its slash: without it the
-/// text would mean the drive's current directory.
+/// The same, but names a link itself instead of its target. A drive's root keeps its slash, because without
+/// it the text means the drive's current directory.
 inline std::wstring withoutFinalSlash(const std::wstring& path) {
     std::wstring text = systemPath(path);
     const bool isRoot = text.ends_with(L":/");

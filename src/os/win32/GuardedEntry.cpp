@@ -38,7 +38,7 @@ struct Notification {
     ULONG size;
 };
 
-// The entry point in the library's header; null if there is none.
+// The entry point in the library's header; null if absent.
 void* entryOf(void* base) {
     auto* const bytes = static_cast<char*>(base);
     const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(bytes);

@@ -9,8 +9,9 @@
 
 namespace os::win32 {
 
-/// While it lives, what the static initializers of libraries throw that the calling thread loads is caught
-/// before the system's loader sees it, which would stop the unwinding halfway. The library fails to load.
+/// During its lifetime, catches exceptions that static initializers throw in libraries that the calling
+/// thread loads; such a library fails to load. Without it the exception would reach the system's loader,
+/// which would stop the unwinding halfway.
 class GuardedEntry {
 public:
     GuardedEntry();
@@ -18,7 +19,7 @@ public:
     GuardedEntry& operator=(const GuardedEntry&) = delete;
     ~GuardedEntry();
 
-    /// The text of the exception; nothing when none was thrown.
+    /// The text of the exception; empty if none was thrown.
     const std::optional<std::string>& thrown() const { return thrown_; }
 
 private:
@@ -28,7 +29,7 @@ private:
 
     GuardedEntry* const outer_;
     void* registration_ = nullptr;
-    std::vector<std::pair<HINSTANCE, void**>> entries_;  // where the loader keeps its modules' entry points
+    std::vector<std::pair<HINSTANCE, void**>> entries_;  // where the loader stores the modules' entry points
     std::optional<std::string> thrown_;
 };
 

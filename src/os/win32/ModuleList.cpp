@@ -8,7 +8,7 @@
 namespace os::win32 {
 namespace {
 
-// The system once had these functions in another library.
+// Older systems have these functions in another library.
 std::vector<LoadedModule> modulesBySnapshot(DWORD processId) {
     decltype(CreateToolhelp32Snapshot)* createSnapshot = nullptr;
     decltype(Module32First)* first = nullptr;

@@ -20,7 +20,7 @@ struct LoadedModule {
 /// The process's loaded modules; empty if unavailable.
 std::vector<LoadedModule> loadedModules(DWORD processId, HANDLE process);
 
-/// A library that is opened at run time, closed at the end.
+/// A library that is opened at run time, closed by the destructor.
 class RuntimeLibrary {
 public:
     explicit RuntimeLibrary(const std::wstring& file) : module_(LoadLibraryW(file.c_str())) {}
@@ -33,7 +33,7 @@ public:
 
     explicit operator bool() const { return module_ != nullptr; }
 
-    /// False, and null, when it lacks the function.
+    /// Returns false and sets null if the library lacks the function.
     template <typename Function>
     bool resolve(Function*& function, const char* name) const {
         void* const address = module_ ? reinterpret_cast<void*>(GetProcAddress(module_, name)) : nullptr;

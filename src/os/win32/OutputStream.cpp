@@ -1,5 +1,5 @@
-// All is written by the system's own call: a stream of the C runtime has a lock, which stays taken when the
-// system ends the threads at the end of a process. The text gets the line ends that such a stream writes.
+// Writes with the system call: a stream of the C runtime has a lock, which stays locked if the system kills
+// the threads at the end of a process. Line ends are converted as such a stream does.
 
 #include "os/OutputStream.h"
 
@@ -29,7 +29,7 @@ void translate(std::string_view piece, TranslatedPiece& out) {
     }
 }
 
-// At the end of the file, where it has one.
+// Appends at the end, if the file has an end.
 bool writeWhole(HANDLE handle, const TranslatedPiece& piece, bool atEnd) {
     OVERLAPPED end{};
     end.Offset = end.OffsetHigh = 0xFFFFFFFF;
@@ -65,13 +65,13 @@ std::size_t append(AppendedFile file, std::string_view text) noexcept {
 
 void closeAppended(AppendedFile file) noexcept { CloseHandle(handleOf(file)); }
 
-// The file behind the C runtime's stream, which a program may have sent elsewhere; its buffer is passed by.
+// The file of the C runtime's stream, which a program may have redirected. The stream's buffer is bypassed.
 void writeToStandardError(std::string_view text) {
     const HANDLE handle = handleOf(_get_osfhandle(_fileno(stderr)));
     if (handle != INVALID_HANDLE_VALUE) write(handle, text, false);
 }
 
-// The system refuses to remove what is open.
+// The system refuses to remove open files.
 bool removeUnlessOpen(const std::string& path, std::string& error) {
     if (DeleteFileW(base::widen(path).c_str())) return true;
     error = win32::errorText(GetLastError());

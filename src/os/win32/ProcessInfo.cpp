@@ -10,7 +10,7 @@ namespace {
 constexpr DWORD kRead = 1;
 constexpr DWORD kWrite = 2;
 
-// The token that says what the calling thread may do.
+// The access token of the calling thread.
 HANDLE openOwnToken() {
     constexpr DWORD kAccess = TOKEN_QUERY | TOKEN_DUPLICATE;
     HANDLE token = nullptr;
@@ -24,7 +24,7 @@ HANDLE asImpersonation(HANDLE token) {
     return DuplicateToken(token, SecurityImpersonation, &duplicate) ? duplicate : nullptr;
 }
 
-// Something that the built-in administrators own and nobody else may use.
+// An object that only the built-in administrators may use.
 class AdministratorsOnly {
 public:
     AdministratorsOnly() {

@@ -16,7 +16,7 @@ SRWLOCK* mutexOf(LockRank rank) noexcept { return &mutexes[static_cast<std::size
 
 }  // namespace
 
-// The only thread that is left takes it as its own when its owner is gone.
+// At the end of a process the only remaining thread does not lock, because the owner may have been killed.
 void ProcessLock::lock() const noexcept {
     if (RtlDllShutdownInProgress()) return;
     SRWLOCK* const mutex = mutexOf(rank_);

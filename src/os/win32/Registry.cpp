@@ -25,7 +25,7 @@ long openForReading(Hive hive, const std::string& key, Key& opened) {
 
 bool isText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ; }
 
-// Again with a larger buffer until it fits; meanwhile the value may have grown.
+// Repeats with a larger buffer until the value fits, because it may grow between calls.
 long query(HKEY key, const std::wstring& name, std::wstring& text) {
     DWORD type = REG_NONE;
     DWORD size = MAX_PATH;
@@ -44,7 +44,7 @@ long query(HKEY key, const std::wstring& name, std::wstring& text) {
 
 }  // namespace
 
-// The zero at the end is not counted, so others may find a text that lacks it.
+// The terminating zero is not counted, so other programs may find a text without it.
 long writeRegistryText(Hive hive, const std::string& key, const std::string& name, const std::string& value) {
     HKEY handle = nullptr;
     const long error = RegCreateKeyExW(rootOf(hive), base::widen(key).c_str(), 0, nullptr,

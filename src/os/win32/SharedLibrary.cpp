@@ -7,8 +7,8 @@
 namespace os {
 namespace {
 
-// Stands for the loader's own text, which this thread's last failure left.
-constexpr DWORD kOwnError = 0x20000000U | ERROR_DLL_INIT_FAILED;  // the bit is the applications'
+// Means that the text of this thread's last failure is stored here.
+constexpr DWORD kOwnError = 0x20000000U | ERROR_DLL_INIT_FAILED;  // the bit is reserved for applications
 thread_local std::string ownError;
 
 void* failWith(const std::string& text, std::string& error) {
@@ -17,7 +17,7 @@ void* failWith(const std::string& text, std::string& error) {
     return nullptr;
 }
 
-// Keeps the system from asking the user about a missing disk or library while it loads one.
+// Prevents the system from asking the user about a missing disk or library.
 class SilentErrors {
 public:
     SilentErrors() : previous_(SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX)) {}
@@ -29,7 +29,7 @@ private:
     UINT previous_;
 };
 
-// Puts the program's folder at the end of the system's search path, and the old text back.
+// Appends the program's folder to the system's search path, and restores the path later.
 class ProgramFolderOnPath {
 public:
     ProgramFolderOnPath() {
@@ -51,8 +51,8 @@ private:
     bool wasThere_ = false;
 };
 
-// The absolute native path, which the search beside the library needs. A name without a dot gets one at
-// its end, else the loader would append ".dll".
+// The absolute native path, which is required to search next to the library. A dot is appended to a name
+// without one, because otherwise the loader would append ".dll".
 std::wstring loaderPath(const std::string& path) {
     const std::wstring wide = base::widen(path.c_str());
     std::wstring full = win32::filled(
@@ -61,8 +61,8 @@ std::wstring loaderPath(const std::string& path) {
     return full;
 }
 
-// The library's folder comes first, and then the program's. Only when that does not suffice is the search
-// path tried, since no one call searches all three.
+// Searches the library's folder first, then the program's. The search path is tried only if that fails,
+// because no single call searches all three.
 HMODULE load(const std::wstring& path) {
     HMODULE module = LoadLibraryExW(path.c_str(), nullptr,
                                     LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);

@@ -5,7 +5,7 @@
 namespace os {
 namespace {
 
-// The call counts the final zero, which `filled` does not expect.
+// The call counts the terminating zero, but `filled` expects a length without it.
 std::wstring expanded(const wchar_t* text) {
     return win32::universal(win32::filled([&](wchar_t* buffer, DWORD size) -> DWORD {
         const DWORD needed = ExpandEnvironmentStringsW(text, buffer, size);
@@ -13,7 +13,7 @@ std::wstring expanded(const wchar_t* text) {
     }));
 }
 
-// At most 259 characters: a longer name is cut.
+// At most 259 characters: a longer name is truncated.
 std::wstring moduleFile(HMODULE module) {
     wchar_t buffer[MAX_PATH] = L"";
     const DWORD length = GetModuleFileNameW(module, buffer, MAX_PATH);

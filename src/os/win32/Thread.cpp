@@ -20,7 +20,7 @@ unsigned int __stdcall run(void* argument) noexcept {
     return start->entry(start->argument);
 }
 
-// A thread comes back here from its entry, perhaps after the last user has freed the library.
+// The entry function returns here, perhaps after the last user has freed the library.
 void keepLibraryLoaded() {
     HMODULE library = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
@@ -29,7 +29,8 @@ void keepLibraryLoaded() {
 
 }  // namespace
 
-// The system tells the number at once: in a static initializer the thread begins only when that has ended.
+// The number comes from the system, because a thread created in a static initializer does not run before the
+// initializer ends.
 std::uint32_t startThread(unsigned int (*entry)(void*), void* argument) {
     keepLibraryLoaded();
     auto start = std::make_unique<Start>(Start{entry, argument});

@@ -1,6 +1,6 @@
-// All directories from the root to the cursor are open and not shared for deletion: nobody can rename or
-// replace them. So a path that is built from `path` names an entry of the cursor's directory. `path` has the
-// system's extended form ("\\?\"), which has no length limit of its own and needs backslashes, unless the
+// All directories from the root to the cursor are open and not shared for deletion, so no program can rename
+// or replace them. So a path that is built from `path` names an entry of the cursor's directory. `path` has
+// the system's extended form ("\\?\"), which has no length limit of its own and needs backslashes, unless the
 // volume has no such form.
 //
 // There is one level for each directory, and each remembers how long `path` was above it. `enter` changes

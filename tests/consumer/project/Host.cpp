@@ -6,7 +6,7 @@
 #include <iostream>
 #include <stdexcept>
 
-// Loads the plugin given and uses its object. Types and exceptions cross the borders of three modules.
+// Loads the given plugin and uses its object. Types and exceptions cross the boundaries of three modules.
 int main(int, char** argv) try {
     Qv::LogSetLevel(Qv::kLogLevelWarn);
     auto* manager = QvPluginSystem::QvPluginManager::instance();

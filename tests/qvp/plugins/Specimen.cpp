@@ -1,4 +1,4 @@
-// A plugin whose fault is chosen by a definition when it is compiled.
+// A plugin with a fault that a macro selects when it is compiled.
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 #include <QvPlatform/filesystem/Directory.h>
@@ -19,7 +19,7 @@ int libraryFunction();
 namespace {
 
 [[maybe_unused]] void crash() {
-    volatile int* volatile nowhere = nullptr;  // volatile: nothing is to be optimised away
+    volatile int* volatile nowhere = nullptr;  // volatile, so that nothing is optimised away
     *nowhere = 1;
 }
 
@@ -28,7 +28,7 @@ namespace {
 }
 
 #if defined(STARTS_ANOTHER)
-// A process that goes on when the file "go" appears beside this one, and says so by another file.
+// A process that continues when the file "go" appears next to this one, and then creates another file.
 void startAnother() {
     static char anchor = 0;
     const QvPlatform::File self = QvPlatform::File::thatContains(&anchor);

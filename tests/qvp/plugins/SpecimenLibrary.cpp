@@ -1,4 +1,4 @@
-// A library that a plugin needs, and one that this one needs.
+// A library that a plugin needs, and a second one that the first needs.
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 

@@ -2,22 +2,22 @@
 
 #include "os/posix/stack/CallFrameInfo.h"
 
-/// The rules of addresses that were asked for before, for all threads.
+/// A cache of rules by address, for all threads.
 ///
-/// Files come and go at the same addresses, so a key holds all that the rules follow from: they are never out
-/// of date. Nothing here allocates, locks or waits, so that a signal handler can use it, even one that
-/// interrupts this code: a record that was read while another thread wrote it has a wrong checksum and counts
-/// as absent.
+/// Different files may be loaded at the same address over time, so a key contains everything that determines
+/// the rules: cached rules are never out of date. Nothing here allocates, locks or waits, so that a signal
+/// handler can use it, even one that interrupts this code: a record that was read while another thread wrote
+/// it has a wrong checksum and counts as absent.
 namespace os::posix {
 
 struct FrameRulesKey {
     std::uintptr_t address;
     std::uintptr_t entry;    ///< the function's entry in the file's table
-    std::uint64_t checksum;  ///< of what the entry consists of
+    std::uint64_t checksum;  ///< of the content of the entry
 };
 
 bool findCached(const FrameRulesKey& key, FrameRules& rules);
-/// Keeps the rules if they are of the usual kind, in place of others.
+/// Stores the rules if they are of the usual kind; replaces others.
 void keepCached(const FrameRulesKey& key, const FrameRules& rules);
 
 inline std::uint64_t mixed(std::uint64_t value) {

@@ -5,7 +5,7 @@
 
 namespace os::posix {
 
-/// What the entries of functions that were compiled alike have in common.
+/// The common part of the entries of functions that were compiled in the same way.
 struct CommonEntry {
     CodeReader program;
     std::uint64_t codeUnit = 1;
@@ -21,8 +21,8 @@ struct FunctionEntry {
     std::uintptr_t begin = 0;
 };
 
-/// Runs the small programs that the entries consist of, up to the function's instruction at `address`; false
-/// when they hold what is not known.
+/// Runs the programs in the entries up to the function's instruction at `address`. Returns false if they
+/// contain something unknown.
 bool runRuleProgram(const FunctionEntry& function, std::uintptr_t address, FrameRules& rules);
 
 }  // namespace os::posix

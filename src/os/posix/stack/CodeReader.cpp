@@ -55,7 +55,7 @@ std::uintptr_t CodeReader::pointer(std::uint8_t encoding) {
         default:
             value = take<std::uintptr_t>();
     }
-    // The other bases do not occur in the entries of this processor, and nobody needs where they lead.
+    // Other bases do not occur in entries for this processor, so their values are never used.
     return (encoding & 0x70) == DW_EH_PE_pcrel ? own + value : value;
 }
 

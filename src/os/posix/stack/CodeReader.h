@@ -32,7 +32,7 @@ public:
     }
     std::uint64_t uleb();
     std::int64_t sleb();
-    /// An address in one of the encodings of such pointers.
+    /// Reads an address in one of the pointer encodings.
     std::uintptr_t pointer(std::uint8_t encoding);
 
 private:

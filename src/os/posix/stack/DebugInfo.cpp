@@ -41,14 +41,14 @@ struct DebugInfo::Session {
         return error >= 0 ? error : ESRCH;
     }
 
-    // The library takes the unit that begins last before the address, and in it the line that does. So it is
-    // asked whether the unit's code is there at all.
+    // The library picks the last unit, and in it the last line, that begins at or before the address, even if
+    // it ends before the address. So this checks that the unit contains the address.
     void findLine(Dwfl_Module* module, std::uintptr_t address, Source& source) const {
         Dwarf_Addr bias = 0;
         if (Dwarf_Die* const unit = library.dwfl_module_addrdie(module, address, &bias))
             findLineInUnit(unit, address - bias, source);
         if (!source.file.empty()) return;
-        // Some compilers leave no table of which addresses belong to which unit.
+        // Some compilers write no table that maps addresses to units.
         for (Dwarf_Die* unit = library.dwfl_module_nextcu(module, nullptr, &bias);
              unit && source.file.empty(); unit = library.dwfl_module_nextcu(module, unit, &bias))
             findLineInUnit(unit, address - bias, source);
@@ -134,7 +134,7 @@ int DebugInfo::walkThread(pid_t thread, const FrameTaker& take) {
         try {
             walk.error = walk.take(address, isInterrupted) ? 0 : E2BIG;
         } catch (const std::bad_alloc&) {
-            walk.error = ENOMEM;  // the thread is still to be let go
+            walk.error = ENOMEM;  // the thread must still be resumed
         }
         return walk.error == 0 ? DWARF_CB_OK : DWARF_CB_ABORT;
     };

@@ -11,12 +11,12 @@ namespace os::posix {
 
 class DebugLibrary;
 
-/// The debugging information of one process's files, read by a library that is opened at run time. Calls of
-/// all objects exclude each other. They need some hundred KiB of stack.
+/// Debug information of the files that one process has loaded, read by a library that is opened at run time.
+/// Calls from any thread; calls on all objects run one at a time. They need a few hundred KiB of stack.
 class DebugInfo {
 public:
     struct Source {
-        std::string symbol;  ///< as in the file's symbol table; "" when it is in none
+        std::string symbol;  ///< as in the symbol table; "" if unknown
         std::string file;
         int line = 0;
     };
@@ -27,19 +27,19 @@ public:
     DebugInfo(const DebugInfo&) = delete;
     DebugInfo& operator=(const DebugInfo&) = delete;
 
-    /// Looks at which files the process has loaded, and keeps what it has read of those that are still there,
-    /// or nothing with `forget`. Returns an error of the system's.
+    /// Updates the list of files that the process has loaded. Keeps what was read from files that are still
+    /// loaded, unless `forget` is true. Returns 0 or a system error number.
     int refresh(bool forget);
 
     Source find(std::uintptr_t address);
-    /// The file that lies at an address, and where it begins; "" when none does.
+    /// The path of the file loaded at `address`, and the file's base address in `base`; "" if there is none.
     std::string moduleAt(std::uintptr_t address, std::uintptr_t& base);
-    /// Whether the file has lines, or only names.
+    /// True if the file has line numbers, false if it has only symbol names.
     bool hasLines(std::uintptr_t address);
 
-    /// Stops the thread of another process, hands each frame's program counter to `take`, which returns false
-    /// if it has no room for it, and lets the thread go on. Returns an error of the system's: E2BIG without
-    /// room, ENODATA if the walk ended before the outermost frame.
+    /// Stops a thread of another process, calls `take` with each frame's program counter, and resumes the
+    /// thread. `take` returns false if it has no room for the frame. Returns 0 or a system error number:
+    /// E2BIG if there was no room, ENODATA if the walk ended before the outermost frame.
     int walkThread(pid_t thread, const std::function<bool(std::uintptr_t, bool isInterrupted)>& take);
 
 private:

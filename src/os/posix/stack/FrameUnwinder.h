@@ -17,13 +17,13 @@ public:
     explicit FrameUnwinder(const ucontext_t& context);
 
     std::uintptr_t programCounter() const { return registers_[kReturnAddress]; }
-    /// Otherwise the program counter is where a call returns to.
+    /// If false, the program counter is a return address.
     bool isInterrupted() const { return isInterrupted_; }
 
-    /// Goes to the caller's frame, past the outermost one to a program counter of 0. Returns an error of the
-    /// system's: ENODATA if there is no unwind information, EFAULT if the stack is corrupt.
+    /// Moves to the caller's frame; past the outermost frame the program counter is 0. Returns 0 or a system
+    /// error number: ENODATA if there is no unwind information, EFAULT if the stack is corrupt.
     int up();
-    /// The same by the rules given. May be called with any rules: a wrong one fails with EFAULT.
+    /// The same with the given rules. Any rules are safe: wrong ones fail with EFAULT.
     int upBy(const FrameRules& rules);
 
 private:

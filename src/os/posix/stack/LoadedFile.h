@@ -6,7 +6,7 @@
 
 namespace os::posix {
 
-/// A program or library of this process, found without a lock: the loader's may be held for as long as a
+/// A program or library of this process, found without a lock, because the loader's lock may be held while a
 /// static initializer runs. It must stay loaded while the object is used.
 class LoadedFile {
 public:
@@ -20,7 +20,7 @@ public:
     std::string path() const;
     /// Different for another build of the file, even at the same address.
     std::uint64_t identity() const;
-    /// The exported function or object that `address` lies in; "" if none does.
+    /// The exported function or object that contains `address`; "" if none does.
     std::string_view symbolAt(std::uintptr_t address) const;
 
 private:

@@ -65,7 +65,7 @@ int findLinked(const std::string& file, const std::string& link, GElf_Word check
 
 }  // namespace
 
-// Without a checksum, what is asked for is a file that several others share; it has a build identifier.
+// Without a checksum, the requested file is one that several others share; it has a build identifier.
 int findLocalDebugFile(Dwfl_Module* module, void** userData, const char* moduleName, Dwarf_Addr base,
                        const char* file, const char* link, GElf_Word checksum, char** found) {
     const DebugLibrary* const library = DebugLibrary::get();

@@ -10,7 +10,7 @@
 namespace os::posix {
 namespace {
 
-// The stack of others is none of the sanitizers' business.
+// Sanitizers must not check reads of other functions' stack frames.
 __attribute__((noinline, no_sanitize("address", "thread", "undefined"))) void copyWords(std::uintptr_t* to,
                                                                                         std::uintptr_t from,
                                                                                         std::size_t count) {
@@ -18,8 +18,8 @@ __attribute__((noinline, no_sanitize("address", "thread", "undefined"))) void co
     for (std::size_t i = 0; i < count; ++i) to[i] = words[i];
 }
 
-// The kernel reads the word as a set of signals before it refuses the unknown operation. It takes a null
-// pointer for no set at all.
+// The kernel reads the word as a set of signals before it refuses the unknown operation. It treats a null
+// pointer as no set.
 bool isReadable(std::uintptr_t address) {
     constexpr int kUnknownOperation = -1;
     constexpr std::size_t kKernelSet = 8;
@@ -28,14 +28,15 @@ bool isReadable(std::uintptr_t address) {
             errno != EFAULT);
 }
 
-// By the system call itself: a sanitizer's wrapper of it checks the memory as if the program had read it.
+// Uses the system call directly, because a sanitizer's wrapper checks the memory as if the program had read
+// it.
 bool copyFrom(std::uintptr_t address, std::uintptr_t* words, std::size_t count) {
     const std::size_t bytes = count * sizeof *words;
     const iovec to{words, bytes};
     const iovec from{std::bit_cast<void*>(address), bytes};
     const long copied = syscall(SYS_process_vm_readv, getpid(), &to, 1L, &from, 1L, 0L);
     if (copied >= 0) return static_cast<std::size_t>(copied) == bytes;
-    const bool isForbidden = errno == EPERM || errno == ENOSYS;  // by a filter of system calls
+    const bool isForbidden = errno == EPERM || errno == ENOSYS;  // by a system call filter
     if (!isForbidden || !isReadable(address)) return false;
     copyWords(words, address, count);
     return true;
@@ -43,7 +44,7 @@ bool copyFrom(std::uintptr_t address, std::uintptr_t* words, std::size_t count) 
 
 }  // namespace
 
-// The words that are copied together lie in one page.
+// Words that are copied together are in one page.
 bool LocalMemory::read(std::uintptr_t address, std::uintptr_t& value) {
     constexpr std::uintptr_t kBytes = sizeof words_;
     if (address % sizeof value != 0) return false;

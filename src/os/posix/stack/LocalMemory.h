@@ -8,8 +8,8 @@ namespace os::posix {
 /// Reads words of this process's memory that may be unmapped or protected. The kernel copies them, so a wrong
 /// address is a failure and never a fault, even while another thread unmaps it. Async-signal-safe.
 ///
-/// Neighbouring words are copied together. One object is for one short moment: it may return a word as it was
-/// when its neighbour was read.
+/// Neighbouring words are copied together. Use an object only briefly: it may return a word as it was when
+/// its neighbour was read.
 class LocalMemory {
 public:
     /// False if the address is not readable or not aligned.

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kStackBytes = std::size_t{1} << 20U;
 
-// A new thread inherits the mask of signals.
+// A new thread inherits the signal mask.
 bool create(pthread_t& thread, void* (*work)(void*), void* argument) {
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0) return false;

@@ -14,18 +14,18 @@
 
 namespace os::posix {
 
-/// Names what lies at the addresses of one process, and remembers it as long as the process has the same
-/// files loaded. Nothing here waits for the loader's locks, longer than `DebugLibrary` does.
+/// Finds the names for addresses of one process, and remembers them as long as the process has the same files
+/// loaded. Waits for the loader's locks no longer than `DebugLibrary` does.
 class StackSymbols {
 public:
-    /// `inform` gets a line on each file that is met for the first time.
+    /// `inform` receives a line for each file found for the first time.
     StackSymbols(pid_t process, void (*inform)(const std::string&));
 
-    /// Null if the library for it is missing or is not open yet.
+    /// Null if the debugging library is missing or is not open yet.
     DebugInfo* debugInfo();
-    /// Finds the names of all frames, on a large stack of its own.
+    /// Finds the names of all frames, on a separate large stack.
     void prepare(const std::vector<FrameAddress>& frames);
-    /// What `prepare` found, else what is known without debugging information.
+    /// Returns what `prepare` found, else what is known without debugging information.
     const AddressDescription& describe(const StackFrame& frame);
 
 private:
@@ -50,8 +50,8 @@ private:
     void (*inform_)(const std::string&);
     std::unique_ptr<DebugInfo> debugInfo_;
     bool mustReport_ = true;                           ///< `debugInfo_` does not know all files
-    bool mustForget_ = false;                          ///< what it has read may be of a file that is gone
-    std::map<std::uintptr_t, File> files_;             ///< of this process, by where they begin
+    bool mustForget_ = false;                          ///< it may have read a file that is no longer loaded
+    std::map<std::uintptr_t, File> files_;             ///< of this process, by start address
     std::unordered_map<std::uintptr_t, Known> known_;  ///< by address and kind of frame
     std::unordered_map<std::string, std::string> symbolKinds_;  ///< by the file's path
     std::unordered_set<std::string> informed_;                  ///< paths

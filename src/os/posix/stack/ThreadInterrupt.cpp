@@ -1,12 +1,13 @@
-// The asker, under `kAskerLock`, numbers its request and moves `slot.state` to kAsked, then sends the signal
-// with that number. The handler moves kAsked to kWalking by compare-and-exchange, fills in the frames, sets
-// kDone and posts `done`. The asker reads the frames only in kDone.
+// The requester, under `kRequesterLock`, numbers its request and moves `slot.state` to kAsked, then sends the
+// signal with that number. The handler moves kAsked to kWalking by compare-and-exchange, fills in the frames,
+// sets kDone and posts `done`. The requester reads the frames only in kDone.
 //
-// If the thread does not take the signal in time, the asker moves kAsked back to kIdle; a late signal then
-// finds another state and does nothing. If the handler is walking, the asker waits once more. If that fails
-// too, the slot still belongs to the handler, and every request fails with ETIMEDOUT until it is done.
+// If the thread does not take the signal in time, the requester moves kAsked back to kIdle; a late signal
+// then finds another state and does nothing. If the handler is walking, the requester waits once more. If
+// that fails too, the slot still belongs to the handler, and every request fails with ETIMEDOUT until it is
+// done.
 //
-// `kAskerLock` is only ever tried, for about three seconds, because its holder may be the calling thread
+// `kRequesterLock` is only ever tried, for about three seconds, because its holder may be the calling thread
 // itself. The handler takes no lock and allocates nothing. A forked child prepares the slot anew.
 
 #include "os/posix/stack/ThreadInterrupt.h"
@@ -54,7 +55,7 @@ struct Slot {
 };
 
 constinit Slot slot;
-constexpr ProcessLock kAskerLock{LockRank::StackWalk};
+constexpr ProcessLock kRequesterLock{LockRank::StackWalk};
 std::uint64_t lastRequest = 0;
 int interruptSignal = 0;
 
@@ -166,7 +167,7 @@ bool prepareSlot() {
 bool lockForWalk() {
     constexpr timespec kPause{0, 1'000'000};
     const timespec end = timeAfter(3 * kPatience);
-    while (!kAskerLock.try_lock()) {
+    while (!kRequesterLock.try_lock()) {
         timespec now{};
         clock_gettime(CLOCK_MONOTONIC, &now);
         if (now.tv_sec > end.tv_sec) return false;
@@ -198,7 +199,7 @@ InterruptedStack interruptThread(const StackThread& thread) {
         return stack;
     }
     const CancellationShield shield;
-    const std::lock_guard guard(kAskerLock, std::adopt_lock);
+    const std::lock_guard guard(kRequesterLock, std::adopt_lock);
     stack.error = ask(thread);
     if (stack.error != 0) return stack;
     stack.frames.assign(slot.frames.begin(), slot.frames.begin() + static_cast<std::ptrdiff_t>(slot.count));

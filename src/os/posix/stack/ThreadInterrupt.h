@@ -7,18 +7,18 @@
 
 namespace os::posix {
 
-/// What a stack consists of, before anything is named.
+/// A frame without names.
 struct FrameAddress {
     std::uintptr_t programCounter;
     bool isInterrupted;
 };
 
-/// Walks outwards from `unwinder`'s frame and hands each frame to `take`, which returns false if it has no
+/// Walks outwards from `unwinder`'s frame and passes each frame to `take`, which returns false if it has no
 /// room for it. Returns what ended the walk: 0 past the outermost frame, E2BIG without room, or the
 /// unwinder's error.
 template <typename Unwinder, typename Take>
 int walkOutwards(Unwinder& unwinder, Take take) {
-    // The caller of a null pointer is of interest.
+    // For a call of a null pointer, the caller is of interest.
     if (unwinder.programCounter() == 0) {
         if (const int error = unwinder.up(); error != 0) return error;
     }
@@ -35,7 +35,7 @@ struct InterruptedStack {
     int error = 0;
 };
 
-/// The most frames that are read of another thread.
+/// The maximum number of frames read from another thread.
 inline constexpr std::size_t kMostInterruptedFrames = 4096;
 
 /// Interrupts the thread by a signal while it walks its own stack, without allocation or locks. Errors: ESRCH

@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef _WIN32
+#include <pthread.h>
+#endif
+
 namespace os {
 
 /// Puts off the cancellation of the calling thread for a scope in which a system call is followed by the
@@ -14,5 +18,16 @@ public:
 private:
     [[maybe_unused]] int previous_ = 0;
 };
+
+// Inline, so that the owners of this folder need nothing linked.
+#ifdef _WIN32
+inline CancellationShield::CancellationShield() noexcept = default;
+inline CancellationShield::~CancellationShield() = default;
+#else
+inline CancellationShield::CancellationShield() noexcept {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_);
+}
+inline CancellationShield::~CancellationShield() { pthread_setcancelstate(previous_, nullptr); }
+#endif
 
 }  // namespace os

@@ -2,6 +2,7 @@
 
 // Inline, because a call in between costs a sixth of the system's own.
 
+#include "base/ObjectIn.h"
 #include "os/CriticalSection.h"
 
 #include <pthread.h>
@@ -12,7 +13,7 @@ namespace os {
 namespace posix {
 
 inline pthread_mutex_t* mutexIn(unsigned char* storage) noexcept {
-    return std::launder(static_cast<pthread_mutex_t*>(static_cast<void*>(storage)));
+    return base::objectIn<pthread_mutex_t>(storage);
 }
 
 }  // namespace posix

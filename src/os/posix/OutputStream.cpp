@@ -6,7 +6,7 @@
 
 #include "base/SpinThenLock.h"
 #include "os/Cancellation.h"
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -44,7 +44,7 @@ posix::Descriptor openBy(const std::string& path, int flags, std::initializer_li
         posix::Descriptor file(open(path.c_str(), access | flags | O_CLOEXEC, 0666));
         if (file) return file;
     }
-    return posix::Descriptor(-1);
+    return posix::Descriptor();
 }
 
 // Without access, whether by opening or for the lock, nobody can tell, and a purge counts the file as free.
@@ -79,13 +79,7 @@ AppendedFile openForAppending(const std::string& path) {
 }
 
 std::size_t append(AppendedFile file, std::string_view text) noexcept {
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t more = write(static_cast<int>(file), text.data() + written, text.size() - written);
-        if (more > 0) written += static_cast<std::size_t>(more);
-        if (more == 0 || (more < 0 && errno != EINTR)) break;
-    }
-    return written;
+    return posix::writeAll(static_cast<int>(file), text);
 }
 
 void closeAppended(AppendedFile file) noexcept { close(static_cast<int>(file)); }

@@ -1,9 +1,17 @@
 #pragma once
 
+#include "os/Filesystem.h"
+#include "os/posix/PosixSupport.h"
+
+#include <functional>
 #include <string>
 
-/// What is copied and moved by name within directories that are held open.
+/// What is done by name within directories that are held open.
 namespace os::posix {
+
+/// Calls `visit` as `os::visitDirectory` does. False, and the reason in `errno`, if the directory cannot be
+/// read.
+bool visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit);
 
 /// A name in an open directory, or a path and AT_FDCWD. An empty name is nowhere.
 struct Place {

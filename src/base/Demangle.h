@@ -8,16 +8,11 @@
 
 namespace base {
 
-/// Frees what the C library allocated.
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-using MallocText = std::unique_ptr<char, Free>;
-
 /// The plain form of a mangled name; "" if it is not one. A single letter is a type: "f" is float.
 inline std::string demangled(const char* name) {
     int status = 0;
-    const MallocText text(abi::__cxa_demangle(name, nullptr, nullptr, &status));
+    const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status),
+                                                      std::free);
     return text ? text.get() : "";
 }
 

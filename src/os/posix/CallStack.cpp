@@ -24,7 +24,6 @@
 #include <bit>
 #include <cerrno>
 #include <cstdio>
-#include <optional>
 
 namespace os {
 namespace {

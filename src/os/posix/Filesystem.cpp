@@ -1,6 +1,5 @@
 #include "os/Filesystem.h"
 
-#include "base/Demangle.h"
 #include "os/Cancellation.h"
 #include "os/posix/OpenDirectories.h"
 
@@ -62,7 +61,7 @@ bool isLink(const std::wstring& path) {
 }
 
 std::optional<std::wstring> canonicalPath(const std::wstring& path) {
-    const base::MallocText real(realpath(posix::systemPath(path).c_str(), nullptr));
+    const posix::MallocText real(realpath(posix::systemPath(path).c_str(), nullptr));
     if (!real) return std::nullopt;
     return base::widen(real.get());
 }

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -48,7 +49,7 @@ inline std::string withoutFinalSlash(const std::wstring& path) {
     return bytes;
 }
 
-/// Repeats a call as long as a signal interrupts it: it returns -1 and sets `errno` to EINTR.
+/// Makes a call again as long as it returns -1 and `errno` is EINTR: a signal has interrupted it.
 template <typename Call>
 auto retryOnInterrupt(Call call) {
     auto result = call();
@@ -64,8 +65,8 @@ int retryOnReturnedInterrupt(Call call) {
     return error;
 }
 
-/// Writes everything, in as many calls as it takes. The number of bytes written; if it is less, `errno` says
-/// why. A cancellation point. Async-signal-safe.
+/// Writes until everything is written or a call fails, and returns the number of bytes written.
+/// Async-signal-safe.
 inline std::size_t writeAll(int file, std::string_view bytes) {
     std::size_t written = 0;
     while (written < bytes.size()) {
@@ -85,6 +86,12 @@ inline std::optional<std::string> linkText(int directory, const char* name) {
     if (length < 0) return std::nullopt;
     return std::string(buffer.data(), static_cast<std::size_t>(length));
 }
+
+struct Free {
+    void operator()(char* text) const { std::free(text); }
+};
+/// Text that the C library has allocated.
+using MallocText = std::unique_ptr<char, Free>;
 
 /// An open file, closed at the end.
 class Descriptor {
@@ -113,7 +120,10 @@ private:
 };
 
 struct CloseDirectory {
-    void operator()(DIR* directory) const { closedir(directory); }
+    void operator()(DIR* directory) const {
+        const CancellationShield shield;
+        closedir(directory);
+    }
 };
 using DirectoryStream = std::unique_ptr<DIR, CloseDirectory>;
 

@@ -1,6 +1,5 @@
 #include "os/SystemPaths.h"
 
-#include "base/Demangle.h"
 #include "os/Environment.h"
 #include "os/posix/PosixSupport.h"
 
@@ -51,7 +50,7 @@ std::string mappedFileAt(const void* address) {
 }
 
 std::string resolved(const std::string& path) {
-    const base::MallocText real(realpath(path.c_str(), nullptr));
+    const posix::MallocText real(realpath(path.c_str(), nullptr));
     return real ? real.get() : path;
 }
 
@@ -77,7 +76,7 @@ std::wstring directoryIn(const char* variable) {
 PathStyle nativePathStyle() { return PathStyle::Posix; }
 
 std::wstring currentDirectory() {
-    const base::MallocText text(getcwd(nullptr, 0));
+    const posix::MallocText text(getcwd(nullptr, 0));
     // The system marks a directory that cannot be reached from the root by a text that is no path.
     return text && text.get()[0] == '/' ? base::widen(text.get()) : std::wstring();
 }

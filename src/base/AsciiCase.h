@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 /// Case folding for the whole library: ASCII letters to lower case, independent of the locale.
 namespace base {
@@ -15,6 +16,11 @@ template <typename Char>
 std::basic_string<Char> foldedCase(std::basic_string<Char> text) {
     std::transform(text.begin(), text.end(), text.begin(), foldCase<Char>);
     return text;
+}
+
+inline bool equalFolded(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return foldCase(x) == foldCase(y); });
 }
 
 }  // namespace base

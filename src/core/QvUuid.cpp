@@ -2,6 +2,7 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "base/Hexadecimal.h"
 #include "diagnostics/log/LogQuietly.h"
 
 #include <boost/uuid/name_generator_sha1.hpp>
@@ -47,7 +48,7 @@ uuid namedBy(const std::string& name) {
 }
 
 constexpr auto kDigitPairs = [] {
-    constexpr std::string_view kDigits = "0123456789abcdef";
+    constexpr std::string_view kDigits = base::kHexadecimalDigits;
     std::array<std::array<char, 2>, 256> pairs{};
     for (std::size_t i = 0; i < pairs.size(); ++i) pairs[i] = {kDigits[i / 16], kDigits[i % 16]};
     return pairs;

@@ -74,15 +74,9 @@ std::string join(const Qv::QvArray<std::string>& pieces, std::string_view separa
     return joined;
 }
 
-template <typename Equal>
-bool hasAt(std::string_view text, std::string_view part, std::size_t place, Equal equal) {
-    return std::equal(part.begin(), part.end(), text.substr(place).begin(), equal);
-}
-
 bool hasAt(std::string_view text, std::string_view part, std::size_t place, bool caseSensitive) {
-    return caseSensitive ? text.substr(place, part.size()) == part
-                         : hasAt(text, part, place,
-                                 [](char a, char b) { return base::foldCase(a) == base::foldCase(b); });
+    const std::string_view there = text.substr(place, part.size());
+    return caseSensitive ? there == part : base::equalFolded(there, part);
 }
 
 void appendField(std::string& clock, unsigned int value) {

@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef _WIN32
+#include <pthread.h>
+#endif
+
 namespace os {
 
 /// Delays cancellation of the calling thread during its lifetime, so that the result of a system call is
@@ -14,5 +18,16 @@ public:
 private:
     [[maybe_unused]] int previous_ = 0;
 };
+
+// Inline, so that the owners in the support headers need no other source.
+#ifdef _WIN32
+inline CancellationShield::CancellationShield() noexcept = default;
+inline CancellationShield::~CancellationShield() = default;
+#else
+inline CancellationShield::CancellationShield() noexcept {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_);
+}
+inline CancellationShield::~CancellationShield() { pthread_setcancelstate(previous_, nullptr); }
+#endif
 
 }  // namespace os

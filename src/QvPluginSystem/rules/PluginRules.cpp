@@ -13,10 +13,7 @@ std::vector<QvPlatform::File> pluginFilesIn(const std::string& directory) {
     return files;
 }
 
-bool isSameName(std::string_view one, std::string_view other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](char a, char b) { return base::foldCase(a) == base::foldCase(b); });
-}
+bool isSameName(std::string_view one, std::string_view other) { return base::equalFolded(one, other); }
 
 std::string foldedName(std::string name) { return base::foldedCase(std::move(name)); }
 

@@ -9,13 +9,13 @@
 
 #include "os/CallStack.h"
 
+#include "os/posix/PosixSupport.h"
 #include "os/posix/stack/DebugLibrary.h"
 #include "os/posix/stack/FrameUnwinder.h"
 #include "os/posix/stack/OwnStack.h"
 #include "os/posix/stack/StackSymbols.h"
 #include "os/posix/stack/ThreadInterrupt.h"
 
-#include <dirent.h>
 #include <pthread.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -24,7 +24,6 @@
 #include <bit>
 #include <cerrno>
 #include <cstdio>
-#include <optional>
 
 namespace os {
 namespace {
@@ -173,13 +172,12 @@ std::unique_ptr<StackWalker> makeStackWalker(unsigned long processId, void*, con
 std::vector<unsigned long> threadIds(unsigned long processId) {
     std::vector<unsigned long> ids;
     const std::string path = "/proc/" + std::to_string(processId) + "/task";
-    DIR* const folder = opendir(path.c_str());
+    const posix::DirectoryStream folder(opendir(path.c_str()));
     if (!folder) return ids;
-    while (const dirent* entry = readdir(folder)) {
+    while (const dirent* entry = readdir(folder.get())) {
         const unsigned long id = std::strtoul(entry->d_name, nullptr, 10);
         if (id != 0) ids.push_back(id);
     }
-    closedir(folder);
     return ids;
 }
 

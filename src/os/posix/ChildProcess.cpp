@@ -1,7 +1,7 @@
 #include "os/ChildProcess.h"
 
-#include "os/Cancellation.h"
 #include "os/ProcessLock.h"
+#include "os/posix/PosixSupport.h"
 #include "os/posix/Spawn.h"
 
 #include <sys/wait.h>
@@ -22,7 +22,7 @@ namespace os {
 // this process even if the number is reused.
 struct ChildProcess::Record {
     pid_t pid = 0;
-    int descriptor = -1;
+    posix::Descriptor descriptor;
     Record* next = nullptr;
 
     // The children that no object owns. The library starts no thread for them, so those that have ended are
@@ -37,11 +37,7 @@ namespace {
 constexpr ProcessLock kChildrenLock{LockRank::Children};
 
 pid_t waitFor(pid_t pid, int* status) {
-    pid_t result = 0;
-    do {
-        result = waitpid(pid, status, 0);
-    } while (result < 0 && errno == EINTR);
-    return result;
+    return posix::retryOnInterrupt([=] { return waitpid(pid, status, 0); });
 }
 
 }  // namespace
@@ -62,7 +58,7 @@ void ChildProcess::Record::reapEnded() {
 
 void ChildProcess::LetGo::operator()(Record* record) const noexcept {
     const CancellationShield shield;
-    if (record->descriptor >= 0) close(record->descriptor);
+    record->descriptor = posix::Descriptor();
     if (record->pid == 0) {
         delete record;
         return;
@@ -87,7 +83,7 @@ ChildProcess ChildProcess::start(const std::string& commandLine, bool /*showWind
     OwnedRecord record(new Record);
     record->pid = posix::spawn(commandLine);
     if (record->pid == 0) return {};
-    record->descriptor = pidfd_open(record->pid, 0);
+    record->descriptor = posix::Descriptor(pidfd_open(record->pid, 0));
     return ChildProcess(std::move(record));
 }
 
@@ -111,8 +107,8 @@ std::optional<std::int64_t> ChildProcess::wait(unsigned long& error) {
 
 void ChildProcess::kill() {
     if (record_->pid == 0) return;
-    if (record_->descriptor >= 0)
-        pidfd_send_signal(record_->descriptor, SIGKILL, nullptr, 0);
+    if (record_->descriptor)
+        pidfd_send_signal(record_->descriptor.get(), SIGKILL, nullptr, 0);
     else
         ::kill(record_->pid, SIGKILL);
     waitFor(record_->pid, nullptr);

@@ -2,16 +2,13 @@
 
 #include "os/Filesystem.h"
 #include "os/RandomText.h"
-#include "os/posix/CopyAt.h"
-#include "os/posix/Gate.h"
+#include "os/posix/OpenDirectories.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,22 +22,14 @@ using posix::Place;
 
 constexpr int kBufferSize = 1 << 16;
 
-bool writeAll(int target, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(target, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) return false;
-        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 bool copyByReading(int source, int target) {
     std::vector<char> buffer(kBufferSize);
     for (;;) {
-        const ssize_t count = read(source, buffer.data(), buffer.size());
-        if (count == 0) return true;
-        if (count < 0 && errno != EINTR) return false;
-        if (count > 0 && !writeAll(target, {buffer.data(), static_cast<std::size_t>(count)})) return false;
+        const ssize_t count =
+            posix::retryOnInterrupt([&] { return read(source, buffer.data(), buffer.size()); });
+        if (count <= 0) return count == 0;
+        const std::string_view bytes(buffer.data(), static_cast<std::size_t>(count));
+        if (posix::writeAll(target, bytes) != bytes.size()) return false;
     }
 }
 
@@ -112,13 +101,6 @@ bool mayReplace(const Place& target, const struct stat& source, bool overwrite) 
            (S_ISREG(status.st_mode) && faccessat(target.directory, name, W_OK, AT_EACCESS) == 0);
 }
 
-std::optional<std::string> linkText(const Place& link) {
-    std::vector<char> buffer(PATH_MAX);
-    const ssize_t length = readlinkat(link.directory, link.name.c_str(), buffer.data(), buffer.size());
-    if (length < 0) return std::nullopt;
-    return std::string(buffer.data(), static_cast<std::size_t>(length));
-}
-
 }  // namespace
 
 bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool overwrite) {
@@ -128,7 +110,7 @@ bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool 
     struct stat status {};
     if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
     if (to.name.empty() || !mayReplace(to, status, overwrite)) return false;
-    Descriptor file(-1);
+    Descriptor file;
     Draft draft(to);
     const auto create = [&](int directory, const char* name) {
         file = Descriptor(openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -138,7 +120,7 @@ bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool 
 }
 
 bool posix::copyLink(const Place& from, const Place& to, bool overwrite) {
-    const auto text = linkText(from);
+    const auto text = linkText(from.directory, from.name.c_str());
     const auto link = [&](int directory, const char* name) {
         return symlinkat(text->c_str(), directory, name) == 0;
     };

@@ -2,6 +2,7 @@
 
 // Inline, because another call would add a sixth to the time of the system's function.
 
+#include "base/ObjectIn.h"
 #include "os/CriticalSection.h"
 
 #include <pthread.h>
@@ -12,7 +13,7 @@ namespace os {
 namespace posix {
 
 inline pthread_mutex_t* mutexIn(unsigned char* storage) noexcept {
-    return std::launder(static_cast<pthread_mutex_t*>(static_cast<void*>(storage)));
+    return base::objectIn<pthread_mutex_t>(storage);
 }
 
 }  // namespace posix

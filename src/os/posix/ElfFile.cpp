@@ -3,7 +3,7 @@
 
 #include "os/posix/ElfFile.h"
 
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 
 #include <elf.h>
 #include <fcntl.h>

@@ -1,8 +1,7 @@
 #include "os/FileOperations.h"
 
 #include "os/Cancellation.h"
-#include "os/posix/CopyAt.h"
-#include "os/posix/Gate.h"
+#include "os/posix/OpenDirectories.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,8 +1,7 @@
 #include "os/Filesystem.h"
 
 #include "os/Cancellation.h"
-#include "os/posix/Gate.h"
-#include "os/posix/VisitDirectory.h"
+#include "os/posix/OpenDirectories.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -11,15 +10,10 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <memory>
 #include <string_view>
 
 namespace os {
 namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
 
 EntryKind kindOf(mode_t mode) {
     if (S_ISDIR(mode)) return EntryKind::Directory;
@@ -67,7 +61,7 @@ bool isLink(const std::wstring& path) {
 }
 
 std::optional<std::wstring> canonicalPath(const std::wstring& path) {
-    const std::unique_ptr<char, posix::Free> real(realpath(posix::systemPath(path).c_str(), nullptr));
+    const posix::MallocText real(realpath(posix::systemPath(path).c_str(), nullptr));
     if (!real) return std::nullopt;
     return base::widen(real.get());
 }
@@ -90,7 +84,7 @@ bool visitDirectory(const std::wstring& directory, const std::function<void(cons
 }
 
 bool posix::visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit) {
-    const std::unique_ptr<DIR, CloseDirectory> stream(directory ? fdopendir(directory.get()) : nullptr);
+    const DirectoryStream stream(directory ? fdopendir(directory.get()) : nullptr);
     if (!stream) return false;
     directory.release();
     errno = 0;

@@ -7,7 +7,7 @@
 
 #include "base/SpinThenLock.h"
 #include "os/Cancellation.h"
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -45,7 +45,7 @@ posix::Descriptor openBy(const std::string& path, int flags, std::initializer_li
         posix::Descriptor file(open(path.c_str(), access | flags | O_CLOEXEC, 0666));
         if (file) return file;
     }
-    return posix::Descriptor(-1);
+    return posix::Descriptor();
 }
 
 // If the file cannot be opened or locked for lack of access, its use is unknown, and a purge treats it as
@@ -81,13 +81,7 @@ AppendedFile openForAppending(const std::string& path) {
 }
 
 std::size_t append(AppendedFile file, std::string_view text) noexcept {
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t more = write(static_cast<int>(file), text.data() + written, text.size() - written);
-        if (more > 0) written += static_cast<std::size_t>(more);
-        if (more == 0 || (more < 0 && errno != EINTR)) break;
-    }
-    return written;
+    return posix::writeAll(static_cast<int>(file), text);
 }
 
 void closeAppended(AppendedFile file) noexcept { close(static_cast<int>(file)); }

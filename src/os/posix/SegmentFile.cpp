@@ -12,6 +12,7 @@
 #include "os/posix/SegmentFile.h"
 
 #include "base/Fnv.h"
+#include "base/Hexadecimal.h"
 #include "os/ProcessLock.h"
 
 #include <fcntl.h>
@@ -33,11 +34,9 @@ namespace {
 constexpr std::string_view kFolder = "/dev/shm/";
 constexpr std::size_t kLongestName = 200;  // of the 255 bytes that a file name may have
 
-std::string hexadecimal(std::uint64_t number, int digits) {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
-    std::string text;
-    for (int i = digits; i-- != 0;) text += kDigits[number >> static_cast<unsigned int>(4 * i) & 0xFU];
-    return text;
+// A mark and upper-case digits: other processes find the file by them.
+std::string marked(std::uint64_t number, std::size_t digits) {
+    return "%" + base::hexadecimal(number, digits, base::kUpperHexadecimalDigits);
 }
 
 bool isPlain(unsigned char byte) { return byte > ' ' && byte != '/' && byte != '%' && byte != 0x7F; }
@@ -47,10 +46,10 @@ std::string encoded(const std::string& name) {
     std::string text;
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
-        text += isPlain(byte) ? std::string(1, c) : "%" + hexadecimal(byte, 2);
+        text += isPlain(byte) ? std::string(1, c) : marked(byte, 2);
     }
     if (text.size() <= kLongestName) return text;
-    return text.substr(0, kLongestName) + "%" + hexadecimal(base::fnv1a(name), 16);
+    return text.substr(0, kLongestName) + marked(base::fnv1a(name), 16);
 }
 
 constinit GateEntry* entries = nullptr;
@@ -78,11 +77,7 @@ void removeEntry(GateEntry& entry) {
 }
 
 int lockFile(int file, int operation) {
-    int result = 0;
-    do {
-        result = flock(file, operation);
-    } while (result != 0 && errno == EINTR);
-    return result;
+    return retryOnInterrupt([=] { return flock(file, operation); });
 }
 
 // Any range works, as long as all processes use the same one.
@@ -109,9 +104,9 @@ bool allocate(int file, std::size_t size) {
     constexpr std::size_t kPart = std::size_t{1} << 24U;
     for (std::size_t begin = 0; begin < size; begin += kPart) {
         const auto length = static_cast<off_t>(std::min(kPart, size - begin));
-        int error = EINTR;
-        while (error == EINTR) error = posix_fallocate(file, static_cast<off_t>(begin), length);
-        if (error != 0) return false;
+        if (retryOnReturnedInterrupt(
+                [&] { return posix_fallocate(file, static_cast<off_t>(begin), length); }) != 0)
+            return false;
     }
     return true;
 }
@@ -124,25 +119,25 @@ SegmentFile::SegmentFile(const std::string& name)
 bool SegmentFile::openFile(int flags) noexcept {
     const std::lock_guard guard(kSegments);
     generation_ = generation;
-    file_.emplace(open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
-    if (*file_) addEntry(entry_, file_->get());
-    return static_cast<bool>(*file_);
+    file_ = Descriptor(open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
+    if (file_) addEntry(entry_, file_.get());
+    return static_cast<bool>(file_);
 }
 
 void SegmentFile::closeFile() noexcept {
     const std::lock_guard guard(kSegments);
     removeEntry(entry_);
-    file_.reset();
+    file_ = Descriptor();
 }
 
-bool SegmentFile::look() noexcept { return fstat(file_->get(), &status_) == 0; }
+bool SegmentFile::look() noexcept { return fstat(file_.get(), &status_) == 0; }
 
 bool SegmentFile::isOwn() noexcept { return look() && status_.st_uid == geteuid(); }
 
 // Never waits for another user's file: its owner could keep the gate closed forever.
 bool SegmentFile::lockGate() noexcept {
-    if (lockFile(file_->get(), LOCK_EX | LOCK_NB) != 0 &&
-        !(errno == EWOULDBLOCK && isOwn() && lockFile(file_->get(), LOCK_EX) == 0))
+    if (lockFile(file_.get(), LOCK_EX | LOCK_NB) != 0 &&
+        !(errno == EWOULDBLOCK && isOwn() && lockFile(file_.get(), LOCK_EX) == 0))
         return false;
     return isOwn();
 }
@@ -152,7 +147,7 @@ bool SegmentFile::enter() noexcept {
     while (openFile(O_CREAT) && lockGate()) {
         isNew_ = status_.st_size == 0;
         const bool isNamed = status_.st_nlink != 0;
-        const bool isLeftOver = isNamed && !isNew_ && lockRange(file_->get(), F_WRLCK);
+        const bool isLeftOver = isNamed && !isNew_ && lockRange(file_.get(), F_WRLCK);
         if (isNamed && !isLeftOver) return true;
         if (isLeftOver && unlink(path_.c_str()) != 0) break;
         closeFile();
@@ -163,14 +158,14 @@ bool SegmentFile::enter() noexcept {
 
 bool SegmentFile::hold(std::size_t size) noexcept {
     if (isNew_) {
-        if (!fits(file_->get(), size) || !allocate(file_->get(), size)) return false;
+        if (!fits(file_.get(), size) || !allocate(file_.get(), size)) return false;
         status_.st_size = static_cast<off_t>(size);
     }
-    return lockRange(file_->get(), F_RDLCK);
+    return lockRange(file_.get(), F_RDLCK);
 }
 
 void SegmentFile::leave() noexcept {
-    lockFile(file_->get(), LOCK_UN);
+    lockFile(file_.get(), LOCK_UN);
     const std::lock_guard guard(kSegments);
     removeEntry(entry_);
 }
@@ -181,12 +176,12 @@ void SegmentFile::release() noexcept {
     if (!file_) return;
     if (generation_ == generation) {
         bool isInside = entry_.descriptor >= 0 && look();
-        lockRange(file_->get(), F_UNLCK);
+        lockRange(file_.get(), F_UNLCK);
         if (!isInside) {
             closeFile();
             isInside = openFile(0) && lockGate();
         }
-        if (isInside && status_.st_nlink != 0 && lockRange(file_->get(), F_WRLCK)) unlink(path_.c_str());
+        if (isInside && status_.st_nlink != 0 && lockRange(file_.get(), F_WRLCK)) unlink(path_.c_str());
     }
     closeFile();
 }

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "os/ProcessLock.h"
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 
 #include <sys/stat.h>
 
-#include <optional>
 #include <string>
 
 namespace os::posix {
@@ -52,7 +51,7 @@ public:
     /// True if the segment is new, so that this object must initialize it.
     bool isNew() const noexcept { return isNew_; }
     std::size_t size() const noexcept { return static_cast<std::size_t>(status_.st_size); }
-    int descriptor() const noexcept { return file_->get(); }
+    int descriptor() const noexcept { return file_.get(); }
     bool isSameAs(const struct stat& other) const noexcept {
         return status_.st_dev == other.st_dev && status_.st_ino == other.st_ino;
     }
@@ -66,7 +65,7 @@ private:
     bool isOwn() noexcept;
 
     std::string path_;
-    std::optional<Descriptor> file_;
+    Descriptor file_;
     struct stat status_ {};
     unsigned int generation_ = 0;
     bool isNew_ = false;

@@ -13,6 +13,7 @@
 #include <sys/mman.h>
 
 #include <mutex>
+#include <new>
 #include <utility>
 
 namespace os::posix {
@@ -95,16 +96,7 @@ void SegmentMapping::leaveGate() noexcept {
     isInsideGate_ = false;
 }
 
-bool SegmentMapping::makeMutex() noexcept {
-    pthread_mutexattr_t attributes;
-    if (pthread_mutexattr_init(&attributes) != 0) return false;
-    const bool isMade = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
-                        pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST) == 0 &&
-                        pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED) == 0 &&
-                        pthread_mutex_init(new (view_.begin()) pthread_mutex_t, &attributes) == 0;
-    pthread_mutexattr_destroy(&attributes);
-    return isMade;
-}
+bool SegmentMapping::makeMutex() noexcept { return makeRobustMutex(view_.begin(), Sharing::Processes); }
 
 // `owner_` may name a thread that died, so this tries the mutex itself. That also succeeds if the calling
 // thread owns it, because it is re-entrant.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ObjectIn.h"
 #include "os/posix/SegmentFile.h"
 
 #include <pthread.h>
@@ -8,7 +9,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <memory>
-#include <new>
 
 namespace os::posix {
 
@@ -71,9 +71,7 @@ private:
 
     static constexpr auto kRelaxed = std::memory_order_relaxed;
 
-    pthread_mutex_t* mutex() const noexcept {
-        return std::launder(reinterpret_cast<pthread_mutex_t*>(view_.begin()));
-    }
+    pthread_mutex_t* mutex() const noexcept { return base::objectIn<pthread_mutex_t>(view_.begin()); }
     bool isOwner() const noexcept { return owner_.load(kRelaxed) == __builtin_thread_pointer(); }
     bool isNeeded() noexcept;
 

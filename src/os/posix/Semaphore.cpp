@@ -1,18 +1,13 @@
 #include "os/Semaphore.h"
 
+#include "base/ObjectIn.h"
+#include "os/posix/PosixSupport.h"
+
 #include <semaphore.h>
 
-#include <cerrno>
 #include <new>
 
 namespace os {
-namespace {
-
-sem_t* semaphoreIn(unsigned char* storage) {
-    return std::launder(static_cast<sem_t*>(static_cast<void*>(storage)));
-}
-
-}  // namespace
 
 Semaphore::Semaphore(unsigned int initialCount) {
     static_assert(sizeof(sem_t) <= sizeof storage_);
@@ -20,16 +15,15 @@ Semaphore::Semaphore(unsigned int initialCount) {
 }
 
 Semaphore::~Semaphore() {
-    if (isValid_) sem_destroy(semaphoreIn(storage_));
+    if (isValid_) sem_destroy(base::objectIn<sem_t>(storage_));
 }
 
 void Semaphore::acquire() {
-    while (isValid_ && sem_wait(semaphoreIn(storage_)) != 0 && errno == EINTR) {
-    }
+    if (isValid_) posix::retryOnInterrupt([this] { return sem_wait(base::objectIn<sem_t>(storage_)); });
 }
 
 void Semaphore::release() {
-    if (isValid_) sem_post(semaphoreIn(storage_));
+    if (isValid_) sem_post(base::objectIn<sem_t>(storage_));
 }
 
 }  // namespace os

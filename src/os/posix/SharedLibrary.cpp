@@ -9,7 +9,7 @@
 #include "os/Filesystem.h"
 #include "os/RefusedLibraries.h"
 #include "os/posix/ElfFile.h"
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -53,8 +53,8 @@ void refuse(const std::string& path, const std::string& reason) {
 void refuseHalfBuilt(const std::string& path, const std::string& reason) {
     refuse(path, reason);
     void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    link_map* map = nullptr;
-    if (!handle || dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) != 0) return;
+    const link_map* map = handle ? posix::linkMapOf(handle) : nullptr;
+    if (!map) return;
     for (map = map->l_next; map; map = map->l_next) refuse(map->l_name, reason);
 }
 
@@ -81,14 +81,7 @@ bool isDefinedBy(void* handle, void* address) {
     dl_find_object definer{};
     if (_dl_find_object(address, &definer) != 0) return false;
     // With this loader the handle is the library's record itself; querying the record takes longer.
-    if (definer.dlfo_link_map == handle) return true;
-    link_map* own = nullptr;
-    return dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&own)) == 0 && definer.dlfo_link_map == own;
-}
-
-bool isLoaded(const std::string& name) {
-    void* handle = dlopen(name.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    return handle && dlclose(handle) == 0;
+    return definer.dlfo_link_map == handle || definer.dlfo_link_map == posix::linkMapOf(handle);
 }
 
 // Opens a library in a folder. Libraries that it needs and that the loader does not find are opened first, if
@@ -144,7 +137,7 @@ private:
     bool openNeighbours(const std::string& path, std::string& error) {
         const std::size_t before = neighbours_.size();
         for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {
-            if (!tried_.insert(name).second || !isNeighbour(name) || isLoaded(name)) continue;
+            if (!tried_.insert(name).second || !isNeighbour(name) || posix::isLoaded(name.c_str())) continue;
             std::string reason;
             void* handle = open(folder_ + name, reason);
             if (handle) neighbours_.push_back(handle);

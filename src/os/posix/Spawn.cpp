@@ -2,30 +2,20 @@
 
 #include "base/CommandLineSplit.h"
 #include "os/Environment.h"
+#include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
-#include <csignal>
 #include <mutex>
 #include <string_view>
 #include <vector>
 
 namespace os::posix {
 namespace {
-
-// Texts in the form that a new program expects.
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts) pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 // A snapshot of the table, because other threads may change it.
 std::vector<std::string> copyOfEnvironment() {
@@ -41,43 +31,6 @@ std::string searchPathIn(const std::vector<std::string>& environment) {
         if (variable.starts_with(kName)) return variable.substr(kName.size());
     return "/bin:/usr/bin";
 }
-
-// Attributes of every child: only the standard streams are inherited, and no signal is blocked or ignored.
-class SpawnSettings {
-public:
-    SpawnSettings() {
-        sigset_t none;
-        sigset_t all;
-        sigemptyset(&none);
-        sigfillset(&all);
-        posix_spawnattr_init(&attributes_);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setsigdefault(&attributes_, &all);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        posix_spawn_file_actions_init(&actions_);
-        isComplete_ = posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1) == 0;
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
-    ~SpawnSettings() {
-        posix_spawnattr_destroy(&attributes_);
-        posix_spawn_file_actions_destroy(&actions_);
-    }
-
-    pid_t spawn(const std::string& file, std::vector<std::string> arguments,
-                std::vector<std::string> environment) const {
-        pid_t pid = 0;
-        const bool isStarted =
-            isComplete_ && posix_spawn(&pid, file.c_str(), &actions_, &attributes_,
-                                       pointersTo(arguments).data(), pointersTo(environment).data()) == 0;
-        return isStarted ? pid : 0;
-    }
-
-private:
-    posix_spawnattr_t attributes_{};
-    posix_spawn_file_actions_t actions_{};
-    bool isComplete_ = false;
-};
 
 bool isProgram(const std::string& path) {
     struct stat status {};
@@ -99,10 +52,16 @@ std::string programNamed(const std::string& name, const std::string& searchPath)
     return {};
 }
 
+// The child gets the standard streams and no other descriptor.
 pid_t spawnArguments(std::vector<std::string> arguments) {
     std::vector<std::string> environment = copyOfEnvironment();
     const std::string file = programNamed(arguments.front(), searchPathIn(environment));
-    return SpawnSettings().spawn(file, std::move(arguments), std::move(environment));
+    SpawnSettings settings;
+    pid_t pid = 0;
+    const bool isStarted =
+        posix_spawn_file_actions_addclosefrom_np(settings.actions(), STDERR_FILENO + 1) == 0 &&
+        settings.spawn(file.c_str(), std::move(arguments), pointersTo(environment).data(), pid) == 0;
+    return isStarted ? pid : 0;
 }
 
 // For an unquoted path with blanks, tries each prefix that ends at a blank, the shortest first.

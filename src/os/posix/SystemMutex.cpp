@@ -1,5 +1,7 @@
 #include "os/SystemMutex.h"
 
+#include "os/posix/PosixSupport.h"
+
 #include <atomic>
 #include <new>
 #include <utility>
@@ -14,12 +16,7 @@ constinit std::atomic<SystemMutex*> retiredWhileLocked{nullptr};
 
 SystemMutex::SystemMutex() noexcept {
     static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    isValid_ = pthread_mutex_init(new (storage_) pthread_mutex_t, &attributes) == 0;
-    pthread_mutexattr_destroy(&attributes);
+    isValid_ = posix::makeRobustMutex(storage_, posix::Sharing::Process);
 }
 
 SystemMutex::~SystemMutex() { pthread_mutex_destroy(posix::mutexIn(storage_)); }

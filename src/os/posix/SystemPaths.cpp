@@ -1,26 +1,23 @@
 #include "os/SystemPaths.h"
 
 #include "os/Environment.h"
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <link.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdint>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <string_view>
 #include <vector>
 
 namespace os {
 namespace {
-
-using OwnedText = std::unique_ptr<char, posix::Free>;
 
 // The system marks the path of a file that was removed while in use. A file may really have such a name, so
 // the inode is compared; the device is not, because some file systems report a different one here.
@@ -53,7 +50,7 @@ std::string mappedFileAt(const void* address) {
 }
 
 std::string resolved(const std::string& path) {
-    const OwnedText real(realpath(path.c_str(), nullptr));
+    const posix::MallocText real(realpath(path.c_str(), nullptr));
     return real ? real.get() : path;
 }
 
@@ -79,7 +76,7 @@ std::wstring directoryIn(const char* variable) {
 PathStyle nativePathStyle() { return PathStyle::Posix; }
 
 std::wstring currentDirectory() {
-    const OwnedText text(getcwd(nullptr, 0));
+    const posix::MallocText text(getcwd(nullptr, 0));
     // For a directory that cannot be reached from the root, the system returns a text that is not a path.
     return text && text.get()[0] == '/' ? base::widen(text.get()) : std::wstring();
 }
@@ -98,13 +95,11 @@ std::wstring temporaryDirectory() {
 
 std::wstring executableFile() {
     constexpr const char* kLink = "/proc/self/exe";
-    std::vector<char> buffer(PATH_MAX + 64);
-    const auto length = readlink(kLink, buffer.data(), buffer.size());
-    if (length <= 0) return {};
+    const auto path = posix::linkText(AT_FDCWD, kLink);
+    if (!path) return {};
     struct stat program {};
     stat(kLink, &program);
-    return base::widen(
-        withoutDeletedMark(std::string(buffer.data(), static_cast<std::size_t>(length)), program.st_ino));
+    return base::widen(withoutDeletedMark(*path, program.st_ino));
 }
 
 std::wstring moduleContaining(const void* address) {

@@ -2,13 +2,13 @@
 
 #include "os/Cancellation.h"
 #include "os/Semaphore.h"
+#include "os/posix/PosixSupport.h"
 
 #include <pthread.h>
 #include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <ctime>
 #include <system_error>
 
@@ -30,8 +30,8 @@ void sleepFor(std::uint64_t nanoseconds) {
     nanoseconds += static_cast<std::uint64_t>(end.tv_nsec);
     end.tv_sec += static_cast<std::time_t>(nanoseconds / kSecond);
     end.tv_nsec = static_cast<long>(nanoseconds % kSecond);
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
-    }
+    posix::retryOnReturnedInterrupt(
+        [&] { return clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr); });
 }
 
 // Only the new thread can get its number.

@@ -9,9 +9,7 @@
 
 #include "os/TreeCursor.h"
 
-#include "os/posix/CopyAt.h"
-#include "os/posix/Gate.h"
-#include "os/posix/VisitDirectory.h"
+#include "os/posix/OpenDirectories.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -111,9 +111,9 @@ public:
     }
 
 private:
-    HANDLE ownHandle(DWORD processId, HANDLE given) {
+    win32::Handle ownHandle(DWORD processId, HANDLE given) {
         if (!given && processId != GetCurrentProcessId()) {
-            HANDLE opened = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
+            win32::Handle opened(OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId));
             if (!opened) openError_ = GetLastError();
             return opened;
         }
@@ -121,7 +121,7 @@ private:
         HANDLE copy = nullptr;
         if (!DuplicateHandle(own, given ? given : own, own, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS))
             openError_ = GetLastError();
-        return copy;
+        return win32::Handle(copy);
     }
 
     bool isCurrent(const StackThread& thread) const {

@@ -1,6 +1,6 @@
 #include "os/ChildProcess.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <shellapi.h>
 
@@ -11,16 +11,8 @@ namespace os {
 // An open handle reserves the process's number. The shell may have started something without a process
 // handle.
 struct ChildProcess::Record {
-    Record() = default;
-    Record(const Record&) = delete;
-    Record& operator=(const Record&) = delete;
-    ~Record() {
-        for (const HANDLE handle : {process, thread})
-            if (handle) CloseHandle(handle);
-    }
-
-    HANDLE process = nullptr;
-    HANDLE thread = nullptr;
+    win32::Handle process;
+    win32::Handle thread;
 };
 
 void ChildProcess::LetGo::operator()(Record* record) const noexcept { delete record; }
@@ -40,8 +32,8 @@ ChildProcess ChildProcess::start(const std::string& commandLine, bool showWindow
     if (!CreateProcessW(nullptr, text.data(), nullptr, nullptr, FALSE, showWindow ? 0 : CREATE_NO_WINDOW,
                         nullptr, nullptr, &startup, &started))
         return {};
-    record->process = started.hProcess;
-    record->thread = started.hThread;
+    record->process = win32::Handle(started.hProcess);
+    record->thread = win32::Handle(started.hThread);
     return ChildProcess(std::move(record));
 }
 
@@ -57,22 +49,22 @@ ChildProcess ChildProcess::startElevated(const std::string& command, const std::
     request.nShow = SW_SHOWNORMAL;
     OwnedRecord record(new Record);
     if (!ShellExecuteExW(&request)) return {};
-    record->process = request.hProcess;
+    record->process = win32::Handle(request.hProcess);
     return ChildProcess(std::move(record));
 }
 
 std::optional<std::int64_t> ChildProcess::wait(unsigned long& error) {
-    if (record_->process) WaitForSingleObject(record_->process, INFINITE);
+    if (record_->process) WaitForSingleObject(record_->process.get(), INFINITE);
     DWORD exitCode = 0;
-    if (GetExitCodeProcess(record_->process, &exitCode)) return exitCode;
+    if (GetExitCodeProcess(record_->process.get(), &exitCode)) return exitCode;
     error = GetLastError();
     return std::nullopt;
 }
 
 void ChildProcess::kill() {
     if (!record_->process) return;
-    TerminateProcess(record_->process, 1);
-    WaitForSingleObject(record_->process, INFINITE);
+    TerminateProcess(record_->process.get(), 1);
+    WaitForSingleObject(record_->process.get(), INFINITE);
 }
 
 // A refused request starts nothing.

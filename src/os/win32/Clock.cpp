@@ -1,6 +1,6 @@
 #include "os/Clock.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <mmsystem.h>
 

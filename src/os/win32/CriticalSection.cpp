@@ -1,6 +1,7 @@
 #include "os/CriticalSection.h"
 
-#include "os/win32/Gate.h"
+#include "base/ObjectIn.h"
+#include "os/win32/Windows.h"
 
 #include <new>
 
@@ -9,9 +10,7 @@ namespace {
 
 constexpr DWORD kSpinCount = 4000;
 
-CRITICAL_SECTION* sectionIn(unsigned char* storage) {
-    return std::launder(static_cast<CRITICAL_SECTION*>(static_cast<void*>(storage)));
-}
+CRITICAL_SECTION* sectionIn(unsigned char* storage) { return base::objectIn<CRITICAL_SECTION>(storage); }
 
 }  // namespace
 

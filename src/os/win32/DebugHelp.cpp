@@ -9,13 +9,11 @@
 
 #include "os/win32/DebugHelp.h"
 
+#include "base/Demangle.h"
 #include "os/ProcessLock.h"
-
-#include <cxxabi.h>
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <mutex>
 #include <string_view>
 
@@ -73,15 +71,11 @@ ErrorCode failure() {
     return code != 0 ? code : ERROR_GEN_FAILURE;
 }
 
-std::wstring programFiles() {
-    return filled(
-        [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"ProgramFiles", buffer, size); });
-}
-
 RuntimeLibrary openLibrary() {
+    const std::wstring programFiles = variable(L"ProgramFiles").value_or(L"");
     for (const wchar_t* folder :
          {L"\\Debugging Tools for Windows", L"\\Debugging Tools for Windows 64-Bit"}) {
-        RuntimeLibrary library(programFiles() + folder + L"\\dbghelp.dll");
+        RuntimeLibrary library(programFiles + folder + L"\\dbghelp.dll");
         if (library) return library;
     }
     return RuntimeLibrary(L"dbghelp.dll");
@@ -208,13 +202,8 @@ void DebugHelp::nameSymbol(DWORD64 address, AddressDescription& known) const {
 
 // Prefers the complete form to the name only. This compiler's names have neither and are demangled instead.
 std::string DebugHelp::undecorated(const char* name) const {
-    int status = 0;
     const bool isMangled = std::string_view(name).starts_with("_Z");  // "f" would be taken for float
-    if (char* const text = isMangled ? abi::__cxa_demangle(name, nullptr, nullptr, &status) : nullptr) {
-        std::string demangled = text;
-        std::free(text);
-        return demangled;
-    }
+    if (std::string plain = isMangled ? base::demangled(name) : ""; !plain.empty()) return plain;
     char nameOnly[kLongestName] = "";
     char complete[kLongestName] = "";
     undecorate_(name, nameOnly, kLongestName, UNDNAME_NAME_ONLY);

@@ -1,6 +1,6 @@
 #include "os/Environment.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <cstdlib>
 #include <mutex>
@@ -17,11 +17,9 @@ const char kPathListSeparator = ';';
 std::optional<std::string> readVariable(const std::string& name) {
     const std::wstring wideName = wideArgument(name);
     const std::lock_guard guard(kEnvironmentLock);
-    SetLastError(ERROR_SUCCESS);
-    const std::wstring value = win32::filled(
-        [&](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(wideName.c_str(), buffer, size); });
-    if (value.empty() && GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
-    return base::narrow(value);
+    const auto value = win32::variable(wideName.c_str());
+    if (!value) return std::nullopt;
+    return base::narrow(*value);
 }
 
 bool writeVariable(const std::string& name, const std::string& value) {

@@ -1,6 +1,6 @@
 #include "os/FileOperations.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 namespace os {
 

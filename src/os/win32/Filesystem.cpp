@@ -1,6 +1,6 @@
 #include "os/Filesystem.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <memory>
 
@@ -62,15 +62,10 @@ std::optional<std::wstring> canonicalPath(const std::wstring& path) {
 }
 
 std::optional<std::int64_t> modificationTime(const std::wstring& path) {
-    // The system counts tenths of microseconds since 1601.
-    constexpr std::int64_t kTicksPerSecond = 10'000'000;
-    constexpr std::int64_t kSecondsTo1970 = 11'644'473'600;
     WIN32_FILE_ATTRIBUTE_DATA data{};
     if (!GetFileAttributesExW(win32::systemPath(path).c_str(), GetFileExInfoStandard, &data))
         return std::nullopt;
-    const std::uint64_t ticks =
-        std::uint64_t{data.ftLastWriteTime.dwHighDateTime} << 32U | data.ftLastWriteTime.dwLowDateTime;
-    return static_cast<std::int64_t>(ticks / kTicksPerSecond) - kSecondsTo1970;
+    return win32::secondsSince1970(data.ftLastWriteTime);
 }
 
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,

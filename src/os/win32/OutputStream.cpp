@@ -3,7 +3,7 @@
 
 #include "os/OutputStream.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <io.h>
 

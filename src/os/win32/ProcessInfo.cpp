@@ -1,6 +1,6 @@
 #include "os/ProcessInfo.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <psapi.h>
 
@@ -11,17 +11,18 @@ constexpr DWORD kRead = 1;
 constexpr DWORD kWrite = 2;
 
 // The access token of the calling thread.
-HANDLE openOwnToken() {
+win32::Handle openOwnToken() {
     constexpr DWORD kAccess = TOKEN_QUERY | TOKEN_DUPLICATE;
     HANDLE token = nullptr;
     if (!OpenThreadToken(GetCurrentThread(), kAccess, FALSE, &token) && GetLastError() == ERROR_NO_TOKEN)
         OpenProcessToken(GetCurrentProcess(), kAccess, &token);
-    return token;
+    return win32::Handle(token);
 }
 
-HANDLE asImpersonation(HANDLE token) {
+win32::Handle asImpersonation(const win32::Handle& token) {
     HANDLE duplicate = nullptr;
-    return DuplicateToken(token, SecurityImpersonation, &duplicate) ? duplicate : nullptr;
+    return win32::Handle(DuplicateToken(token.get(), SecurityImpersonation, &duplicate) ? duplicate
+                                                                                        : nullptr);
 }
 
 // An object that only the built-in administrators may use.
@@ -90,9 +91,9 @@ long standardTimeBias() {
 }
 
 bool isAdministrator() {
-    const win32::Handle token(openOwnToken());
+    const win32::Handle token = openOwnToken();
     if (!token) return false;
-    const win32::Handle impersonation(asImpersonation(token.get()));
+    const win32::Handle impersonation = asImpersonation(token);
     return impersonation && AdministratorsOnly().mayBeReadBy(impersonation.get());
 }
 

@@ -1,7 +1,7 @@
 #include "os/ProcessLock.h"
 
 #include "base/SpinThenLock.h"
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #include "os/Registry.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <memory>
 #include <type_traits>

@@ -1,27 +1,26 @@
 #include "os/Semaphore.h"
 
-#include "os/win32/Gate.h"
+#include "base/ObjectIn.h"
+#include "os/win32/Windows.h"
 
 #include <climits>
+#include <memory>
 #include <new>
 
 namespace os {
 namespace {
 
-HANDLE& handleIn(unsigned char* storage) {
-    return *std::launder(static_cast<HANDLE*>(static_cast<void*>(storage)));
-}
+HANDLE handleIn(unsigned char* storage) { return base::objectIn<win32::Handle>(storage)->get(); }
 
 }  // namespace
 
 Semaphore::Semaphore(unsigned int initialCount) {
-    new (storage_) HANDLE(CreateSemaphoreW(nullptr, static_cast<LONG>(initialCount), LONG_MAX, nullptr));
+    new (storage_)
+        win32::Handle(CreateSemaphoreW(nullptr, static_cast<LONG>(initialCount), LONG_MAX, nullptr));
     isValid_ = handleIn(storage_) != nullptr;
 }
 
-Semaphore::~Semaphore() {
-    if (isValid_) CloseHandle(handleIn(storage_));
-}
+Semaphore::~Semaphore() { std::destroy_at(base::objectIn<win32::Handle>(storage_)); }
 
 void Semaphore::acquire() {
     if (isValid_) WaitForSingleObject(handleIn(storage_), INFINITE);

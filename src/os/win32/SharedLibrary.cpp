@@ -1,8 +1,8 @@
 #include "os/SharedLibrary.h"
 
 #include "os/RefusedLibraries.h"
-#include "os/win32/Gate.h"
 #include "os/win32/GuardedEntry.h"
+#include "os/win32/Windows.h"
 
 namespace os {
 namespace {
@@ -33,22 +33,16 @@ private:
 class ProgramFolderOnPath {
 public:
     ProgramFolderOnPath() {
-        SetLastError(ERROR_SUCCESS);
-        previous_ = win32::filled(
-            [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"Path", buffer, size); });
-        wasThere_ = GetLastError() != ERROR_ENVVAR_NOT_FOUND;
-        const std::wstring program = win32::filled(
-            [](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
-        const std::wstring path = previous_ + L';' + program.substr(0, program.rfind(L'\\'));
+        const std::wstring program = win32::fileOfModule(nullptr);
+        const std::wstring path = previous_.value_or(L"") + L';' + program.substr(0, program.rfind(L'\\'));
         SetEnvironmentVariableW(L"Path", path.c_str());
     }
     ProgramFolderOnPath(const ProgramFolderOnPath&) = delete;
     ProgramFolderOnPath& operator=(const ProgramFolderOnPath&) = delete;
-    ~ProgramFolderOnPath() { SetEnvironmentVariableW(L"Path", wasThere_ ? previous_.c_str() : nullptr); }
+    ~ProgramFolderOnPath() { SetEnvironmentVariableW(L"Path", previous_ ? previous_->c_str() : nullptr); }
 
 private:
-    std::wstring previous_;
-    bool wasThere_ = false;
+    const std::optional<std::wstring> previous_ = win32::variable(L"Path");
 };
 
 // The absolute native path, which is required to search next to the library. A dot is appended to a name

@@ -8,9 +8,7 @@
 
 #include "os/SharedSegment.h"
 
-#include "os/win32/Gate.h"
-
-#include <optional>
+#include "os/win32/Windows.h"
 
 namespace os {
 namespace {
@@ -23,19 +21,19 @@ struct Unmap {
 
 // Destroyed in reverse order: the mutex outlives the memory that it guards.
 struct SharedSegment::Record {
-    std::optional<win32::Handle> mutex;
-    std::optional<win32::Handle> mapping;
+    win32::Handle mutex;
+    win32::Handle mapping;
     std::unique_ptr<void, Unmap> view;
 
     SegmentFailure open(const std::string& name, std::size_t size) {
         const std::wstring wideName = base::widen(name);
-        mutex.emplace(CreateMutexW(nullptr, FALSE, (wideName + L"_mutex").c_str()));
-        if (!*mutex) return SegmentFailure::Mutex;
-        mapping.emplace(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
-                                           static_cast<DWORD>(size >> 32U), static_cast<DWORD>(size),
-                                           wideName.c_str()));
-        if (!*mapping) return SegmentFailure::Memory;
-        view.reset(MapViewOfFile(mapping->get(), FILE_MAP_ALL_ACCESS, 0, 0, 0));
+        mutex = win32::Handle(CreateMutexW(nullptr, FALSE, (wideName + L"_mutex").c_str()));
+        if (!mutex) return SegmentFailure::Mutex;
+        mapping = win32::Handle(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
+                                                   static_cast<DWORD>(size >> 32U), static_cast<DWORD>(size),
+                                                   wideName.c_str()));
+        if (!mapping) return SegmentFailure::Memory;
+        view.reset(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0));
         if (!view) return SegmentFailure::View;
         MEMORY_BASIC_INFORMATION region{};
         VirtualQuery(view.get(), &region, sizeof region);
@@ -59,11 +57,11 @@ void SharedSegment::close() noexcept { record_.reset(); }
 void* SharedSegment::data() const noexcept { return record_ ? record_->view.get() : nullptr; }
 
 void SharedSegment::lock() noexcept {
-    if (record_) WaitForSingleObject(record_->mutex->get(), INFINITE);
+    if (record_) WaitForSingleObject(record_->mutex.get(), INFINITE);
 }
 
 void SharedSegment::unlock() noexcept {
-    if (record_) ReleaseMutex(record_->mutex->get());
+    if (record_) ReleaseMutex(record_->mutex.get());
 }
 
 }  // namespace os

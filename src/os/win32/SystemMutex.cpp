@@ -1,27 +1,25 @@
 #include "os/SystemMutex.h"
 
-#include "os/win32/Gate.h"
+#include "base/ObjectIn.h"
+#include "os/win32/Windows.h"
 
+#include <memory>
 #include <new>
 
 namespace os {
 
 namespace {
 
-HANDLE& handleIn(unsigned char* storage) {
-    return *std::launder(static_cast<HANDLE*>(static_cast<void*>(storage)));
-}
+HANDLE handleIn(unsigned char* storage) { return base::objectIn<win32::Handle>(storage)->get(); }
 
 }  // namespace
 
 SystemMutex::SystemMutex() noexcept {
-    new (storage_) HANDLE(CreateMutexW(nullptr, FALSE, nullptr));
+    new (storage_) win32::Handle(CreateMutexW(nullptr, FALSE, nullptr));
     isValid_ = handleIn(storage_) != nullptr;
 }
 
-SystemMutex::~SystemMutex() {
-    if (isValid_) CloseHandle(handleIn(storage_));
-}
+SystemMutex::~SystemMutex() { std::destroy_at(base::objectIn<win32::Handle>(storage_)); }
 
 WaitResult SystemMutex::lock() noexcept {
     return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), INFINITE));

@@ -1,6 +1,6 @@
 #include "os/Thread.h"
 
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <process.h>
 
@@ -35,10 +35,10 @@ std::uint32_t startThread(unsigned int (*entry)(void*), void* argument) {
     keepLibraryLoaded();
     auto start = std::make_unique<Start>(Start{entry, argument});
     unsigned int number = 0;
-    const std::uintptr_t handle = _beginthreadex(nullptr, 0, run, start.get(), 0, &number);
-    if (handle == 0) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    const win32::Handle thread(
+        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, run, start.get(), 0, &number)));
+    if (!thread) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     start.release();
-    CloseHandle(reinterpret_cast<HANDLE>(handle));
     return number;
 }
 

@@ -11,10 +11,9 @@
 
 #include "os/FileOperations.h"
 #include "os/RandomText.h"
-#include "os/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <deque>
-#include <optional>
 #include <utility>
 
 namespace os {
@@ -109,7 +108,7 @@ TreeCursor::~TreeCursor() = default;
 FileIdentity TreeCursor::identity() const {
     BY_HANDLE_FILE_INFORMATION info{};
     GetFileInformationByHandle(state_->levels.back().directory.get(), &info);
-    return {info.dwVolumeSerialNumber, std::uint64_t{info.nFileIndexHigh} << 32U | info.nFileIndexLow};
+    return {info.dwVolumeSerialNumber, win32::joined(info.nFileIndexHigh, info.nFileIndexLow)};
 }
 
 bool TreeCursor::visit(const std::function<void(const DirectoryEntry&)>& visit) const {

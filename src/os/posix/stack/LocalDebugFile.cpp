@@ -1,6 +1,6 @@
 #include "os/posix/stack/LocalDebugFile.h"
 
-#include "os/posix/Gate.h"
+#include "os/posix/PosixSupport.h"
 #include "os/posix/stack/DebugLibrary.h"
 
 #include <fcntl.h>

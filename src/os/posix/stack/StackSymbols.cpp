@@ -9,15 +9,14 @@
 
 #include "os/posix/stack/StackSymbols.h"
 
-#include "os/posix/Gate.h"
+#include "base/Demangle.h"
+#include "base/Hexadecimal.h"
 #include "os/posix/stack/OwnStack.h"
 
-#include <cxxabi.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <exception>
 
 namespace os::posix {
@@ -27,18 +26,11 @@ constexpr std::size_t kMostKnown = 65536;
 
 // Drops the version, as in "name@@VERSION". Only names with "_Z" are demangled, because others may look like
 // types: "f" is float.
-std::string demangled(const std::string& symbol) {
+std::string plainName(const std::string& symbol) {
     std::string name = symbol.substr(0, symbol.find('@'));
     if (!name.starts_with("_Z")) return name;
-    int status = 0;
-    const std::unique_ptr<char, Free> text(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status));
-    return text ? text.get() : name;
-}
-
-std::string hexadecimal(std::uintptr_t number) {
-    char text[32];
-    std::snprintf(text, sizeof text, "0x%lx", number);
-    return text;
+    const std::string plain = base::demangled(name.c_str());
+    return plain.empty() ? name : plain;
 }
 
 std::uintptr_t keyOf(std::uintptr_t programCounter, bool isInterrupted) {
@@ -143,7 +135,7 @@ StackSymbols::Known StackSymbols::lookUp(const FrameAddress& frame, DebugInfo* d
         if (result.path.empty()) result.path = file.path();
         if (source.symbol.empty()) source.symbol = file.symbolAt(address);
     }
-    known.function = source.symbol.empty() ? std::string() : demangled(source.symbol);
+    known.function = source.symbol.empty() ? std::string() : plainName(source.symbol);
     if (known.function.empty()) known.symbolError = ENOENT;
     known.file = source.file;
     known.line = static_cast<unsigned long>(source.line);
@@ -152,8 +144,8 @@ StackSymbols::Known StackSymbols::lookUp(const FrameAddress& frame, DebugInfo* d
         known.moduleError = ENOENT;
         return result;
     }
-    known.module =
-        result.path.substr(result.path.rfind('/') + 1) + "+" + hexadecimal(frame.programCounter - base);
+    known.module = result.path.substr(result.path.rfind('/') + 1) + "+0x" +
+                   base::hexadecimal(frame.programCounter - base);
     known.symbolKind = symbolKind(result.path, known.function, address, debugInfo);
     return result;
 }

@@ -14,6 +14,7 @@
 
 #include "os/Cancellation.h"
 #include "os/ProcessLock.h"
+#include "os/posix/PosixSupport.h"
 #include "os/posix/stack/FrameUnwinder.h"
 
 #include <pthread.h>
@@ -149,7 +150,7 @@ timespec timeAfter(std::time_t seconds) {
 bool waitFor(std::uint64_t state, std::time_t seconds) {
     const timespec end = timeAfter(seconds);
     while (slot.state.load() != state)
-        if (sem_clockwait(&slot.done, CLOCK_MONOTONIC, &end) != 0 && errno != EINTR)
+        if (retryOnInterrupt([&] { return sem_clockwait(&slot.done, CLOCK_MONOTONIC, &end); }) != 0)
             return slot.state.load() == state;
     return true;
 }

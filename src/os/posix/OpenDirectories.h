@@ -1,9 +1,16 @@
 #pragma once
 
+#include "os/Filesystem.h"
+#include "os/posix/PosixSupport.h"
+
+#include <functional>
 #include <string>
 
-/// Copying and moving by name in open directories.
+/// Visiting, copying and moving by name in open directories.
 namespace os::posix {
+
+/// As `os::visitDirectory`. Returns false and sets `errno` if the directory cannot be read.
+bool visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit);
 
 /// A name in an open directory, or a path and AT_FDCWD. With an empty name, every function fails.
 struct Place {

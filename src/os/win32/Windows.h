@@ -12,10 +12,14 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
-/// What the files of this folder share: error texts, path forms, growing buffers.
+/// What several files need from the system: error texts, path forms, growing buffers, owners of system
+/// resources. All of it is inline; only `errorText` needs base/Utf.cpp.
 namespace os::win32 {
 
 /// The system's text for an error code, including the line end; "" for an unknown code.
@@ -35,10 +39,15 @@ inline std::wstring universal(std::wstring path) {
 class Handle {
 public:
     /// Accepts both values that the system uses for an invalid handle.
-    explicit Handle(HANDLE handle) noexcept : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
+    explicit Handle(HANDLE handle = nullptr) noexcept
+        : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
     Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
+    Handle& operator=(Handle&& other) noexcept {
+        std::swap(handle_, other.handle_);
+        return *this;
+    }
     ~Handle() {
         if (handle_) CloseHandle(handle_);
     }
@@ -65,17 +74,42 @@ inline std::wstring withoutFinalSlash(const std::wstring& path) {
     return text;
 }
 
-/// Runs a call that fills a buffer and returns the length, or the size that it needs when the buffer is
-/// too small, or 0 on failure.
+/// Runs a call that fills a buffer and returns the length, or 0 on failure. If the buffer is too small, the
+/// call returns the size that it needs, or the size of the buffer, and is repeated.
 template <typename Call>
 std::wstring filled(Call call) {
     std::wstring text(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length = call(text.data(), static_cast<DWORD>(text.size()));
         const bool fits = length < text.size();
-        text.resize(length);
+        text.resize(fits ? length : std::max<std::size_t>(length, 2 * text.size()));
         if (fits) return text;
     }
+}
+
+/// The full path of a module's file in the system's form; null means the program.
+inline std::wstring fileOfModule(HMODULE module) {
+    return filled([=](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(module, buffer, size); });
+}
+
+/// An environment variable; nothing if it is absent.
+inline std::optional<std::wstring> variable(const wchar_t* name) {
+    SetLastError(ERROR_SUCCESS);
+    std::wstring value =
+        filled([=](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(name, buffer, size); });
+    if (value.empty() && GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
+    return value;
+}
+
+/// A number from the two halves that the system returns.
+constexpr std::uint64_t joined(DWORD high, DWORD low) { return std::uint64_t{high} << 32U | low; }
+
+/// The system counts units of 100 ns since 1601, in UTC.
+constexpr std::int64_t secondsSince1970(const FILETIME& time) {
+    constexpr std::uint64_t kTicksPerSecond = 10'000'000;
+    constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
+    const std::uint64_t ticks = joined(time.dwHighDateTime, time.dwLowDateTime);
+    return static_cast<std::int64_t>(ticks / kTicksPerSecond) - kSecondsFrom1601To1970;
 }
 
 }  // namespace os::win32

@@ -1,8 +1,0 @@
-#include "os/Cancellation.h"
-
-namespace os {
-
-CancellationShield::CancellationShield() noexcept = default;
-CancellationShield::~CancellationShield() = default;
-
-}  // namespace os

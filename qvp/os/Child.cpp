@@ -62,11 +62,13 @@ private:
     // They are out of the list before anyone is told, who may throw.
     std::vector<Place> takeEnded() {
         const auto now = Clock::now();
-        const auto firstEnded = std::stable_partition(
-            places_.begin(), places_.end(),
-            [now](const Place& place) { return !place.child.hasEnded() && now < place.deadline; });
-        std::vector<Place> ended(std::make_move_iterator(firstEnded), std::make_move_iterator(places_.end()));
-        places_.erase(firstEnded, places_.end());
+        std::vector<Place> ended;
+        std::vector<Place> others;
+        for (Place& place : places_) {
+            const bool isOver = place.child.hasEnded() || now >= place.deadline;
+            (isOver ? ended : others).push_back(std::move(place));
+        }
+        places_ = std::move(others);
         return ended;
     }
 

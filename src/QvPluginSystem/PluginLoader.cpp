@@ -99,7 +99,7 @@ LoadedPlugin* PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
         state_.listeners.reportError(loaded.requestedPath, &loaded, "The plugin is being unloaded");
         return nullptr;
     }
-    if (request == Request::Explicit) loaded.explicitlyLoaded = true;
+    if (request == Request::direct) loaded.explicitlyLoaded = true;
     return &loaded;
 }
 
@@ -180,7 +180,7 @@ LoadedPlugin* PluginLoader::loadDependency(const Candidate& candidate, const QvD
         if (!plugin) return failed("Could not find dependent plugin ");
     } else {
         if (underWay_.files.find(found->file)) return failed(kCircular);
-        plugin = loadFile(found->path, found->file, Request::Dependency);
+        plugin = loadFile(found->path, found->file, Request::dependency);
     }
     if (!plugin || plugin->isUnloading) return failed("The following dependency has not been initialized : ");
     return plugin;
@@ -198,7 +198,7 @@ bool PluginLoader::initialize(Candidate& candidate) const {
 LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
     candidate.library.keep();
-    plugin.explicitlyLoaded = request == Request::Explicit;
+    plugin.explicitlyLoaded = request == Request::direct;
     plugin.neededPlugins = candidate.dependencies();
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());

@@ -22,7 +22,7 @@ struct Level {
     std::size_t next = 0;  // of `directories`, to be worked on
 };
 
-enum class Step { Entered, Passed, Failed };
+enum class Step { entered, passed, failed };
 
 template <typename Visitor>
 Level levelAt(const os::TreeCursor& place, Visitor& visitor) {
@@ -47,8 +47,8 @@ bool walk(os::TreeCursor& place, Visitor visitor) {
         Level& level = levels.back();
         if (level.next < level.directories.size()) {
             const Step step = visitor.enter(level.directories[level.next]);
-            if (step == Step::Failed) return false;
-            if (step == Step::Entered)
+            if (step == Step::failed) return false;
+            if (step == Step::entered)
                 levels.push_back(levelAt(place, visitor));
             else
                 ++level.next;

@@ -6,7 +6,7 @@
 /// with "/" separators; those of directories may end with one.
 namespace os {
 
-enum class Audience { Everyone, Owner };
+enum class Audience { everyone, owner };
 
 bool setCurrentDirectory(const std::wstring& path);
 

@@ -10,7 +10,7 @@
 /// throws but for lack of memory; what cannot be answered reads as missing.
 namespace os {
 
-enum class EntryKind { Missing, RegularFile, Directory, Other };
+enum class EntryKind { missing, regularFile, directory, other };
 
 /// The system's own identity of a file, the same for each of its names.
 struct FileIdentity {
@@ -20,7 +20,7 @@ struct FileIdentity {
 };
 
 struct EntryStatus {
-    EntryKind kind = EntryKind::Missing;
+    EntryKind kind = EntryKind::missing;
     std::optional<FileIdentity> identity;  ///< never on Windows, where the path's text is the identity
 };
 

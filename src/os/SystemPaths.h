@@ -8,8 +8,8 @@ namespace os {
 
 /// The rules by which a text is a path.
 enum class PathStyle {
-    Windows,  ///< drive letters; letter case does not tell files apart
-    Posix     ///< one root, "/"; letter case does
+    windows,  ///< drive letters; letter case does not tell files apart
+    posix     ///< one root, "/"; letter case does
 };
 
 PathStyle nativePathStyle();

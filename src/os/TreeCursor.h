@@ -10,9 +10,9 @@ namespace os {
 
 /// What a tree is walked for.
 enum class TreeUse {
-    Read,
-    Write,  ///< its directories need not be readable
-    Remove  ///< its root must not be a link either
+    read,
+    write,  ///< its directories need not be readable
+    remove  ///< its root must not be a link either
 };
 
 /// A directory in a tree, which can be moved one level at a time. It holds the directories themselves, not

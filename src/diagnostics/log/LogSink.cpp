@@ -10,7 +10,7 @@
 namespace Qv::detail {
 namespace {
 
-constexpr os::ProcessLock kSinkLock{os::LockRank::LogSink};
+constexpr os::ProcessLock kSinkLock{os::LockRank::logSink};
 
 // Atomic for those who only want to know whether a file is open; changed under the lock.
 constinit std::atomic<os::AppendedFile> sink{os::kNoFile};

@@ -34,7 +34,7 @@ struct ChildProcess::Record {
 namespace {
 
 // Guards the children that nobody waits for.
-constexpr ProcessLock kChildrenLock{LockRank::Children};
+constexpr ProcessLock kChildrenLock{LockRank::children};
 
 pid_t waitFor(pid_t pid, int* status) {
     pid_t result = 0;

@@ -11,7 +11,7 @@
 namespace os::posix {
 
 /// Guards what the process knows of the segments that it has open.
-inline constexpr ProcessLock kSegments{LockRank::Segments};
+inline constexpr ProcessLock kSegments{LockRank::segments};
 
 /// A file whose gate this process has entered or waits for. A forked process closes its copies of these.
 struct GateEntry {

@@ -76,7 +76,7 @@ std::wstring directoryIn(const char* variable) {
 
 }  // namespace
 
-PathStyle nativePathStyle() { return PathStyle::Posix; }
+PathStyle nativePathStyle() { return PathStyle::posix; }
 
 std::wstring currentDirectory() {
     const OwnedText text(getcwd(nullptr, 0));

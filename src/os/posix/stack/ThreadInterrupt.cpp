@@ -54,7 +54,7 @@ struct Slot {
 };
 
 constinit Slot slot;
-constexpr ProcessLock kAskerLock{LockRank::StackWalk};
+constexpr ProcessLock kAskerLock{LockRank::stackWalk};
 std::uint64_t lastRequest = 0;
 int interruptSignal = 0;
 

@@ -23,14 +23,14 @@ std::string askCurrentDirectory() { return currentDirectory; }
 
 // The rules of a path as plain text replacement, however slow.
 std::string referenceNormalize(std::string path, PathKind kind, PathStyle style) {
-    if (kind == PathKind::Directory && path.empty()) path = ".";
+    if (kind == PathKind::directory && path.empty()) path = ".";
     for (char& c : path)
         if (c == '\\') c = '/';
-    if (kind == PathKind::Directory && path.back() != '/') path += '/';
+    if (kind == PathKind::directory && path.back() != '/') path += '/';
 
     const bool isAbsolute =
         path.find('.') != 0 && (path.find(':') != std::string::npos || path.rfind("//", 0) == 0 ||
-                                (style == PathStyle::Posix && path.rfind('/', 0) == 0));
+                                (style == PathStyle::posix && path.rfind('/', 0) == 0));
     if (!isAbsolute) path = currentDirectory + path;
 
     for (auto dot = path.find("/./"); dot != std::string::npos; dot = path.find("/./"))
@@ -61,7 +61,7 @@ std::string checkNormalization(const std::string& text, PathKind kind, PathStyle
     const std::string path = PathRules::normalize(text, kind, style, askCurrentDirectory);
     require(path == referenceNormalize(text, kind, style));
     require(path.find('\\') == std::string::npos && path.find("/./") == std::string::npos);
-    if (kind == PathKind::Directory) require(path.back() == '/');
+    if (kind == PathKind::directory) require(path.back() == '/');
     if (!PathRules::isRelative(path, style))
         require(PathRules::normalize(path, kind, style, askCurrentDirectory) == path);
     return path;
@@ -84,8 +84,8 @@ void checkComparison(const std::string& a, const std::string& b) {
 void checkNativeForm(const std::string& path) {
     const std::string first = path.substr(0, path.find('/'));
     const bool isDriveOrNetwork = first.find(':') != std::string::npos || path.rfind("//", 0) == 0;
-    require(PathRules::hasNativeBackslashes(widened(path), PathStyle::Posix) == isDriveOrNetwork);
-    require(PathRules::hasNativeBackslashes(widened(path), PathStyle::Windows));
+    require(PathRules::hasNativeBackslashes(widened(path), PathStyle::posix) == isDriveOrNetwork);
+    require(PathRules::hasNativeBackslashes(widened(path), PathStyle::windows));
 }
 
 // Random bytes seldom form "/../"; a text of these characters does.
@@ -102,8 +102,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) return 0;
     const unsigned choice = data[0];
     const std::string input(data + 1, data + size);
-    const PathKind kind = (choice & 1U) != 0 ? PathKind::Directory : PathKind::File;
-    const PathStyle style = (choice & 2U) != 0 ? PathStyle::Windows : PathStyle::Posix;
+    const PathKind kind = (choice & 1U) != 0 ? PathKind::directory : PathKind::file;
+    const PathStyle style = (choice & 2U) != 0 ? PathStyle::windows : PathStyle::posix;
     currentDirectory = kCurrentDirectories[(choice >> 2U) & 3U];
 
     const auto middle = std::min(input.find('\n'), input.size());

@@ -26,12 +26,12 @@ struct PluginFile {
         : path(file.widePath()), key(keyOf(file)), hash(std::hash<std::wstring_view>()(key)), status(seen) {}
 
     static std::wstring keyOf(const QvPlatform::File& file) {
-        if (os::nativePathStyle() == os::PathStyle::Posix) return file.widePath();
+        if (os::nativePathStyle() == os::PathStyle::posix) return file.widePath();
         return base::foldedCase(file.widePath());
     }
 
     std::string libraryPath() const { return base::narrow(path); }
-    bool isRegular() const { return status.kind == os::EntryKind::RegularFile; }
+    bool isRegular() const { return status.kind == os::EntryKind::regularFile; }
 
     std::wstring path;  // absolute, whatever the current directory is by now
     std::wstring key;

@@ -99,7 +99,7 @@ LoadedPlugin* PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
         state_.listeners.reportError(loaded.requestedPath, &loaded, "The plugin is being unloaded");
         return nullptr;
     }
-    if (request == Request::Explicit) loaded.explicitlyLoaded = true;
+    if (request == Request::direct) loaded.explicitlyLoaded = true;
     return &loaded;
 }
 
@@ -199,7 +199,7 @@ bool PluginLoader::initialize(Candidate& candidate) const {
 LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
     candidate.library.keep();
-    plugin.explicitlyLoaded = request == Request::Explicit;
+    plugin.explicitlyLoaded = request == Request::direct;
     plugin.neededPlugins = candidate.dependencies();
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());

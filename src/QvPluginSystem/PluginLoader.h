@@ -13,7 +13,7 @@ class PluginLoader {
 public:
     PluginLoader(QvPluginManager& manager, PluginSystemState& state) : manager_(manager), state_(state) {}
 
-    enum class Request { Explicit, Dependency };
+    enum class Request { direct, dependency };
 
     /// Returns whether the file's plugin is now loaded. Failures are reported, and a failed plugin leaves
     /// nothing behind; if a listener rejects a plugin, it fails without a report.

@@ -21,7 +21,7 @@ std::wstring pathOf(const std::string& directory) { return Directory(directory).
 // Without making the path absolute first: a name is rarely a file of the current directory.
 bool isRegularFileAsGiven(const std::string& name) {
     return os::entryStatus(base::widen(QvPlatform::PathRules::universal(name))).kind ==
-           os::EntryKind::RegularFile;
+           os::EntryKind::regularFile;
 }
 
 bool contains(const Qv::QvArray<std::string>& texts, const std::string& text) {
@@ -69,7 +69,7 @@ void PluginSearchPath::reset() {
 void PluginSearchPath::forget() {
     foundByName_.clear();
     foundByPath_.clear();
-    for (Place& place : places_) place.presence = Presence::Unknown;
+    for (Place& place : places_) place.presence = Presence::unknown;
 }
 
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::lookUp(const FoundByText& found,
@@ -106,17 +106,17 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::search(const st
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::searchIn(std::size_t place,
                                                                           const std::string& name) {
     Presence& presence = places_[place].presence;
-    if (presence == Presence::Missing) return nullptr;
+    if (presence == Presence::missing) return nullptr;
     const std::wstring& fixed = places_[place].path;
     const std::wstring moving = fixed.empty() ? pathOf(effective_[place]) : std::wstring();
     const std::wstring& directory = fixed.empty() ? moving : fixed;
     const File file = File::fromWide(directory + base::widen(name));
     const os::EntryStatus status = os::entryStatus(file.widePath());
-    if (status.kind == os::EntryKind::RegularFile)
+    if (status.kind == os::EntryKind::regularFile)
         return std::make_shared<Found>(Found{file.toUniversalPath(), PluginFile(file, status)});
-    if (presence == Presence::Unknown && requestDepth_ > 0) {
-        const bool isThere = os::entryStatus(directory).kind != os::EntryKind::Missing;
-        presence = isThere ? Presence::There : Presence::Missing;
+    if (presence == Presence::unknown && requestDepth_ > 0) {
+        const bool isThere = os::entryStatus(directory).kind != os::EntryKind::missing;
+        presence = isThere ? Presence::there : Presence::missing;
     }
     return nullptr;
 }

@@ -54,10 +54,10 @@ public:
     };
 
 private:
-    enum class Presence { Unknown, There, Missing };
+    enum class Presence { unknown, there, missing };
     struct Place {
         std::wstring path;  // empty where the text is relative, so that its path changes with the process's
-        Presence presence = Presence::Unknown;
+        Presence presence = Presence::unknown;
     };
 
     void addEffective(const std::string& directory);

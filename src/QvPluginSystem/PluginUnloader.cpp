@@ -78,15 +78,15 @@ private:
 
 PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
     LoadedPlugin* plugin = state_.registry.findByName(name);
-    if (!plugin) return Result::NotLoaded;
-    if (plugin->isUnloading) return Result::Stays;
+    if (!plugin) return Result::notLoaded;
+    if (plugin->isUnloading) return Result::stays;
     ScopedFlag notRequested(plugin->explicitlyLoaded, false);
     const bool isNeeded = plugin->isNeeded();
-    if (!isNeeded && !stop(*plugin)) return Result::Stays;
+    if (!isNeeded && !stop(*plugin)) return Result::stays;
     notRequested.keep();
-    if (isNeeded) return Result::Stays;
+    if (isNeeded) return Result::stays;
     release(*plugin);
-    return Result::Unloaded;
+    return Result::unloaded;
 }
 
 // Uninitializes the plugin. Returns false, with the plugin unchanged, if a listener or the plugin refuses.

@@ -12,9 +12,9 @@ public:
     PluginUnloader(QvPluginManager& manager, PluginSystemState& state) : manager_(manager), state_(state) {}
 
     enum class Result {
-        Unloaded,
-        NotLoaded,  ///< there was no such plugin
-        Stays
+        unloaded,
+        notLoaded,  ///< there was no such plugin
+        stays
     };
 
     /// Withdraws the request for the plugin of this name.

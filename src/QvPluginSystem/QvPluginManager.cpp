@@ -100,7 +100,7 @@ Qv::QvArray<QvPluginInfo*> QvPluginManager::getProvidedPlugins(QvPluginInfo* inf
 
 bool QvPluginManager::load(const std::string& path) {
     const std::string request = path;  // it may be a text that loading changes
-    if (state_->loader.load(request, PluginLoader::Request::Explicit))
+    if (state_->loader.load(request, PluginLoader::Request::direct))
         state_->shared.listeners.tell(&QvPluginManagerListener::onPluginsChanged);
     return getPluginForName(request) != nullptr;
 }
@@ -109,7 +109,7 @@ void QvPluginManager::load(const Qv::QvArray<std::string>& paths) {
     const PluginSearchPath::Request request(state_->shared.searchPath);
     bool anyLoaded = false;
     for (const std::string& path : Qv::QvArray<std::string>(paths))
-        anyLoaded = state_->loader.load(path, PluginLoader::Request::Explicit) || anyLoaded;
+        anyLoaded = state_->loader.load(path, PluginLoader::Request::direct) || anyLoaded;
     if (anyLoaded) state_->shared.listeners.tell(&QvPluginManagerListener::onPluginsChanged);
 }
 
@@ -134,9 +134,9 @@ QvPluginInfo QvPluginManager::loadInfo(const std::string& file, const std::strin
 
 bool QvPluginManager::unload(const std::string& name) {
     const PluginUnloader::Result result = state_->unloader.unload(name);
-    if (result == PluginUnloader::Result::Unloaded)
+    if (result == PluginUnloader::Result::unloaded)
         state_->shared.listeners.tell(&QvPluginManagerListener::onPluginsChanged);
-    return result != PluginUnloader::Result::Stays;
+    return result != PluginUnloader::Result::stays;
 }
 
 void QvPluginManager::unload(const Qv::QvArray<std::string>& names) {

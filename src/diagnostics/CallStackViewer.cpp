@@ -16,7 +16,7 @@ namespace {
 
 std::string nativePath(const std::wstring& path) {
     std::string text = base::narrow(path);
-    if (os::nativePathStyle() == os::PathStyle::Windows) std::replace(text.begin(), text.end(), '/', '\\');
+    if (os::nativePathStyle() == os::PathStyle::windows) std::replace(text.begin(), text.end(), '/', '\\');
     return text;
 }
 

@@ -18,7 +18,7 @@ namespace {
 
 namespace Process = QvSim::Process;
 
-constexpr os::ProcessLock kNamesLock{os::LockRank::LogFileName};
+constexpr os::ProcessLock kNamesLock{os::LockRank::logFileName};
 
 struct Names {
     std::string requested;

@@ -33,7 +33,7 @@ int takeWhole(double& value, int unitsInLast) {
 
 // The directory's path with a separator at its end.
 std::string directoryPart(const std::string& path) {
-    const bool hasTwoSeparators = os::nativePathStyle() == os::PathStyle::Windows;
+    const bool hasTwoSeparators = os::nativePathStyle() == os::PathStyle::windows;
     const auto end = path.find_last_of(hasTwoSeparators ? "/\\" : "/");
     return end == std::string::npos ? "./" : path.substr(0, end + 1);
 }
@@ -51,7 +51,7 @@ FilesByTime logFilesIn(const std::string& directory) {
             if (!entry.name.ends_with(".log")) return;
             const std::string path = directory + std::string(entry.name);
             const std::wstring widePath = base::widen(path);
-            if (os::entryStatus(widePath).kind != os::EntryKind::RegularFile) return;
+            if (os::entryStatus(widePath).kind != os::EntryKind::regularFile) return;
             if (const auto time = os::modificationTime(widePath)) files.emplace(*time, path);
         },
         &error);
@@ -79,7 +79,7 @@ std::optional<std::time_t> purgeCutoff(std::time_t now, double days) {
 void purgeLogsBeside(const std::string& path, std::optional<std::time_t> cutoff) {
     if (path.find('\0') != std::string::npos) return;
     const std::string directory = directoryPart(path);
-    if (!cutoff || os::entryStatus(base::widen(directory)).kind != os::EntryKind::Directory) return;
+    if (!cutoff || os::entryStatus(base::widen(directory)).kind != os::EntryKind::directory) return;
     for (const auto& [time, file] : logFilesIn(directory)) {
         if (time > *cutoff) return;
         std::string error;

@@ -44,7 +44,7 @@ std::wstring_view upToSeparator(std::wstring_view path, std::size_t separator) {
 
 std::wstring_view upToLastSeparator(std::wstring_view path) { return upToSeparator(path, path.rfind(L'/')); }
 
-bool isDirectory(const std::wstring& path) { return os::entryStatus(path).kind == os::EntryKind::Directory; }
+bool isDirectory(const std::wstring& path) { return os::entryStatus(path).kind == os::EntryKind::directory; }
 
 }  // namespace
 
@@ -53,7 +53,7 @@ const char Directory::SEPARATOR_UNIVERSAL = '/';
 
 Directory::Directory() = default;
 Directory::Directory(const std::string& path)
-    : path_(PathText::fromText(path, PathRules::PathKind::Directory)) {}
+    : path_(PathText::fromText(path, PathRules::PathKind::directory)) {}
 Directory::Directory(const File& file) : path_(upToLastSeparator(file.widePath())) {}
 Directory::Directory(WellKnownDirectory which) : path_(PathText::closed(wellKnownPath(which))) {}
 Directory::Directory(const Directory& other) = default;

@@ -10,7 +10,7 @@
 namespace QvPlatform {
 
 File::File() = default;
-File::File(const std::string& path) : path_(PathText::fromText(path, PathRules::PathKind::File)) {}
+File::File(const std::string& path) : path_(PathText::fromText(path, PathRules::PathKind::file)) {}
 File::File(const File& other) = default;
 File::File(File&& other) noexcept = default;
 File& File::operator=(const File& other) = default;
@@ -53,7 +53,7 @@ const std::wstring& File::widePath() const noexcept { return path_; }
 
 bool File::exists() const {
     const os::EntryKind kind = os::entryStatus(path_).kind;
-    return kind != os::EntryKind::Missing && kind != os::EntryKind::Directory;
+    return kind != os::EntryKind::missing && kind != os::EntryKind::directory;
 }
 
 }  // namespace QvPlatform

@@ -63,7 +63,7 @@ bool create(const Directory& dir) {
 
 bool create(const File& file) {
     if (!create(Directory(file)) || file.exists()) return false;
-    os::createFile(file.widePath(), os::Audience::Everyone);
+    os::createFile(file.widePath(), os::Audience::everyone);
     return true;
 }
 
@@ -94,7 +94,7 @@ std::string createUniqueName(const std::string& prefix) {
 
 File createTempFile(const std::string& prefix) {
     File file = temporaryFile(prefix);
-    os::createFile(file.widePath(), os::Audience::Owner);
+    os::createFile(file.widePath(), os::Audience::owner);
     return file;
 }
 

@@ -26,8 +26,8 @@ public:
 
     static bool keeps(const os::DirectoryEntry& entry) { return entry.isDirectory || !entry.isHidden; }
     Step enter(const Entry& entry) {
-        if (!entry.isLink && tree_.enter(entry.name)) return Step::Entered;
-        return tree_.removeDirectory(entry.name) ? Step::Passed : Step::Failed;
+        if (!entry.isLink && tree_.enter(entry.name)) return Step::entered;
+        return tree_.removeDirectory(entry.name) ? Step::passed : Step::failed;
     }
     bool finish(const Level& level) {
         return std::all_of(level.files.begin(), level.files.end(),
@@ -46,12 +46,12 @@ public:
 
     static bool keeps(const os::DirectoryEntry& entry) { return Removal::keeps(entry); }
     Step enter(const Entry& entry) {
-        if (entry.isLink) return from_.copyLink(entry.name, to_, overwrite_) ? Step::Passed : Step::Failed;
+        if (entry.isLink) return from_.copyLink(entry.name, to_, overwrite_) ? Step::passed : Step::failed;
         // The walk may reach the copy itself in a way that paths do not show; without this test it would not
         // end.
         const bool canEnter = from_.enter(entry.name) && from_.identity() != root_ &&
                               to_.createDirectory(entry.name) && to_.enter(entry.name);
-        return canEnter ? Step::Entered : Step::Failed;
+        return canEnter ? Step::entered : Step::failed;
     }
     bool finish(const Level& level) {
         return level.isComplete &&
@@ -79,10 +79,10 @@ public:
         return !entry.isHidden && base::matchesWildcard(pattern_, entry.name, false);
     }
     Step enter(const Entry& entry) {
-        if (!tree_.enter(entry.name)) return Step::Passed;
+        if (!tree_.enter(entry.name)) return Step::passed;
         lengths_.push_back(path_.size());
         path_ += base::widen(entry.name) + L'/';
-        return Step::Entered;
+        return Step::entered;
     }
     bool finish(const Level& level) {
         for (const Entry& entry : level.files)
@@ -120,9 +120,9 @@ bool liesWithin(const Directory& inner, const Directory& outer) {
 bool copy(const Directory& src, const Directory& dst, bool overwrite) {
     const os::CancellationShield shield;
     if (!src.exists() || liesWithin(dst, src)) return false;
-    os::TreeCursor from(src.widePath(), os::TreeUse::Read);
+    os::TreeCursor from(src.widePath(), os::TreeUse::read);
     if (!from || !create(dst)) return false;
-    os::TreeCursor to(dst.widePath(), os::TreeUse::Write);
+    os::TreeCursor to(dst.widePath(), os::TreeUse::write);
     return to && from.identity() != to.identity() && TreeWalk::walk(from, Copying(from, to, overwrite));
 }
 
@@ -130,7 +130,7 @@ bool remove(const Directory& dir) {
     const os::CancellationShield shield;
     if (!dir.exists()) return false;
     {
-        os::TreeCursor tree(dir.widePath(), os::TreeUse::Remove);
+        os::TreeCursor tree(dir.widePath(), os::TreeUse::remove);
         if (tree && !TreeWalk::walk(tree, Removal(tree))) return false;
     }
     return os::removeDirectory(dir.widePath());
@@ -144,7 +144,7 @@ std::vector<File> glob(const Directory& dir, const std::string& pattern, bool re
 
 void glob(const Directory& dir, const std::string& pattern, bool recursive, std::vector<File>& out) {
     const os::CancellationShield shield;
-    os::TreeCursor tree(dir.widePath(), os::TreeUse::Read);
+    os::TreeCursor tree(dir.widePath(), os::TreeUse::read);
     if (tree) TreeWalk::walk(tree, Search(tree, dir.widePath(), pattern, recursive, out));
 }
 

@@ -54,14 +54,14 @@ std::string universal(std::string text) {
 bool isRelative(std::string_view text, PathStyle style) {
     if (text.starts_with('.')) return true;
     if (text.find(':') != std::string_view::npos || text.starts_with("//")) return false;
-    return style == PathStyle::Windows || !text.starts_with('/');
+    return style == PathStyle::windows || !text.starts_with('/');
 }
 
 std::string normalize(std::string_view text, PathKind kind, PathStyle style,
                       std::string (*currentDirectory)()) {
     std::string path = universal(std::string(text));
-    if (kind == PathKind::Directory && path.empty()) path = ".";
-    if (kind == PathKind::Directory && path.back() != '/') path += '/';
+    if (kind == PathKind::directory && path.empty()) path = ".";
+    if (kind == PathKind::directory && path.back() != '/') path += '/';
     if (isRelative(path, style)) path.insert(0, currentDirectory());
     return foldDots(path);
 }
@@ -77,7 +77,7 @@ template std::string foldDots(const std::string&);
 template std::wstring foldDots(const std::wstring&);
 
 bool hasNativeBackslashes(std::wstring_view path, PathStyle style) {
-    if (style == PathStyle::Windows || path.starts_with(L"//")) return true;
+    if (style == PathStyle::windows || path.starts_with(L"//")) return true;
     return path.substr(0, path.find(L'/')).find(L':') != std::wstring_view::npos;
 }
 

@@ -11,7 +11,7 @@ namespace QvPlatform::PathRules {
 
 using os::PathStyle;
 
-enum class PathKind { Directory, File };
+enum class PathKind { directory, file };
 
 /// The text with every backslash replaced by "/".
 std::string universal(std::string text);

@@ -23,7 +23,7 @@ struct Level {
     std::size_t next = 0;  // index in `directories` of the next one to visit
 };
 
-enum class Step { Entered, Passed, Failed };
+enum class Step { entered, passed, failed };
 
 template <typename Visitor>
 Level levelAt(const os::TreeCursor& cursor, Visitor& visitor) {
@@ -49,8 +49,8 @@ bool walk(os::TreeCursor& cursor, Visitor visitor) {
         Level& level = levels.back();
         if (level.next < level.directories.size()) {
             const Step step = visitor.enter(level.directories[level.next]);
-            if (step == Step::Failed) return false;
-            if (step == Step::Entered)
+            if (step == Step::failed) return false;
+            if (step == Step::entered)
                 levels.push_back(levelAt(cursor, visitor));
             else
                 ++level.next;

@@ -11,7 +11,7 @@ namespace os {
 
 /// Held by code that accesses the environment in other ways: the C library's conversions of local time read
 /// TZ, and a child gets a copy of the table.
-inline constexpr ProcessLock kEnvironmentLock{LockRank::Environment};
+inline constexpr ProcessLock kEnvironmentLock{LockRank::environment};
 
 /// The whole value, or nothing if the variable does not exist.
 std::optional<std::string> readVariable(const std::string& name);

@@ -6,7 +6,7 @@
 /// text with "/" separators; directory paths may end with one.
 namespace os {
 
-enum class Audience { Everyone, Owner };
+enum class Audience { everyone, owner };
 
 bool setCurrentDirectory(const std::wstring& path);
 

@@ -10,7 +10,7 @@
 /// memory runs out. If the system gives no answer, the file counts as missing.
 namespace os {
 
-enum class EntryKind { Missing, RegularFile, Directory, Other };
+enum class EntryKind { missing, regularFile, directory, other };
 
 /// The system's identity of a file, the same for all its names.
 struct FileIdentity {
@@ -20,7 +20,7 @@ struct FileIdentity {
 };
 
 struct EntryStatus {
-    EntryKind kind = EntryKind::Missing;
+    EntryKind kind = EntryKind::missing;
     std::optional<FileIdentity> identity;  ///< never on Windows, where the path's text is the identity
 };
 

@@ -6,16 +6,16 @@ namespace os {
 
 /// The locks of state that the whole process shares, in the order in which a thread takes several of them.
 enum class LockRank : std::size_t {
-    StackWalk,
-    DebugInfo,
-    ThreadPool,
-    Children,
-    Segments,
-    LogFileName,
-    LogSink,
-    RefusedLibraries,
-    Environment,
-    Count
+    stackWalk,
+    debugInfo,
+    threadPool,
+    children,
+    segments,
+    logFileName,
+    logSink,
+    refusedLibraries,
+    environment,
+    count
 };
 
 /// A non-recursive mutex of the process; spins briefly before it blocks. Works before and after `main`.

@@ -37,7 +37,7 @@ struct Refused {
     std::string reason;
 };
 
-constexpr ProcessLock kLock{LockRank::RefusedLibraries};
+constexpr ProcessLock kLock{LockRank::refusedLibraries};
 constinit std::atomic<bool> hasAny{false};
 
 // Never destroyed: static destructors load libraries too.

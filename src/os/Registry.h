@@ -7,7 +7,7 @@
 /// the system's error code, 0 on success. Where there is no registry, all fail.
 namespace os {
 
-enum class Hive { kCurrentUser, kMachine };
+enum class Hive { currentUser, machine };
 
 /// Creates the key and its parents if missing.
 long writeRegistryText(Hive hive, const std::string& key, const std::string& name, const std::string& value);

@@ -8,8 +8,8 @@ namespace os {
 
 /// The rules for paths.
 enum class PathStyle {
-    Windows,  ///< drive letters; ignores case
-    Posix     ///< one root, "/"; case-sensitive
+    windows,  ///< drive letters; ignores case
+    posix     ///< one root, "/"; case-sensitive
 };
 
 PathStyle nativePathStyle();

@@ -10,9 +10,9 @@ namespace os {
 
 /// The purpose of walking a tree.
 enum class TreeUse {
-    Read,
-    Write,  ///< directories need not be readable
-    Remove  ///< the root must not be a link
+    read,
+    write,  ///< directories need not be readable
+    remove  ///< the root must not be a link
 };
 
 /// The current directory of a walk through a tree; moves one level at a time. It keeps the directories open

@@ -5,7 +5,7 @@
 namespace QvPlatform {
 namespace {
 
-os::Hive hiveOf(bool currentUser) { return currentUser ? os::Hive::kCurrentUser : os::Hive::kMachine; }
+os::Hive hiveOf(bool currentUser) { return currentUser ? os::Hive::currentUser : os::Hive::machine; }
 
 bool report(long code, long* error) {
     if (error) *error = code;

@@ -14,15 +14,15 @@ namespace {
 
 const char* messageFor(os::SegmentFailure failure) {
     switch (failure) {
-        case os::SegmentFailure::Mutex:
+        case os::SegmentFailure::mutex:
             return "SharedMemory::open - failed to create named Mutex object";
-        case os::SegmentFailure::Memory:
+        case os::SegmentFailure::memory:
             return "SharedMemory::open - failed to create shared memory file\n";
-        case os::SegmentFailure::View:
+        case os::SegmentFailure::view:
             return "SharedMemory::open - failed to map shared memory memory segment\n";
-        case os::SegmentFailure::Size:
+        case os::SegmentFailure::size:
             return "SharedMemory::open - shared memory segment does not meet requested size\n";
-        case os::SegmentFailure::None:
+        case os::SegmentFailure::none:
             break;
     }
     return "";
@@ -42,12 +42,12 @@ struct SharedMemoryBase::Record {
         try {
             std::string copy = newKey;
             const os::SegmentFailure failure = segment.open(copy, newSize);
-            if (failure != os::SegmentFailure::None) return failure;
+            if (failure != os::SegmentFailure::none) return failure;
             key = std::move(copy);
             size = newSize;
             return failure;
         } catch (const std::bad_alloc&) {
-            return os::SegmentFailure::Memory;
+            return os::SegmentFailure::memory;
         }
     }
 
@@ -63,7 +63,7 @@ SharedMemoryBase::~SharedMemoryBase() { close(); }
 bool SharedMemoryBase::open(const std::string& key, std::size_t size) {
     if (isOpen()) return refuse("SharedMemory::open: called while already open");
     const os::SegmentFailure failure = record_->open(key, size);
-    if (failure != os::SegmentFailure::None) return refuse(messageFor(failure));
+    if (failure != os::SegmentFailure::none) return refuse(messageFor(failure));
     Qv::detail::logQuietly([&] {
         Qv::LogDebug("SharedMemory::open - Opened shared memory segment '%s' of size '%zu'\n", key.c_str(),
                      size);

@@ -10,7 +10,7 @@
 namespace QvPlatform {
 namespace {
 
-constexpr os::ProcessLock kPoolLock{os::LockRank::ThreadPool};
+constexpr os::ProcessLock kPoolLock{os::LockRank::threadPool};
 
 /// Guarded by the lock. Never destroyed: the pool may outlive every static object that refers to it.
 Qv::QvWeakPtr<ThreadPool>& currentPool() {

@@ -47,9 +47,9 @@ TEST(PathRules, normalizeTextsByTheRulesOfEachPlatform) {
         {"\xE5\x90\x8D\xFF", "C:/cwd/\xE5\x90\x8D\xFF/", "/cwd/\xE5\x90\x8D\xFF/"},
     };
     for (const auto& c : directories) {
-        EXPECT_EQ(normalize(c.text, PathKind::Directory, PathStyle::Windows, windowsFolder), c.windows)
+        EXPECT_EQ(normalize(c.text, PathKind::directory, PathStyle::windows, windowsFolder), c.windows)
             << c.text;
-        EXPECT_EQ(normalize(c.text, PathKind::Directory, PathStyle::Posix, posixFolder), c.posix) << c.text;
+        EXPECT_EQ(normalize(c.text, PathKind::directory, PathStyle::posix, posixFolder), c.posix) << c.text;
     }
 }
 
@@ -63,8 +63,8 @@ TEST(PathRules, leaveTheEndOfAFilesTextAlone) {
         {"a\\b", "/cwd/a/b"},  {".bashrc", "/cwd/.bashrc"},
     };
     for (const auto& c : files) {
-        EXPECT_EQ(normalize(c.text, PathKind::File, PathStyle::Posix, posixFolder), c.path) << c.text;
-        EXPECT_EQ(normalize(c.text, PathKind::File, PathStyle::Windows, windowsFolder), "C:" + c.path)
+        EXPECT_EQ(normalize(c.text, PathKind::file, PathStyle::posix, posixFolder), c.path) << c.text;
+        EXPECT_EQ(normalize(c.text, PathKind::file, PathStyle::windows, windowsFolder), "C:" + c.path)
             << c.text;
     }
 }
@@ -78,8 +78,8 @@ TEST(PathRules, chooseTheNativeFormByThePathsOwn) {
         {L"/", false},    {L"/a:b/c", false}, {L"", false},     {L"a/b:c/", false},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(hasNativeBackslashes(c.path, PathStyle::Posix), c.posixHasBackslashes);
-        EXPECT_TRUE(hasNativeBackslashes(c.path, PathStyle::Windows));
+        EXPECT_EQ(hasNativeBackslashes(c.path, PathStyle::posix), c.posixHasBackslashes);
+        EXPECT_TRUE(hasNativeBackslashes(c.path, PathStyle::windows));
     }
 }
 

@@ -10,7 +10,7 @@
 namespace Qv::detail {
 namespace {
 
-constexpr os::ProcessLock kSinkLock{os::LockRank::LogSink};
+constexpr os::ProcessLock kSinkLock{os::LockRank::logSink};
 
 // Atomic, for code that only tests whether a file is open; changed only under the lock.
 constinit std::atomic<os::AppendedFile> sink{os::kNoFile};

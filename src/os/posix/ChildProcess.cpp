@@ -34,7 +34,7 @@ struct ChildProcess::Record {
 namespace {
 
 // Guards the list of abandoned children.
-constexpr ProcessLock kChildrenLock{LockRank::Children};
+constexpr ProcessLock kChildrenLock{LockRank::children};
 
 pid_t waitFor(pid_t pid, int* status) {
     return posix::retryOnInterrupt([=] { return waitpid(pid, status, 0); });

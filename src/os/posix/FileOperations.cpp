@@ -18,7 +18,7 @@ bool createDirectory(const std::wstring& path) { return mkdir(posix::systemPath(
 
 bool createFile(const std::wstring& path, Audience audience) {
     const CancellationShield shield;
-    const mode_t mode = audience == Audience::Owner ? 0600 : 0666;
+    const mode_t mode = audience == Audience::owner ? 0600 : 0666;
     const std::string name = posix::systemPath(path);
     return bool(posix::Descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)));
 }

@@ -16,8 +16,8 @@ namespace os {
 namespace {
 
 EntryKind kindOf(mode_t mode) {
-    if (S_ISDIR(mode)) return EntryKind::Directory;
-    return S_ISREG(mode) ? EntryKind::RegularFile : EntryKind::Other;
+    if (S_ISDIR(mode)) return EntryKind::directory;
+    return S_ISREG(mode) ? EntryKind::regularFile : EntryKind::other;
 }
 
 bool leadsToDirectory(DIR* directory, const char* name) {

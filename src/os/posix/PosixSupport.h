@@ -139,13 +139,13 @@ inline link_map* linkMapOf(void* handle) {
     return dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0 ? map : nullptr;
 }
 
-enum class Sharing { Process, Processes };
+enum class Sharing { process, processes };
 
 /// Creates a recursive, robust mutex in this memory. Returns false if the system refuses.
 inline bool makeRobustMutex(void* memory, Sharing sharing) noexcept {
     pthread_mutexattr_t attributes;
     if (pthread_mutexattr_init(&attributes) != 0) return false;
-    const int shared = sharing == Sharing::Processes ? PTHREAD_PROCESS_SHARED : PTHREAD_PROCESS_PRIVATE;
+    const int shared = sharing == Sharing::processes ? PTHREAD_PROCESS_SHARED : PTHREAD_PROCESS_PRIVATE;
     const bool isMade = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
                         pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST) == 0 &&
                         pthread_mutexattr_setpshared(&attributes, shared) == 0 &&

@@ -16,7 +16,7 @@ namespace os {
 namespace {
 
 // Constant-initialized and trivially destroyed, so they work before and after `main`.
-constinit std::array<std::mutex, static_cast<std::size_t>(LockRank::Count)> mutexes;
+constinit std::array<std::mutex, static_cast<std::size_t>(LockRank::count)> mutexes;
 
 std::mutex& mutexOf(LockRank rank) noexcept { return mutexes[static_cast<std::size_t>(rank)]; }
 

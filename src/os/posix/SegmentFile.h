@@ -10,7 +10,7 @@
 namespace os::posix {
 
 /// Guards this process's records of its open segments.
-inline constexpr ProcessLock kSegments{LockRank::Segments};
+inline constexpr ProcessLock kSegments{LockRank::segments};
 
 /// A file whose gate this process has entered or waits for. A forked process closes its copies of these.
 struct GateEntry {

@@ -96,7 +96,7 @@ void SegmentMapping::leaveGate() noexcept {
     isInsideGate_ = false;
 }
 
-bool SegmentMapping::makeMutex() noexcept { return makeRobustMutex(view_.begin(), Sharing::Processes); }
+bool SegmentMapping::makeMutex() noexcept { return makeRobustMutex(view_.begin(), Sharing::processes); }
 
 // `owner_` may name a thread that died, so this tries the mutex itself. That also succeeds if the calling
 // thread owns it, because it is re-entrant.

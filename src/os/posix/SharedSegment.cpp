@@ -47,18 +47,18 @@ struct SharedSegment::Record {
 
 SegmentFailure SharedSegment::Record::take(std::size_t size) noexcept {
     const std::size_t shared = isNamed ? inWholePages(size) : 0;
-    if (!file.hold(SegmentMapping::kMutexPage + shared)) return SegmentFailure::Memory;
-    if (file.size() < SegmentMapping::kMutexPage + shared) return SegmentFailure::Size;
+    if (!file.hold(SegmentMapping::kMutexPage + shared)) return SegmentFailure::memory;
+    if (file.size() < SegmentMapping::kMutexPage + shared) return SegmentFailure::size;
     mapping = SegmentMapping::of(file);
     if (!isNamed) own = View(-1, inWholePages(size));
-    if (!mapping || !(isNamed || own)) return SegmentFailure::View;
-    return file.isNew() && !mapping->makeMutex() ? SegmentFailure::Mutex : SegmentFailure::None;
+    if (!mapping || !(isNamed || own)) return SegmentFailure::view;
+    return file.isNew() && !mapping->makeMutex() ? SegmentFailure::mutex : SegmentFailure::none;
 }
 
 SegmentFailure SharedSegment::Record::open(std::size_t size) noexcept {
-    if (!file.enter()) return SegmentFailure::Mutex;
+    if (!file.enter()) return SegmentFailure::mutex;
     const SegmentFailure failure = take(size);
-    if (failure == SegmentFailure::None) {
+    if (failure == SegmentFailure::none) {
         file.leave();
         mapping->leaveGate();
     } else {
@@ -73,10 +73,10 @@ SharedSegment::SharedSegment() = default;
 SharedSegment::~SharedSegment() = default;
 
 SegmentFailure SharedSegment::open(const std::string& name, std::size_t size) {
-    if (size == 0 || size > kLargestSize) return SegmentFailure::Memory;
+    if (size == 0 || size > kLargestSize) return SegmentFailure::memory;
     auto record = std::make_unique<Record>(name);
     const SegmentFailure failure = record->open(size);
-    if (failure == SegmentFailure::None) record_ = std::move(record);
+    if (failure == SegmentFailure::none) record_ = std::move(record);
     return failure;
 }
 

@@ -16,7 +16,7 @@ constinit std::atomic<SystemMutex*> retiredWhileLocked{nullptr};
 
 SystemMutex::SystemMutex() noexcept {
     static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
-    isValid_ = posix::makeRobustMutex(storage_, posix::Sharing::Process);
+    isValid_ = posix::makeRobustMutex(storage_, posix::Sharing::process);
 }
 
 SystemMutex::~SystemMutex() { pthread_mutex_destroy(posix::mutexIn(storage_)); }

@@ -73,7 +73,7 @@ std::wstring directoryIn(const char* variable) {
 
 }  // namespace
 
-PathStyle nativePathStyle() { return PathStyle::Posix; }
+PathStyle nativePathStyle() { return PathStyle::posix; }
 
 std::wstring currentDirectory() {
     const posix::MallocText text(getcwd(nullptr, 0));

@@ -66,10 +66,10 @@ struct TreeCursor::State {
 };
 
 TreeCursor::TreeCursor(const std::wstring& root, TreeUse use) {
-    const bool followsLink = use != TreeUse::Remove;
+    const bool followsLink = use != TreeUse::remove;
     const std::string path = followsLink ? posix::systemPath(root) : posix::withoutFinalSlash(root);
     auto state = std::make_unique<State>();
-    state->access = use == TreeUse::Write ? O_PATH : O_RDONLY;
+    state->access = use == TreeUse::write ? O_PATH : O_RDONLY;
     if (state->push(AT_FDCWD, path.c_str(), followsLink ? 0 : O_NOFOLLOW)) state_ = std::move(state);
 }
 

@@ -22,7 +22,7 @@ namespace {
 
 constexpr DWORD kLongestName = 1024;
 
-constexpr ProcessLock kLibraryLock{LockRank::DebugInfo};
+constexpr ProcessLock kLibraryLock{LockRank::debugInfo};
 
 // The library's functions take text in the system's narrow encoding.
 std::string toSystem(const std::string& text) {

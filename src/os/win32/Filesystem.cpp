@@ -33,7 +33,7 @@ EntryStatus entryStatus(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(win32::systemPath(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) return {};
     const bool isDirectory = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    return {isDirectory ? EntryKind::Directory : EntryKind::RegularFile, std::nullopt};
+    return {isDirectory ? EntryKind::directory : EntryKind::regularFile, std::nullopt};
 }
 
 bool isReadableFile(const std::wstring& path) {

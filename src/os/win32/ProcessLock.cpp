@@ -10,7 +10,7 @@ extern "C" BOOLEAN NTAPI RtlDllShutdownInProgress();
 namespace os {
 namespace {
 
-constinit std::array<SRWLOCK, static_cast<std::size_t>(LockRank::Count)> mutexes{};
+constinit std::array<SRWLOCK, static_cast<std::size_t>(LockRank::count)> mutexes{};
 
 SRWLOCK* mutexOf(LockRank rank) noexcept { return &mutexes[static_cast<std::size_t>(rank)]; }
 

@@ -14,7 +14,7 @@ struct CloseKey {
 };
 using Key = std::unique_ptr<std::remove_pointer_t<HKEY>, CloseKey>;
 
-HKEY rootOf(Hive hive) { return hive == Hive::kCurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
+HKEY rootOf(Hive hive) { return hive == Hive::currentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
 
 long openForReading(Hive hive, const std::string& key, Key& opened) {
     HKEY handle = nullptr;

@@ -28,16 +28,16 @@ struct SharedSegment::Record {
     SegmentFailure open(const std::string& name, std::size_t size) {
         const std::wstring wideName = base::widen(name);
         mutex = win32::Handle(CreateMutexW(nullptr, FALSE, (wideName + L"_mutex").c_str()));
-        if (!mutex) return SegmentFailure::Mutex;
+        if (!mutex) return SegmentFailure::mutex;
         mapping = win32::Handle(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
                                                    static_cast<DWORD>(size >> 32U), static_cast<DWORD>(size),
                                                    wideName.c_str()));
-        if (!mapping) return SegmentFailure::Memory;
+        if (!mapping) return SegmentFailure::memory;
         view.reset(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0));
-        if (!view) return SegmentFailure::View;
+        if (!view) return SegmentFailure::view;
         MEMORY_BASIC_INFORMATION region{};
         VirtualQuery(view.get(), &region, sizeof region);
-        return region.RegionSize < size ? SegmentFailure::Size : SegmentFailure::None;
+        return region.RegionSize < size ? SegmentFailure::size : SegmentFailure::none;
     }
 };
 
@@ -48,7 +48,7 @@ SharedSegment::~SharedSegment() = default;
 SegmentFailure SharedSegment::open(const std::string& name, std::size_t size) {
     auto record = std::make_unique<Record>();
     const SegmentFailure failure = record->open(name, size);
-    if (failure == SegmentFailure::None) record_ = std::move(record);
+    if (failure == SegmentFailure::none) record_ = std::move(record);
     return failure;
 }
 

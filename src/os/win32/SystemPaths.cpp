@@ -22,7 +22,7 @@ std::wstring moduleFile(HMODULE module) {
 
 }  // namespace
 
-PathStyle nativePathStyle() { return PathStyle::Windows; }
+PathStyle nativePathStyle() { return PathStyle::windows; }
 
 std::wstring currentDirectory() {
     return win32::universal(

@@ -92,7 +92,7 @@ struct TreeCursor::State {
 };
 
 TreeCursor::TreeCursor(const std::wstring& root, TreeUse use) {
-    const bool followsLink = use != TreeUse::Remove;
+    const bool followsLink = use != TreeUse::remove;
     const std::wstring path = followsLink ? win32::systemPath(root) : win32::withoutFinalSlash(root);
     auto state = std::make_unique<State>();
     state->levels.emplace_back(

@@ -11,7 +11,7 @@ namespace os::posix {
 namespace {
 
 // The library does not promise that its functions can run at the same time.
-constexpr ProcessLock kLibraryLock{LockRank::DebugInfo};
+constexpr ProcessLock kLibraryLock{LockRank::debugInfo};
 
 using FrameTaker = std::function<bool(std::uintptr_t, bool)>;
 

@@ -14,9 +14,9 @@
 namespace os::posix {
 namespace {
 
-enum class State : std::uint8_t { Closed, Opening, Open, Missing };
+enum class State : std::uint8_t { closed, opening, open, missing };
 
-std::atomic<State> state{State::Closed};
+std::atomic<State> state{State::closed};
 std::atomic<pid_t> opener{0};  ///< the process in which the thread runs that opens the library
 std::atomic<bool> hasWaited{false};
 
@@ -40,7 +40,7 @@ void waitForOpener() {
     constexpr timespec kPause{0, 200'000};
     if (hasWaited) return;
     const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (state == State::Opening) {
+    while (state == State::opening) {
         if (std::chrono::steady_clock::now() > end) {
             hasWaited = true;
             return;
@@ -57,14 +57,14 @@ struct DebugLibrary::Opening {
 
     static void* run(void*) {
         const bool isOpen = functions.open(name);
-        state = isOpen ? State::Open : State::Missing;
+        state = isOpen ? State::open : State::missing;
         return nullptr;
     }
     static void start() {
         const std::string chosen = readVariable("QV_LIBDW").value_or("");
         std::snprintf(name, sizeof name, "%s", chosen.empty() ? "libdw.so.1" : chosen.c_str());
         opener = getpid();
-        if (!startThread(run, nullptr)) state = State::Closed;
+        if (!startThread(run, nullptr)) state = State::closed;
     }
 };
 
@@ -73,11 +73,11 @@ constinit char DebugLibrary::Opening::name[4096] = "";
 
 const DebugLibrary* DebugLibrary::get() {
     // A forked child has not inherited the thread.
-    if (state == State::Opening && opener != 0 && opener != getpid()) state = State::Closed;
-    State expected = State::Closed;
-    if (state.compare_exchange_strong(expected, State::Opening)) Opening::start();
+    if (state == State::opening && opener != 0 && opener != getpid()) state = State::closed;
+    State expected = State::closed;
+    if (state.compare_exchange_strong(expected, State::opening)) Opening::start();
     waitForOpener();
-    return state == State::Open ? &Opening::functions : nullptr;
+    return state == State::open ? &Opening::functions : nullptr;
 }
 
 bool DebugLibrary::open(const char* name) {

@@ -56,7 +56,7 @@ struct Slot {
 };
 
 constinit Slot slot;
-constexpr ProcessLock kRequesterLock{LockRank::StackWalk};
+constexpr ProcessLock kRequesterLock{LockRank::stackWalk};
 std::uint64_t lastRequest = 0;
 int interruptSignal = 0;
 

@@ -162,7 +162,7 @@ public:
         return loader_.state_.registry.findForDependency(dependency);
     }
     LoadedPlugin* load(const File& file) const {
-        return loader_.loadFile(file->path, file->file, Request::Dependency);
+        return loader_.loadFile(file->path, file->file, Request::dependency);
     }
     static bool isUnloading(const LoadedPlugin* plugin) { return plugin->isUnloading; }
     static const QvPluginInfo& infoOf(const LoadedPlugin* plugin) { return *plugin; }

@@ -5,7 +5,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 
 #include "commands/Command.h"
-#include "os/Terminal.h"
+#include "report/Terminal.h"
 
 #include <CLI/CLI.hpp>
 

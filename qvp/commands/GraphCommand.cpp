@@ -1,10 +1,10 @@
 #include <QvPlatform/filesystem/Filesystem.h>
 #include <QvPlatform/system/Process.h>
 
+#include "binary/FileContent.h"
 #include "commands/Documents.h"
 #include "inspect/PluginName.h"
 #include "inspect/Rehearsal.h"
-#include "os/FileContent.h"
 #include "os/WriteFile.h"
 #include "report/Picture.h"
 

@@ -3,9 +3,9 @@
 #include <QvPlatform/filesystem/File.h>
 
 #include "inspect/CycleFinder.h"
+#include "inspect/FileIdentity.h"
 #include "inspect/PluginName.h"
 #include "inspect/Rehearsal.h"
-#include "os/FileIdentity.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,8 +1,8 @@
 #include "inspect/InspectChild.h"
 
+#include "child/Child.h"
 #include "inspect/ChildSupport.h"
 #include "inspect/InspectReport.h"
-#include "os/Child.h"
 
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/QvPluginSystem/QvPluginFuncInterface.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "os/Child.h"
-#include "os/LibraryFile.h"
-#include "os/LibrarySearch.h"
+#include "binary/LibraryFile.h"
+#include "child/Child.h"
+#include "loader/LibrarySearch.h"
 
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
 

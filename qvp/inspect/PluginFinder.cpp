@@ -4,7 +4,7 @@
 #include <QvPlatform/filesystem/Directory.h>
 #include <QvPlatform/filesystem/Environment.h>
 
-#include "os/FileIdentity.h"
+#include "inspect/FileIdentity.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "os/FileContent.h"
-#include "os/LibraryFile.h"
-#include "os/LibraryFormat.h"
+#include "binary/FileContent.h"
+#include "binary/LibraryFile.h"
+#include "binary/LibraryFormat.h"
 
 namespace qvp {
 

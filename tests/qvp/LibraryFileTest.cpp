@@ -1,4 +1,4 @@
-#include "os/LibraryFile.h"
+#include "binary/LibraryFile.h"
 
 #include "Specimens.h"
 #include "support/Platform.h"

@@ -1,6 +1,6 @@
-#include "os/FileContent.h"
+#include "binary/FileContent.h"
 
-#include "os/posix/Descriptor.h"
+#include "child/posix/Descriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

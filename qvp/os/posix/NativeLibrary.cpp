@@ -1,6 +1,6 @@
 #include "os/NativeLibrary.h"
 
-#include "os/posix/ElfReader.h"
+#include "binary/ElfReader.h"
 
 #include <QvPlatform/filesystem/File.h>
 

@@ -1,6 +1,6 @@
-#include "os/FileContent.h"
+#include "binary/FileContent.h"
 
-#include "os/win32/Gate.h"
+#include "child/win32/Gate.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #include "os/NativeLibrary.h"
 
-#include "os/win32/PeReader.h"
+#include "binary/PeReader.h"
 
 #include <utility>
 

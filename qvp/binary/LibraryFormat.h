@@ -1,0 +1,32 @@
+#pragma once
+
+#include "binary/FileContent.h"
+
+#include <cstdint>
+#include <string>
+
+namespace qvp {
+
+/// What a file is, by its first bytes, whichever system it is for.
+struct LibraryFormat {
+    enum class Kind { elf, pe, other };
+
+    Kind kind = Kind::other;
+    bool isLibrary = false;   ///< one that a loader can open; a program or an object file is none
+    bool isX8664 = false;     ///< for 64-bit x86, little-endian
+    std::string description;  ///< "ELF shared library, x86-64", "PE library, AArch64", "text file", ...
+};
+
+LibraryFormat recognizeFormat(const FileContent& content);
+
+/// Numbers are little-endian in both formats as far as they concern this product; 0 past the end.
+template <typename Number>
+Number numberAt(const std::string& bytes, std::size_t offset) {
+    Number value = 0;
+    if (offset > bytes.size() || bytes.size() - offset < sizeof value) return 0;
+    for (std::size_t i = sizeof value; i-- > 0;)
+        value = static_cast<Number>(value << 8U | static_cast<unsigned char>(bytes[offset + i]));
+    return value;
+}
+
+}  // namespace qvp

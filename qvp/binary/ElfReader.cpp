@@ -2,159 +2,210 @@
 
 #include "binary/LibraryFormat.h"
 
-#include <elf.h>
-
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace qvp {
 namespace {
 
-bool isExported(const GElf_Sym& symbol) {
-    const auto binding = GELF_ST_BIND(symbol.st_info);
-    const auto visibility = GELF_ST_VISIBILITY(symbol.st_other);
-    return symbol.st_shndx != SHN_UNDEF &&
-           (binding == STB_GLOBAL || binding == STB_WEAK || binding == STB_GNU_UNIQUE) &&
-           (visibility == STV_DEFAULT || visibility == STV_PROTECTED);
+constexpr std::uint32_t kLoadSegment = 1;
+constexpr std::uint32_t kDynamicSegment = 2;
+constexpr std::uint32_t kNoteSegment = 4;
+constexpr std::size_t kHeaderSize = 64;
+constexpr std::size_t kSegmentSize = 56;
+constexpr std::size_t kEntrySize = 16;
+constexpr std::size_t kSymbolSize = 24;
+constexpr std::uint64_t kMostNotes = std::uint64_t{1} << 20U;
+
+std::uint32_t number32(const std::string& bytes, std::size_t offset) {
+    return numberAt<std::uint32_t>(bytes, offset);
 }
 
-// The table does not tell how many symbols it covers: the last one ends the last of its chains.
-std::optional<std::size_t> countByGnuHash(const std::string& table) {
-    constexpr std::size_t kNumber = sizeof(std::uint32_t);
-    const std::size_t bucketCount = numberAt<std::uint32_t>(table, 0);
-    const std::size_t firstSymbol = numberAt<std::uint32_t>(table, kNumber);
-    const std::size_t buckets =
-        4 * kNumber + std::size_t{numberAt<std::uint32_t>(table, 2 * kNumber)} * sizeof(GElf_Addr);
-    const std::size_t chains = buckets + bucketCount * kNumber;
+std::uint64_t number64(const std::string& bytes, std::size_t offset) {
+    return numberAt<std::uint64_t>(bytes, offset);
+}
+
+// Defined here, of global, weak or unique binding, and neither hidden nor internal.
+bool isExported(const std::string& symbols, std::size_t symbol) {
+    const unsigned binding = numberAt<std::uint8_t>(symbols, symbol + 4) >> 4U;
+    const unsigned visibility = numberAt<std::uint8_t>(symbols, symbol + 5) & 3U;
+    const bool isDefined = numberAt<std::uint16_t>(symbols, symbol + 6) != 0;
+    return isDefined && (binding == 1 || binding == 2 || binding == 10) &&
+           (visibility == 0 || visibility == 3);
+}
+
+// The table does not state how many symbols it covers: the last one ends the last of its chains.
+std::optional<std::uint64_t> countByGnuHash(const std::string& table) {
+    constexpr std::uint64_t kNumber = 4;
+    constexpr std::uint64_t kFilterWord = 8;
+    const std::uint64_t bucketCount = number32(table, 0);
+    const std::uint64_t firstSymbol = number32(table, kNumber);
+    const std::uint64_t buckets = 4 * kNumber + number32(table, 2 * kNumber) * kFilterWord;
+    const std::uint64_t chains = buckets + bucketCount * kNumber;
     if (chains > table.size()) return std::nullopt;
-    std::size_t last = 0;
-    for (std::size_t i = 0; i < bucketCount; ++i)
-        last = std::max<std::size_t>(last, numberAt<std::uint32_t>(table, buckets + i * kNumber));
+    std::uint64_t last = 0;
+    for (std::uint64_t i = 0; i < bucketCount; ++i)
+        last = std::max<std::uint64_t>(last, number32(table, buckets + i * kNumber));
     if (last == 0) return 0;
     if (last < firstSymbol) return std::nullopt;
-    for (std::size_t at = chains + (last - firstSymbol) * kNumber; at < table.size(); at += kNumber, ++last) {
-        if ((numberAt<std::uint32_t>(table, at) & 1U) != 0) return last + 1;
+    for (std::uint64_t at = chains + (last - firstSymbol) * kNumber; at + kNumber <= table.size();
+         at += kNumber, ++last) {
+        if ((number32(table, at) & 1U) != 0) return last + 1;
     }
     return std::nullopt;
 }
 
-std::string hexadecimal(std::string_view bytes) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    std::string text;
-    for (const char byte : bytes) {
-        text += kDigits[static_cast<unsigned char>(byte) >> 4U];
-        text += kDigits[static_cast<unsigned char>(byte) & 15U];
+// A note has three numbers, a name and a description, both padded to a multiple of four.
+std::string buildIdIn(const std::string& notes) {
+    constexpr std::uint64_t kNoteHeader = 12;
+    constexpr std::uint32_t kBuildId = 3;
+    const auto padded = [](std::uint64_t size) { return (size + 3) / 4 * 4; };
+    for (std::uint64_t at = 0; at + kNoteHeader <= notes.size();) {
+        const std::uint64_t nameSize = number32(notes, at);
+        const std::uint64_t size = number32(notes, at + 4);
+        const std::uint64_t name = at + kNoteHeader;
+        const std::uint64_t begin = name + padded(nameSize);
+        if (begin + size > notes.size()) return {};
+        const std::string_view bytes(notes);
+        if (number32(notes, at + 8) == kBuildId &&
+            bytes.substr(name, nameSize) == std::string_view("GNU\0", 4))
+            return hexadecimal(bytes.substr(begin, size));
+        at = begin + padded(size);
     }
-    return text;
+    return {};
 }
 
 }  // namespace
 
 ElfReader::ElfReader(const FileContent& content) : content_(content) {
-    elf_version(EV_CURRENT);
-    elf_.reset(elf_begin(static_cast<int>(content.handle()), ELF_C_READ, nullptr));
-    std::size_t count = 0;
-    if (!elf_ || elf_getphdrnum(elf_.get(), &count) != 0) return;
-    GElf_Phdr segment;
-    for (std::size_t i = 0; i < count && gelf_getphdr(elf_.get(), static_cast<int>(i), &segment); ++i)
-        segments_.push_back(segment);
+    readSegments();
     readDynamic();
+}
+
+void ElfReader::readSegments() {
+    const std::string header = content_.read(0, kHeaderSize);
+    hasHeader_ = header.size() == kHeaderSize && numberAt<std::uint16_t>(header, 54) == kSegmentSize;
+    if (!hasHeader_) return;
+    const std::size_t size = numberAt<std::uint16_t>(header, 56) * kSegmentSize;
+    const std::string table = content_.read(number64(header, 32), size);
+    if (table.size() < size) return;
+    for (std::size_t at = 0; at < size; at += kSegmentSize)
+        segments_.push_back({number32(table, at), number64(table, at + 8), number64(table, at + 16),
+                             number64(table, at + 32)});
 }
 
 void ElfReader::readDynamic() {
     const auto segment = std::find_if(segments_.begin(), segments_.end(),
-                                      [](const GElf_Phdr& s) { return s.p_type == PT_DYNAMIC; });
+                                      [](const Segment& s) { return s.type == kDynamicSegment; });
     if (segment == segments_.end()) return;
-    Elf_Data* const data = chunk(segment->p_offset, segment->p_filesz, ELF_T_DYN);
-    GElf_Dyn entry;
-    for (int i = 0; data && gelf_getdyn(data, i, &entry) && entry.d_tag != DT_NULL; ++i)
+    const std::string table = content_.read(segment->offset, segment->size);
+    for (std::size_t at = 0; at + kEntrySize <= table.size(); at += kEntrySize) {
+        const Entry entry{static_cast<Tag>(number64(table, at)), number64(table, at + 8)};
+        if (entry.tag == Tag::end) break;
         dynamic_.push_back(entry);
-    strings_ = bytesAt(value(DT_STRTAB).value_or(0), value(DT_STRSZ).value_or(0));
+    }
+    strings_ = bytesAt(valueOf(Tag::stringTable), valueOf(Tag::stringTableSize));
 }
 
 std::string ElfReader::damage() const {
-    const auto isCut = [this](const GElf_Phdr& segment) {
-        return segment.p_offset > content_.size() || segment.p_filesz > content_.size() - segment.p_offset;
+    const auto isCut = [this](const Segment& segment) {
+        const bool isMapped = segment.type == kLoadSegment || segment.type == kDynamicSegment;
+        return isMapped &&
+               (segment.offset > content_.size() || segment.size > content_.size() - segment.offset);
     };
-    if (!elf_) return std::string("its header is damaged: ") + elf_errmsg(-1);
+    if (!hasHeader_) return "its header is damaged";
     if (segments_.empty()) return "its segments are missing";
-    if (std::any_of(segments_.begin(), segments_.end(), [&](const GElf_Phdr& segment) {
-            return (segment.p_type == PT_LOAD || segment.p_type == PT_DYNAMIC) && isCut(segment);
-        }))
+    if (std::any_of(segments_.begin(), segments_.end(), isCut))
         return "it is cut short: its segments reach beyond its " + std::to_string(content_.size()) + " bytes";
     if (dynamic_.empty()) return "its dynamic section is missing";
     if (strings_.empty()) return "its string table is missing";
     return {};
 }
 
-std::optional<GElf_Xword> ElfReader::value(GElf_Sxword tag) const {
+bool ElfReader::isProgram() const {
+    constexpr std::uint64_t kPositionIndependentProgram = 0x08000000;
+    return (valueOf(Tag::flags1) & kPositionIndependentProgram) != 0;
+}
+
+const ElfReader::Entry* ElfReader::find(Tag tag) const {
     const auto entry =
-        std::find_if(dynamic_.begin(), dynamic_.end(), [=](const GElf_Dyn& e) { return e.d_tag == tag; });
-    if (entry == dynamic_.end()) return std::nullopt;
-    return entry->d_un.d_val;
+        std::find_if(dynamic_.begin(), dynamic_.end(), [=](const Entry& e) { return e.tag == tag; });
+    return entry == dynamic_.end() ? nullptr : &*entry;
 }
 
-std::optional<std::string> ElfReader::text(GElf_Xword offset) const {
-    if (offset >= strings_.size()) return std::nullopt;
-    const auto end = strings_.find('\0', offset);
-    if (end == std::string::npos) return std::nullopt;
-    return strings_.substr(offset, end - offset);
+std::uint64_t ElfReader::valueOf(Tag tag) const {
+    const Entry* const entry = find(tag);
+    return entry ? entry->value : 0;
 }
 
-std::optional<ElfReader::Place> ElfReader::placeOf(GElf_Addr address) const {
-    for (const GElf_Phdr& segment : segments_) {
-        if (segment.p_type != PT_LOAD || address < segment.p_vaddr) continue;
-        const GElf_Xword inside = address - segment.p_vaddr;
-        if (inside < segment.p_filesz) return Place{segment.p_offset + inside, segment.p_filesz - inside};
+std::string ElfReader::bytesAt(std::uint64_t address, std::uint64_t most) const {
+    for (const Segment& segment : segments_) {
+        if (segment.type != kLoadSegment || address < segment.address) continue;
+        const std::uint64_t inside = address - segment.address;
+        if (inside < segment.size)
+            return content_.read(segment.offset + inside, std::min(most, segment.size - inside));
     }
-    return std::nullopt;
+    return {};
 }
 
-std::string ElfReader::bytesAt(GElf_Addr address, GElf_Xword most) const {
-    const auto place = placeOf(address);
-    return place ? content_.read(place->offset, std::min(place->size, most)) : std::string();
+std::optional<std::string> ElfReader::textAt(std::uint64_t offset, std::uint64_t& textsLeft) const {
+    if (offset >= strings_.size()) return std::nullopt;
+    const std::string_view rest = std::string_view(strings_).substr(offset);
+    const auto size = rest.find('\0');
+    if (size == std::string_view::npos || size > textsLeft) return std::nullopt;
+    textsLeft -= size;
+    return std::string(rest.substr(0, size));
 }
 
-Elf_Data* ElfReader::chunk(GElf_Off offset, GElf_Xword size, Elf_Type type) const {
-    if (offset > content_.size() || size > content_.size() - offset) return nullptr;
-    return elf_getdata_rawchunk(elf_.get(), static_cast<std::int64_t>(offset), size, type);
+std::optional<std::string> ElfReader::text(Tag tag) const {
+    const Entry* const entry = find(tag);
+    std::uint64_t textsLeft = mostTexts();
+    return entry ? textAt(entry->value, textsLeft) : std::string();
 }
 
-std::optional<std::size_t> ElfReader::symbolCount() const {
-    if (const auto table = value(DT_GNU_HASH)) return countByGnuHash(bytesAt(*table, content_.size()));
-    if (const auto table = value(DT_HASH))
-        return numberAt<std::uint32_t>(bytesAt(*table, 2 * sizeof(std::uint32_t)), sizeof(std::uint32_t));
+std::optional<std::vector<std::string>> ElfReader::texts(Tag tag) const {
+    std::vector<std::string> texts;
+    std::uint64_t textsLeft = mostTexts();
+    for (const Entry& entry : dynamic_) {
+        if (entry.tag != tag) continue;
+        auto text = textAt(entry.value, textsLeft);
+        if (!text) return std::nullopt;
+        texts.push_back(std::move(*text));
+    }
+    return texts;
+}
+
+std::optional<std::uint64_t> ElfReader::symbolCount() const {
+    if (const Entry* const table = find(Tag::gnuHash))
+        return countByGnuHash(bytesAt(table->value, content_.size()));
+    if (const Entry* const table = find(Tag::hash)) return number32(bytesAt(table->value, 8), 4);
     return 0;
 }
 
 std::optional<std::vector<std::string>> ElfReader::exportedNames() const {
     const auto count = symbolCount();
-    const auto place = placeOf(value(DT_SYMTAB).value_or(0));
-    if (!count || !place || *count > place->size / sizeof(Elf64_Sym)) return std::nullopt;
+    if (!count) return std::nullopt;
+    const std::string symbols = bytesAt(valueOf(Tag::symbolTable), *count * kSymbolSize);
+    if (symbols.size() < *count * kSymbolSize) return std::nullopt;
     std::vector<std::string> names;
-    if (*count == 0) return names;
-    Elf_Data* const data = chunk(place->offset, *count * sizeof(Elf64_Sym), ELF_T_SYM);
-    GElf_Sym symbol;
-    for (std::size_t i = 0; data && i < *count && gelf_getsym(data, static_cast<int>(i), &symbol); ++i) {
-        if (!isExported(symbol)) continue;
-        if (auto name = text(symbol.st_name)) names.push_back(std::move(*name));
+    std::uint64_t textsLeft = mostTexts();
+    for (std::size_t symbol = 0; symbol < symbols.size(); symbol += kSymbolSize) {
+        if (!isExported(symbols, symbol)) continue;
+        auto name = textAt(number32(symbols, symbol), textsLeft);
+        if (!name) return std::nullopt;
+        names.push_back(std::move(*name));
     }
     return names;
 }
 
 std::string ElfReader::buildId() const {
-    for (const GElf_Phdr& segment : segments_) {
-        Elf_Data* const data =
-            segment.p_type == PT_NOTE ? chunk(segment.p_offset, segment.p_filesz, ELF_T_NHDR) : nullptr;
-        GElf_Nhdr note;
-        std::size_t name = 0;
-        std::size_t content = 0;
-        for (std::size_t at = 0; data && (at = gelf_getnote(data, at, &note, &name, &content)) != 0;) {
-            const std::string_view bytes(static_cast<const char*>(data->d_buf), data->d_size);
-            if (note.n_type == NT_GNU_BUILD_ID &&
-                bytes.substr(name, note.n_namesz) == std::string_view("GNU\0", 4))
-                return hexadecimal(bytes.substr(content, note.n_descsz));
-        }
+    std::uint64_t left = kMostNotes;
+    for (const Segment& segment : segments_) {
+        if (segment.type != kNoteSegment) continue;
+        const std::string notes = content_.read(segment.offset, std::min(segment.size, left));
+        left -= notes.size();
+        if (std::string id = buildIdIn(notes); !id.empty()) return id;
     }
     return {};
 }

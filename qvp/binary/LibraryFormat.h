@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace qvp {
 
@@ -19,14 +20,17 @@ struct LibraryFormat {
 
 LibraryFormat recognizeFormat(const FileContent& content);
 
-/// Numbers are little-endian in both formats as far as they concern this product; 0 past the end.
+/// A little-endian number, as in both formats for x86-64; 0 past the end.
 template <typename Number>
-Number numberAt(const std::string& bytes, std::size_t offset) {
+Number numberAt(std::string_view bytes, std::size_t offset) {
     Number value = 0;
     if (offset > bytes.size() || bytes.size() - offset < sizeof value) return 0;
     for (std::size_t i = sizeof value; i-- > 0;)
         value = static_cast<Number>(value << 8U | static_cast<unsigned char>(bytes[offset + i]));
     return value;
 }
+
+/// Lower-case digits.
+std::string hexadecimal(std::string_view bytes);
 
 }  // namespace qvp

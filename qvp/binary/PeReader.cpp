@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace qvp {
 namespace {
@@ -19,13 +20,15 @@ constexpr std::size_t kImports = 1;
 constexpr std::size_t kDebug = 6;
 constexpr std::size_t kDelayedImports = 13;
 
-std::uint32_t numberIn(const std::string& bytes, std::size_t place) {
+std::uint32_t numberIn(std::string_view bytes, std::size_t place) {
     return numberAt<std::uint32_t>(bytes, place);
 }
 
 }  // namespace
 
-PeReader::PeReader(const FileContent& content) : content_(content) { readHeaders(); }
+PeReader::PeReader(const FileContent& content) : content_(content), readingLeft_(16 * content.size()) {
+    readHeaders();
+}
 
 void PeReader::readHeaders() {
     const std::uint32_t begin = numberIn(content_.read(kPeOffsetPlace, 4), 0);
@@ -42,11 +45,15 @@ void PeReader::readHeaders() {
     }
     if (optional.size() < optionalSize || table.size() < sectionCount * kSectionSize)
         damage_ = "it is cut short";
-    headerSize_ = numberIn(optional, 60);
     const std::size_t directoryCount = std::min<std::size_t>(numberIn(optional, 108), directories_.size());
     for (std::size_t i = 0; i < directoryCount; ++i)
         directories_[i] = {numberIn(optional, kDirectoriesPlace + 8 * i),
                            numberIn(optional, kDirectoriesPlace + 8 * i + 4)};
+    sections_.push_back({0, numberIn(optional, 60), 0});
+    takeSections(table);
+}
+
+void PeReader::takeSections(const std::string& table) {
     for (std::size_t place = 0; place + kSectionSize <= table.size(); place += kSectionSize) {
         const Section section{numberIn(table, place + 12), numberIn(table, place + 16),
                               numberIn(table, place + 20)};
@@ -57,89 +64,94 @@ void PeReader::readHeaders() {
     }
 }
 
-std::string PeReader::damage() const { return damage_; }
-
-std::string PeReader::at(std::uint32_t address, std::size_t most) const {
-    if (address < headerSize_)
-        return content_.read(address, std::min<std::size_t>(most, headerSize_ - address));
-    for (const Section& section : sections_) {
-        if (address < section.address || address - section.address >= section.size) continue;
-        const std::uint32_t inside = address - section.address;
-        return content_.read(std::uint64_t{section.offset} + inside,
-                             std::min<std::size_t>(most, section.size - inside));
-    }
-    return {};
+// False if no section holds the address. Entering a section costs its bytes and the search for it, so that a
+// file whose tables jump between sections ends as damaged.
+bool PeReader::enter(std::uint32_t address) {
+    if (current_.holds(address)) return true;
+    const auto section = std::find_if(sections_.begin(), sections_.end(),
+                                      [=](const Section& each) { return each.holds(address); });
+    if (section == sections_.end()) return false;
+    const std::uint64_t cost =
+        std::min<std::uint64_t>(section->size, content_.size()) + sections_.size() * kSectionSize;
+    if (cost > readingLeft_) return false;
+    readingLeft_ -= cost;
+    current_ = *section;
+    currentBytes_ = content_.read(section->offset, section->size);
+    return true;
 }
 
-std::optional<std::string> PeReader::textAt(std::uint32_t address) const {
-    for (std::size_t most = 256; most <= kLongestName; most *= 8) {
-        std::string bytes = at(address, most);
-        const auto end = bytes.find('\0');
-        if (end == 0) return std::nullopt;
-        if (end != std::string::npos) return bytes.substr(0, end);
+// From there to the end of the section; valid until the next call.
+std::string_view PeReader::at(std::uint32_t address) {
+    if (!enter(address)) return {};
+    const std::size_t inside = address - current_.address;
+    return inside < currentBytes_.size() ? std::string_view(currentBytes_).substr(inside)
+                                         : std::string_view();
+}
+
+std::optional<std::vector<std::string>> PeReader::texts(const std::vector<std::uint32_t>& addresses) {
+    std::vector<std::string> texts;
+    std::uint64_t textsLeft = 4 * content_.size();
+    for (const std::uint32_t address : addresses) {
+        const std::string_view bytes = at(address).substr(0, kLongestName);
+        const auto size = bytes.find('\0');
+        if (size == 0 || size == std::string_view::npos || size > textsLeft) return std::nullopt;
+        textsLeft -= size;
+        texts.emplace_back(bytes.substr(0, size));
+    }
+    return texts;
+}
+
+// A list of entries that ends with one of zeros. All addresses are collected before the names are read, which
+// may be in another section.
+std::optional<std::vector<std::string>> PeReader::namesIn(const Directory& directory, std::size_t entrySize,
+                                                          std::size_t namePlace) {
+    std::vector<std::uint32_t> names;
+    if (directory.address == 0) return texts(names);
+    for (std::string_view entries = at(directory.address); entries.size() >= entrySize;
+         entries.remove_prefix(entrySize)) {
+        const std::uint32_t name = numberIn(entries, namePlace);
+        if (name == 0) return texts(names);
+        names.push_back(name);
     }
     return std::nullopt;
 }
 
-// A list of entries that ends with one of zeros.
-std::optional<std::vector<std::string>> PeReader::namesIn(const Directory& directory, std::size_t entrySize,
-                                                          std::size_t namePlace) const {
-    std::vector<std::string> names;
-    for (std::uint64_t address = directory.address; directory.address != 0; address += entrySize) {
-        const std::string entry =
-            address > UINT32_MAX ? std::string() : at(static_cast<std::uint32_t>(address), entrySize);
-        if (entry.size() < entrySize) return std::nullopt;
-        const std::uint32_t name = numberIn(entry, namePlace);
-        if (name == 0) return names;
-        auto text = textAt(name);
-        if (!text) return std::nullopt;
-        names.push_back(std::move(*text));
-    }
-    return names;
-}
-
-std::optional<std::vector<std::string>> PeReader::imports() const {
+std::optional<std::vector<std::string>> PeReader::imports() {
     return namesIn(directories_[kImports], 20, 12);
 }
 
-std::optional<std::vector<std::string>> PeReader::delayedImports() const {
+std::optional<std::vector<std::string>> PeReader::delayedImports() {
     return namesIn(directories_[kDelayedImports], 32, 4);
 }
 
-std::optional<std::vector<std::string>> PeReader::exportedNames() const {
-    std::vector<std::string> names;
-    if (directories_[kExports].address == 0) return names;
-    const std::string table = at(directories_[kExports].address, 40);
+std::optional<std::vector<std::string>> PeReader::exportedNames() {
+    constexpr std::size_t kTableSize = 40;
+    std::vector<std::uint32_t> names;
+    if (directories_[kExports].address == 0) return texts(names);
+    const std::string_view table = at(directories_[kExports].address);
+    if (table.size() < kTableSize) return std::nullopt;
     const std::size_t count = numberIn(table, 24);
-    if (count == 0) return names;
-    const std::string addresses = at(numberIn(table, 32), count * sizeof(std::uint32_t));
-    if (addresses.size() < count * sizeof(std::uint32_t)) return std::nullopt;
-    for (std::size_t i = 0; i < count; ++i) {
-        auto name = textAt(numberIn(addresses, i * sizeof(std::uint32_t)));
-        if (!name) return std::nullopt;
-        names.push_back(std::move(*name));
-    }
-    return names;
+    if (count == 0) return texts(names);
+    const std::string_view addresses = at(numberIn(table, 32));
+    if (addresses.size() / sizeof(std::uint32_t) < count) return std::nullopt;
+    for (std::size_t i = 0; i < count; ++i) names.push_back(numberIn(addresses, i * sizeof(std::uint32_t)));
+    return texts(names);
 }
 
-std::string PeReader::buildId() const {
+std::string PeReader::buildId() {
     constexpr std::size_t kEntrySize = 28;
     constexpr std::uint32_t kCodeView = 2;
     constexpr std::size_t kIdentifierBegin = 4;
     constexpr std::size_t kIdentifierEnd = 24;
-    constexpr const char* kDigits = "0123456789abcdef";
     const Directory& directory = directories_[kDebug];
-    const std::string entries = at(directory.address, std::min<std::size_t>(directory.size, 64 * kEntrySize));
+    if (directory.address == 0) return {};
+    const std::string entries(
+        at(directory.address).substr(0, std::min<std::size_t>(directory.size, 64 * kEntrySize)));
     for (std::size_t entry = 0; entry + kEntrySize <= entries.size(); entry += kEntrySize) {
         if (numberIn(entries, entry + 12) != kCodeView) continue;
-        const std::string record = at(numberIn(entries, entry + 20), kIdentifierEnd);
-        if (!record.starts_with("RSDS") || record.size() < kIdentifierEnd) continue;
-        std::string text;
-        for (std::size_t i = kIdentifierBegin; i < kIdentifierEnd; ++i) {
-            text += kDigits[static_cast<unsigned char>(record[i]) >> 4U];
-            text += kDigits[static_cast<unsigned char>(record[i]) & 15U];
-        }
-        return text;
+        const std::string_view record = at(numberIn(entries, entry + 20));
+        if (record.starts_with("RSDS") && record.size() >= kIdentifierEnd)
+            return hexadecimal(record.substr(kIdentifierBegin, kIdentifierEnd - kIdentifierBegin));
     }
     return {};
 }

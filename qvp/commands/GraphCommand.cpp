@@ -5,7 +5,6 @@
 #include "commands/Documents.h"
 #include "inspect/PluginName.h"
 #include "inspect/Rehearsal.h"
-#include "os/WriteFile.h"
 #include "report/Picture.h"
 
 #include <CLI/CLI.hpp>

@@ -44,9 +44,10 @@ std::string librariesProblem(const Inspection& inspection) {
 
 void dropDetails(Inspection& inspection) {
     LibraryFile& file = inspection.file;
-    for (auto* list : {&file.needed, &file.neededLater, &file.searchedFirst, &file.searchedAfter,
-                       &inspection.entryPointsFound, &inspection.entryPointsMissing})
+    for (auto* list : {&file.needed, &file.neededLater, &file.exportedNames, &inspection.entryPointsFound,
+                       &inspection.entryPointsMissing})
         std::vector<std::string>().swap(*list);
+    for (auto* text : {&file.rpath, &file.runpath}) text->reset();
     for (auto* text : {&inspection.buildInformation, &inspection.printed}) std::string().swap(*text);
     std::erase_if(inspection.libraries, [](const NeededLibrary& library) { return !fails(library); });
     inspection.libraries.shrink_to_fit();

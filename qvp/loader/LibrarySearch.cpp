@@ -12,7 +12,9 @@ std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::str
                                          NeededLibrary& library) {
     using Problem = LibraryFile::Problem;
     LibraryFile file = readLibraryFile(path, Exports::skip);
-    if (file.problem == Problem::missing || file.problem == Problem::wrongArchitecture) return std::nullopt;
+    const bool isForOther = file.problem == Problem::none && !isForThisSystem(file);
+    if (isForOther || file.problem == Problem::missing || file.problem == Problem::wrongArchitecture)
+        return std::nullopt;
     library.path = file.path;
     library.foundBy = foundBy;
     library.problem = file.problem;

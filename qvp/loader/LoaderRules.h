@@ -18,11 +18,14 @@ struct Needing {
 /// what it needs itself is to be looked for as well.
 std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& library);
 
+/// Whether the file is in the format of this system's libraries.
+bool isForThisSystem(const LibraryFile& file);
+
 /// The form in which names that mean the same library are equal.
 std::string comparedLibraryName(const std::string& name);
 
 /// For `findAsLoader`: takes `path` for the library if the loader would. A file that is missing, or for
-/// another processor, is passed over.
+/// another processor or system, is passed over.
 std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::string& foundBy,
                                          NeededLibrary& library);
 

@@ -1,6 +1,7 @@
 #include "loader/LoaderRules.h"
 
 #include "loader/posix/LoaderCache.h"
+#include "loader/posix/RunPath.h"
 
 #include <QvPlatform/filesystem/File.h>
 
@@ -90,11 +91,15 @@ public:
     }
 
     std::optional<LibraryFile> inRunPathsOf(const Needing& needing) {
-        if (!needing.file.searchedAfter.empty()) return std::nullopt;
+        if (needing.file.runpath) return std::nullopt;
         for (const Needing* at = &needing; at; at = at->neededBy.get()) {
-            if (auto file = in(at->file.searchedFirst, "run path")) return file;
+            if (auto file = inRunPath(at->file.rpath, at->file.path)) return file;
         }
         return std::nullopt;
+    }
+
+    std::optional<LibraryFile> inRunPath(const std::optional<std::string>& runPath, const std::string& file) {
+        return runPath ? in(runPathFolders(*runPath, file), "run path") : std::nullopt;
     }
 
     std::optional<LibraryFile> inCache() {
@@ -126,11 +131,13 @@ std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& l
     Search search(library);
     if (auto file = search.inRunPathsOf(needing)) return file;
     if (auto file = search.in(kEnvironment, "LD_LIBRARY_PATH")) return file;
-    if (auto file = search.in(needing.file.searchedAfter, "run path")) return file;
+    if (auto file = search.inRunPath(needing.file.runpath, needing.file.path)) return file;
     if (auto file = search.inCache()) return file;
     if (auto file = search.in(kSystem, "system folder")) return file;
     return search.in({ownFolder(needing)}, "own folder");
 }
+
+bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::elf; }
 
 std::string comparedLibraryName(const std::string& name) { return name; }
 

@@ -97,6 +97,8 @@ std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& l
     return std::nullopt;
 }
 
+bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::pe; }
+
 std::string comparedLibraryName(const std::string& name) {
     std::string folded = name;
     for (char& letter : folded) {

@@ -6,8 +6,8 @@
 
 namespace qvp {
 
-/// Runs the tool with these arguments: 0 when all is well, 1 when a problem was found, 2 for a wrong use,
-/// which `errors` explains.
+/// Runs the tool with these arguments. Returns 0 if everything is OK, 1 if a problem was found, 2 for wrong
+/// use, which `errors` explains, and 3 if `check` found no problem but a plugin is for the other system.
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& errors);
 
 }  // namespace qvp

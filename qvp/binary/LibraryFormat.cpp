@@ -82,6 +82,11 @@ std::string otherDescription(const std::string& head) {
 
 }  // namespace
 
+const char* systemOf(LibraryFormat::Kind kind) {
+    if (kind == LibraryFormat::Kind::other) return "";
+    return kind == LibraryFormat::Kind::elf ? "Linux" : "Windows";
+}
+
 std::string hexadecimal(std::string_view bytes) {
     constexpr const char* kDigits = "0123456789abcdef";
     std::string text;

@@ -18,6 +18,9 @@ struct LibraryFormat {
     std::string description;  ///< "ELF shared library, x86-64", "PE library, AArch64", "text file", ...
 };
 
+/// "Linux" or "Windows", whose libraries are of this kind; "" for another kind.
+const char* systemOf(LibraryFormat::Kind kind);
+
 LibraryFormat recognizeFormat(const FileContent& content);
 
 /// A little-endian number, as in both formats for x86-64; 0 past the end.

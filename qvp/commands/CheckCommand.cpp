@@ -29,6 +29,7 @@ private:
     }
 
     void addOf(const Entry& entry) {
+        if (entry.inspection.isOnlyRead()) return;  // see `onlyReadDocument`
         for (const Step& step : entry.inspection.steps) {
             if (step.state == StepState::failed) return add(entry, stepDocument(step)["step"], step.text);
         }
@@ -67,9 +68,30 @@ private:
     Document problems_ = Document::array();
 };
 
+// A plugin for the other system, and its steps that could not be taken here.
+Document onlyReadDocument(const Entry& entry) {
+    Document steps = Document::array();
+    for (const Step& step : entry.inspection.steps) {
+        if (step.state == StepState::needsOtherSystem) steps.push_back(stepDocument(step)["step"]);
+    }
+    return {{"plugin", entry.name()},
+            {"file", entry.path},
+            {"system", systemOf(entry.inspection.file.kind)},
+            {"steps", std::move(steps)}};
+}
+
 std::string printedName(const Document& problem) {
     const std::string plugin = textOf(problem, "plugin");
     return plugin.empty() ? plugin : plugin + "  ";
+}
+
+void printOnlyRead(const Document& plugins, Page& page) {
+    for (const Document& plugin : plugins) {
+        page.paragraph({printedName(plugin) + textOf(plugin, "file"), Style::strong}, 0, 2);
+        page.paragraph({"needs " + textOf(plugin, "system") + " for " + listed(textsOf(plugin["steps"])),
+                        Style::doubtful},
+                       4, 2);
+    }
 }
 
 class CheckCommand : public Command {
@@ -80,6 +102,9 @@ public:
     }
 
     void addOptions(CLI::App& app) override {
+        app.footer(
+            "Exit status: 0 all is well, 1 a problem was found, 2 wrong use,\n"
+            "3 nothing failed, but a plugin for the other system was only read");
         app.add_option("files", files_, "The files to check; without any, everything in the directories")
             ->type_name("FILE");
     }
@@ -93,10 +118,13 @@ public:
         std::erase_if(places, [&](std::size_t place) { return !files_.empty() && given.count(place) == 0; });
 
         Document checked = Document::array();
+        Document onlyRead = Document::array();
         for (const std::size_t place : places) {
             Document plugin = shortDocument(catalogue.entries()[place]);
             plugin["state"] = stateOf(catalogue.entries()[place]);
             checked.push_back(std::move(plugin));
+            if (catalogue.entries()[place].inspection.isOnlyRead())
+                onlyRead.push_back(onlyReadDocument(catalogue.entries()[place]));
         }
         Document problems = Findings(catalogue, places).take();
         for (const SearchDirectory& directory : missingDirectories(setting))
@@ -104,11 +132,18 @@ public:
                                 {"plugin", ""},
                                 {"file", directory.path},
                                 {"text", "This directory, named by " + directory.origin + ", is not there"}});
-        return {{"ok", problems.empty()},
+        return {{"ok", problems.empty() && onlyRead.empty()},
                 {"checked", std::move(checked)},
                 {"problems", std::move(problems)},
+                {"onlyRead", std::move(onlyRead)},
                 {"cycles", cyclesDocument(catalogue)},
                 {"duplicates", duplicatesDocument(catalogue)}};
+    }
+
+    int exitStatus(const Document& document) const override {
+        constexpr int kNotEverythingChecked = 3;
+        const bool isOnlyRead = document["problems"].empty() && !document["onlyRead"].empty();
+        return isOnlyRead ? kNotEverythingChecked : Command::exitStatus(document);
     }
 
     void print(const Document& document, Page& page) const override {
@@ -116,12 +151,16 @@ public:
             page.paragraph({printedName(problem) + textOf(problem, "file"), Style::strong}, 0, 2);
             page.paragraph({textOf(problem, "text"), Style::bad}, 4, 2);
         }
+        printOnlyRead(document["onlyRead"], page);
         printDuplicates(document["duplicates"], page);
         const std::size_t all = document["checked"].size();
+        const std::size_t readCount = document["onlyRead"].size();
         std::set<std::string> failed;
         for (const Document& problem : document["problems"]) failed.insert(textOf(problem, "file"));
         page.heading("Checked " + std::to_string(all) + (all == 1 ? " file: " : " files: ") +
-                     (failed.empty() ? "all well" : std::to_string(failed.size()) + " with problems"));
+                     (failed.empty() ? std::string(readCount == 0 ? "all well" : "nothing failed")
+                                     : std::to_string(failed.size()) + " with problems") +
+                     (readCount == 0 ? "" : ", " + std::to_string(readCount) + " only read"));
     }
 
 private:

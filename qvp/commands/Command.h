@@ -39,8 +39,10 @@ public:
     virtual const char* summary() const = 0;
     /// Its own options and arguments.
     virtual void addOptions(CLI::App&) {}
-    /// The document, whose "ok" says whether no problem was found; that is the exit status.
+    /// The document, whose "ok" states whether no problem was found.
     virtual Document run(const Setting& setting) = 0;
+    /// What the process ends with, from the document that `run` returned.
+    virtual int exitStatus(const Document& document) const { return document["ok"].get<bool>() ? 0 : 1; }
     /// For people, from the document alone.
     virtual void print(const Document& document, Page& page) const = 0;
 };

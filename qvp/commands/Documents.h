@@ -8,7 +8,7 @@
 /// The parts that several documents have in common, and how they look in text.
 namespace qvp {
 
-/// "ok", "refused", "duplicate".
+/// "ok", "refused", "otherSystem", "duplicate".
 std::string stateOf(const Entry& entry);
 Style styleOf(const std::string& state);
 

@@ -13,6 +13,7 @@ struct WhySteps {
     std::vector<NeededLibrary> libraries;
     std::string callStack;  ///< of a crash during initialization
 
+    /// Whether all steps are OK.
     bool isWell() const;
     /// One line.
     std::string verdict(const Entry& entry) const;

@@ -18,6 +18,8 @@ std::string firstProblem(const Inspection& inspection) {
     for (const Step& step : inspection.steps) {
         if (step.state == StepState::failed) return step.text;
     }
+    if (inspection.isOnlyRead())
+        return std::string("This plugin is for ") + systemOf(inspection.file.kind) + ": it is only read.";
     const bool isNamed = inspection.descriptor && !inspection.descriptor->name.empty();
     return isNamed ? "" : "This plugin has an empty name.";
 }

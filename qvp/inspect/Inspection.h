@@ -28,13 +28,13 @@ enum class StepName {
     initialization
 };
 
-enum class StepState { ok, failed, notReached };
+enum class StepState { ok, failed, notReached, needsOtherSystem };
 
 struct Step {
     StepName name;
     StepState state = StepState::notReached;
     int errorNumber = 0;  ///< the system's, where it gave one
-    std::string text;     ///< what is wrong, in one sentence; "" when it is well
+    std::string text;     ///< what is wrong, or "needs Windows"; "" if it is OK
 };
 
 /// What is known of one file by itself: the steps up to `descriptor`. What depends on other plugins is added
@@ -48,6 +48,11 @@ struct Inspection {
     std::optional<QvPluginSystem::QvPluginInfo> descriptor;
     std::vector<Step> steps;  ///< found ... descriptor
     std::string printed;      ///< what the plugin's code printed while it was looked at
+
+    /// The first step in this state; null if there is none.
+    const Step* firstStep(StepState state) const;
+    /// Whether no step failed, but some need the other system, which this library is for.
+    bool isOnlyRead() const;
 };
 
 enum class Depth {

@@ -5,7 +5,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 
 #include "commands/Command.h"
-#include "os/Terminal.h"
+#include "report/Terminal.h"
 
 #include <CLI/CLI.hpp>
 
@@ -76,7 +76,7 @@ int runCommand(Command& command, const Options& options, std::ostream& out, std:
         command.print(document, page);
     }
     out.flush();
-    return document["ok"].get<bool>() ? 0 : 1;
+    return command.exitStatus(document);
 }
 
 }  // namespace

@@ -6,8 +6,9 @@
 
 namespace qvp {
 
-/// Runs the tool with these arguments. Returns 0 if all is OK, 1 if a problem was found, and 2 if the
-/// arguments are invalid; the reason is then written to `errors`.
+/// Runs the tool with these arguments. Returns 0 if all is OK, 1 if a problem was found, 2 if the arguments
+/// are invalid, with the reason written to `errors`, and 3 if `check` found no problem but a plugin is for
+/// the other system.
 int runCommandLine(std::vector<std::string> arguments, std::ostream& out, std::ostream& errors);
 
 }  // namespace qvp

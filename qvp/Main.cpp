@@ -1,7 +1,7 @@
 #include "CommandLine.h"
+#include "child/Arguments.h"
 #include "inspect/Inspection.h"
-#include "os/Arguments.h"
-#include "os/Terminal.h"
+#include "report/Terminal.h"
 
 #include <exception>
 #include <iostream>

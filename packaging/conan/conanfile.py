@@ -36,10 +36,10 @@ class QvPlatformRecipe(ConanFile):
     def requirements(self):
         self.requires("boost/[>=1.74]")
         self.requires("onetbb/[>=2021.8]")
+        self.requires("elfutils/[>=0.188]")  # headers of libdw, which is opened at run time
         if self.options.tools:
             self.requires("cli11/[>=2.1]")
             self.requires("nlohmann_json/[>=3.11]")
-            self.requires("elfutils/[>=0.188]")
 
     def layout(self):
         cmake_layout(self)

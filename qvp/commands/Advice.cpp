@@ -115,12 +115,15 @@ std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index
                                    const std::vector<Step>& steps) {
     const auto failed = std::find_if(steps.begin(), steps.end(),
                                      [](const Step& step) { return step.state == StepState::failed; });
+    if (catalogue.entries()[place].inspection.isOnlyRead())
+        return {aboutStep(catalogue.entries()[place], StepName::architecture)};
     if (failed == steps.end()) return {};
     if (failed->name != StepName::dependencies) return {aboutStep(catalogue.entries()[index], failed->name)};
 
     std::vector<std::string> advice;
     const std::size_t root = causeOf(catalogue, index).back();
     const Entry& cause = catalogue.entries()[root];
+    if (cause.inspection.isOnlyRead()) return {aboutStep(cause, StepName::architecture)};
     if (!cause.isUsable()) {
         for (const Step& step : cause.inspection.steps) {
             if (step.state == StepState::failed) return {aboutStep(cause, step.name)};

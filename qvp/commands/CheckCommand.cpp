@@ -29,6 +29,7 @@ private:
     }
 
     void addOf(const Entry& entry) {
+        if (entry.inspection.isOnlyRead()) return;  // see `onlyReadDocument`
         for (const Step& step : entry.inspection.steps) {
             if (step.state == StepState::failed) return add(entry, stepDocument(step)["step"], step.text);
         }
@@ -66,9 +67,30 @@ private:
     Document problems_ = Document::array();
 };
 
+// A plugin for the other system, and its steps that could not be taken here.
+Document onlyReadDocument(const Entry& entry) {
+    Document steps = Document::array();
+    for (const Step& step : entry.inspection.steps) {
+        if (step.state == StepState::needsOtherSystem) steps.push_back(stepDocument(step)["step"]);
+    }
+    return {{"plugin", entry.name()},
+            {"file", entry.path},
+            {"system", systemOf(entry.inspection.file.kind)},
+            {"steps", std::move(steps)}};
+}
+
 std::string printedName(const Document& problem) {
     const std::string plugin = textOf(problem, "plugin");
     return plugin.empty() ? plugin : plugin + "  ";
+}
+
+void printOnlyRead(const Document& plugins, Page& page) {
+    for (const Document& plugin : plugins) {
+        page.paragraph({printedName(plugin) + textOf(plugin, "file"), Style::strong}, 0, 2);
+        page.paragraph({"needs " + textOf(plugin, "system") + " for " + listed(textsOf(plugin["steps"])),
+                        Style::doubtful},
+                       4, 2);
+    }
 }
 
 class CheckCommand : public Command {
@@ -79,6 +101,9 @@ public:
     }
 
     void addOptions(CLI::App& app) override {
+        app.footer(
+            "Exit status: 0 all is OK, 1 a problem was found, 2 invalid command line,\n"
+            "3 nothing failed, but a plugin for the other system was only read");
         app.add_option("files", files_, "The files to check; by default, all in the search directories")
             ->type_name("FILE");
     }
@@ -92,10 +117,13 @@ public:
         std::erase_if(indices, [&](std::size_t index) { return !files_.empty() && given.count(index) == 0; });
 
         Document checked = Document::array();
+        Document onlyRead = Document::array();
         for (const std::size_t index : indices) {
             Document plugin = shortDocument(catalogue.entries()[index]);
             plugin["state"] = stateOf(catalogue.entries()[index]);
             checked.push_back(std::move(plugin));
+            if (catalogue.entries()[index].inspection.isOnlyRead())
+                onlyRead.push_back(onlyReadDocument(catalogue.entries()[index]));
         }
         Document problems = Findings(catalogue, indices).take();
         for (const SearchDirectory& directory : missingDirectories(setting))
@@ -104,11 +132,18 @@ public:
                  {"plugin", ""},
                  {"file", directory.path},
                  {"text", "This directory, given by " + directory.origin + ", does not exist"}});
-        return {{"ok", problems.empty()},
+        return {{"ok", problems.empty() && onlyRead.empty()},
                 {"checked", std::move(checked)},
                 {"problems", std::move(problems)},
+                {"onlyRead", std::move(onlyRead)},
                 {"cycles", cyclesDocument(catalogue)},
                 {"duplicates", duplicatesDocument(catalogue)}};
+    }
+
+    int exitStatus(const Document& document) const override {
+        constexpr int kNotEverythingChecked = 3;
+        const bool isOnlyRead = document["problems"].empty() && !document["onlyRead"].empty();
+        return isOnlyRead ? kNotEverythingChecked : Command::exitStatus(document);
     }
 
     void print(const Document& document, Page& page) const override {
@@ -116,12 +151,16 @@ public:
             page.paragraph({printedName(problem) + textOf(problem, "file"), Style::strong}, 0, 2);
             page.paragraph({textOf(problem, "text"), Style::bad}, 4, 2);
         }
+        printOnlyRead(document["onlyRead"], page);
         printDuplicates(document["duplicates"], page);
         const std::size_t all = document["checked"].size();
+        const std::size_t readCount = document["onlyRead"].size();
         std::set<std::string> failed;
         for (const Document& problem : document["problems"]) failed.insert(textOf(problem, "file"));
         page.heading("Checked " + std::to_string(all) + (all == 1 ? " file: " : " files: ") +
-                     (failed.empty() ? "all OK" : std::to_string(failed.size()) + " with problems"));
+                     (failed.empty() ? std::string(readCount == 0 ? "all OK" : "nothing failed")
+                                     : std::to_string(failed.size()) + " with problems") +
+                     (readCount == 0 ? "" : ", " + std::to_string(readCount) + " only read"));
     }
 
 private:

@@ -38,9 +38,10 @@ public:
     virtual const char* summary() const = 0;
     /// Adds the options and arguments of this command.
     virtual void addOptions(CLI::App&) {}
-    /// Executes the command. In the result, "ok" is true if no problem was found; it determines the exit
-    /// status.
+    /// Executes the command. In the result, "ok" is true if no problem was found.
     virtual Document run(const Setting& setting) = 0;
+    /// The exit status of the process for a result of `run`.
+    virtual int exitStatus(const Document& document) const { return document["ok"].get<bool>() ? 0 : 1; }
     /// Prints `document`, a result of `run`, as text.
     virtual void print(const Document& document, Page& page) const = 0;
 };

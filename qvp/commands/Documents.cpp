@@ -21,6 +21,8 @@ const char* textOf(StepState state) {
             return "ok";
         case StepState::failed:
             return "failed";
+        case StepState::needsOtherSystem:
+            return "needsOtherSystem";
         default:
             return "notReached";
     }
@@ -56,14 +58,16 @@ Document dependencyDocument(const Catalogue& catalogue, const Entry::Edge& edge)
 }  // namespace
 
 std::string stateOf(const Entry& entry) {
+    if (entry.inspection.isOnlyRead()) return "otherSystem";
     if (!entry.problem.empty()) return "refused";
     return entry.isDuplicate() ? "duplicate" : "ok";
 }
 
 Style styleOf(const std::string& state) {
     if (state == "ok") return Style::good;
-    return state == "duplicate" || state == "notReached" || state == "not reached" ? Style::doubtful
-                                                                                   : Style::bad;
+    const bool isDoubtful =
+        state == "duplicate" || state == "not reached" || state == "otherSystem" || state == "other system";
+    return isDoubtful ? Style::doubtful : Style::bad;
 }
 
 Document shortDocument(const Entry& entry) { return {{"name", entry.name()}, {"file", entry.path}}; }

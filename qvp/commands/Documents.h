@@ -8,7 +8,7 @@
 /// Parts that several documents share, and their text output.
 namespace qvp {
 
-/// "ok", "refused" or "duplicate".
+/// "ok", "refused", "otherSystem" or "duplicate".
 std::string stateOf(const Entry& entry);
 Style styleOf(const std::string& state);
 

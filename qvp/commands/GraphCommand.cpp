@@ -2,10 +2,9 @@
 #include <QvPlatform/system/Process.h>
 
 #include "QvPluginSystem/rules/PluginRules.h"
+#include "binary/FileContent.h"
 #include "commands/Documents.h"
 #include "inspect/Rehearsal.h"
-#include "os/FileContent.h"
-#include "os/WriteFile.h"
 #include "report/Picture.h"
 
 #include <CLI/CLI.hpp>

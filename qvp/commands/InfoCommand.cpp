@@ -127,7 +127,7 @@ void printLibraries(const Document& libraries, Page& page) {
     page.heading("Required libraries");
     Table table;
     for (const Document& library : libraries) {
-        const bool isMissing = library["file"].is_null();
+        const bool isMissing = library["file"].is_null() && textOf(library, "foundBy").empty();
         const std::string note = isMissing ? "needed by " + textOf(library, "neededBy") + "; searched in " +
                                                  listed(textsOf(library["lookedIn"]))
                                            : std::string();

@@ -5,7 +5,8 @@ namespace qvp {
 namespace {
 
 Document totalsOf(const Document& plugins) {
-    Document totals{{"files", plugins.size()}, {"ok", 0}, {"refused", 0}, {"duplicate", 0}};
+    Document totals{
+        {"files", plugins.size()}, {"ok", 0}, {"refused", 0}, {"otherSystem", 0}, {"duplicate", 0}};
     for (const Document& plugin : plugins) {
         Document& count = totals[textOf(plugin, "state")];
         count = count.get<int>() + 1;
@@ -95,7 +96,7 @@ private:
         const Document& totals = document["totals"];
         page.heading("Files: " + totals["files"].dump());
         Table table;
-        for (const char* state : {"ok", "refused", "duplicate"}) {
+        for (const char* state : {"ok", "refused", "otherSystem", "duplicate"}) {
             const std::vector<std::string> names = namesIn(document["plugins"], state);
             if (names.empty()) continue;
             const bool isNamed = std::string(state) != "ok";

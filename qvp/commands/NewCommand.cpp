@@ -5,8 +5,8 @@
 #include <QvPlatform/filesystem/Filesystem.h>
 #include <CLI/CLI.hpp>
 
+#include "binary/FileContent.h"
 #include "new/Templates.h"
-#include "os/WriteFile.h"
 
 #include <algorithm>
 #include <array>

@@ -78,7 +78,7 @@ Document becauseOf(const Catalogue& catalogue, std::size_t index) {
 Document librariesOf(const std::vector<NeededLibrary>& libraries) {
     Document missing = Document::array();
     for (const NeededLibrary& library : libraries) {
-        const bool isUsable = !library.path.empty() && library.problem == LibraryFile::Problem::none;
+        const bool isUsable = !library.isMissing() && library.problem == LibraryFile::Problem::none;
         if (!isUsable) missing.push_back(libraryDocument(library));
     }
     return missing;

@@ -38,9 +38,15 @@ Step initializationStep(const Entry& entry, const Setting& setting, std::string&
 
 }  // namespace
 
-bool WhySteps::isOk() const { return !firstFailed(steps); }
+bool WhySteps::isOk() const {
+    return std::all_of(steps.begin(), steps.end(),
+                       [](const Step& step) { return step.state == StepState::ok; });
+}
 
 std::string WhySteps::verdict(const Entry& entry) const {
+    if (entry.inspection.isOnlyRead())
+        return entry.name() + " is not loaded: this system cannot load a library for " +
+               systemOf(entry.inspection.file.kind) + ".";
     const Step* failed = firstFailed(steps);
     if (failed) return entry.name() + " is not loaded: " + failed->text;
     if (!entry.isCalledLikeItsPlugin())
@@ -53,6 +59,12 @@ std::string WhySteps::verdict(const Entry& entry) const {
 WhySteps takeSteps(const Catalogue& catalogue, std::size_t index, const Setting& setting) {
     const Entry& entry = catalogue.entries()[index];
     Inspection inspection = closeLookAt(entry.path, setting);
+    if (inspection.isOnlyRead()) {
+        const Step unknown = *inspection.firstStep(StepState::needsOtherSystem);
+        for (const StepName name : {StepName::dependencies, StepName::initialization})
+            inspection.steps.push_back({name, unknown.state, 0, unknown.text});
+        return {std::move(inspection.steps), std::move(inspection.libraries), {}};
+    }
     WhySteps taken{std::move(inspection.steps), std::move(inspection.libraries), {}};
     const bool isUsable = taken.isOk();
     taken.steps.push_back(isUsable ? dependenciesStep(entry)

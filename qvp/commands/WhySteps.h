@@ -13,6 +13,7 @@ struct WhySteps {
     std::vector<NeededLibrary> libraries;
     std::string callStack;  ///< of a crash during initialization; "" without one
 
+    /// True if all steps are OK.
     bool isOk() const;
     /// One sentence for the user.
     std::string verdict(const Entry& entry) const;

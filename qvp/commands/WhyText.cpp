@@ -20,6 +20,7 @@ void printSteps(const Document& steps, Page& page) {
     for (const Document& step : steps) {
         std::string state = textOf(step, "state");
         if (state == "notReached") state = "not reached";
+        if (state == "needsOtherSystem") state = "other system";
         std::string text = textOf(step, "text");
         if (step["errorNumber"] != 0) text += " (system error " + step["errorNumber"].dump() + ")";
         table.rows.push_back({{{state, styleOf(state)}, {stepTitle(textOf(step, "step"))}, {text}}, {}});

@@ -4,8 +4,8 @@
 
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "inspect/CycleFinder.h"
+#include "inspect/FileIdentity.h"
 #include "inspect/Rehearsal.h"
-#include "os/FileIdentity.h"
 
 #include <algorithm>
 #include <numeric>
@@ -20,6 +20,8 @@ std::string firstProblem(const Inspection& inspection) {
     for (const Step& step : inspection.steps) {
         if (step.state == StepState::failed) return step.text;
     }
+    if (inspection.isOnlyRead())
+        return std::string("This plugin is for ") + systemOf(inspection.file.kind) + ": it is only read.";
     const bool isNamed = inspection.descriptor && !inspection.descriptor->name.empty();
     return isNamed ? "" : rules::kEmptyNameMessage;
 }

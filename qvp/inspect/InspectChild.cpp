@@ -1,8 +1,9 @@
 #include "inspect/InspectChild.h"
 
+#include "child/Child.h"
 #include "inspect/ChildSupport.h"
 #include "inspect/InspectReport.h"
-#include "os/Child.h"
+#include "inspect/Steps.h"
 
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/QvPluginSystem/QvPluginFuncInterface.h>
@@ -43,10 +44,10 @@ void* open(const std::string& file) {
 
 struct EntryPoints {
     explicit EntryPoints(void* handle)
-        : getInfo(find<QvPluginFuncInterface::GetPluginInfoFunc>(handle, "GetPluginInfo")),
-          initialize(find<QvPluginFuncInterface::InitializeFunc>(handle, "InitializePlugin")),
-          uninitialize(find<QvPluginFuncInterface::UninitializeFunc>(handle, "UninitializePlugin")),
-          getBuildInfo(find<QvPluginFuncInterface::GetBuildInfoFunc>(handle, "GetPluginBuildInfo")) {}
+        : getInfo(find<QvPluginFuncInterface::GetPluginInfoFunc>(handle, kEntryPoints[0])),
+          initialize(find<QvPluginFuncInterface::InitializeFunc>(handle, kEntryPoints[1])),
+          uninitialize(find<QvPluginFuncInterface::UninitializeFunc>(handle, kEntryPoints[2])),
+          getBuildInfo(find<QvPluginFuncInterface::GetBuildInfoFunc>(handle, kEntryPoints[3])) {}
 
     std::vector<std::string> found;
     std::vector<std::string> missing;
@@ -68,9 +69,7 @@ EntryPoints findEntryPoints(void* handle) {
     EntryPoints entryPoints(handle);
     writeReport({{"entryPointsFound", entryPoints.found}, {"entryPointsMissing", entryPoints.missing}});
     if (entryPoints.missing.empty()) return entryPoints;
-    std::string names;
-    for (const std::string& name : entryPoints.missing) names += (names.empty() ? "" : ", ") + name;
-    endWith(StepName::entryPoints, "does not export " + names);
+    endWith(StepName::entryPoints, missingEntryPointsText(entryPoints.missing));
 }
 
 // The plugin's answers, so that they can be checked without calling it again.

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "os/Child.h"
-#include "os/LibraryFile.h"
-#include "os/LibrarySearch.h"
+#include "binary/LibraryFile.h"
+#include "child/Child.h"
+#include "loader/LibrarySearch.h"
 
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
 
@@ -28,13 +28,13 @@ enum class StepName {
     initialization
 };
 
-enum class StepState { ok, failed, notReached };
+enum class StepState { ok, failed, notReached, needsOtherSystem };
 
 struct Step {
     StepName name;
     StepState state = StepState::notReached;
     int errorNumber = 0;  ///< the system's error number, or 0
-    std::string text;     ///< what is wrong, in one sentence; "" if OK
+    std::string text;     ///< what is wrong, in one sentence, or "needs Windows"; "" if OK
 };
 
 /// What is known about one file without other plugins: the steps up to `descriptor`. `Catalogue` adds what
@@ -48,6 +48,11 @@ struct Inspection {
     std::optional<QvPluginSystem::QvPluginInfo> descriptor;
     std::vector<Step> steps;  ///< found ... descriptor
     std::string printed;      ///< what the plugin's code printed while it was inspected
+
+    /// The first step in this state; null if there is none.
+    const Step* firstStep(StepState state) const;
+    /// True if no step failed, but some need the other system, for which this library is built.
+    bool isOnlyRead() const;
 };
 
 enum class Depth {

@@ -5,7 +5,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 
 #include "QvPluginSystem/rules/PluginRules.h"
-#include "os/FileIdentity.h"
+#include "inspect/FileIdentity.h"
 
 #include <algorithm>
 #include <optional>

@@ -1,7 +1,7 @@
+#include "child/Arguments.h"
+#include "child/Child.h"
 #include "inspect/InspectChild.h"
 #include "inspect/Inspection.h"
-#include "os/Arguments.h"
-#include "os/Child.h"
 
 namespace qvp {
 

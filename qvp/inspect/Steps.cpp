@@ -2,7 +2,10 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include "loader/LoaderRules.h"
+
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace qvp {
@@ -16,7 +19,7 @@ StepName stepOf(Problem problem) {
 }
 
 bool fails(const NeededLibrary& library) {
-    return !library.isNeededLater && (library.path.empty() || library.problem != Problem::none);
+    return !library.isNeededLater && (library.isMissing() || library.problem != Problem::none);
 }
 
 // "libfoo.so.1 (for libbar.so), which was not found in 7 folders"
@@ -40,13 +43,67 @@ std::string librariesProblem(const Inspection& inspection) {
     return text;
 }
 
+void findEntryPoints(const std::vector<std::string>& exportedNames, Inspection& inspection) {
+    for (const char* const name : kEntryPoints) {
+        const bool isFound =
+            std::find(exportedNames.begin(), exportedNames.end(), name) != exportedNames.end();
+        (isFound ? inspection.entryPointsFound : inspection.entryPointsMissing).emplace_back(name);
+    }
+}
+
+void nameLibraries(Inspection& inspection) {
+    const auto add = [&](const std::string& name, bool isLater) {
+        NeededLibrary library;
+        library.name = name;
+        library.neededBy = inspection.file.path;
+        library.foundBy = "not looked for";
+        library.isNeededLater = isLater;
+        inspection.libraries.push_back(std::move(library));
+    };
+    for (const std::string& name : inspection.file.needed) add(name, false);
+    for (const std::string& name : inspection.file.neededLater) add(name, true);
+}
+
+// What can be read is decided; whatever asks the loader or runs code is left to the other system.
+void takeStepsByReading(Inspection& inspection) {
+    findEntryPoints(inspection.file.exportedNames, inspection);
+    nameLibraries(inspection);
+    setAllSteps(inspection);
+    if (!inspection.entryPointsMissing.empty())
+        failAt(inspection, StepName::entryPoints, 0, missingEntryPointsText(inspection.entryPointsMissing));
+    for (const StepName name :
+         {StepName::libraries, StepName::opened, StepName::buildInformation, StepName::descriptor}) {
+        Step& step = inspection.steps[static_cast<std::size_t>(name)];
+        if (step.state == StepState::ok)
+            step = {name, StepState::needsOtherSystem, 0,
+                    std::string("needs ") + systemOf(inspection.file.kind)};
+    }
+}
+
 }  // namespace
+
+const Step* Inspection::firstStep(StepState state) const {
+    const auto found =
+        std::find_if(steps.begin(), steps.end(), [=](const Step& step) { return step.state == state; });
+    return found == steps.end() ? nullptr : &*found;
+}
+
+bool Inspection::isOnlyRead() const {
+    return !firstStep(StepState::failed) && firstStep(StepState::needsOtherSystem);
+}
+
+std::string missingEntryPointsText(const std::vector<std::string>& missing) {
+    std::string names;
+    for (const std::string& name : missing) names += (names.empty() ? "" : ", ") + name;
+    return "does not export " + names;
+}
 
 void dropDetails(Inspection& inspection) {
     LibraryFile& file = inspection.file;
-    for (auto* list : {&file.needed, &file.neededLater, &file.searchedFirst, &file.searchedAfter,
-                       &inspection.entryPointsFound, &inspection.entryPointsMissing})
+    for (auto* list : {&file.needed, &file.neededLater, &file.exportedNames, &inspection.entryPointsFound,
+                       &inspection.entryPointsMissing})
         std::vector<std::string>().swap(*list);
+    for (auto* text : {&file.rpath, &file.runpath}) text->reset();
     for (auto* text : {&inspection.buildInformation, &inspection.printed}) std::string().swap(*text);
     std::erase_if(inspection.libraries, [](const NeededLibrary& library) { return !fails(library); });
     inspection.libraries.shrink_to_fit();
@@ -73,6 +130,11 @@ bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspectio
     const LibraryFile& read = inspection.file;
     if (read.problem != Problem::none) {
         failAt(inspection, stepOf(read.problem), read.errorNumber, read.errorText);
+        return false;
+    }
+    if (!isForThisSystem(read)) {
+        if (depth == Depth::descriptor) inspection.file = readLibraryFile(file, Exports::read);
+        takeStepsByReading(inspection);
         return false;
     }
     inspection.libraries = findNeededLibraries(read);

@@ -2,7 +2,9 @@
 
 #include "inspect/Inspection.h"
 
+#include <array>
 #include <string>
+#include <vector>
 
 namespace qvp {
 
@@ -12,7 +14,15 @@ void setAllSteps(Inspection& inspection);
 /// Marks the steps before `name` as OK, `name` as failed, and the later ones as not reached.
 void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text);
 
-/// Takes the steps that run none of the file's code. Returns false if one failed.
+/// The functions that each plugin exports.
+inline constexpr std::array<const char*, 4> kEntryPoints{"GetPluginInfo", "InitializePlugin",
+                                                         "UninitializePlugin", "GetPluginBuildInfo"};
+
+/// "does not export GetPluginInfo, InitializePlugin".
+std::string missingEntryPointsText(const std::vector<std::string>& missing);
+
+/// Takes the steps that run none of the file's code. Returns false if one failed, or if the file is for the
+/// other system, so that no further step is possible here.
 bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspection);
 
 /// Drops what `Depth::descriptor` does not include, to save memory: with many plugins it is most of the data.

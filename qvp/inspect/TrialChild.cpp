@@ -1,8 +1,8 @@
+#include "child/Child.h"
+#include "child/CrashHandler.h"
 #include "inspect/ChildSupport.h"
 #include "inspect/InspectChild.h"
 #include "inspect/InspectReport.h"
-#include "os/Child.h"
-#include "os/CrashHandler.h"
 
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>

@@ -41,6 +41,7 @@ struct Colours {
 const std::map<std::string, Colours>& stateColours() {
     static const std::map<std::string, Colours> colours{{"ok", {"#e3f4e3", "#3a7d3a"}},
                                                         {"refused", {"#fbe3e3", "#b02a2a"}},
+                                                        {"otherSystem", {"#e3ecfb", "#3a5da8"}},
                                                         {"missing", {"#ffffff", "#b02a2a"}},
                                                         {"duplicate", {"#fdf3d6", "#a87800"}}};
     return colours;

@@ -3,6 +3,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 #include <QvPlatform/system/Process.h>
 
+#include "LibraryImages.h"
 #include "QvPluginSystem/PluginFixture.h"
 #include "Specimens.h"
 #include "report/Text.h"
@@ -56,6 +57,13 @@ protected:
         add("ragdoll", {"needs scene 9.0"});
         add("hinge", {"version 3.0", "needs motor 1.0"});
         add("motor", {"version 4.0", "needs hinge 2.0"});
+    }
+
+    /// For the other system.
+    void addForeign(const std::string& name) const {
+        const support::LibraryImage facts{{"libother"}, support::entryPoints()};
+        support::writeFile(path(name + ".qvp"),
+                           support::kWindows ? support::elfImage(facts) : support::peImage(facts));
     }
 
     static Texts strings(const Json& list, const char* key) {
@@ -119,6 +127,39 @@ TEST_F(CommandTest, checkStopsShortOfInitialization) {
     EXPECT_EQ(strings(text["problems"], "plugin"), (Texts{"gone", "text"}));
 }
 
+TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {
+    const std::string system = support::kWindows ? "Linux" : "Windows";
+    add("scene", {"version 1.2"});
+    addForeign("terrain");
+    const Json check = json({"check"}, 3);
+    ASSERT_EQ(check["onlyRead"].size(), 1U);
+    EXPECT_EQ(check["onlyRead"][0],
+              (Json{{"plugin", "terrain"},
+                    {"file", path("terrain.qvp")},
+                    {"system", system},
+                    {"steps", {"libraries", "opened", "buildInformation", "descriptor"}}}));
+    EXPECT_NE(run({"check"}).out.find("needs " + system + " for libraries, opened"), std::string::npos);
+    EXPECT_EQ(json({"list"}, 1)["totals"]["otherSystem"], 1);
+
+    const Json why = json({"why", "terrain"}, 1);
+    EXPECT_EQ(why["verdict"], "terrain is not loaded: this system cannot load a library for " + system + ".");
+    const std::string needsOther = "needsOtherSystem";
+    EXPECT_EQ(strings(why["steps"], "state"), (Texts{"ok", "ok", "ok", needsOther, needsOther, "ok",
+                                                     needsOther, needsOther, needsOther, needsOther}));
+    EXPECT_EQ(why["missingLibraries"].size(), 0U);
+    EXPECT_EQ(why["advice"][0], "Build terrain.qvp for this platform, 64-bit x86, or take that build of it.");
+
+    const Json info = json({"info", "terrain"}, 1);
+    EXPECT_EQ(info["problem"], "This plugin is for " + system + ": it is only read.");
+    EXPECT_EQ(info["entryPoints"]["found"].size(), 4U);
+    EXPECT_EQ(strings(info["libraries"], "foundBy"), Texts{"not looked for"});
+
+    add("ship", {"needs terrain 1.0"});
+    const Json ship = json({"check"}, 1);
+    EXPECT_EQ(strings(ship["problems"], "plugin"), Texts{"ship"});
+    EXPECT_EQ(json({"why", "ship"}, 1)["advice"], why["advice"]);
+}
+
 TEST_F(CommandTest, listAndOrder) {
     addSimulation();
     const std::string second = folder.addDirectory("second");
@@ -130,7 +171,8 @@ TEST_F(CommandTest, listAndOrder) {
     QvPlatform::putEnv("QVP_PATH", "");
     EXPECT_EQ(strings(env["directories"], "origin"), (Texts{"--dir", "QVP_PATH", "default"}));
     EXPECT_EQ(env["directories"][1]["plugins"], 1);
-    EXPECT_EQ(list["totals"], (Json{{"files", 9}, {"ok", 3}, {"refused", 5}, {"duplicate", 1}}));
+    EXPECT_EQ(list["totals"],
+              (Json{{"files", 9}, {"ok", 3}, {"refused", 5}, {"otherSystem", 0}, {"duplicate", 1}}));
     EXPECT_EQ(list["duplicates"][0]["taken"], path("scene.qvp"));
     EXPECT_EQ(list["duplicates"][0]["others"][0], second + "scene.qvp");
 
@@ -223,9 +265,13 @@ TEST_F(CommandTest, textFitsAHundredColumns) {
     addSimulation();
     const std::string name = "a-plugin-with-quite-a-long-name-" + std::string(80, 'x');
     add(name, {"needs scene 7.0", "displayName " + std::string(150, 'y'), "version 1.2"});
+    addForeign("foreign");
     add("red", {"needs " + name + " 2.0", "displayName \033[31mred"});
-    const std::vector<Texts> commands{{"list"},          {"info", name}, {"why", "red"}, {"why", "scene"},
-                                      {"why", "nobody"}, {"check"},      {"order"},      {"env"}};
+    const std::vector<Texts> commands{{"list"},           {"info", name},
+                                      {"why", "red"},     {"why", "scene"},
+                                      {"why", "nobody"},  {"info", "foreign"},
+                                      {"why", "foreign"}, {"check"},
+                                      {"order"},          {"env"}};
     for (Texts words : commands) {
         words.insert(words.end(), {"--color", "never"});
         std::istringstream lines(run(words).out);

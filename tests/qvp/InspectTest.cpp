@@ -1,6 +1,7 @@
 #include "commands/BuildInformation.h"
 #include "inspect/Inspection.h"
 
+#include "LibraryImages.h"
 #include "Specimens.h"
 #include "support/Platform.h"
 
@@ -146,6 +147,46 @@ TEST(Inspect, NamesTheMissingLibraryAndWhoNeedsIt) {
         const std::string own = kWindows ? "own folder" : "run path";
         EXPECT_EQ(library.foundBy == own, library.name == base || library.name == middle) << library.name;
     }
+}
+
+TEST(Inspect, OnlyReadsALibraryForTheOtherSystem) {
+    const support::TemporaryFolder folder;
+    const auto add = [&](const std::string& name, const Texts& exported) {
+        const support::LibraryImage facts{{"libother"}, exported};
+        support::writeFile(folder.path() + name, kWindows ? elfImage(facts) : peImage(facts));
+        return folder.path() + name;
+    };
+    const Texts files{add("whole.qvp", support::entryPoints()), add("empty.qvp", {"GetPluginInfo"})};
+    const auto ok = StepState::ok;
+    const auto needsOther = StepState::needsOtherSystem;
+    const auto notReached = StepState::notReached;
+    const std::vector<std::vector<StepState>> expected{
+        {ok, ok, ok, needsOther, needsOther, ok, needsOther, needsOther},
+        {ok, ok, ok, needsOther, needsOther, StepState::failed, notReached, notReached}};
+    for (const qvp::Depth depth : {qvp::Depth::descriptor, qvp::Depth::everything}) {
+        const auto inspections = inspectAll(files, 40s, depth);
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            std::vector<StepState> states;
+            for (const qvp::Step& step : inspections[i].steps) states.push_back(step.state);
+            EXPECT_EQ(states, expected[i]) << files[i];
+            EXPECT_EQ(inspections[i].isOnlyRead(), i == 0);
+            EXPECT_EQ(inspections[i].steps[3].text, kWindows ? "needs Linux" : "needs Windows");
+        }
+        EXPECT_EQ(inspections[1].steps[5].text,
+                  "does not export InitializePlugin, UninitializePlugin, GetPluginBuildInfo");
+        if (depth == qvp::Depth::descriptor) continue;
+        EXPECT_EQ(inspections[0].entryPointsFound, support::entryPoints());
+        ASSERT_EQ(inspections[0].libraries.size(), 1U);
+        EXPECT_EQ(inspections[0].libraries[0].name, "libother");
+        EXPECT_FALSE(inspections[0].libraries[0].isMissing());
+    }
+
+    // For a library that this system's loader looks for, such a file does not count.
+    const std::string middle = kWindows ? "libspecimenMiddle.dll" : "libspecimenMiddle.so";
+    add(middle, {});
+    const Inspection lacking = inspectAll({support::copySpecimen("needsLibrary.qvp", folder.path())})[0];
+    EXPECT_EQ(failure(lacking).rfind("libraries: needs " + middle + ", which is in none of ", 0), 0U)
+        << failure(lacking);
 }
 
 TEST(Inspect, ManyAtOnceAllComeBack) {

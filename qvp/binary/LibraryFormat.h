@@ -1,0 +1,39 @@
+#pragma once
+
+#include "binary/FileContent.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qvp {
+
+/// What a file is, by its first bytes, whichever system it is for.
+struct LibraryFormat {
+    enum class Kind { elf, pe, other };
+
+    Kind kind = Kind::other;
+    bool isLibrary = false;   ///< one that a loader can open; a program or an object file is none
+    bool isX8664 = false;     ///< for 64-bit x86, little-endian
+    std::string description;  ///< "ELF shared library, x86-64", "PE library, AArch64", "text file", ...
+};
+
+/// "Linux" or "Windows", whose libraries are of this kind; "" for another kind.
+const char* systemOf(LibraryFormat::Kind kind);
+
+LibraryFormat recognizeFormat(const FileContent& content);
+
+/// A little-endian number, as in both formats for x86-64; 0 past the end.
+template <typename Number>
+Number numberAt(std::string_view bytes, std::size_t offset) {
+    Number value = 0;
+    if (offset > bytes.size() || bytes.size() - offset < sizeof value) return 0;
+    for (std::size_t i = sizeof value; i-- > 0;)
+        value = static_cast<Number>(value << 8U | static_cast<unsigned char>(bytes[offset + i]));
+    return value;
+}
+
+/// Lower-case digits.
+std::string hexadecimal(std::string_view bytes);
+
+}  // namespace qvp

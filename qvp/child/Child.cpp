@@ -1,0 +1,88 @@
+#include "child/Child.h"
+
+#include "child/RunningChild.h"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+namespace qvp {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+unsigned childrenAtATime(const ChildLimits& limits) {
+    const unsigned wanted = limits.parallel != 0 ? limits.parallel : std::thread::hardware_concurrency();
+    return std::clamp(wanted, 1U, RunningChild::kMost);
+}
+
+class ChildPool {
+public:
+    ChildPool(const std::function<std::optional<ChildTask>()>& nextTask, const ChildLimits& limits)
+        : nextTask_(nextTask), time_(limits.time), size_(childrenAtATime(limits)) {}
+
+    void run() {
+        for (fill(); !places_.empty(); fill()) {
+            wait();
+            for (Place& ended : takeEnded()) ended.onEnd(ended.child.end());
+        }
+    }
+
+private:
+    struct Place {
+        RunningChild child;
+        std::function<void(ChildEnd)> onEnd;
+        Clock::time_point deadline;
+    };
+
+    void fill() {
+        while (!isExhausted_ && places_.size() < size_) {
+            std::optional<ChildTask> task = nextTask_();
+            isExhausted_ = !task;
+            if (task) start(std::move(*task));
+        }
+    }
+
+    void start(ChildTask task) {
+        auto started = RunningChild::start(task.arguments);
+        if (auto* failure = std::get_if<ChildEnd>(&started)) return task.onEnd(std::move(*failure));
+        places_.push_back(
+            {std::move(std::get<RunningChild>(started)), std::move(task.onEnd), Clock::now() + time_});
+    }
+
+    void wait() {
+        std::vector<RunningChild*> children;
+        for (Place& place : places_) children.push_back(&place.child);
+        // All have the same time, so the oldest's is over first.
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(places_.front().deadline - Clock::now());
+        RunningChild::wait(children, std::max(left, std::chrono::milliseconds(0)));
+    }
+
+    // They are out of the list before anyone is told, who may throw.
+    std::vector<Place> takeEnded() {
+        const auto now = Clock::now();
+        std::vector<Place> ended;
+        std::vector<Place> others;
+        for (Place& place : places_) {
+            const bool isOver = place.child.hasEnded() || now >= place.deadline;
+            (isOver ? ended : others).push_back(std::move(place));
+        }
+        places_ = std::move(others);
+        return ended;
+    }
+
+    const std::function<std::optional<ChildTask>()>& nextTask_;
+    std::chrono::milliseconds time_;
+    std::size_t size_;
+    std::vector<Place> places_;
+    bool isExhausted_ = false;
+};
+
+}  // namespace
+
+void runChildren(const std::function<std::optional<ChildTask>()>& nextTask, const ChildLimits& limits) {
+    ChildPool(nextTask, limits).run();
+}
+
+}  // namespace qvp

@@ -1,0 +1,235 @@
+// Order: `start`, `wait` any number of times, then `end` or the destructor. The child is created suspended
+// and put into a job before it runs, so its own children are in the job too. Both `end` and the destructor
+// terminate the job; closing its handle, as when this process dies, does the same. `end` reads the exit code
+// before that.
+//
+// Two threads read the pipes until no writer is left. So this process closes its writing ends in `start`, and
+// the job ends before the threads are joined; what exceeds the limits is read and dropped. `start` sets an
+// environment variable of this process while it creates the child, so only one thread may call it at a time.
+
+#include "child/RunningChild.h"
+
+#include "child/win32/Gate.h"
+#include "child/win32/Report.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace qvp {
+namespace {
+
+using QvPlatform::StringConversions::toWide;
+
+struct Pipe {
+    Pipe() {
+        HANDLE read = nullptr;
+        HANDLE write = nullptr;
+        if (!CreatePipe(&read, &write, nullptr, 0)) return;
+        reading = Handle(read);
+        writing = Handle(write);
+        SetHandleInformation(write, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    }
+    Handle reading;
+    Handle writing;
+};
+
+// Reads a pipe to its end on its own thread, because the system cannot wait for pipes. The text is complete
+// once no writer is left.
+class Collector {
+public:
+    Collector(Handle pipe, std::size_t kept)
+        : thread_([this, own = std::move(pipe), kept] { collect(own.get(), kept); }) {}
+    Collector(const Collector&) = delete;
+    Collector& operator=(const Collector&) = delete;
+    ~Collector() { finish(); }
+
+    std::string take() {
+        finish();
+        return std::move(text_);
+    }
+
+private:
+    void collect(HANDLE pipe, std::size_t kept) {
+        std::array<char, 4096> bytes;
+        DWORD count = 0;
+        while (ReadFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) && count != 0)
+            text_.append(bytes.data(), std::min<std::size_t>(count, kept - text_.size()));
+    }
+
+    void finish() {
+        if (thread_.joinable()) thread_.join();
+    }
+
+    std::string text_;
+    std::thread thread_;
+};
+
+// Quotes by the rules by which the C runtime splits a command line.
+std::wstring quoted(const std::wstring& argument) {
+    std::wstring text = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t letter : argument) {
+        if (letter == L'"') text.append(backslashes + 1, L'\\');
+        backslashes = letter == L'\\' ? backslashes + 1 : 0;
+        text += letter;
+    }
+    return text.append(backslashes, L'\\') + L'"';
+}
+
+// The handles that a new process inherits, and no others.
+class InheritedHandles {
+public:
+    explicit InheritedHandles(std::array<HANDLE, 3> handles) : handles_(handles) {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        storage_.resize(size);
+        if (!InitializeProcThreadAttributeList(list(), 1, 0, &size)) return;
+        isMade_ = true;
+        UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
+                                  sizeof handles_, nullptr, nullptr);
+    }
+    InheritedHandles(const InheritedHandles&) = delete;
+    InheritedHandles& operator=(const InheritedHandles&) = delete;
+    ~InheritedHandles() {
+        if (isMade_) DeleteProcThreadAttributeList(list());
+    }
+
+    LPPROC_THREAD_ATTRIBUTE_LIST list() {
+        return static_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(static_cast<void*>(storage_.data()));
+    }
+
+private:
+    std::array<HANDLE, 3> handles_;
+    std::string storage_;
+    bool isMade_ = false;
+};
+
+std::wstring ownProgram() {
+    return filledText([](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
+}
+
+Handle openNothing() {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    return Handle(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                              OPEN_EXISTING, 0, nullptr));
+}
+
+// A process that does not run yet; both handles are null on failure.
+PROCESS_INFORMATION createSuspended(const std::vector<std::string>& arguments, HANDLE output, HANDLE report) {
+    const std::wstring program = ownProgram();
+    std::wstring commandLine = quoted(program);
+    for (const std::string& argument : arguments) commandLine += L' ' + quoted(toWide(argument));
+    const Handle nothing = openNothing();
+    InheritedHandles inherited({nothing.get(), output, report});
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = nothing.get();
+    startup.StartupInfo.hStdOutput = output;
+    startup.StartupInfo.hStdError = output;
+    startup.lpAttributeList = inherited.list();
+    PROCESS_INFORMATION started{};
+    SetEnvironmentVariableW(kReportVariable,
+                            std::to_wstring(reinterpret_cast<std::uintptr_t>(report)).c_str());
+    const BOOL isStarted = CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                                          CREATE_SUSPENDED | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT,
+                                          nullptr, nullptr, &startup.StartupInfo, &started);
+    const DWORD error = GetLastError();
+    SetEnvironmentVariableW(kReportVariable, nullptr);
+    SetLastError(error);
+    return isStarted ? started : PROCESS_INFORMATION{};
+}
+
+// Its processes end when its last handle is closed.
+Handle createJob() {
+    Handle job(CreateJobObjectW(nullptr, nullptr));
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    return job;
+}
+
+ChildEnd notStarted(DWORD error) {
+    return {ChildEnd::Kind::notStarted, static_cast<int>(error), systemErrorText(error), {}, {}};
+}
+
+}  // namespace
+
+struct RunningChild::Record {
+    Record(Handle startedProcess, Handle itsJob, Pipe& outputPipe, Pipe& reportPipe)
+        : process(std::move(startedProcess)),
+          job(std::move(itsJob)),
+          output(std::move(outputPipe.reading), kOutputKept),
+          report(std::move(reportPipe.reading), kReportKept) {}
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
+    ~Record() { endAll(); }
+
+    // Ends the collectors too: no writer is left.
+    void endAll() {
+        TerminateJobObject(job.get(), 1);
+        TerminateProcess(process.get(), 1);
+        WaitForSingleObject(process.get(), INFINITE);
+    }
+
+    Handle process;
+    Handle job;
+    Collector output;
+    Collector report;
+    bool hasEnded = false;
+};
+
+RunningChild::RunningChild(std::unique_ptr<Record> record) : record_(std::move(record)) {}
+RunningChild::RunningChild(RunningChild&& other) noexcept = default;
+RunningChild& RunningChild::operator=(RunningChild&& other) noexcept = default;
+RunningChild::~RunningChild() = default;
+
+std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::string>& arguments) {
+    Pipe output;
+    Pipe report;
+    if (!output.reading || !report.reading) return notStarted(GetLastError());
+    const PROCESS_INFORMATION started =
+        createSuspended(arguments, output.writing.get(), report.writing.get());
+    if (!started.hProcess) return notStarted(GetLastError());
+    const Handle thread(started.hThread);
+    Handle job = createJob();
+    AssignProcessToJobObject(job.get(), started.hProcess);
+    output.writing.close();
+    report.writing.close();
+    auto record = std::make_unique<Record>(Handle(started.hProcess), std::move(job), output, report);
+    ResumeThread(thread.get());
+    return RunningChild(std::move(record));
+}
+
+void RunningChild::wait(const std::vector<RunningChild*>& children, std::chrono::milliseconds time) {
+    std::vector<HANDLE> processes;
+    for (const RunningChild* child : children) processes.push_back(child->record_->process.get());
+    constexpr std::chrono::milliseconds::rep kLongest = 0x7FFFFFFF;
+    WaitForMultipleObjects(static_cast<DWORD>(processes.size()), processes.data(), FALSE,
+                           static_cast<DWORD>(std::min(time.count(), kLongest)));
+    for (RunningChild* child : children)
+        child->record_->hasEnded = WaitForSingleObject(child->record_->process.get(), 0) == WAIT_OBJECT_0;
+}
+
+bool RunningChild::hasEnded() const { return record_->hasEnded; }
+
+ChildEnd RunningChild::end() {
+    DWORD code = 0;
+    GetExitCodeProcess(record_->process.get(), &code);
+    record_->endAll();
+    ChildEnd end;
+    end.kind = ChildEnd::Kind::timedOut;
+    if (record_->hasEnded) {
+        end.code = static_cast<int>(code);
+        end.text = crashText(code);
+        end.kind = end.text.empty() ? ChildEnd::Kind::exited : ChildEnd::Kind::crashed;
+    }
+    end.report = record_->report.take();
+    end.output = record_->output.take();
+    return end;
+}
+
+}  // namespace qvp

@@ -1,0 +1,49 @@
+#include "loader/LibrarySearch.h"
+
+#include "loader/LoaderRules.h"
+
+#include <deque>
+#include <unordered_set>
+#include <utility>
+
+namespace qvp {
+
+std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::string& foundBy,
+                                         NeededLibrary& library) {
+    using Problem = LibraryFile::Problem;
+    LibraryFile file = readLibraryFile(path, Exports::skip);
+    const bool isForOther = file.problem == Problem::none && !isForThisSystem(file);
+    if (isForOther || file.problem == Problem::missing || file.problem == Problem::wrongArchitecture)
+        return std::nullopt;
+    library.path = file.path;
+    library.foundBy = foundBy;
+    library.problem = file.problem;
+    library.problemText = file.errorText;
+    return file;
+}
+
+std::vector<NeededLibrary> findNeededLibraries(const LibraryFile& file) {
+    std::vector<NeededLibrary> libraries;
+    std::unordered_set<std::string> known;
+    std::deque<std::shared_ptr<const Needing>> waiting{std::make_shared<Needing>(Needing{file, nullptr})};
+    const auto take = [&](const std::shared_ptr<const Needing>& needing, const std::string& name,
+                          bool isLater) {
+        if (!known.insert(comparedLibraryName(name)).second) return;
+        NeededLibrary library;
+        library.name = name;
+        library.neededBy = needing->file.path;
+        library.isNeededLater = isLater;
+        auto found = findAsLoader(*needing, library);
+        if (found && !isLater && library.problem == LibraryFile::Problem::none)
+            waiting.push_back(std::make_shared<Needing>(Needing{std::move(*found), needing}));
+        libraries.push_back(std::move(library));
+    };
+    for (; !waiting.empty(); waiting.pop_front()) {
+        const auto needing = waiting.front();
+        for (const std::string& name : needing->file.needed) take(needing, name, false);
+        for (const std::string& name : needing->file.neededLater) take(needing, name, true);
+    }
+    return libraries;
+}
+
+}  // namespace qvp

@@ -1,0 +1,60 @@
+#include "loader/posix/LoaderCache.h"
+
+#include "binary/FileContent.h"
+#include "binary/LibraryFormat.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+
+namespace qvp {
+namespace {
+
+using Paths = std::unordered_map<std::string, std::string>;
+
+std::string textAt(const std::string& bytes, std::size_t offset) {
+    const auto end = bytes.find('\0', offset);
+    return end == std::string::npos ? std::string() : bytes.substr(offset, end - offset);
+}
+
+// A header, entries of five numbers, and texts at offsets from the header's begin. An older form may stand
+// before it.
+Paths readCache(const std::string& content) {
+    constexpr const char* kMagic = "glibc-ld.so.cache1.1";
+    constexpr std::size_t kCountPlace = 20;
+    constexpr std::size_t kHeaderSize = 48;
+    constexpr std::size_t kEntrySize = 24;
+    constexpr std::uint32_t kX8664Library = 0x0303;
+    Paths paths;
+    const auto begin = content.find(kMagic);
+    if (begin == std::string::npos) return paths;
+    const std::string cache = content.substr(begin);
+    const std::size_t count = numberAt<std::uint32_t>(cache, kCountPlace);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t entry = kHeaderSize + i * kEntrySize;
+        if (entry + kEntrySize > cache.size()) break;
+        if (numberAt<std::uint32_t>(cache, entry) != kX8664Library) continue;
+        const std::string name = textAt(cache, numberAt<std::uint32_t>(cache, entry + 4));
+        const std::string path = textAt(cache, numberAt<std::uint32_t>(cache, entry + 8));
+        // Variants for later processors come with what they demand.
+        const bool isForAll = numberAt<std::uint64_t>(cache, entry + 16) == 0;
+        if (name.empty() || path.empty()) continue;
+        if (isForAll && paths.count(name) == 0) paths[name] = path;
+    }
+    return paths;
+}
+
+Paths readCacheFile() {
+    const FileContent file(kLoaderCacheFile);
+    return readCache(file.read(0, file.size()));
+}
+
+}  // namespace
+
+std::string findInLoaderCache(const std::string& name) {
+    static const Paths paths = readCacheFile();
+    const auto found = paths.find(name);
+    return found == paths.end() ? std::string() : found->second;
+}
+
+}  // namespace qvp

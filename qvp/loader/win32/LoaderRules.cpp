@@ -1,0 +1,110 @@
+#include "loader/LoaderRules.h"
+
+#include "child/win32/Gate.h"
+
+#include <QvPlatform/filesystem/File.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace qvp {
+namespace {
+
+struct Folder {
+    std::string path;  ///< without a slash at the end
+    const char* why;
+};
+
+void addFolder(std::vector<Folder>& folders, std::wstring path, const char* why) {
+    while (path.size() > 1 && (path.back() == L'\\' || path.back() == L'/')) path.pop_back();
+    if (!path.empty()) folders.push_back({universalPath(path), why});
+}
+
+void addPathFolders(std::vector<Folder>& folders) {
+    const std::wstring whole = filledText(
+        [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"PATH", buffer, size); });
+    for (std::size_t begin = 0; begin < whole.size();) {
+        const auto end = std::min(whole.find(L';', begin), whole.size());
+        std::wstring folder = whole.substr(begin, end - begin);
+        std::erase(folder, L'"');
+        addFolder(folders, folder, "PATH");
+        begin = end + 1;
+    }
+}
+
+// Those that are searched after the folder of the library that is opened by its whole path.
+std::vector<Folder> commonFolders() {
+    std::vector<Folder> folders;
+    std::wstring program =
+        filledText([](wchar_t* text, DWORD size) { return GetModuleFileNameW(nullptr, text, size); });
+    program.resize(std::min(program.size(), program.rfind(L'\\')));
+    addFolder(folders, std::move(program), "program's folder");
+    addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetSystemDirectoryW(text, size); }),
+              "system folder");
+    addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetWindowsDirectoryW(text, size); }),
+              "Windows folder");
+    addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetCurrentDirectoryW(size, text); }),
+              "current directory");
+    addPathFolders(folders);
+    return folders;
+}
+
+std::string ownFolder(const Needing& needing) {
+    const Needing* first = &needing;
+    while (first->neededBy) first = first->neededBy.get();
+    std::string folder = QvPlatform::File(first->file.path).getFolderPath();
+    if (!folder.empty()) folder.pop_back();
+    return folder;
+}
+
+// The loader takes a loaded module for every name that is equal to its file's.
+bool takeIfLoaded(const std::string& fileName, NeededLibrary& library) {
+    HMODULE module = GetModuleHandleW(QvPlatform::StringConversions::toWide(fileName).c_str());
+    if (!module) return false;
+    library.path = universalPath(
+        filledText([=](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(module, buffer, size); }));
+    library.foundBy = "already loaded";
+    return true;
+}
+
+// Names that stand for sets of functions; the system knows which of its libraries have them.
+bool takeIfApiSet(const std::string& comparedName, NeededLibrary& library) {
+    if (!comparedName.starts_with("api-ms-win-") && !comparedName.starts_with("ext-ms-")) return false;
+    library.path = library.name;
+    library.foundBy = "system API set";
+    return true;
+}
+
+}  // namespace
+
+std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& library) {
+    static const std::vector<Folder> kCommon = commonFolders();
+    const bool hasExtension = library.name.find('.') != std::string::npos;
+    const std::string fileName = hasExtension ? library.name : library.name + ".dll";
+    if (takeIfLoaded(fileName, library) || takeIfApiSet(comparedLibraryName(library.name), library))
+        return std::nullopt;
+    std::vector<Folder> folders{{ownFolder(needing), "own folder"}};
+    folders.insert(folders.end(), kCommon.begin(), kCommon.end());
+    for (const Folder& folder : folders) {
+        library.lookedIn.push_back(folder.path);
+        auto file = takeIfLibrary(folder.path + "/" + fileName, folder.why, library);
+        if (!file) continue;
+        // What the system's own libraries need is the system's affair.
+        return library.foundBy == std::string("system folder") ? std::nullopt : file;
+    }
+    return std::nullopt;
+}
+
+bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::pe; }
+
+std::string comparedLibraryName(const std::string& name) {
+    std::string folded = name;
+    for (char& letter : folded) {
+        if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return folded;
+}
+
+}  // namespace qvp

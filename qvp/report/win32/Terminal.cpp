@@ -1,0 +1,24 @@
+#include "report/Terminal.h"
+
+#include "child/win32/Gate.h"
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+
+namespace qvp {
+
+// A console shows colours only when it is asked to understand them.
+bool isTerminal(bool standardError) {
+    const HANDLE handle = GetStdHandle(standardError ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
+    DWORD mode = 0;
+    return GetConsoleMode(handle, &mode) && SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
+void prepareStandardOutput() {
+    SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY);
+}
+
+}  // namespace qvp

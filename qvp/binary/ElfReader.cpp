@@ -1,5 +1,6 @@
 #include "binary/ElfReader.h"
 
+#include "base/Hexadecimal.h"
 #include "binary/LibraryFormat.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ std::string buildIdIn(const std::string& notes) {
         const std::string_view bytes(notes);
         if (number32(notes, at + 8) == kBuildId &&
             bytes.substr(name, nameSize) == std::string_view("GNU\0", 4))
-            return hexadecimal(bytes.substr(begin, size));
+            return base::hexadecimalBytes(bytes.substr(begin, size));
         at = begin + padded(size);
     }
     return {};

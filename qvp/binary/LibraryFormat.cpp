@@ -87,16 +87,6 @@ const char* systemOf(LibraryFormat::Kind kind) {
     return kind == LibraryFormat::Kind::elf ? "Linux" : "Windows";
 }
 
-std::string hexadecimal(std::string_view bytes) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    std::string text;
-    for (const char byte : bytes) {
-        text += kDigits[static_cast<unsigned char>(byte) >> 4U];
-        text += kDigits[static_cast<unsigned char>(byte) & 15U];
-    }
-    return text;
-}
-
 LibraryFormat recognizeFormat(const FileContent& content) {
     constexpr std::size_t kPeOffsetPlace = 0x3C;
     const std::string head = content.read(0, kHeadSize);

@@ -33,7 +33,4 @@ Number numberAt(std::string_view bytes, std::size_t offset) {
     return value;
 }
 
-/// Lower-case digits.
-std::string hexadecimal(std::string_view bytes);
-
 }  // namespace qvp

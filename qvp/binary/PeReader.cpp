@@ -1,5 +1,6 @@
 #include "binary/PeReader.h"
 
+#include "base/Hexadecimal.h"
 #include "binary/LibraryFormat.h"
 
 #include <algorithm>
@@ -151,7 +152,7 @@ std::string PeReader::buildId() {
         if (numberIn(entries, entry + 12) != kCodeView) continue;
         const std::string_view record = at(numberIn(entries, entry + 20));
         if (record.starts_with("RSDS") && record.size() >= kIdentifierEnd)
-            return hexadecimal(record.substr(kIdentifierBegin, kIdentifierEnd - kIdentifierBegin));
+            return base::hexadecimalBytes(record.substr(kIdentifierBegin, kIdentifierEnd - kIdentifierBegin));
     }
     return {};
 }

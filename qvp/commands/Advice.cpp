@@ -115,8 +115,8 @@ std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index
                                    const std::vector<Step>& steps) {
     const auto failed = std::find_if(steps.begin(), steps.end(),
                                      [](const Step& step) { return step.state == StepState::failed; });
-    if (catalogue.entries()[place].inspection.isOnlyRead())
-        return {aboutStep(catalogue.entries()[place], StepName::architecture)};
+    if (catalogue.entries()[index].inspection.isOnlyRead())
+        return {aboutStep(catalogue.entries()[index], StepName::architecture)};
     if (failed == steps.end()) return {};
     if (failed->name != StepName::dependencies) return {aboutStep(catalogue.entries()[index], failed->name)};
 

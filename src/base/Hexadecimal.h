@@ -20,4 +20,11 @@ inline std::string hexadecimal(std::uint64_t number, std::size_t least = 1,
     return text;
 }
 
+/// Two digits for each byte.
+inline std::string hexadecimalBytes(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) text += hexadecimal(static_cast<unsigned char>(byte), 2);
+    return text;
+}
+
 }  // namespace base

@@ -3,7 +3,8 @@
 #include <QvPlatform/diagnostics/CallStackViewer.h>
 #include <QvPlatform/system/Process.h>
 
-#include <dlfcn.h>
+#include "os/posix/PosixSupport.h"
+
 #include <sys/mman.h>
 
 #include <csignal>
@@ -42,10 +43,6 @@ void reportCrashes(void (*onCrash)(const std::string& callStack)) {
     for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) sigaction(number, &action, nullptr);
 }
 
-bool isMapped(const std::string& file) {
-    void* const handle = dlopen(file.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-    if (handle) dlclose(handle);
-    return handle != nullptr;
-}
+bool isMapped(const std::string& file) { return os::posix::isLoaded(file.c_str()); }
 
 }  // namespace qvp

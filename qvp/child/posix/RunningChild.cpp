@@ -10,11 +10,11 @@
 
 #include "child/RunningChild.h"
 
-#include "child/posix/Descriptor.h"
+#include "child/posix/Report.h"
+#include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -33,6 +33,8 @@ extern "C" {
 namespace qvp {
 namespace {
 
+using os::posix::Descriptor;
+
 // Collects what a pipe delivers, up to a size; the rest is read too, so that the writer does not block.
 class Collector {
 public:
@@ -46,9 +48,9 @@ public:
     void collect() {
         std::array<char, std::size_t{64} << 10U> bytes;
         for (int round = 0; round < 16; ++round) {
-            const ssize_t count = read(pipe_.get(), bytes.data(), bytes.size());
-            if (count < 0 && errno == EINTR) continue;
-            if (count == 0) pipe_ = Descriptor(-1);
+            const ssize_t count =
+                os::posix::retryOnInterrupt([&] { return read(pipe_.get(), bytes.data(), bytes.size()); });
+            if (count == 0) pipe_ = Descriptor();
             if (count <= 0) return;
             text_.append(bytes.data(), std::min(static_cast<std::size_t>(count), kept_ - text_.size()));
         }
@@ -70,51 +72,23 @@ struct Pipe {
         writing = Descriptor(ends[1]);
     }
     int error = 0;
-    Descriptor reading{-1};
-    Descriptor writing{-1};
+    Descriptor reading;
+    Descriptor writing;
 };
 
-// Its own process group, no input, both output streams to one pipe, the report pipe, no other descriptors.
-class SpawnSettings {
-public:
-    SpawnSettings(int output, int report) {
-        sigset_t none;
-        sigset_t all;
-        sigemptyset(&none);
-        sigfillset(&all);
-        posix_spawnattr_init(&attributes_);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setsigdefault(&attributes_, &all);
-        posix_spawnattr_setflags(&attributes_,
-                                 POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO);
-        posix_spawn_file_actions_adddup2(&actions_, report, kReportDescriptor);
-        posix_spawn_file_actions_addclosefrom_np(&actions_, kReportDescriptor + 1);
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
-    ~SpawnSettings() {
-        posix_spawnattr_destroy(&attributes_);
-        posix_spawn_file_actions_destroy(&actions_);
-    }
-
-    // An error number, or 0.
-    int spawn(std::vector<std::string> arguments, pid_t& pid) const {
-        arguments.insert(arguments.begin(), program_invocation_name);
-        std::vector<char*> pointers;
-        pointers.reserve(arguments.size() + 1);
-        for (std::string& argument : arguments) pointers.push_back(argument.data());
-        pointers.push_back(nullptr);
-        return posix_spawn(&pid, "/proc/self/exe", &actions_, &attributes_, pointers.data(), environ);
-    }
-
-private:
-    posix_spawnattr_t attributes_{};
-    posix_spawn_file_actions_t actions_{};
-};
+// Starts this program in its own process group: no input, both output streams to one pipe, the report pipe,
+// no other descriptors. Returns an error number, or 0.
+int spawnSelf(std::vector<std::string> arguments, const Pipe& output, const Pipe& report, pid_t& pid) {
+    os::posix::SpawnSettings settings(POSIX_SPAWN_SETPGROUP);
+    posix_spawn_file_actions_t* const actions = settings.actions();
+    posix_spawn_file_actions_addopen(actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(actions, output.writing.get(), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(actions, output.writing.get(), STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(actions, report.writing.get(), kReportDescriptor);
+    posix_spawn_file_actions_addclosefrom_np(actions, kReportDescriptor + 1);
+    arguments.insert(arguments.begin(), program_invocation_name);
+    return settings.spawn("/proc/self/exe", std::move(arguments), environ, pid);
+}
 
 // "SIGSEGV (segmentation fault)"
 std::string signalText(int number) {
@@ -126,7 +100,9 @@ std::string signalText(int number) {
     return std::string("SIG") + name + " (" + inSentence + ")";
 }
 
-ChildEnd notStarted(int error) { return {ChildEnd::Kind::notStarted, error, std::strerror(error), {}, {}}; }
+ChildEnd notStarted(int error) {
+    return {ChildEnd::Kind::notStarted, error, os::posix::errorText(error), {}, {}};
+}
 
 }  // namespace
 
@@ -145,8 +121,7 @@ struct RunningChild::Record {
         if (pid_ == 0) return status;
         kill(-pid_, SIGKILL);
         kill(pid_, SIGKILL);
-        while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-        }
+        os::posix::retryOnInterrupt([&] { return waitpid(pid_, &status, 0); });
         pid_ = 0;
         return status;
     }
@@ -182,10 +157,10 @@ std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::
     Pipe report;
     if (const int error = std::max(output.error, report.error)) return notStarted(error);
     pid_t pid = 0;
-    const int error = SpawnSettings(output.writing.get(), report.writing.get()).spawn(arguments, pid);
+    const int error = spawnSelf(arguments, output, report, pid);
     if (error != 0) return notStarted(error);
     Descriptor process(pidfd_open(pid, 0));
-    const int processError = process.get() < 0 ? errno : 0;
+    const int processError = process ? 0 : errno;
     auto record = std::make_unique<Record>(pid, std::move(process), output, report);
     if (processError != 0) return notStarted(processError);
     return RunningChild(std::move(record));

@@ -2,10 +2,7 @@
 
 #include <QvPlatform/core/StringConversions.h>
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "os/win32/Windows.h"
 
 #include <shellapi.h>
 

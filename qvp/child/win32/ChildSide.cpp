@@ -37,8 +37,7 @@ LONG WINAPI handleUncaught(EXCEPTION_POINTERS* exception) {
 }  // namespace
 
 void prepareAsChild() {
-    const std::wstring number = filledText(
-        [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(kReportVariable, buffer, size); });
+    const std::wstring number = os::win32::variable(kReportVariable).value_or(L"");
     report =
         reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::wcstoull(number.c_str(), nullptr, 10)));
     SetHandleInformation(report, HANDLE_FLAG_INHERIT, 0);

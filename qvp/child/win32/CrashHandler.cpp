@@ -1,9 +1,11 @@
 #include "child/CrashHandler.h"
 
-#include "child/win32/Gate.h"
 #include "child/win32/Report.h"
 
+#include <QvPlatform/core/StringConversions.h>
 #include <QvPlatform/diagnostics/CallStackViewer.h>
+
+#include <algorithm>
 
 namespace qvp {
 namespace {
@@ -26,6 +28,10 @@ void reportCrashes(void (*onCrash)(const std::string& callStack)) {
     SetThreadStackGuarantee(&room);
 }
 
-bool isMapped(const std::string& file) { return GetModuleHandleW(nativePath(file).c_str()) != nullptr; }
+bool isMapped(const std::string& file) {
+    std::wstring path = QvPlatform::StringConversions::toWide(file);
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return GetModuleHandleW(path.c_str()) != nullptr;
+}
 
 }  // namespace qvp

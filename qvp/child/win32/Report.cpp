@@ -1,8 +1,9 @@
 #include "child/win32/Report.h"
 
+#include "base/Hexadecimal.h"
+
 #include <algorithm>
 #include <array>
-#include <cstdio>
 
 namespace qvp {
 namespace {
@@ -48,9 +49,8 @@ std::string crashText(DWORD exitCode) {
     const auto known =
         std::find_if(kNames.begin(), kNames.end(), [=](const Name& entry) { return entry.code == exitCode; });
     if (known == kNames.end() && exitCode >> 28U != kErrors >> 28U) return {};
-    std::array<char, 16> number;
-    std::snprintf(number.data(), number.size(), "0x%08lX", exitCode);
-    return std::string(known == kNames.end() ? "exception" : known->name) + " (" + number.data() + ")";
+    return std::string(known == kNames.end() ? "exception" : known->name) + " (0x" +
+           base::hexadecimal(exitCode, 8, base::kUpperHexadecimalDigits) + ")";
 }
 
 }  // namespace qvp

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "child/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <string>
 

@@ -9,8 +9,9 @@
 
 #include "child/RunningChild.h"
 
-#include "child/win32/Gate.h"
 #include "child/win32/Report.h"
+
+#include <QvPlatform/core/StringConversions.h>
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,8 @@
 namespace qvp {
 namespace {
 
+using os::win32::Handle;
+using QvPlatform::StringConversions::toNarrow;
 using QvPlatform::StringConversions::toWide;
 
 struct Pipe {
@@ -107,10 +110,6 @@ private:
     bool isMade_ = false;
 };
 
-std::wstring ownProgram() {
-    return filledText([](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
-}
-
 Handle openNothing() {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
     return Handle(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
@@ -119,7 +118,7 @@ Handle openNothing() {
 
 // A process that does not run yet; both handles are null on failure.
 PROCESS_INFORMATION createSuspended(const std::vector<std::string>& arguments, HANDLE output, HANDLE report) {
-    const std::wstring program = ownProgram();
+    const std::wstring program = os::win32::fileOfModule(nullptr);
     std::wstring commandLine = quoted(program);
     for (const std::string& argument : arguments) commandLine += L' ' + quoted(toWide(argument));
     const Handle nothing = openNothing();
@@ -153,7 +152,9 @@ Handle createJob() {
 }
 
 ChildEnd notStarted(DWORD error) {
-    return {ChildEnd::Kind::notStarted, static_cast<int>(error), systemErrorText(error), {}, {}};
+    std::wstring text = os::win32::wideErrorText(error);
+    text.resize(text.find_last_not_of(L"\r\n ") + 1);
+    return {ChildEnd::Kind::notStarted, static_cast<int>(error), toNarrow(text), {}, {}};
 }
 
 }  // namespace
@@ -196,10 +197,12 @@ std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::
     if (!started.hProcess) return notStarted(GetLastError());
     const Handle thread(started.hThread);
     Handle job = createJob();
-    AssignProcessToJobObject(job.get(), started.hProcess);
-    output.writing.close();
-    report.writing.close();
+    const bool isInJob = AssignProcessToJobObject(job.get(), started.hProcess);
+    const DWORD error = GetLastError();
+    output.writing = Handle();
+    report.writing = Handle();
     auto record = std::make_unique<Record>(Handle(started.hProcess), std::move(job), output, report);
+    if (!isInJob) return notStarted(error);
     ResumeThread(thread.get());
     return RunningChild(std::move(record));
 }

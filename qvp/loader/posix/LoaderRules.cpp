@@ -2,6 +2,7 @@
 
 #include "loader/posix/LoaderCache.h"
 #include "loader/posix/RunPath.h"
+#include "os/posix/PosixSupport.h"
 
 #include <QvPlatform/filesystem/File.h>
 
@@ -69,8 +70,8 @@ Folders systemFolders() {
 // Under its own name or another one; the loader keeps it where it is.
 bool takeIfLoaded(NeededLibrary& library) {
     const std::unique_ptr<void, Unload> handle(dlopen(library.name.c_str(), RTLD_LAZY | RTLD_NOLOAD));
-    link_map* map = nullptr;
-    if (!handle || dlinfo(handle.get(), RTLD_DI_LINKMAP, static_cast<void*>(&map)) != 0) return false;
+    const link_map* const map = handle ? os::posix::linkMapOf(handle.get()) : nullptr;
+    if (!map) return false;
     library.path = map->l_name;
     library.foundBy = "already loaded";
     return true;

@@ -1,7 +1,9 @@
 #include "loader/LoaderRules.h"
 
-#include "child/win32/Gate.h"
+#include "base/AsciiCase.h"
+#include "os/win32/Windows.h"
 
+#include <QvPlatform/core/StringConversions.h>
 #include <QvPlatform/filesystem/File.h>
 
 #include <algorithm>
@@ -17,14 +19,17 @@ struct Folder {
     const char* why;
 };
 
+std::string universalPath(const std::wstring& path) {
+    return QvPlatform::StringConversions::toNarrow(os::win32::universal(path));
+}
+
 void addFolder(std::vector<Folder>& folders, std::wstring path, const char* why) {
     while (path.size() > 1 && (path.back() == L'\\' || path.back() == L'/')) path.pop_back();
     if (!path.empty()) folders.push_back({universalPath(path), why});
 }
 
 void addPathFolders(std::vector<Folder>& folders) {
-    const std::wstring whole = filledText(
-        [](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(L"PATH", buffer, size); });
+    const std::wstring whole = os::win32::variable(L"PATH").value_or(L"");
     for (std::size_t begin = 0; begin < whole.size();) {
         const auto end = std::min(whole.find(L';', begin), whole.size());
         std::wstring folder = whole.substr(begin, end - begin);
@@ -37,15 +42,17 @@ void addPathFolders(std::vector<Folder>& folders) {
 // Those that are searched after the folder of the library that is opened by its whole path.
 std::vector<Folder> commonFolders() {
     std::vector<Folder> folders;
-    std::wstring program =
-        filledText([](wchar_t* text, DWORD size) { return GetModuleFileNameW(nullptr, text, size); });
+    std::wstring program = os::win32::fileOfModule(nullptr);
     program.resize(std::min(program.size(), program.rfind(L'\\')));
     addFolder(folders, std::move(program), "program's folder");
-    addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetSystemDirectoryW(text, size); }),
+    addFolder(folders,
+              os::win32::filled([](wchar_t* text, DWORD size) { return GetSystemDirectoryW(text, size); }),
               "system folder");
-    addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetWindowsDirectoryW(text, size); }),
+    addFolder(folders,
+              os::win32::filled([](wchar_t* text, DWORD size) { return GetWindowsDirectoryW(text, size); }),
               "Windows folder");
-    addFolder(folders, filledText([](wchar_t* text, DWORD size) { return GetCurrentDirectoryW(size, text); }),
+    addFolder(folders,
+              os::win32::filled([](wchar_t* text, DWORD size) { return GetCurrentDirectoryW(size, text); }),
               "current directory");
     addPathFolders(folders);
     return folders;
@@ -63,8 +70,7 @@ std::string ownFolder(const Needing& needing) {
 bool takeIfLoaded(const std::string& fileName, NeededLibrary& library) {
     HMODULE module = GetModuleHandleW(QvPlatform::StringConversions::toWide(fileName).c_str());
     if (!module) return false;
-    library.path = universalPath(
-        filledText([=](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(module, buffer, size); }));
+    library.path = universalPath(os::win32::fileOfModule(module));
     library.foundBy = "already loaded";
     return true;
 }
@@ -99,12 +105,6 @@ std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& l
 
 bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::pe; }
 
-std::string comparedLibraryName(const std::string& name) {
-    std::string folded = name;
-    for (char& letter : folded) {
-        if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
-    }
-    return folded;
-}
+std::string comparedLibraryName(const std::string& name) { return base::foldedCase(name); }
 
 }  // namespace qvp

@@ -1,6 +1,6 @@
 #include "report/Terminal.h"
 
-#include "child/win32/Gate.h"
+#include "os/win32/Windows.h"
 
 #include <fcntl.h>
 #include <io.h>

@@ -2,7 +2,7 @@
 
 #include "base/Utf.h"
 
-// The one place of the library that includes the system's header.
+// The only file that includes the system's header.
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
 #endif
@@ -23,12 +23,14 @@
 namespace os::win32 {
 
 /// The system's text for an error code, including the line end; "" for an unknown code.
-inline std::string errorText(DWORD code) {
+inline std::wstring wideErrorText(DWORD code) {
     wchar_t buffer[512] = L"";
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                         code, 0, buffer, sizeof buffer / sizeof *buffer, nullptr);
-    return base::narrow(std::wstring_view(buffer, length));
+    return {buffer, length};
 }
+
+inline std::string errorText(DWORD code) { return base::narrow(wideErrorText(code)); }
 
 inline std::wstring universal(std::wstring path) {
     std::replace(path.begin(), path.end(), L'\\', L'/');

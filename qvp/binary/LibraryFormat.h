@@ -8,12 +8,12 @@
 
 namespace qvp {
 
-/// What a file is, by its first bytes, whichever system it is for.
+/// The kind of a file, from its first bytes.
 struct LibraryFormat {
     enum class Kind { elf, pe, other };
 
     Kind kind = Kind::other;
-    bool isLibrary = false;   ///< one that a loader can open; a program or an object file is none
+    bool isLibrary = false;   ///< can be opened by a loader; false for a program or an object file
     bool isX8664 = false;     ///< for 64-bit x86, little-endian
     std::string description;  ///< "ELF shared library, x86-64", "PE library, AArch64", "text file", ...
 };

@@ -4,11 +4,11 @@
 
 namespace qvp {
 
-/// After `prepareAsChild`: from here on a crash of this process hands its call stack, one frame a line, to
-/// `onCrash` before the process ends as it would have ended. Called once, in a child.
+/// Call it once, in a child, after `prepareAsChild`. Then a crash passes its call stack, one frame per line,
+/// to `onCrash` before the process ends as it would have ended anyway.
 void reportCrashes(void (*onCrash)(const std::string& callStack));
 
-/// Whether the file is in this process's memory.
+/// True if this process has loaded the file.
 bool isMapped(const std::string& file);
 
 }  // namespace qvp

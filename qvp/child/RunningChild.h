@@ -10,13 +10,13 @@
 
 namespace qvp {
 
-/// This program, run again. Destroying it ends the process and all that it started.
+/// This program, run again as a child. The destructor ends the child and all processes that it started.
 class RunningChild {
 public:
     static constexpr std::size_t kOutputKept = std::size_t{64} << 10U;
     static constexpr std::size_t kReportKept = std::size_t{16} << 20U;
 
-    /// The child, or why there is none.
+    /// The child, or the reason why it could not be started.
     static std::variant<RunningChild, ChildEnd> start(const std::vector<std::string>& arguments);
     RunningChild(RunningChild&& other) noexcept;
     RunningChild& operator=(RunningChild&& other) noexcept;
@@ -24,13 +24,13 @@ public:
     RunningChild& operator=(const RunningChild&) = delete;
     ~RunningChild();
 
-    /// Returns when one of at most `kMost` has ended, or has said something, or the time is over.
+    /// Blocks until one of at most `kMost` children has ended or written something, or the time is over.
     static void wait(const std::vector<RunningChild*>& children, std::chrono::milliseconds time);
     static constexpr unsigned kMost = 64;
 
-    /// Whether it had ended when `wait` last looked.
+    /// True if it had ended at the last call of `wait`.
     bool hasEnded() const;
-    /// How it ended; ends it now, as one that took too long, unless it `hasEnded`.
+    /// How it ended. Unless it `hasEnded`, ends it now, as timed out.
     ChildEnd end();
 
 private:

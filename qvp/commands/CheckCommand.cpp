@@ -87,9 +87,10 @@ std::string printedName(const Document& problem) {
 void printOnlyRead(const Document& plugins, Page& page) {
     for (const Document& plugin : plugins) {
         page.paragraph({printedName(plugin) + textOf(plugin, "file"), Style::strong}, 0, 2);
-        page.paragraph({"needs " + textOf(plugin, "system") + " for " + listed(textsOf(plugin["steps"])),
-                        Style::doubtful},
-                       4, 2);
+        std::vector<std::string> steps = textsOf(plugin["steps"]);
+        std::transform(steps.begin(), steps.end(), steps.begin(), stepTitle);
+        page.paragraph({"needs " + textOf(plugin, "system") + " for " + listed(steps), Style::doubtful}, 4,
+                       2);
     }
 }
 

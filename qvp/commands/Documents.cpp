@@ -57,6 +57,11 @@ Document dependencyDocument(const Catalogue& catalogue, const Entry::Edge& edge)
 
 }  // namespace
 
+std::string stepTitle(const std::string& step) {
+    if (step == "entryPoints") return "entry points";
+    return step == "buildInformation" ? "build information" : step;
+}
+
 std::string stateOf(const Entry& entry) {
     if (entry.inspection.isOnlyRead()) return "otherSystem";
     if (!entry.problem.empty()) return "refused";

@@ -8,6 +8,9 @@
 /// Parts that several documents share, and their text output.
 namespace qvp {
 
+/// A step's name in text output: "build information" for "buildInformation".
+std::string stepTitle(const std::string& step);
+
 /// "ok", "refused", "otherSystem" or "duplicate".
 std::string stateOf(const Entry& entry);
 Style styleOf(const std::string& state);

@@ -4,7 +4,7 @@
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "binary/FileContent.h"
 #include "commands/Documents.h"
-#include "inspect/Rehearsal.h"
+#include "inspect/DryRun.h"
 #include "report/Picture.h"
 
 #include <CLI/CLI.hpp>

@@ -9,11 +9,6 @@
 namespace qvp {
 namespace {
 
-std::string stepTitle(const std::string& step) {
-    if (step == "entryPoints") return "entry points";
-    return step == "buildInformation" ? "build information" : step;
-}
-
 void printSteps(const Document& steps, Page& page) {
     page.heading("Steps");
     Table table;

@@ -4,8 +4,8 @@
 
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "inspect/CycleFinder.h"
+#include "inspect/DryRun.h"
 #include "inspect/FileIdentity.h"
-#include "inspect/Rehearsal.h"
 
 #include <algorithm>
 #include <numeric>
@@ -26,13 +26,13 @@ std::string firstProblem(const Inspection& inspection) {
     return isNamed ? "" : rules::kEmptyNameMessage;
 }
 
-std::string problemOf(std::size_t place, const Entry::Edge& edge, const std::vector<Entry>& entries,
+std::string problemOf(std::size_t index, const Entry::Edge& edge, const std::vector<Entry>& entries,
                       const CycleFinder& cycles) {
     using rules::Unmet;
     const QvPluginSystem::QvDependency dependency(edge.name, edge.version);
     if (edge.target == Entry::kNone) return messageFor(Unmet::notFound, dependency);
-    const bool asksForItself = rules::isSameName(edge.name, entries[place].name());
-    if (asksForItself || cycles.areOnOne(place, edge.target)) return rules::cycleMessage(edge.name);
+    const bool dependsOnItself = rules::isSameName(edge.name, entries[index].name());
+    if (dependsOnItself || cycles.areOnOneCycle(index, edge.target)) return rules::cycleMessage(edge.name);
     const Entry& target = entries[edge.target];
     if (!target.problem.empty()) return messageFor(Unmet::notInitialized, dependency);
     const bool fits = rules::satisfies(*target.inspection.descriptor, dependency);
@@ -71,18 +71,18 @@ Catalogue::Catalogue(const std::vector<SearchDirectory>& directories, const std:
         for (; first < end; ++first) findDependencies(first);
     }
     sortForReading();
-    Rehearsal rehearsal(entries_);
-    rehearsal.loadEverything();
+    DryRun dryRun(entries_);
+    dryRun.loadEverything();
     for (Entry& entry : entries_) {
         for (Entry::Edge& edge : entry.dependencies) {
-            if (edge.target == Entry::kNone) edge.target = rehearsal.loadedFor(edge);
+            if (edge.target == Entry::kNone) edge.target = dryRun.loadedFor(edge);
         }
     }
     findDependents();
-    initializationOrder_ = rehearsal.loaded();
-    unloadOrder_ = rehearsal.unloadEverything();
-    for (const std::size_t place : initializationOrder_)
-        firstLoaded_.emplace(rules::foldedName(entries_[place].name()), place);
+    initializationOrder_ = dryRun.loaded();
+    unloadOrder_ = dryRun.unloadEverything();
+    for (const std::size_t index : initializationOrder_)
+        firstLoaded_.emplace(rules::foldedName(entries_[index].name()), index);
     findDuplicates();
 }
 
@@ -119,20 +119,20 @@ void Catalogue::list(const std::vector<SearchDirectory>& directories, const std:
 
 void Catalogue::inspectFrom(std::size_t first, const ChildLimits& limits, const Progress& onProgress) {
     std::vector<std::string> paths;
-    for (std::size_t place = first; place < entries_.size(); ++place) paths.push_back(entries_[place].path);
+    for (std::size_t index = first; index < entries_.size(); ++index) paths.push_back(entries_[index].path);
     std::size_t done = first;
-    inspect(paths, Depth::descriptor, limits, [&](std::size_t place, Inspection inspection) {
-        Entry& entry = entries_[first + place];
+    inspect(paths, Depth::descriptor, limits, [&](std::size_t index, Inspection inspection) {
+        Entry& entry = entries_[first + index];
         entry.inspection = std::move(inspection);
         entry.problem = firstProblem(entry.inspection);
         onProgress(++done, entries_.size());
     });
 }
 
-void Catalogue::findDependencies(std::size_t place) {
-    const Inspection& inspection = entries_[place].inspection;
+void Catalogue::findDependencies(std::size_t index) {
+    const Inspection& inspection = entries_[index].inspection;
     if (inspection.file.problem != LibraryFile::Problem::missing)
-        byFoldedName_[rules::foldedName(entries_[place].name())].push_back(place);
+        byFoldedName_[rules::foldedName(entries_[index].name())].push_back(index);
     if (!inspection.descriptor) return;
     std::vector<Entry::Edge> edges;
     const auto needed = inspection.descriptor->dependencies;  // a copy: `add` moves the entries
@@ -142,19 +142,19 @@ void Catalogue::findDependencies(std::size_t place) {
             found.identity.empty() ? Entry::kNone : add(found.path, found.identity, false);
         edges.push_back({dependency.name, dependency.version, target, {}});
     }
-    entries_[place].dependencies = std::move(edges);
+    entries_[index].dependencies = std::move(edges);
 }
 
 void Catalogue::sortForReading() {
-    const auto folderOf = [this](std::size_t place) {
-        return QvPlatform::File(entries_[place].path).getFolderPath();
+    const auto folderOf = [this](std::size_t index) {
+        return QvPlatform::File(entries_[index].path).getFolderPath();
     };
     readingOrder_.resize(entries_.size());
     std::iota(readingOrder_.begin(), readingOrder_.end(), std::size_t{0});
     for (auto first = readingOrder_.begin(); first != readingOrder_.end();) {
         const std::string folder = folderOf(*first);
         const auto end = std::find_if(first, readingOrder_.end(),
-                                      [&](std::size_t place) { return folderOf(place) != folder; });
+                                      [&](std::size_t index) { return folderOf(index) != folder; });
         std::sort(first, end,
                   [this](std::size_t a, std::size_t b) { return entries_[a].path < entries_[b].path; });
         first = end;
@@ -164,22 +164,22 @@ void Catalogue::sortForReading() {
 void Catalogue::findDependents() {
     CycleFinder cycles(entries_, readingOrder_);
     cycles_ = cycles.takePaths();
-    for (const std::size_t place : readingOrder_) {
-        for (Entry::Edge& edge : entries_[place].dependencies) {
-            edge.problem = entries_[place].isInitialized ? "" : problemOf(place, edge, entries_, cycles);
+    for (const std::size_t index : readingOrder_) {
+        for (Entry::Edge& edge : entries_[index].dependencies) {
+            edge.problem = entries_[index].isInitialized ? "" : problemOf(index, edge, entries_, cycles);
             if (edge.target == Entry::kNone) continue;
             std::vector<std::size_t>& dependents = entries_[edge.target].dependents;
-            if (dependents.empty() || dependents.back() != place) dependents.push_back(place);
+            if (dependents.empty() || dependents.back() != index) dependents.push_back(index);
         }
     }
 }
 
 void Catalogue::findDuplicates() {
-    for (const auto& [name, places] : byFoldedName_) {
-        if (places.size() < 2) continue;
-        const std::size_t taken = find(entries_[places.front()].name());
-        for (const std::size_t place : places) {
-            if (place != taken) entries_[place].takenInstead = taken;
+    for (const auto& [name, indices] : byFoldedName_) {
+        if (indices.size() < 2) continue;
+        const std::size_t taken = find(entries_[indices.front()].name());
+        for (const std::size_t index : indices) {
+            if (index != taken) entries_[index].takenInstead = taken;
         }
     }
 }

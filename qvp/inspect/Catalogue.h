@@ -15,63 +15,62 @@ namespace qvp {
 struct Entry {
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-    /// What the plugin needs.
+    /// A dependency.
     struct Edge {
         std::string name;            ///< as the dependent spells it
         Qv::QvVersion version;       ///< required
-        std::size_t target = kNone;  ///< the entry that the manager takes for it
-        std::string problem;         ///< "" when it is satisfied; else the manager's own words for it
+        std::size_t target = kNone;  ///< the entry that the manager finds for it
+        std::string problem;         ///< "" if it is satisfied, else the manager's message
     };
 
     std::string path;
-    Inspection inspection;  ///< without the lists that only `Depth::everything` fills
-    bool isListed =
-        true;  ///< by a directory or by the user; else it is here because a dependency's name led to it
-    bool isInitialized = false;  ///< when everything is loaded, as far as can be told without running it
-    std::string problem;  ///< the first thing that keeps it from that, in the manager's words; "" without one
-    std::size_t takenInstead = kNone;  ///< the entry that the manager takes for this one's name
+    Inspection inspection;             ///< without the lists that only `Depth::everything` fills
+    bool isListed = true;              ///< in a directory or by the user; else found for a dependency
+    bool isInitialized = false;        ///< if everything is loaded, as far as known without running it
+    std::string problem;               ///< why it is not initialized, as the manager's message; "" if it is
+    std::size_t takenInstead = kNone;  ///< the entry that the manager finds for this one's name
     std::vector<Edge> dependencies;
     std::vector<std::size_t> dependents;  ///< each once, in reading order
 
-    /// The plugin's name; without a descriptor the file's name up to its extension.
+    /// The plugin's name; without a descriptor, the file name without its extension.
     std::string name() const;
-    /// Whether all steps that concern this file alone were taken.
+    /// True if all steps that concern this file alone are OK.
     bool isUsable() const;
-    /// Whether the file's name is the plugin's, so that dependents find it; true without a descriptor.
+    /// True if the file is named after the plugin, so that dependents find it, and without a descriptor.
     bool isCalledLikeItsPlugin() const;
     bool isDuplicate() const { return takenInstead != kNone; }
 };
 
-/// Called with the number of files that were looked at, and that of all.
+/// Called with the number of inspected files and the number of all files.
 using Progress = std::function<void(std::size_t done, std::size_t all)>;
 
-/// All plugins of the directories, looked at, and how they hang together by the rules of the plugin manager.
-/// Takes time and space in proportion to plugins and dependencies.
+/// All plugins in the directories, inspected, and how they depend on each other by the rules of the plugin
+/// manager. Time and memory are proportional to the number of plugins and dependencies.
 class Catalogue {
 public:
-    /// `files` that lie in none of the directories come first.
+    /// `files` that are in none of the directories come first.
     Catalogue(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files,
               const ChildLimits& limits, const Progress& onProgress);
 
     const std::vector<Entry>& entries() const noexcept { return entries_; }
-    /// Their places directory by directory, sorted by path in each: the order in which people read. That of
-    /// `entries` is the one in which the system lists files, and the manager takes them.
+    /// Indices into `entries`, directory by directory, sorted by path: the order for reports. `entries` has
+    /// the order in which the system lists the files and the manager loads them.
     const std::vector<std::size_t>& readingOrder() const noexcept { return readingOrder_; }
-    /// The entry for a path, or else for a plugin's name as the manager would find it; kNone.
+    /// The entry for a path, else the one that the manager finds for a plugin's name; kNone if there is none.
     std::size_t find(const std::string& nameOrPath) const;
-    /// Closed paths of dependencies as places in `entries`, the first one repeated at the end. Each
-    /// dependency that closes a circle gives one: without those there is none.
+    /// Dependency cycles as indices into `entries`, with the first one repeated at the end. There is one for
+    /// each dependency that closes a cycle.
     const std::vector<std::vector<std::size_t>>& cycles() const noexcept { return cycles_; }
-    /// Those that can be initialized, in the order in which the manager does it when it loads everything.
+    /// The plugins that can be initialized, in the manager's order when it loads everything.
     const std::vector<std::size_t>& initializationOrder() const noexcept { return initializationOrder_; }
-    /// The order in which it takes them down when it unloads everything.
+    /// The manager's order when it unloads everything.
     const std::vector<std::size_t>& unloadOrder() const noexcept { return unloadOrder_; }
 
 private:
     std::size_t add(const std::string& path, const std::string& identity, bool isListed);
     void list(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files);
     void inspectFrom(std::size_t first, const ChildLimits& limits, const Progress& onProgress);
-    void findDependencies(std::size_t place);
+    void findDependencies(std::size_t index);
     void sortForReading();
     void findDependents();
     void findDuplicates();

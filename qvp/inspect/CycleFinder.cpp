@@ -4,7 +4,8 @@
 //
 // Each dependency that leads to a plugin on `path_` closes a cycle and adds one path, so there is a path for
 // each such dependency, and not for each possible cycle. A path begins with its first plugin in `order`.
-// `takePaths` sorts the paths and removes duplicates; it may be called once. `areOnOne` compares components.
+// `takePaths` sorts the paths and removes duplicates; it may be called once. `areOnOneCycle` compares
+// components.
 
 #include "inspect/CycleFinder.h"
 
@@ -19,43 +20,44 @@ CycleFinder::CycleFinder(const std::vector<Entry>& entries, const std::vector<st
       rank_(entries.size()),
       visitedAs_(entries.size()),
       lowest_(entries.size()),
-      circle_(entries.size(), Entry::kNone),
+      component_(entries.size(), Entry::kNone),
       depth_(entries.size()) {
     for (std::size_t i = 0; i < order.size(); ++i) rank_[order[i]] = i;
-    for (const std::size_t place : order) {
-        if (visitedAs_[place] == 0) visit(place);
+    for (const std::size_t index : order) {
+        if (visitedAs_[index] == 0) visit(index);
     }
 }
 
-void CycleFinder::visit(std::size_t place) {
-    visitedAs_[place] = lowest_[place] = ++visits_;
-    open_.push_back(place);
-    path_.push_back(place);
-    depth_[place] = path_.size();
-    const std::string name = QvPluginSystem::rules::foldedName(entries_[place].name());
-    for (const Entry::Edge& edge : entries_[place].dependencies) {
+void CycleFinder::visit(std::size_t index) {
+    visitedAs_[index] = lowest_[index] = ++visits_;
+    open_.push_back(index);
+    path_.push_back(index);
+    depth_[index] = path_.size();
+    const std::string name = QvPluginSystem::rules::foldedName(entries_[index].name());
+    for (const Entry::Edge& edge : entries_[index].dependencies) {
         // A plugin that needs its own name depends on itself, whatever file has that name.
-        const bool asksForItself = QvPluginSystem::rules::foldedName(edge.name) == name;
-        if (asksForItself || edge.target != Entry::kNone) follow(place, asksForItself ? place : edge.target);
+        const bool dependsOnItself = QvPluginSystem::rules::foldedName(edge.name) == name;
+        if (dependsOnItself || edge.target != Entry::kNone)
+            follow(index, dependsOnItself ? index : edge.target);
     }
-    depth_[place] = 0;
+    depth_[index] = 0;
     path_.pop_back();
-    if (lowest_[place] != visitedAs_[place]) return;
+    if (lowest_[index] != visitedAs_[index]) return;
     std::size_t member = Entry::kNone;
-    while (member != place) {
+    while (member != index) {
         member = open_.back();
         open_.pop_back();
-        circle_[member] = place;
+        component_[member] = index;
     }
 }
 
-void CycleFinder::follow(std::size_t place, std::size_t target) {
+void CycleFinder::follow(std::size_t index, std::size_t target) {
     if (depth_[target] != 0) closePath(target);
     if (visitedAs_[target] == 0) {
         visit(target);
-        lowest_[place] = std::min(lowest_[place], lowest_[target]);
-    } else if (circle_[target] == Entry::kNone) {
-        lowest_[place] = std::min(lowest_[place], visitedAs_[target]);
+        lowest_[index] = std::min(lowest_[index], lowest_[target]);
+    } else if (component_[target] == Entry::kNone) {
+        lowest_[index] = std::min(lowest_[index], visitedAs_[target]);
     }
 }
 

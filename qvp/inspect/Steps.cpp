@@ -56,7 +56,7 @@ void nameLibraries(Inspection& inspection) {
         NeededLibrary library;
         library.name = name;
         library.neededBy = inspection.file.path;
-        library.foundBy = "not looked for";
+        library.foundBy = "not searched";
         library.isNeededLater = isLater;
         inspection.libraries.push_back(std::move(library));
     };

@@ -25,23 +25,24 @@ std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::str
 std::vector<NeededLibrary> findNeededLibraries(const LibraryFile& file) {
     std::vector<NeededLibrary> libraries;
     std::unordered_set<std::string> known;
-    std::deque<std::shared_ptr<const Needing>> waiting{std::make_shared<Needing>(Needing{file, nullptr})};
-    const auto take = [&](const std::shared_ptr<const Needing>& needing, const std::string& name,
+    std::deque<std::shared_ptr<const DependencyChain>> waiting{
+        std::make_shared<DependencyChain>(DependencyChain{file, nullptr})};
+    const auto take = [&](const std::shared_ptr<const DependencyChain>& chain, const std::string& name,
                           bool isLater) {
         if (!known.insert(comparedLibraryName(name)).second) return;
         NeededLibrary library;
         library.name = name;
-        library.neededBy = needing->file.path;
+        library.neededBy = chain->file.path;
         library.isNeededLater = isLater;
-        auto found = findAsLoader(*needing, library);
+        auto found = findAsLoader(*chain, library);
         if (found && !isLater && library.problem == LibraryFile::Problem::none)
-            waiting.push_back(std::make_shared<Needing>(Needing{std::move(*found), needing}));
+            waiting.push_back(std::make_shared<DependencyChain>(DependencyChain{std::move(*found), chain}));
         libraries.push_back(std::move(library));
     };
     for (; !waiting.empty(); waiting.pop_front()) {
-        const auto needing = waiting.front();
-        for (const std::string& name : needing->file.needed) take(needing, name, false);
-        for (const std::string& name : needing->file.neededLater) take(needing, name, true);
+        const auto chain = waiting.front();
+        for (const std::string& name : chain->file.needed) take(chain, name, false);
+        for (const std::string& name : chain->file.neededLater) take(chain, name, true);
     }
     return libraries;
 }

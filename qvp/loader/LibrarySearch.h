@@ -7,24 +7,24 @@
 
 namespace qvp {
 
-/// A library that a file needs, itself or through another one.
+/// A library that a file needs, directly or indirectly.
 struct NeededLibrary {
-    std::string name;      ///< as the file that needs it spells it
+    std::string name;      ///< as spelled in the file that needs it
     std::string neededBy;  ///< that file's path
-    std::string path;      ///< where the system's loader will find it; "" when it is missing
+    std::string path;      ///< where the system's loader finds it; "" if it is missing
     std::string
-        foundBy;  ///< "run path", "LD_LIBRARY_PATH", "system folder", "own folder", "not looked for", ...
-    std::vector<std::string> lookedIn;  ///< the folders, in order, up to where it was found
+        foundBy;  ///< "run path", "LD_LIBRARY_PATH", "system folder", "own folder", "not searched", ...
+    std::vector<std::string> lookedIn;                          ///< the searched folders, in order
     LibraryFile::Problem problem = LibraryFile::Problem::none;  ///< of the file that was found
     std::string problemText;
-    bool isNeededLater = false;  ///< when it is called first, so that the file can be opened without it
+    bool isNeededLater = false;  ///< only at its first call; the file can be opened without it
 
-    /// False also for one that was not looked for, because its file is for the other system.
+    /// False also if it was not searched, because its file is for the other system.
     bool isMissing() const { return path.empty() && foundBy.empty(); }
 };
 
-/// All that a file needs, each library once, breadth first. The order of the search is that of the system's
-/// loader for a library that the tool itself opens.
+/// All libraries that a file needs, each once, breadth first. They are searched as the system's loader does
+/// it for a library that the tool opens.
 std::vector<NeededLibrary> findNeededLibraries(const LibraryFile& file);
 
 }  // namespace qvp

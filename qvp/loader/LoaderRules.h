@@ -8,24 +8,24 @@
 
 namespace qvp {
 
-/// A library on the way from the file that is looked at to one that it needs.
-struct Needing {
+/// A file and the chain of files that need it, up to the inspected one.
+struct DependencyChain {
     LibraryFile file;
-    std::shared_ptr<const Needing> neededBy;  ///< null for the first
+    std::shared_ptr<const DependencyChain> neededBy;  ///< null for the first
 };
 
-/// Fills where this system's loader finds the library called `library.name`. The result is the file, when
-/// what it needs itself is to be looked for as well.
-std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& library);
+/// Searches `library.name` as this system's loader does, and fills in where it was found. Returns the file if
+/// the libraries that it needs are to be searched, too.
+std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibrary& library);
 
-/// Whether the file is in the format of this system's libraries.
+/// True if the file has the format of this system's libraries.
 bool isForThisSystem(const LibraryFile& file);
 
-/// The form in which names that mean the same library are equal.
+/// Equal for names that mean the same library.
 std::string comparedLibraryName(const std::string& name);
 
-/// For `findAsLoader`: takes `path` for the library if the loader would. A file that is missing, or for
-/// another processor or system, is passed over.
+/// For `findAsLoader`: accepts `path` as the library if the loader would. A missing file, or one for another
+/// processor or system, is skipped.
 std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::string& foundBy,
                                          NeededLibrary& library);
 

@@ -2,10 +2,10 @@
 // resolve the dependencies depth-first in the descriptor's order, initialize, register (`accept`).
 //
 // Until `accept`, the `Candidate` owns the load. If a step fails, a listener throws or the thread is
-// cancelled, its destructor releases the pins on the dependencies, removes its name and file from `underWay_`
+// cancelled, its destructor releases the pins on the dependencies, removes its name and file from `loading_`
 // and closes the library. Dependencies that were loaded for it stay loaded.
 //
-// Entry points and listeners may call the manager again; such nested requests share `underWay_`. It holds the
+// Entry points and listeners may call the manager again; such nested requests share `loading_`. It holds the
 // file of each load in progress before the library is opened, and its name, ignoring case, before the
 // dependencies are resolved: this is how cycles are found. A dependency stays pinned until `accept` has
 // counted the candidate as its dependent, so no nested request can unload it in between.
@@ -36,23 +36,20 @@ void resetManagersFields(QvPluginInfo& info, const std::string& path) {
 class PluginLoader::Candidate {
 public:
     Candidate(PluginLoader& loader, const std::string& libraryPath, const PluginFile& libraryFile)
-        : path(libraryPath),
-          file(libraryFile),
-          library(loader.state_.libraries),
-          underWay_(loader.underWay_) {
-        underWay_.files.add(file, &path);
+        : path(libraryPath), file(libraryFile), library(loader.state_.libraries), loading_(loader.loading_) {
+        loading_.files.add(file, &path);
     }
     Candidate(const Candidate&) = delete;
     Candidate& operator=(const Candidate&) = delete;
     ~Candidate() {
         for (LoadedPlugin* dependency : pinned_) --dependency->pins;
-        if (!foldedName_.empty()) underWay_.foldedNames.erase(underWay_.foldedNames.find(foldedName_));
-        underWay_.files.remove(file);
+        if (!foldedName_.empty()) loading_.foldedNames.erase(loading_.foldedNames.find(foldedName_));
+        loading_.files.remove(file);
     }
 
     void announceName() {
         foldedName_ = rules::foldedName(plugin->name);
-        underWay_.foldedNames.insert(foldedName_);
+        loading_.foldedNames.insert(foldedName_);
     }
 
     void addDependency(LoadedPlugin& dependency) {
@@ -68,7 +65,7 @@ public:
     const Qv::QvArray<LoadedPlugin*>& dependencies() const { return pinned_; }
 
 private:
-    UnderWay& underWay_;
+    Loading& loading_;
     Qv::QvArray<LoadedPlugin*> pinned_;
     std::string foldedName_;
 };
@@ -87,7 +84,7 @@ LoadedPlugin* PluginLoader::loadFile(const std::string& path, const PluginFile& 
         return nullptr;
     }
     if (LoadedPlugin* loaded = state_.registry.findByFile(file)) return reuse(*loaded, request);
-    if (const std::string* first = underWay_.files.find(file)) {
+    if (const std::string* first = loading_.files.find(file)) {
         state_.listeners.reportError(path, nullptr, rules::cycleMessage(*first));
         return nullptr;
     }
@@ -154,9 +151,9 @@ public:
         : loader_(loader), candidate_(candidate), dependency_(dependency) {}
 
     bool isLoadingName(const std::string& name) const {
-        return loader_.underWay_.foldedNames.count(rules::foldedName(name)) != 0;
+        return loader_.loading_.foldedNames.count(rules::foldedName(name)) != 0;
     }
-    bool isLoadingFile(const File& file) const { return loader_.underWay_.files.find(file->file) != nullptr; }
+    bool isLoadingFile(const File& file) const { return loader_.loading_.files.find(file->file) != nullptr; }
     File find(const std::string& name) const { return loader_.state_.searchPath.find(name); }
     LoadedPlugin* loadedFor(const QvDependency& dependency) const {
         return loader_.state_.registry.findForDependency(dependency);

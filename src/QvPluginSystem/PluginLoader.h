@@ -25,7 +25,7 @@ public:
 private:
     class Candidate;
     class Resolution;
-    struct UnderWay {
+    struct Loading {
         std::unordered_multiset<std::string> foldedNames;
         PluginFileIndex<const std::string> files;  // to the path that is being loaded
     };
@@ -42,7 +42,7 @@ private:
 
     QvPluginManager& manager_;
     PluginSystemState& state_;
-    UnderWay underWay_;  // of nested requests too: an entry point may load further plugins
+    Loading loading_;  // of nested requests too: an entry point may load further plugins
 };
 
 }  // namespace QvPluginSystem

@@ -1,11 +1,11 @@
 // `unload` withdraws the explicit request. If nothing needs the plugin, `stop` asks the listeners and calls
-// the plugin's uninitialize function, then `release` closes the library, takes back the claims on the
+// the plugin's uninitialize function, then `release` closes the library, releases the references on the
 // dependencies one by one, unloads each dependency that became unused, and removes the plugin from the
 // registry last.
 //
 // If a listener or the plugin refuses, or a listener throws, in `stop`, all flags get their old values back:
 // the plugin is as before. After `stop` succeeded, `release` always completes: if a listener throws while a
-// dependency is stopped, the remaining claims are taken back and the plugin is removed, but the remaining
+// dependency is stopped, the remaining references are released and the plugin is removed, but the remaining
 // dependencies stay loaded.
 //
 // While `isUnloading` is set the plugin is still in the registry; nested requests to load or unload it fail.
@@ -49,20 +49,20 @@ private:
     LoadedPlugin& plugin_;
 };
 
-// Takes back a plugin's claims on its dependencies one by one; the destructor takes back the rest, also when
+// Releases a plugin's references on its dependencies one by one; the destructor releases the rest, also when
 // a listener throws.
-class Claims {
+class References {
 public:
-    explicit Claims(const Qv::QvArray<LoadedPlugin*>& dependencies) : dependencies_(dependencies) {}
-    Claims(const Claims&) = delete;
-    Claims& operator=(const Claims&) = delete;
-    ~Claims() {
-        while (takeBackOne()) {
+    explicit References(const Qv::QvArray<LoadedPlugin*>& dependencies) : dependencies_(dependencies) {}
+    References(const References&) = delete;
+    References& operator=(const References&) = delete;
+    ~References() {
+        while (releaseOne()) {
         }
     }
 
-    /// Returns the dependency that lost a claim; null when no claim is left.
-    LoadedPlugin* takeBackOne() {
+    /// Returns the dependency that lost a reference; null if none is left.
+    LoadedPlugin* releaseOne() {
         if (next_ == dependencies_.size()) return nullptr;
         LoadedPlugin* dependency = dependencies_[next_++];
         --dependency->dependentCount;
@@ -112,17 +112,18 @@ bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
 // Closes the library of an uninitialized plugin and removes the plugin, also when a listener throws.
 void PluginUnloader::release(LoadedPlugin& plugin) {
     const RemovalAtEnd removal(state_.registry, plugin);
-    Claims claims(plugin.neededPlugins);
+    References references(plugin.neededPlugins);
     {
         const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.file.libraryPath());
         Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.requestedPath.c_str());
     }
-    rules::releaseClaims([&] { return claims.takeBackOne(); },
-                         [&](LoadedPlugin* dependency) {
-                             const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;
-                             if (isUnused && !dependency->isUnloading && stop(*dependency))
-                                 release(*dependency);
-                         });
+    rules::releaseReferences([&] { return references.releaseOne(); },
+                             [&](LoadedPlugin* dependency) {
+                                 const bool isUnused =
+                                     dependency->getUseCount() == 0 && dependency->pins == 0;
+                                 if (isUnused && !dependency->isUnloading && stop(*dependency))
+                                     release(*dependency);
+                             });
 }
 
 }  // namespace QvPluginSystem

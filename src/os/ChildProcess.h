@@ -34,10 +34,10 @@ public:
 private:
     struct Record;
     /// Keeps the record of a running child for as long as the platform needs it.
-    struct LetGo {
+    struct Abandon {
         void operator()(Record* record) const noexcept;
     };
-    using OwnedRecord = std::unique_ptr<Record, LetGo>;
+    using OwnedRecord = std::unique_ptr<Record, Abandon>;
     explicit ChildProcess(OwnedRecord record) noexcept;
 
     OwnedRecord record_;

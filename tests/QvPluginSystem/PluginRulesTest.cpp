@@ -148,7 +148,7 @@ TEST(PluginRules, WhatBecomesUnusedIsUnloadedBeforeTheNextClaim) {
     const std::function<void(const std::string&)> release = [&](const std::string& name) {
         order.push_back(name);
         std::size_t next = 0;
-        rules::releaseClaims(
+        rules::releaseReferences(
             [&]() -> const std::string* {
                 const Texts& all = claims[name];
                 if (next == all.size()) return nullptr;

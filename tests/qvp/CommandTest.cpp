@@ -138,7 +138,9 @@ TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {
                     {"file", path("terrain.qvp")},
                     {"system", system},
                     {"steps", {"libraries", "opened", "buildInformation", "descriptor"}}}));
-    EXPECT_NE(run({"check"}).out.find("needs " + system + " for libraries, opened"), std::string::npos);
+    EXPECT_NE(run({"check"}).out.find("needs " + system +
+                                      " for libraries, opened, build information and descriptor"),
+              std::string::npos);
     EXPECT_EQ(json({"list"}, 1)["totals"]["otherSystem"], 1);
 
     const Json why = json({"why", "terrain"}, 1);
@@ -147,12 +149,12 @@ TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {
     EXPECT_EQ(strings(why["steps"], "state"), (Texts{"ok", "ok", "ok", needsOther, needsOther, "ok",
                                                      needsOther, needsOther, needsOther, needsOther}));
     EXPECT_EQ(why["missingLibraries"].size(), 0U);
-    EXPECT_EQ(why["advice"][0], "Build terrain.qvp for this platform, 64-bit x86, or take that build of it.");
+    EXPECT_EQ(why["advice"][0], "Build terrain.qvp for this platform (64-bit x86), or install such a build.");
 
     const Json info = json({"info", "terrain"}, 1);
     EXPECT_EQ(info["problem"], "This plugin is for " + system + ": it is only read.");
     EXPECT_EQ(info["entryPoints"]["found"].size(), 4U);
-    EXPECT_EQ(strings(info["libraries"], "foundBy"), Texts{"not looked for"});
+    EXPECT_EQ(strings(info["libraries"], "foundBy"), Texts{"not searched"});
 
     add("ship", {"needs terrain 1.0"});
     const Json ship = json({"check"}, 1);

@@ -185,7 +185,7 @@ TEST(Inspect, OnlyReadsALibraryForTheOtherSystem) {
     const std::string middle = kWindows ? "libspecimenMiddle.dll" : "libspecimenMiddle.so";
     add(middle, {});
     const Inspection lacking = inspectAll({support::copySpecimen("needsLibrary.qvp", folder.path())})[0];
-    EXPECT_EQ(failure(lacking).rfind("libraries: needs " + middle + ", which is in none of ", 0), 0U)
+    EXPECT_EQ(failure(lacking).rfind("libraries: needs " + middle + ", which was not found in ", 0), 0U)
         << failure(lacking);
 }
 

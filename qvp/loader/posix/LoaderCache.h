@@ -6,7 +6,7 @@ namespace qvp {
 
 inline constexpr const char* kLoaderCacheFile = "/etc/ld.so.cache";
 
-/// The path that the loader's cache has for a library of this processor; "" when it has none.
+/// The path of a library for this processor in the loader's cache; "" if there is none.
 std::string findInLoaderCache(const std::string& name);
 
 }  // namespace qvp

@@ -91,9 +91,9 @@ public:
         return std::nullopt;
     }
 
-    std::optional<LibraryFile> inRunPathsOf(const Needing& needing) {
-        if (needing.file.runpath) return std::nullopt;
-        for (const Needing* at = &needing; at; at = at->neededBy.get()) {
+    std::optional<LibraryFile> inRunPathsOf(const DependencyChain& chain) {
+        if (chain.file.runpath) return std::nullopt;
+        for (const DependencyChain* at = &chain; at; at = at->neededBy.get()) {
             if (auto file = inRunPath(at->file.rpath, at->file.path)) return file;
         }
         return std::nullopt;
@@ -114,8 +114,8 @@ private:
 };
 
 // The product's own rule: what is missing may lie beside the file that is opened.
-std::string ownFolder(const Needing& needing) {
-    const Needing* first = &needing;
+std::string ownFolder(const DependencyChain& chain) {
+    const DependencyChain* first = &chain;
     while (first->neededBy) first = first->neededBy.get();
     std::string folder = QvPlatform::File(first->file.path).getFolderPath();
     if (folder.size() > 1) folder.pop_back();
@@ -124,18 +124,18 @@ std::string ownFolder(const Needing& needing) {
 
 }  // namespace
 
-std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& library) {
+std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibrary& library) {
     static const Folders kEnvironment = environmentFolders();
     static const Folders kSystem = systemFolders();
     if (takeIfLoaded(library)) return std::nullopt;
     if (library.name.find('/') != std::string::npos) return takeIfLibrary(library.name, "its path", library);
     Search search(library);
-    if (auto file = search.inRunPathsOf(needing)) return file;
+    if (auto file = search.inRunPathsOf(chain)) return file;
     if (auto file = search.in(kEnvironment, "LD_LIBRARY_PATH")) return file;
-    if (auto file = search.inRunPath(needing.file.runpath, needing.file.path)) return file;
+    if (auto file = search.inRunPath(chain.file.runpath, chain.file.path)) return file;
     if (auto file = search.inCache()) return file;
     if (auto file = search.in(kSystem, "system folder")) return file;
-    return search.in({ownFolder(needing)}, "own folder");
+    return search.in({ownFolder(chain)}, "own folder");
 }
 
 bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::elf; }

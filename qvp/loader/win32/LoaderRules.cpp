@@ -58,8 +58,8 @@ std::vector<Folder> commonFolders() {
     return folders;
 }
 
-std::string ownFolder(const Needing& needing) {
-    const Needing* first = &needing;
+std::string ownFolder(const DependencyChain& chain) {
+    const DependencyChain* first = &chain;
     while (first->neededBy) first = first->neededBy.get();
     std::string folder = QvPlatform::File(first->file.path).getFolderPath();
     if (!folder.empty()) folder.pop_back();
@@ -85,13 +85,13 @@ bool takeIfApiSet(const std::string& comparedName, NeededLibrary& library) {
 
 }  // namespace
 
-std::optional<LibraryFile> findAsLoader(const Needing& needing, NeededLibrary& library) {
+std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibrary& library) {
     static const std::vector<Folder> kCommon = commonFolders();
     const bool hasExtension = library.name.find('.') != std::string::npos;
     const std::string fileName = hasExtension ? library.name : library.name + ".dll";
     if (takeIfLoaded(fileName, library) || takeIfApiSet(comparedLibraryName(library.name), library))
         return std::nullopt;
-    std::vector<Folder> folders{{ownFolder(needing), "own folder"}};
+    std::vector<Folder> folders{{ownFolder(chain), "own folder"}};
     folders.insert(folders.end(), kCommon.begin(), kCommon.end());
     for (const Folder& folder : folders) {
         library.lookedIn.push_back(folder.path);

@@ -88,12 +88,12 @@ auto resolve(Host& host, const QvDependency& dependency) -> decltype(host.refuse
     return plugin;
 }
 
-/// Takes back the claims that a plugin had on its dependencies, in the descriptor's order. A dependency that
-/// becomes unused is unloaded at once, and with it its own dependencies, before the next claim is taken back.
-/// `takeBackOne()` returns the dependency that lost a claim, and null after the last one.
-template <typename TakeBackOne, typename UnloadIfUnused>
-void releaseClaims(TakeBackOne takeBackOne, UnloadIfUnused unloadIfUnused) {
-    while (auto dependency = takeBackOne()) unloadIfUnused(dependency);
+/// Releases the references of a plugin on its dependencies, in the descriptor's order. A dependency that
+/// becomes unused is unloaded at once, and with it its own dependencies, before the next reference is
+/// released. `releaseOne()` returns the dependency that lost a reference, and null after the last one.
+template <typename ReleaseOne, typename UnloadIfUnused>
+void releaseReferences(ReleaseOne releaseOne, UnloadIfUnused unloadIfUnused) {
+    while (auto dependency = releaseOne()) unloadIfUnused(dependency);
 }
 
 }  // namespace QvPluginSystem::rules

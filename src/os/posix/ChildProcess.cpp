@@ -27,7 +27,7 @@ struct ChildProcess::Record {
 
     // The children that no object owns. The library starts no thread for them, so those that have ended are
     // reaped whenever a child is started or abandoned.
-    constinit static Record* firstLetGo;
+    constinit static Record* firstAbandoned;
     static void reapEnded();
 };
 
@@ -42,10 +42,10 @@ pid_t waitFor(pid_t pid, int* status) {
 
 }  // namespace
 
-constinit ChildProcess::Record* ChildProcess::Record::firstLetGo = nullptr;
+constinit ChildProcess::Record* ChildProcess::Record::firstAbandoned = nullptr;
 
 void ChildProcess::Record::reapEnded() {
-    for (Record** place = &firstLetGo; *place;) {
+    for (Record** place = &firstAbandoned; *place;) {
         Record* const record = *place;
         if (waitpid(record->pid, nullptr, WNOHANG) == 0) {
             place = &record->next;
@@ -56,7 +56,7 @@ void ChildProcess::Record::reapEnded() {
     }
 }
 
-void ChildProcess::LetGo::operator()(Record* record) const noexcept {
+void ChildProcess::Abandon::operator()(Record* record) const noexcept {
     const CancellationShield shield;
     record->descriptor = posix::Descriptor();
     if (record->pid == 0) {
@@ -64,7 +64,7 @@ void ChildProcess::LetGo::operator()(Record* record) const noexcept {
         return;
     }
     const std::lock_guard guard(kChildrenLock);
-    record->next = std::exchange(Record::firstLetGo, record);
+    record->next = std::exchange(Record::firstAbandoned, record);
     Record::reapEnded();
 }
 

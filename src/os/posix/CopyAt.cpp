@@ -44,13 +44,13 @@ bool copyContent(int source, int target, off_t size) {
 
 // An entry next to the target, with a temporary hidden name until it is complete. Removed if it is never
 // completed.
-class Draft {
+class TemporaryEntry {
 public:
-    explicit Draft(const Place& target) : target_(target) {}
-    Draft(const Draft&) = delete;
-    Draft& operator=(const Draft&) = delete;
-    ~Draft() {
-        if (!draft_.name.empty()) unlinkat(draft_.directory, draft_.name.c_str(), 0);
+    explicit TemporaryEntry(const Place& target) : target_(target) {}
+    TemporaryEntry(const TemporaryEntry&) = delete;
+    TemporaryEntry& operator=(const TemporaryEntry&) = delete;
+    ~TemporaryEntry() {
+        if (!entry_.name.empty()) unlinkat(entry_.directory, entry_.name.c_str(), 0);
     }
 
     // Calls `makeAt` with a directory and names in it until one is free.
@@ -61,7 +61,7 @@ public:
         for (int i = 0; i < kTries; ++i) {
             std::string name = folder + ".qv-" + randomText(6);
             if (makeAt(target_.directory, name.c_str())) {
-                draft_.name = std::move(name);
+                entry_.name = std::move(name);
                 return true;
             }
             if (errno != EEXIST) return false;
@@ -70,25 +70,25 @@ public:
     }
 
     bool publish(bool overwrite) {
-        const bool done = overwrite ? renameat(draft_.directory, draft_.name.c_str(), target_.directory,
+        const bool done = overwrite ? renameat(entry_.directory, entry_.name.c_str(), target_.directory,
                                                target_.name.c_str()) == 0
-                                    : posix::moveWithoutReplacing(draft_, target_);
-        if (done) draft_.name.clear();
+                                    : posix::moveWithoutReplacing(entry_, target_);
+        if (done) entry_.name.clear();
         return done;
     }
 
 private:
     const Place& target_;
-    Place draft_{target_.directory, {}};
+    Place entry_{target_.directory, {}};
 };
 
 // Only the content must be copied: some file systems store neither permissions nor times.
-bool fill(Descriptor& draft, int source, const struct stat& status) {
+bool fill(Descriptor& copy, int source, const struct stat& status) {
     const timespec times[] = {status.st_atim, status.st_mtim};
-    if (!copyContent(source, draft.get(), status.st_size)) return false;
-    [[maybe_unused]] const int modeIgnored = fchmod(draft.get(), status.st_mode & 0777U);
-    [[maybe_unused]] const int timesIgnored = futimens(draft.get(), times);
-    return draft.close();
+    if (!copyContent(source, copy.get(), status.st_size)) return false;
+    [[maybe_unused]] const int modeIgnored = fchmod(copy.get(), status.st_mode & 0777U);
+    [[maybe_unused]] const int timesIgnored = futimens(copy.get(), times);
+    return copy.close();
 }
 
 bool mayReplace(const Place& target, const struct stat& source, bool overwrite) {
@@ -111,12 +111,12 @@ bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool 
     if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
     if (to.name.empty() || !mayReplace(to, status, overwrite)) return false;
     Descriptor file;
-    Draft draft(to);
+    TemporaryEntry copy(to);
     const auto create = [&](int directory, const char* name) {
         file = Descriptor(openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         return bool(file);
     };
-    return draft.make(create) && fill(file, source.get(), status) && draft.publish(overwrite);
+    return copy.make(create) && fill(file, source.get(), status) && copy.publish(overwrite);
 }
 
 bool posix::copyLink(const Place& from, const Place& to, bool overwrite) {
@@ -126,8 +126,8 @@ bool posix::copyLink(const Place& from, const Place& to, bool overwrite) {
     };
     if (!text) return false;
     if (!overwrite) return link(to.directory, to.name.c_str());
-    Draft draft(to);
-    return draft.make(link) && draft.publish(true);
+    TemporaryEntry copy(to);
+    return copy.make(link) && copy.publish(true);
 }
 
 // A link at the target's path is followed.

@@ -15,7 +15,7 @@ struct ChildProcess::Record {
     win32::Handle thread;
 };
 
-void ChildProcess::LetGo::operator()(Record* record) const noexcept { delete record; }
+void ChildProcess::Abandon::operator()(Record* record) const noexcept { delete record; }
 
 ChildProcess::ChildProcess() noexcept = default;
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept = default;

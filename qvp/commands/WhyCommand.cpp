@@ -2,7 +2,6 @@
 #include "commands/Advice.h"
 #include "commands/Documents.h"
 #include "commands/WhySteps.h"
-#include "commands/WhyText.h"
 
 #include <algorithm>
 #include <set>

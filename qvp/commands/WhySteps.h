@@ -23,4 +23,7 @@ struct WhySteps {
 /// initialization.
 WhySteps takeSteps(const Catalogue& catalogue, std::size_t index, const Setting& setting);
 
+/// Prints the text output of `qvp why`.
+void printWhy(const Document& document, Page& page);
+
 }  // namespace qvp

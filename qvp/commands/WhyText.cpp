@@ -1,4 +1,4 @@
-#include "commands/WhyText.h"
+#include "commands/WhySteps.h"
 
 #include "commands/Documents.h"
 #include "report/Text.h"

@@ -5,7 +5,6 @@
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "inspect/CycleFinder.h"
 #include "inspect/DryRun.h"
-#include "inspect/FileIdentity.h"
 
 #include <algorithm>
 #include <numeric>

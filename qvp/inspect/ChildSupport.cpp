@@ -1,5 +1,10 @@
 #include "inspect/ChildSupport.h"
 
+#include "base/Demangle.h"
+#include "child/Arguments.h"
+#include "child/Child.h"
+#include "inspect/Inspection.h"
+
 #include <QvPlatform/diagnostics/Log.h>
 
 #include <cxxabi.h>
@@ -8,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <memory>
 #include <stdexcept>
 
 namespace qvp {
@@ -37,12 +41,8 @@ void takeLog(Qv::eLogLevel level, const char* const format, Qv::LogArgs args) {
 void silenceLog() { Qv::LogSetHandler(takeLog); }
 
 std::string classNameOf(const std::type_info& type) {
-    struct Free {
-        void operator()(char* text) const { std::free(text); }
-    };
-    int status = 0;
-    const std::unique_ptr<char, Free> name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status));
-    return name ? name.get() : type.name();
+    std::string name = base::demangled(type.name());
+    return name.empty() ? type.name() : name;
 }
 
 std::string currentExceptionText() {
@@ -55,6 +55,16 @@ std::string currentExceptionText() {
     } catch (...) {
         return name;
     }
+}
+
+std::optional<int> runAsChild(int argc, char** argv) {
+    std::vector<std::string> arguments = programArguments(argc, argv);
+    if (arguments.size() < 2 || (arguments[0] != kInspectArgument && arguments[0] != kTryArgument))
+        return std::nullopt;
+    prepareAsChild();
+    if (arguments[0] == kInspectArgument) inspectInChild(arguments[1]);
+    arguments.erase(arguments.begin());
+    tryInChild(arguments);
 }
 
 }  // namespace qvp

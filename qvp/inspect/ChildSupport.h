@@ -2,6 +2,7 @@
 
 #include <string>
 #include <typeinfo>
+#include <vector>
 
 namespace qvp {
 
@@ -14,5 +15,15 @@ std::string classNameOf(const std::type_info& type);
 
 /// "std::runtime_error: text" for the exception being handled.
 std::string currentExceptionText();
+
+/// The code that child processes run.
+[[noreturn]] void inspectInChild(const std::string& file);
+/// The arguments are `kWithDefaultDirectory` or `kWithoutDefaultDirectory`, the file, and the directories.
+[[noreturn]] void tryInChild(const std::vector<std::string>& arguments);
+
+inline constexpr const char* kInspectArgument = "--child-inspect";
+inline constexpr const char* kTryArgument = "--child-try";
+inline constexpr const char* kWithDefaultDirectory = "with-default";
+inline constexpr const char* kWithoutDefaultDirectory = "without-default";
 
 }  // namespace qvp

@@ -1,4 +1,4 @@
-#include "inspect/InspectChild.h"
+#include "inspect/ChildSupport.h"
 #include "inspect/InspectReport.h"
 #include "inspect/Inspection.h"
 #include "inspect/Steps.h"

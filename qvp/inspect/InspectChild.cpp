@@ -1,4 +1,3 @@
-#include "inspect/InspectChild.h"
 
 #include "child/Child.h"
 #include "inspect/ChildSupport.h"

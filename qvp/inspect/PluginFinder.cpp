@@ -5,7 +5,6 @@
 #include <QvPlatform/filesystem/Environment.h>
 
 #include "QvPluginSystem/rules/PluginRules.h"
-#include "inspect/FileIdentity.h"
 
 #include <algorithm>
 #include <optional>

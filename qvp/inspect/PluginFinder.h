@@ -14,6 +14,10 @@ struct SearchDirectory {
     std::size_t pluginCount = 0;  ///< files called *.qvp in it
 };
 
+/// Equal for all paths of one regular file, as the plugin manager identifies files: by the file system on
+/// Linux, by the path ignoring case on Windows. "" if there is no regular file.
+std::string regularFileIdentity(const std::string& path);
+
 /// The directories in the order of the search: those given, those of QVP_PATH, the library's own. Each once.
 std::vector<SearchDirectory> searchDirectories(const std::vector<std::string>& given);
 

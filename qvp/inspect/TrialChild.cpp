@@ -1,7 +1,6 @@
 #include "child/Child.h"
 #include "child/CrashHandler.h"
 #include "inspect/ChildSupport.h"
-#include "inspect/InspectChild.h"
 #include "inspect/InspectReport.h"
 
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>

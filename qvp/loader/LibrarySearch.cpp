@@ -2,11 +2,21 @@
 
 #include "loader/LoaderRules.h"
 
+#include <QvPlatform/filesystem/File.h>
+
 #include <deque>
 #include <unordered_set>
 #include <utility>
 
 namespace qvp {
+
+std::string ownFolder(const DependencyChain& chain) {
+    const DependencyChain* first = &chain;
+    while (first->neededBy) first = first->neededBy.get();
+    std::string folder = QvPlatform::File(first->file.path).getFolderPath();
+    if (folder.size() > 1) folder.pop_back();
+    return folder;
+}
 
 std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::string& foundBy,
                                          NeededLibrary& library) {

@@ -18,6 +18,9 @@ struct DependencyChain {
 /// the libraries that it needs are to be searched, too.
 std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibrary& library);
 
+/// The folder of the inspected file, without a slash at the end: the product's loader also searches there.
+std::string ownFolder(const DependencyChain& chain);
+
 /// True if the file has the format of this system's libraries.
 bool isForThisSystem(const LibraryFile& file);
 

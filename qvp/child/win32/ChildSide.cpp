@@ -37,7 +37,7 @@ LONG WINAPI handleUncaught(EXCEPTION_POINTERS* exception) {
 }  // namespace
 
 void prepareAsChild() {
-    const std::wstring number = os::win32::variable(kReportVariable).value_or(L"");
+    const std::wstring number = os::win32::variable(kReportVariable).value_or(std::wstring());
     report =
         reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::wcstoull(number.c_str(), nullptr, 10)));
     SetHandleInformation(report, HANDLE_FLAG_INHERIT, 0);

@@ -1,4 +1,4 @@
-#include "inspect/FileIdentity.h"
+#include "inspect/PluginFinder.h"
 
 #include <QvPlatform/filesystem/File.h>
 

@@ -4,8 +4,6 @@
 #include "loader/posix/RunPath.h"
 #include "os/posix/PosixSupport.h"
 
-#include <QvPlatform/filesystem/File.h>
-
 #include <dlfcn.h>
 #include <link.h>
 
@@ -112,15 +110,6 @@ public:
 private:
     NeededLibrary& library_;
 };
-
-// The product's own rule: what is missing may lie beside the file that is opened.
-std::string ownFolder(const DependencyChain& chain) {
-    const DependencyChain* first = &chain;
-    while (first->neededBy) first = first->neededBy.get();
-    std::string folder = QvPlatform::File(first->file.path).getFolderPath();
-    if (folder.size() > 1) folder.pop_back();
-    return folder;
-}
 
 }  // namespace
 

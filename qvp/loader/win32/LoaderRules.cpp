@@ -4,7 +4,6 @@
 #include "os/win32/Windows.h"
 
 #include <QvPlatform/core/StringConversions.h>
-#include <QvPlatform/filesystem/File.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -29,7 +28,7 @@ void addFolder(std::vector<Folder>& folders, std::wstring path, const char* why)
 }
 
 void addPathFolders(std::vector<Folder>& folders) {
-    const std::wstring whole = os::win32::variable(L"PATH").value_or(L"");
+    const std::wstring whole = os::win32::variable(L"PATH").value_or(std::wstring());
     for (std::size_t begin = 0; begin < whole.size();) {
         const auto end = std::min(whole.find(L';', begin), whole.size());
         std::wstring folder = whole.substr(begin, end - begin);
@@ -56,14 +55,6 @@ std::vector<Folder> commonFolders() {
               "current directory");
     addPathFolders(folders);
     return folders;
-}
-
-std::string ownFolder(const DependencyChain& chain) {
-    const DependencyChain* first = &chain;
-    while (first->neededBy) first = first->neededBy.get();
-    std::string folder = QvPlatform::File(first->file.path).getFolderPath();
-    if (!folder.empty()) folder.pop_back();
-    return folder;
 }
 
 // The loader takes a loaded module for every name that is equal to its file's.

@@ -62,6 +62,15 @@ protected:
     }
 };
 
+/// Says why a file could not be used, as a scripted descriptor or a fault of the test machine.
+std::string unusableEntries(const qvp::Catalogue& catalogue) {
+    std::string text = "unusable:";
+    for (const qvp::Entry& entry : catalogue.entries())
+        if (const qvp::Step* const step = entry.inspection.firstStep(qvp::StepState::failed))
+            text.append("\n").append(entry.path).append(": ").append(step->text);
+    return text;
+}
+
 /// Uses few names for many files, so that there are cycles, duplicate names and files that are named
 /// differently from their plugin.
 class CatalogueAgainstManagerTest : public CatalogueTest, public testing::WithParamInterface<unsigned> {
@@ -115,6 +124,7 @@ TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
     const support::CurrentDirectoryChange change(folder.addDirectory("current"));
     addPlugins();
     const qvp::Catalogue catalogue = catalogueOf(directories);
+    SCOPED_TRACE(unusableEntries(catalogue));
     Witness witness;
 
     manager->loadAllQvp();

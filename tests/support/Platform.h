@@ -17,7 +17,6 @@ inline constexpr bool kThreadSanitizer = true;
 inline constexpr bool kThreadSanitizer = false;
 #endif
 
-/// A copy of a process with several threads may find its allocator locked.
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool kAddressSanitizer = true;
 #elif defined(__has_feature)
@@ -25,5 +24,8 @@ inline constexpr bool kAddressSanitizer = __has_feature(address_sanitizer);
 #else
 inline constexpr bool kAddressSanitizer = false;
 #endif
+
+/// The sanitizers' allocators, unlike the C library's, do not lock themselves while a process forks.
+inline constexpr bool kForkMayLockAllocator = kAddressSanitizer || kThreadSanitizer;
 
 }  // namespace support

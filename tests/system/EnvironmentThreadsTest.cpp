@@ -41,7 +41,7 @@ bool readsAnErrorText() {
 }
 
 bool worksInAFork() {
-    if (support::kAddressSanitizer) return true;
+    if (support::kForkMayLockAllocator) return true;
 #ifndef _WIN32
     const pid_t copy = fork();
     if (copy == 0) {

@@ -1,7 +1,5 @@
 #include "BenchSupport.h"
 
-#include <QvPlatform/diagnostics/Log.h>
-
 namespace bench {
 namespace {
 
@@ -46,6 +44,6 @@ void compareReaders(benchmark::State& state, const std::string& operation, std::
         report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}}, sides[i]);
 }
 
-void silenceLog() { Qv::LogSetHandler(dropMessage); }
+Qv::LogHandler silenceLog() { return Qv::LogSetHandler(dropMessage); }
 
 }  // namespace bench

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QvPlatform/diagnostics/Log.h>
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -84,7 +86,7 @@ struct Peer {
 void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
                     const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers);
 
-/// Makes the log drop every message.
-void silenceLog();
+/// Makes the log drop every message; returns the previous handler.
+Qv::LogHandler silenceLog();
 
 }  // namespace bench

@@ -34,15 +34,12 @@ bool PluginsByHand::Plugin::open(const std::string& file) {
            bind(getBuildInfo, handle, "GetPluginBuildInfo");
 }
 
-// The calls that the manager makes: one descriptor is filled for the check of the build, one to keep.
-bool PluginsByHand::Plugin::start() {
-    QvPluginInfo checked;
-    if (!*getBuildInfo() || !getInfo(checked) || !getInfo(info)) return false;
+bool PluginsByHand::Plugin::start(QvPluginInfo& info) const {
     std::string error;
-    return initialize(*QvPluginManager::instance(), 0, nullptr, &error);
+    return *getBuildInfo() && getInfo(info) && initialize(*QvPluginManager::instance(), 0, nullptr, &error);
 }
 
-void PluginsByHand::Plugin::stop() {
+void PluginsByHand::Plugin::stop() const {
     uninitialize(*QvPluginManager::instance(), nullptr);
     dlclose(handle);
 }
@@ -52,18 +49,20 @@ bool PluginsByHand::findFile(const std::string& name) const {
     return isRegularFile(name) || std::any_of(searchDirs_.begin(), searchDirs_.end(), isIn);
 }
 
-bool PluginsByHand::findDependencies(const Plugin& plugin) const {
-    const auto& needed = plugin.info.dependencies;
-    return std::all_of(needed.begin(), needed.end(), [&](const QvDependency& dependency) {
+bool PluginsByHand::findDependencies(const QvPluginInfo& info) const {
+    const auto isThere = [&](const QvDependency& dependency) {
         return findFile(dependency.name) || findFile(dependency.name + ".qvp");
-    });
+    };
+    return std::all_of(info.dependencies.begin(), info.dependencies.end(), isThere);
 }
 
 bool PluginsByHand::load(const std::vector<std::string>& files) {
+    QvPluginInfo info;
     plugins_.resize(files.size());
     for (std::size_t i = 0; i < files.size(); ++i) {
-        if (!plugins_[i].open(files[i]) || !plugins_[i].start()) return false;
-        if (!searchDirs_.empty() && !findDependencies(plugins_[i])) return false;
+        info.dependencies.clear();
+        if (!plugins_[i].open(files[i]) || !plugins_[i].start(info)) return false;
+        if (!searchDirs_.empty() && !findDependencies(info)) return false;
     }
     return true;
 }

@@ -9,8 +9,8 @@
 
 namespace bench {
 
-/// Loading plugins with nothing but the system's calls and the plugins' own entry points: the limit of
-/// what a manager can reach.
+/// Loads plugins with nothing but the system's calls and one call of each entry point, all into the same
+/// descriptor: the limit of what a manager can reach.
 class PluginsByHand {
 public:
     /// With search directories, each dependency's file is looked for too, wherever it may be and as if for
@@ -27,18 +27,17 @@ private:
 
     struct Plugin {
         bool open(const std::string& file);
-        bool start();
-        void stop();
+        bool start(QvPluginSystem::QvPluginInfo& info) const;
+        void stop() const;
 
         void* handle = nullptr;
         Entry::GetPluginInfoFunc getInfo = nullptr;
         Entry::InitializeFunc initialize = nullptr;
         Entry::UninitializeFunc uninitialize = nullptr;
         Entry::GetBuildInfoFunc getBuildInfo = nullptr;
-        QvPluginSystem::QvPluginInfo info;
     };
 
-    bool findDependencies(const Plugin& plugin) const;
+    bool findDependencies(const QvPluginSystem::QvPluginInfo& info) const;
     bool findFile(const std::string& name) const;
 
     std::vector<std::string> searchDirs_;

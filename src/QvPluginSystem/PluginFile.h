@@ -3,7 +3,7 @@
 #include <QvPlatform/filesystem/File.h>
 
 #include "base/AsciiCase.h"
-#include "base/Utf.h"
+#include "base/Fnv.h"
 #include "os/Filesystem.h"
 #include "os/SystemPaths.h"
 
@@ -16,6 +16,27 @@
 
 namespace QvPluginSystem {
 
+/// The path of a plugin file as a key. It refers to the text, which must outlive it.
+class PluginPathKey {
+public:
+    explicit PluginPathKey(std::string_view path) : text_(path), hash_(hashOf(path)) {}
+
+    std::size_t hash() const { return hash_; }
+    bool operator==(const PluginPathKey& other) const {
+        if (hash_ != other.hash_) return false;
+        return ignoresCase() ? base::equalFolded(text_, other.text_) : text_ == other.text_;
+    }
+
+private:
+    static bool ignoresCase() { return os::nativePathStyle() != os::PathStyle::posix; }
+    static std::size_t hashOf(std::string_view path) {
+        return ignoresCase() ? base::fnv1a(path, base::foldCase<char>) : std::hash<std::string_view>()(path);
+    }
+
+    std::string_view text_;
+    std::size_t hash_;  // computed once for several look-ups
+};
+
 /// A plugin file's identity. Two are the same if their paths are equal, ignoring case where the platform
 /// does, or if the file system identifies them as the same file.
 struct PluginFile {
@@ -23,19 +44,11 @@ struct PluginFile {
     explicit PluginFile(const std::string& text) : PluginFile(QvPlatform::File(text)) {}
     explicit PluginFile(const QvPlatform::File& file) : PluginFile(file, os::entryStatus(file.widePath())) {}
     PluginFile(const QvPlatform::File& file, const os::EntryStatus& seen)
-        : path(file.widePath()), key(keyOf(file)), hash(std::hash<std::wstring_view>()(key)), status(seen) {}
+        : path(file.toUniversalPath()), status(seen) {}
 
-    static std::wstring keyOf(const QvPlatform::File& file) {
-        if (os::nativePathStyle() == os::PathStyle::posix) return file.widePath();
-        return base::foldedCase(file.widePath());
-    }
-
-    std::string libraryPath() const { return base::narrow(path); }
     bool isRegular() const { return status.kind == os::EntryKind::regularFile; }
 
-    std::wstring path;  // absolute, whatever the current directory is by now
-    std::wstring key;
-    std::size_t hash;  // of the key, which is looked up many times
+    std::string path;  ///< absolute and universal, whatever the current directory is by now
     os::EntryStatus status;
 };
 
@@ -44,37 +57,31 @@ template <typename Value>
 class PluginFileIndex {
 public:
     void add(const PluginFile& file, Value* value) {
-        byKey_[{file.key, file.hash}] = value;
+        byPath_[PluginPathKey(file.path)] = value;
         if (file.status.identity) byIdentity_[*file.status.identity] = value;
     }
 
     void remove(const PluginFile& file) {
-        byKey_.erase({file.key, file.hash});
+        byPath_.erase(PluginPathKey(file.path));
         if (file.status.identity) byIdentity_.erase(*file.status.identity);
     }
 
     /// Null if there is none.
     Value* find(const PluginFile& file) const {
-        if (Value* value = lookUp(byKey_, {file.key, file.hash})) return value;
+        if (Value* value = lookUp(byPath_, PluginPathKey(file.path))) return value;
         return file.status.identity ? lookUp(byIdentity_, *file.status.identity) : nullptr;
     }
 
     /// The same, but accesses the disk only if the path alone does not decide.
     Value* find(const std::string& path) const {
         const QvPlatform::File file(path);
-        const std::wstring key = PluginFile::keyOf(file);
-        if (Value* value = lookUp(byKey_, {key, std::hash<std::wstring_view>()(key)})) return value;
+        if (Value* value = lookUp(byPath_, PluginPathKey(file.toUniversalPath()))) return value;
         return byIdentity_.empty() ? nullptr : find(PluginFile(file));
     }
 
 private:
-    struct Key {
-        std::wstring_view text;
-        std::size_t hash;
-        bool operator==(const Key&) const = default;
-    };
-    struct HashKey {
-        std::size_t operator()(const Key& key) const { return key.hash; }
+    struct HashPath {
+        std::size_t operator()(const PluginPathKey& key) const { return key.hash(); }
     };
     struct HashIdentity {
         std::size_t operator()(const os::FileIdentity& identity) const {
@@ -88,7 +95,7 @@ private:
         return found == map.end() ? nullptr : found->second;
     }
 
-    std::unordered_map<Key, Value*, HashKey> byKey_;
+    std::unordered_map<PluginPathKey, Value*, HashPath> byPath_;
     std::unordered_map<os::FileIdentity, Value*, HashIdentity> byIdentity_;
 };
 

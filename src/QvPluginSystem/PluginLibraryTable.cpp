@@ -12,6 +12,7 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include "base/Utf.h"
 #include "filesystem/WholeVariable.h"
 #include "os/Cancellation.h"
 #include "os/SharedLibrary.h"
@@ -73,7 +74,8 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
-    records_.push_back({path, QvPlatform::File(path).getFolderPath(), nullptr, std::nullopt, 0});
+    const QvPlatform::File file = QvPlatform::File::fromWide(base::widen(path));
+    records_.push_back({path, file.getFolderPath(), nullptr, std::nullopt, 0});
     byPath_[records_.back().libraryPath] = std::prev(records_.end());
     return records_.back();
 }

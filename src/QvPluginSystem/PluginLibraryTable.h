@@ -20,7 +20,7 @@ struct PluginLibraryRecord {
     std::int32_t openCount = 0;
 };
 
-/// The open plugin libraries by their absolute path, in order of first use. Records keep their
+/// The open plugin libraries by their absolute universal path, in order of first use. Records keep their
 /// address until they are closed.
 class PluginLibraryTable {
 public:

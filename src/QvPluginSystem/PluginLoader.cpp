@@ -124,7 +124,7 @@ bool PluginLoader::describe(Candidate& candidate) const {
         return fail(candidate, "Plugin file could not be loaded : " + reason);
     };
     std::string reason;
-    if (!candidate.library.open(candidate.file.libraryPath(), reason)) {
+    if (!candidate.library.open(candidate.file.path, reason)) {
         const os::LastErrorKeeper lastError;  // `getLastError` returns the error of opening
         return cannotLoad(reason);
     }
@@ -211,7 +211,7 @@ QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {
     }
     std::string ignored;
     OpenPluginLibrary library(state_.libraries);
-    if (!library.open(found->file.libraryPath(), ignored)) return {};
+    if (!library.open(found->file.path, ignored)) return {};
     QvPluginInfo info(found->path);
     const auto read = [&] {
         if (!library.entryPoints().isValid(&ignored)) return false;

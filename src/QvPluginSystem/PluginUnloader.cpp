@@ -103,7 +103,7 @@ bool PluginUnloader::stop(LoadedPlugin& plugin) {
 }
 
 bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
-    const PluginLibraryRecord* library = state_.libraries.find(plugin.file.libraryPath());
+    const PluginLibraryRecord* library = state_.libraries.find(plugin.file.path);
     std::string ignored;
     return library &&
            callPlugin([&] { return library->entryPoints->uninitialize(manager_, nullptr); }, ignored);
@@ -114,7 +114,7 @@ void PluginUnloader::release(LoadedPlugin& plugin) {
     const RemovalAtEnd removal(state_.registry, plugin);
     References references(plugin.neededPlugins);
     {
-        const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.file.libraryPath());
+        const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.file.path);
         Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.requestedPath.c_str());
     }
     rules::releaseReferences([&] { return references.releaseOne(); },

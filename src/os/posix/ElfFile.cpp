@@ -17,6 +17,7 @@
 namespace os::posix {
 namespace {
 
+constexpr Elf64_Off kUsualHeaders = 1024;         // the file's header and 17 segments
 constexpr Elf64_Xword kLargestTable = 1U << 26U;  // a damaged file may contain any size
 
 class ElfFile {
@@ -25,11 +26,14 @@ public:
         const off_t end = file_ ? lseek(file_.get(), 0, SEEK_END) : -1;  // fails for what is not a file
         if (end < 0) return;
         size_ = static_cast<Elf64_Off>(end);
-        const auto headers = read<Elf64_Ehdr>(0, sizeof(Elf64_Ehdr));
-        if (headers.empty() || !isKnown(headers[0])) return;
-        const Elf64_Off tableSize = Elf64_Off{headers[0].e_phnum} * sizeof(Elf64_Phdr);
-        isCut_ = endsBefore(headers[0].e_phoff, tableSize);
-        segments_ = read<Elf64_Phdr>(headers[0].e_phoff, tableSize);
+        const std::vector<char> start = read<char>(0, std::min<Elf64_Off>(size_, kUsualHeaders));
+        Elf64_Ehdr header{};
+        if (start.size() < sizeof header) return;
+        std::memcpy(&header, start.data(), sizeof header);
+        if (!isKnown(header)) return;
+        const Elf64_Off tableSize = Elf64_Off{header.e_phnum} * sizeof(Elf64_Phdr);
+        isCut_ = endsBefore(header.e_phoff, tableSize);
+        segments_ = segmentsIn(start, header.e_phoff, tableSize);
     }
 
     bool isTruncated() const {
@@ -64,6 +68,15 @@ private:
 
     bool endsBefore(Elf64_Off offset, Elf64_Xword size) const {
         return offset > size_ || size > size_ - offset;
+    }
+
+    /// Most files have their table in the part that is already in memory.
+    std::vector<Elf64_Phdr> segmentsIn(const std::vector<char>& start, Elf64_Off offset,
+                                       Elf64_Off size) const {
+        if (offset > start.size() || size > start.size() - offset) return read<Elf64_Phdr>(offset, size);
+        std::vector<Elf64_Phdr> segments(size / sizeof(Elf64_Phdr));
+        if (size != 0) std::memcpy(segments.data(), start.data() + offset, size);
+        return segments;
     }
 
     /// The complete items of a part of the file; empty if the file is too short.

@@ -1,5 +1,6 @@
-// Publishing and withdrawing pool objects, the newest first, compared with a hand-kept list with an index:
-// the least that keeps order and refuses duplicates.
+// Publishing and withdrawing pool objects, compared with a hand-kept list with an index: the least that keeps
+// order and refuses duplicates. The newest object leaves in constant time; the list closes up after the
+// oldest.
 
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 
@@ -16,11 +17,13 @@ using QvPluginSystem::QvPluginObject;
 
 constexpr std::size_t kFew = 10'000;
 constexpr std::size_t kMany = 100'000;
+constexpr std::size_t kOldest = 1'000;
 constexpr bench::Target kTarget{.ratio = 2.0};
 
 struct Pool {
     bench::Sides add;
     bench::Sides remove;
+    bench::Sides removeOldest;
 };
 
 class IndexedList {
@@ -31,11 +34,31 @@ public:
     void removeNewest(QvPluginObject* object) {
         if (index_.erase(object) != 0) list_.pop_back();
     }
+    void removeOldest(QvPluginObject* object) {
+        if (index_.erase(object) != 0) list_.erase(list_.begin());
+    }
 
 private:
     std::unordered_set<QvPluginObject*> index_;
     std::vector<QvPluginObject*> list_;
 };
+
+// The rest leaves newest first.
+void measureOldest(Pool& pool, IndexedList& list, std::vector<QvPluginObject>& objects) {
+    auto* manager = QvPluginManager::instance();
+    for (QvPluginObject& object : objects) {
+        manager->addObject(&object);
+        list.add(&object);
+    }
+    pool.removeOldest.ours.add(
+        bench::timePerCall(kOldest, [&](std::size_t i) { manager->removeObject(&objects[i]); }));
+    pool.removeOldest.peer.add(
+        bench::timePerCall(kOldest, [&](std::size_t i) { list.removeOldest(&objects[i]); }));
+    for (std::size_t i = objects.size(); i > kOldest; --i) {
+        manager->removeObject(&objects[i - 1]);
+        list.removeNewest(&objects[i - 1]);
+    }
+}
 
 void measureManager(bench::LeastTime& add, bench::LeastTime& remove, std::vector<QvPluginObject>& objects,
                     std::size_t count) {
@@ -62,6 +85,7 @@ void benchPool(benchmark::State& state) {
         measureManager(besideFewer.add.peer, besideFewer.remove.peer, objects, kFew);
         measureManager(besideFewer.add.ours, besideFewer.remove.ours, objects, kMany);
         measureByHand(besideHand, list, objects);
+        measureOldest(besideHand, list, objects);
     }
     besideHand.add.ours = besideFewer.add.ours;
     besideHand.remove.ours = besideFewer.remove.ours;
@@ -69,6 +93,8 @@ void benchPool(benchmark::State& state) {
     bench::report(state, {"addObject", "list and index", kMany, {}}, besideHand.add);
     bench::report(state, {"removeObject, the last", "of 10,000", kMany, kTarget}, besideFewer.remove);
     bench::report(state, {"removeObject, the last", "list and index", kMany, {}}, besideHand.remove);
+    bench::report(state, {"removeObject, the oldest", "list and index", kMany, {.ratio = 1.2}},
+                  besideHand.removeOldest);
 }
 BENCHMARK(benchPool)->Iterations(20);
 

@@ -1,4 +1,5 @@
-// A segment of shared memory compared with the system's own, which outlives its users and has no mutex.
+// A segment of shared memory compared with the system's own, which outlives its users and has no mutex. Both
+// reserve their memory when they are created, so that a full disk is no fatal signal later.
 
 #include <QvPlatform/threads/SharedMemory.h>
 
@@ -15,48 +16,80 @@
 
 namespace {
 
-constexpr std::size_t kSize = 4096;
+constexpr std::size_t kSmall = 4096;
+constexpr std::size_t kLarge = std::size_t{16} << 20U;
 const std::string plainName = "/qv-bench-" + std::to_string(getpid());
 
 struct Segment : QvPlatform::SharedMemoryBase {
-    void open() {
-        if (!SharedMemoryBase::open("qv-bench", kSize)) std::abort();
+    void open(std::size_t size = kSmall) {
+        if (!SharedMemoryBase::open("qv-bench", size)) std::abort();
     }
     using SharedMemoryBase::close;
 };
 
-void* openPlain() {
-    const int file = shm_open(plainName.c_str(), O_CREAT | O_RDWR, 0600);
-    if (file < 0 || ftruncate(file, kSize) != 0) std::abort();
-    void* const data = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+void* mapPlain(int flags, std::size_t size) {
+    const int file = shm_open(plainName.c_str(), flags | O_RDWR, 0600);
+    if (file < 0) std::abort();
+    if (flags != 0 && posix_fallocate(file, 0, static_cast<off_t>(size)) != 0) std::abort();
+    void* const data = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (data == MAP_FAILED || close(file) != 0) std::abort();
     return data;
 }
 
-void closePlain(void* data) {
-    if (munmap(data, kSize) != 0 || shm_unlink(plainName.c_str()) != 0) std::abort();
+void unmapPlain(void* data, std::size_t size) {
+    if (munmap(data, size) != 0) std::abort();
 }
 
-void benchOpen(benchmark::State& state) {
+void removePlain() {
+    if (shm_unlink(plainName.c_str()) != 0) std::abort();
+}
+
+void benchCreate(benchmark::State& state) {
     bench::silenceLog();
+    const auto size = static_cast<std::size_t>(state.range(0));
     Segment ours;
-    const auto openAndClose = [&](std::size_t) {
-        ours.open();
+    const auto createOurs = [&](std::size_t) {
+        ours.open(size);
         ours.close();
     };
-    bench::compare(state, {"open and close, bytes", "shm_open, mmap", kSize, {.ratio = 3}}, 200, openAndClose,
-                   [](std::size_t) { closePlain(openPlain()); });
+    const auto createPlain = [&](std::size_t) {
+        unmapPlain(mapPlain(O_CREAT, size), size);
+        removePlain();
+    };
+    bench::compare(state, {"create and close, bytes", "shm_open, fallocate", size, {.ratio = 3}}, 200,
+                   createOurs, createPlain);
 }
-BENCHMARK(benchOpen)->Iterations(60);
+BENCHMARK(benchCreate)->Arg(kSmall)->Arg(kLarge)->Iterations(60);
+
+void benchOpenExisting(benchmark::State& state) {
+    bench::silenceLog();
+    const auto size = static_cast<std::size_t>(state.range(0));
+    Segment creator;
+    Segment ours;
+    creator.open(size);
+    void* const plain = mapPlain(O_CREAT, size);
+    const auto openOurs = [&](std::size_t) {
+        ours.open(size);
+        ours.close();
+    };
+    const auto openPlain = [&](std::size_t) { unmapPlain(mapPlain(0, size), size); };
+    bench::compare(state, {"open and close an existing one", "shm_open, fallocate", size, {.ratio = 3}}, 200,
+                   openOurs, openPlain);
+    unmapPlain(plain, size);
+    removePlain();
+}
+BENCHMARK(benchOpenExisting)->Arg(kSmall)->Arg(kLarge)->Iterations(60);
 
 void benchLock(benchmark::State& state) {
     Segment ours;
     ours.open();
-    auto* const mutex = new (openPlain()) bench::PlainMutex(PTHREAD_MUTEX_ROBUST, PTHREAD_PROCESS_SHARED);
+    auto* const mutex =
+        new (mapPlain(O_CREAT, kSmall)) bench::PlainMutex(PTHREAD_MUTEX_ROBUST, PTHREAD_PROCESS_SHARED);
     bench::compare(
         state, {"lock and unlock of a segment", "shared pthread", 1, {.ratio = 1.1}}, 100'000,
         [&](std::size_t) { bench::lockAndUnlock(ours); }, [&](std::size_t) { bench::lockAndUnlock(*mutex); });
-    closePlain(mutex);
+    unmapPlain(mutex, kSmall);
+    removePlain();
 }
 BENCHMARK(benchLock)->Iterations(60);
 

@@ -3,7 +3,7 @@
 #include <QvPlatform/diagnostics/Log.h>
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
 
 namespace QvPluginSystem {
 namespace {
@@ -49,10 +49,13 @@ void ObjectPool::remove(QvPluginObject* object) {
     takeOut(object);
 }
 
-// From the back: what was published last usually goes first.
+// From both ends: objects usually leave in the order in which they came, or in reverse.
 void ObjectPool::takeOut(QvPluginObject* object) {
-    const auto found = std::find(objects_.rbegin(), objects_.rend(), object);
-    objects_.erase(std::next(found).base());
+    const std::size_t count = objects_.size();
+    std::size_t fromEnd = 0;
+    while (objects_[fromEnd] != object && objects_[count - 1 - fromEnd] != object) ++fromEnd;
+    const std::size_t index = objects_[fromEnd] == object ? fromEnd : count - 1 - fromEnd;
+    objects_.erase(objects_.begin() + static_cast<std::ptrdiff_t>(index));
     members_.erase(object);
 }
 

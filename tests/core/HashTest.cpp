@@ -57,6 +57,18 @@ TEST(CRC32, isTheSameOnEveryPathForEveryLengthAndAlignment) {
     }
 }
 
+// Long inputs are fetched ahead.
+TEST(CRC32, isTheSameOnEveryPathForLongInputs) {
+    const std::string bytes = randomBytes(40'000);
+    const std::vector<unsigned char> place(bytes.begin(), bytes.end());
+    for (const std::size_t length : {8191U, 8192U, 8320U, 8703U, 8704U, 9000U, 39'999U, 40'000U}) {
+        const std::uint32_t expected = crcByBits(0x12345678, bytes.substr(0, length));
+        for (const auto path : Qv::detail::crcPaths()) {
+            if (path) EXPECT_EQ(path(0x12345678, place.data(), length), expected) << length;
+        }
+    }
+}
+
 TEST(CRC32, ofPiecesIsThatOfTheWhole) {
     const std::string bytes = randomBytes(kLongest);
     const int whole = Qv::calculateCRC32(bytes.data(), static_cast<int>(bytes.size()), 0);

@@ -80,7 +80,7 @@ BENCHMARK(benchCrc)->Arg(64)->Arg(kKibibyte)->Arg(64 * kKibibyte)->Arg(16384 * k
 
 template <void (*kHash)(const void*, int, unsigned int, void*)>
 std::size_t hashOf(const std::string& text) {
-    std::array<std::size_t, 2> result{};
+    std::array<std::uint32_t, 4> result{};
     kHash(text.data(), static_cast<int>(text.size()), 1, result.data());
     benchmark::DoNotOptimize(result);
     return result[0] | 1U;

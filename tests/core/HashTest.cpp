@@ -64,7 +64,8 @@ TEST(CRC32, isTheSameOnEveryPathForLongInputs) {
     for (const std::size_t length : {8191U, 8192U, 8320U, 8703U, 8704U, 9000U, 39'999U, 40'000U}) {
         const std::uint32_t expected = crcByBits(0x12345678, bytes.substr(0, length));
         for (const auto path : Qv::detail::crcPaths()) {
-            if (path) EXPECT_EQ(path(0x12345678, place.data(), length), expected) << length;
+            if (!path) continue;
+            EXPECT_EQ(path(0x12345678, place.data(), length), expected) << length;
         }
     }
 }

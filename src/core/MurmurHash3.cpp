@@ -114,7 +114,7 @@ constexpr Variant<std::uint64_t, 2> kX64With128Bits{
 // time.
 void takeBlocks(Chain<kX86With128Bits>& chain, const unsigned char* blocks, std::size_t count) {
     constexpr std::size_t kMost = 64;
-    std::array<std::array<std::uint32_t, 4>, kMost> words;
+    alignas(64) std::array<std::array<std::uint32_t, 4>, kMost> words;  // no store crosses a cache line
     const Qv::detail::Scrambling scramble = Qv::detail::fastestScrambling();
     while (count != 0) {
         const std::size_t batch = std::min(count, kMost);

@@ -5,12 +5,10 @@
 
 #include "BenchSupport.h"
 
-#include <absl/strings/escaping.h>
 #include <absl/strings/str_replace.h>
 #include <absl/strings/str_split.h>
 #include <fnmatch.h>
 #include <glib.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <boost/algorithm/string/classification.hpp>
@@ -90,40 +88,6 @@ std::size_t replaceByGlib(const std::string& text) {
     return length;
 }
 
-const unsigned char* bytesOf(const std::string& text) {
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-std::size_t encodeByOpenssl(const std::string& bytes) {
-    std::string text((bytes.size() + 2) / 3 * 4, '\0');
-    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytesOf(bytes),
-                    static_cast<int>(bytes.size()));
-    return text.size();
-}
-
-std::size_t encodeByGlib(const std::string& bytes) {
-    gchar* text = g_base64_encode(bytesOf(bytes), bytes.size());
-    const std::size_t length = std::strlen(text);
-    g_free(text);
-    return length;
-}
-
-// What it decodes has the zero bytes that the padding stands for.
-std::size_t decodeByOpenssl(const std::string& text) {
-    const auto padding = static_cast<std::size_t>(std::count(text.end() - 2, text.end(), '='));
-    std::string bytes(text.size() / 4 * 3, '\0');
-    const int length = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()), bytesOf(text),
-                                       static_cast<int>(text.size()));
-    bytes.resize(static_cast<std::size_t>(length) - padding);
-    return bytes.size();
-}
-
-std::size_t decodeByGlib(const std::string& text) {
-    gsize length = 0;
-    g_free(g_base64_decode(text.c_str(), &length));
-    return length;
-}
-
 // Pieces of one to twelve letters, seven bytes on the average with the delimiter; none is empty.
 std::string textOfPieces() {
     std::mt19937 random(1);
@@ -144,13 +108,6 @@ std::string textWithHits() {
     for (std::size_t i = 0; i < kHits; ++i)
         text.replace(i * (kMebibyte / kHits) + random() % 90, std::strlen(kFrom), kFrom);
     return text;
-}
-
-std::string randomBytes(std::size_t count) {
-    std::mt19937 random(3);
-    std::string bytes(count, '\0');
-    for (char& c : bytes) c = static_cast<char>(random());
-    return bytes;
 }
 
 // None of the texts matches.
@@ -205,30 +162,5 @@ void benchReplace(benchmark::State& state) {
          {"GLib", 1, replaceByGlib}});
 }
 BENCHMARK(benchReplace)->Iterations(30);
-
-void benchBase64Encode(benchmark::State& state) {
-    const auto size = static_cast<std::size_t>(state.range(0));
-    const std::string bytes = randomBytes(size);
-    bench::compareReaders(
-        state, "base64 encode, by bytes", kMebibyte / size, bytes, size,
-        [](const std::string& input) { return StringUtils::base64Encode(input).size(); },
-        {{"OpenSSL", 1, encodeByOpenssl},
-         {"Abseil", 1, [](const std::string& input) { return absl::Base64Escape(input).size(); }},
-         {"GLib", 1, encodeByGlib}});
-}
-BENCHMARK(benchBase64Encode)->Arg(1024)->Arg(kMebibyte)->Iterations(40);
-
-void benchBase64Decode(benchmark::State& state) {
-    const auto size = static_cast<std::size_t>(state.range(0));
-    const auto byAbseil = [](const std::string& text) {
-        std::string bytes;
-        return absl::Base64Unescape(text, &bytes) ? bytes.size() : 0;
-    };
-    bench::compareReaders(
-        state, "base64 decode, by bytes", kMebibyte / size, StringUtils::base64Encode(randomBytes(size)),
-        size, [](const std::string& text) { return StringUtils::base64Decode(text).size(); },
-        {{"OpenSSL", 1, decodeByOpenssl}, {"Abseil", 1, byAbseil}, {"GLib", 1, decodeByGlib}});
-}
-BENCHMARK(benchBase64Decode)->Arg(1024)->Arg(kMebibyte)->Iterations(40);
 
 }  // namespace

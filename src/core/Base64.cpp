@@ -1,109 +1,93 @@
-// Base64 of RFC 4648, section 4. Encoding looks up two output characters at a time. Decoding combines four
-// table entries, one for each position in a group; each entry may carry the mark of a foreign character.
+// Base64 of RFC 4648, section 4.
 
 #include <QvPlatform/core/StringUtils.h>
 
-#include <array>
-#include <bit>
-#include <cstdint>
-#include <cstring>
+#include "core/Base64Paths.h"
+
+#include <algorithm>
 #include <string_view>
 
 namespace QvSim::StringUtils {
 namespace {
 
-constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::uint32_t kForeign = 0x80000000;
+using Qv::detail::base64ByTables;
+using Qv::detail::Base64Path;
 
-// The two characters for each twelve-bit value, in memory order.
-constexpr auto kPairs = [] {
-    std::array<std::uint16_t, 4096> pairs{};
-    for (std::size_t i = 0; i < pairs.size(); ++i) {
-        const auto first = static_cast<unsigned char>(kAlphabet[i >> 6U]);
-        const auto second = static_cast<unsigned char>(kAlphabet[i & 63U]);
-        pairs[i] = std::endian::native == std::endian::little
-                       ? static_cast<std::uint16_t>(first | second << 8U)
-                       : static_cast<std::uint16_t>(first << 8U | second);
-    }
-    return pairs;
-}();
+// The result grows by pieces, so that the zeros it grows by are still in the cache when they are replaced.
+constexpr std::size_t kPieceOfBytes = 6144;
+constexpr std::size_t kPieceOfText = kPieceOfBytes / 3 * 4;
 
-// The value of each character, shifted to its position in the 24 bits of a group.
-using PlaceTable = std::array<std::uint32_t, 256>;
-constexpr auto kPlaces = [] {
-    std::array<PlaceTable, 4> places{};
-    for (unsigned int place = 0; place < 4; ++place) {
-        places[place].fill(kForeign);
-        for (std::uint32_t value = 0; value < 64; ++value)
-            places[place][static_cast<unsigned char>(kAlphabet[value])] = value << (18U - 6U * place);
-    }
-    return places;
-}();
-
-std::uint32_t byteAt(const char* bytes, std::size_t index) {
-    return static_cast<unsigned char>(bytes[index]);
+const Base64Path& fastestPath() {
+    const auto paths = Qv::detail::base64Paths();
+    return **std::find_if(paths.begin(), paths.end(), [](const Base64Path* path) { return path != nullptr; });
 }
 
-void encodeGroup(const char* bytes, char* out) {
-    const std::uint32_t bits = byteAt(bytes, 0) << 16U | byteAt(bytes, 1) << 8U | byteAt(bytes, 2);
-    const std::uint16_t pairs[] = {kPairs[bits >> 12U], kPairs[bits & 0xFFFU]};
-    std::memcpy(out, pairs, sizeof pairs);
+// The same functions of a path, with the plain path for what it leaves.
+std::size_t encodeGroups(const Base64Path& path, std::string_view bytes, char* text) {
+    const std::size_t taken = path.encode(bytes.data(), bytes.size(), text);
+    bytes.remove_prefix(taken);
+    return taken + base64ByTables.encode(bytes.data(), bytes.size(), text + taken / 3 * 4);
+}
+
+std::size_t decodeGroups(const Base64Path& path, std::string_view text, char* bytes) {
+    const std::size_t taken = path.decode(text.data(), text.size(), bytes);
+    text.remove_prefix(taken);
+    return taken + base64ByTables.decode(text.data(), text.size(), bytes + taken / 4 * 3);
 }
 
 // One or two bytes at the end.
-void encodeRest(std::string_view rest, char* out) {
+void appendEncodedRest(std::string_view rest, std::string& text) {
     char padded[3] = {};
     rest.copy(padded, rest.size());
-    encodeGroup(padded, out);
-    out[3] = '=';
-    if (rest.size() == 1) out[2] = '=';
+    char group[4];
+    base64ByTables.encode(padded, sizeof padded, group);
+    text.append(group, rest.size() + 1).append(3 - rest.size(), '=');
 }
 
-std::uint32_t groupBits(const char* group) {
-    return kPlaces[0][byteAt(group, 0)] | kPlaces[1][byteAt(group, 1)] | kPlaces[2][byteAt(group, 2)] |
-           kPlaces[3][byteAt(group, 3)];
-}
-
-void storeBytes(std::uint32_t bits, std::size_t count, char* out) {
-    for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<char>(bits >> (16U - 8U * i) & 0xFFU);
-}
-
-// Decodes the characters of the last group before the first foreign one. Returns the number of bytes.
-std::size_t decodeRest(std::string_view rest, char* out) {
-    std::uint32_t bits = 0;
-    std::size_t count = 0;
-    for (; count < rest.size() && count < 4; ++count) {
-        const std::uint32_t value = kPlaces[count][byteAt(rest.data(), count)];
-        if (value == kForeign) break;
-        bits |= value;
+// The characters of the last group before the first foreign one.
+void appendDecodedRest(std::string_view rest, std::string& bytes) {
+    for (std::size_t count = std::min<std::size_t>(rest.size(), 3); count > 1; --count) {
+        char padded[] = {'A', 'A', 'A', 'A'};
+        rest.copy(padded, count);
+        char group[3];
+        if (base64ByTables.decode(padded, sizeof padded, group) == 0) continue;
+        bytes.append(group, count - 1);
+        return;
     }
-    const std::size_t bytes = count * 6 / 8;
-    storeBytes(bits, bytes, out);
-    return bytes;
 }
 
 }  // namespace
 
 std::string base64Encode(const std::string& bytes) {
-    std::string text((bytes.size() + 2) / 3 * 4, '\0');
-    char* out = text.data();
+    const Base64Path& path = fastestPath();
+    std::string text;
+    text.reserve((bytes.size() + 2) / 3 * 4);
     std::string_view rest = bytes;
-    for (; rest.size() >= 3; rest.remove_prefix(3), out += 4) encodeGroup(rest.data(), out);
-    if (!rest.empty()) encodeRest(rest, out);
+    while (rest.size() >= 3) {
+        const std::string_view piece = rest.substr(0, std::min(rest.size() / 3 * 3, kPieceOfBytes));
+        const std::size_t done = text.size();
+        text.resize(done + piece.size() / 3 * 4);
+        rest.remove_prefix(encodeGroups(path, piece, &text[done]));
+    }
+    if (!rest.empty()) appendEncodedRest(rest, text);
     return text;
 }
 
 std::string base64Decode(const std::string& text) {
-    std::string bytes(text.size() / 4 * 3 + 3, '\0');
-    char* out = bytes.data();
+    const Base64Path& path = fastestPath();
+    std::string bytes;
+    bytes.reserve(text.size() / 4 * 3 + 3);
     std::string_view rest = text;
-    for (; rest.size() >= 4; rest.remove_prefix(4), out += 3) {
-        const std::uint32_t bits = groupBits(rest.data());
-        if (bits & kForeign) break;
-        storeBytes(bits, 3, out);
+    for (bool isClean = true; isClean && rest.size() >= 4;) {
+        const std::string_view piece = rest.substr(0, std::min(rest.size() / 4 * 4, kPieceOfText));
+        const std::size_t done = bytes.size();
+        bytes.resize(done + piece.size() / 4 * 3);
+        const std::size_t taken = decodeGroups(path, piece, &bytes[done]);
+        isClean = taken == piece.size();
+        bytes.resize(done + taken / 4 * 3);
+        rest.remove_prefix(taken);
     }
-    out += decodeRest(rest, out);
-    bytes.resize(static_cast<std::size_t>(out - bytes.data()));
+    appendDecodedRest(rest, bytes);
     return bytes;
 }
 

@@ -94,6 +94,17 @@ QV_FOLDING inline std::uint32_t remainderOf(__m128i lane) {
     return static_cast<std::uint32_t>(_mm_extract_epi32(value, 3) ^ _mm_extract_epi32(multiple, 2));
 }
 
+// Asks for a block's cache lines that are `kAhead` bytes later. The processor does so by itself only up to
+// the end of a page, which costs a long input that comes from memory a quarter of its time. `count` bytes are
+// left.
+template <std::size_t kBlock>
+QV_FOLDING inline void fetchAhead(const unsigned char* bytes, std::size_t count) {
+    constexpr std::size_t kAhead = 8192;
+    constexpr std::size_t kLine = 64;
+    if (count < kAhead + kBlock) return;
+    for (std::size_t i = 0; i < kBlock; i += kLine) _mm_prefetch(bytes + kAhead + i, _MM_HINT_T0);
+}
+
 // Folds whole blocks of four vectors, at least one, and advances past them. The result replaces these bytes.
 template <typename Vector>
 QV_FOLDING inline auto foldBlocks(typename Vector::Register start, const unsigned char*& bytes,
@@ -105,6 +116,7 @@ QV_FOLDING inline auto foldBlocks(typename Vector::Register start, const unsigne
     auto d = Vector::load(bytes + 3 * kSize);
     const auto toNextBlock = Vector::template factors<4 * kSize>();
     for (bytes += 4 * kSize, count -= 4 * kSize; count >= 4 * kSize; bytes += 4 * kSize, count -= 4 * kSize) {
+        fetchAhead<4 * kSize>(bytes, count);
         a = Vector::fold(Vector::load(bytes), a, toNextBlock);
         b = Vector::fold(Vector::load(bytes + kSize), b, toNextBlock);
         c = Vector::fold(Vector::load(bytes + 2 * kSize), c, toNextBlock);

@@ -7,13 +7,11 @@
 
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <boost/uuid/random_generator.hpp>
-#include <boost/uuid/string_generator.hpp>
 #include <boost/uuid/uuid.hpp>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <exception>
 #include <string_view>
 
 namespace QvSim {
@@ -21,20 +19,50 @@ namespace {
 
 using boost::uuids::uuid;
 
-// The length alone rules out most names, which avoids an exception from the parser.
-bool parse(const std::string& text, char (&bytes)[16]) {
-    constexpr std::size_t kDigits = 32;
-    constexpr std::size_t kDashes = 4;
-    constexpr std::size_t kBraces = 2;
-    const std::size_t length = text.size() - kDigits;
-    if (length != 0 && length != kDashes && length != kBraces && length != kDashes + kBraces) return false;
-    try {
-        const uuid value = boost::uuids::string_generator()(text.data(), text.data() + text.size());
-        std::memcpy(bytes, value.data, sizeof bytes);
-        return true;
-    } catch (const std::exception&) {  // only for bad text, even if memory for the message runs out
-        return false;
+constexpr std::size_t kBareLength = 32;
+constexpr std::size_t kPrintedLength = 36;
+
+// The indexes of the first digits of each byte, without and with the dashes.
+using Places = std::array<unsigned char, 16>;
+constexpr Places kBarePlaces = {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30};
+constexpr Places kPrintedPlaces = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
+
+constexpr unsigned char kForeign = 0xFF;
+constexpr auto kDigitValues = [] {
+    std::array<unsigned char, 256> values{};
+    values.fill(kForeign);
+    for (unsigned char i = 0; i < 10; ++i) values['0' + i] = i;
+    for (unsigned char i = 10; i < 16; ++i) values['a' + i - 10] = values['A' + i - 10] = i;
+    return values;
+}();
+
+unsigned int digitAt(std::string_view text, std::size_t index) {
+    return kDigitValues[static_cast<unsigned char>(text[index])];
+}
+
+// Ends at the first character that is no digit, because most names have one early.
+bool parseDigits(std::string_view text, const Places& places, char (&bytes)[16]) {
+    char found[sizeof bytes];
+    for (std::size_t i = 0; i < sizeof bytes; ++i) {
+        const unsigned int first = digitAt(text, places[i]);
+        const unsigned int second = digitAt(text, places[i] + 1U);
+        if ((first | second) == kForeign) return false;
+        found[i] = static_cast<char>(first << 4U | second);
     }
+    std::memcpy(bytes, found, sizeof bytes);
+    return true;
+}
+
+// Changes `bytes` only if the text is a UUID.
+bool parse(std::string_view text, char (&bytes)[16]) {
+    if (text.size() == kBareLength + 2 || text.size() == kPrintedLength + 2) {
+        if (text.front() != '{' || text.back() != '}') return false;
+        text = text.substr(1, text.size() - 2);
+    }
+    if (text.size() == kBareLength) return parseDigits(text, kBarePlaces, bytes);
+    if (text.size() != kPrintedLength) return false;
+    const bool hasDashes = text[8] == '-' && text[13] == '-' && text[18] == '-' && text[23] == '-';
+    return hasDashes && parseDigits(text, kPrintedPlaces, bytes);
 }
 
 // Created when the library is loaded, so that no forked process finds it half initialized.
@@ -97,11 +125,10 @@ bool QvUuid::operator<(const QvUuid& other) const {
 bool QvUuid::operator>(const QvUuid& other) const { return other < *this; }
 
 std::string QvUuid::toString() const {
-    constexpr unsigned char kPlaces[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
-    std::string text(36, '-');
+    std::string text(kPrintedLength, '-');
     const char* const bytes = getUUid();
     for (std::size_t i = 0; i < sizeof bytes_; ++i)
-        std::memcpy(&text[kPlaces[i]], kDigitPairs[static_cast<unsigned char>(bytes[i])].data(), 2);
+        std::memcpy(&text[kPrintedPlaces[i]], kDigitPairs[static_cast<unsigned char>(bytes[i])].data(), 2);
     return text;
 }
 

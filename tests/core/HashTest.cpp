@@ -2,10 +2,12 @@
 #include <QvPlatform/core/MurmurHash3.h>
 
 #include "core/CRC32Paths.h"
+#include "core/MurmurHash3Scrambling.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -55,6 +57,19 @@ TEST(CRC32, isTheSameOnEveryPathForEveryLengthAndAlignment) {
     }
 }
 
+// Long inputs are fetched ahead.
+TEST(CRC32, isTheSameOnEveryPathForLongInputs) {
+    const std::string bytes = randomBytes(40'000);
+    const std::vector<unsigned char> place(bytes.begin(), bytes.end());
+    for (const std::size_t length : {8191U, 8192U, 8320U, 8703U, 8704U, 9000U, 39'999U, 40'000U}) {
+        const std::uint32_t expected = crcByBits(0x12345678, bytes.substr(0, length));
+        for (const auto path : Qv::detail::crcPaths()) {
+            if (!path) continue;
+            EXPECT_EQ(path(0x12345678, place.data(), length), expected) << length;
+        }
+    }
+}
+
 TEST(CRC32, ofPiecesIsThatOfTheWhole) {
     const std::string bytes = randomBytes(kLongest);
     const int whole = Qv::calculateCRC32(bytes.data(), static_cast<int>(bytes.size()), 0);
@@ -89,6 +104,59 @@ TEST(MurmurHash3, passesThePublishedSelfTest) {
     EXPECT_EQ(verificationOf<4>(MurmurHash3_x86_32), 0xB0F57EE3U);
     EXPECT_EQ(verificationOf<16>(MurmurHash3_x86_128), 0xB3ECE62AU);
     EXPECT_EQ(verificationOf<16>(MurmurHash3_x64_128), 0x6384BA69U);
+}
+
+TEST(MurmurHash3, scramblesTheSameOnEveryPathForEveryLengthAndAlignment) {
+    using Words = std::array<std::uint32_t, 4>;
+    const std::string bytes = randomBytes(kLongest);
+    for (std::size_t count = 0; count <= 70; ++count) {
+        for (std::size_t alignment = 0; alignment < 16; ++alignment) {
+            std::vector<Words> expected(count);
+            std::memcpy(expected.data(), bytes.data(), count * sizeof(Words));
+            for (Words& words : expected)
+                for (std::size_t i = 0; i < 4; ++i) words[i] = Qv::detail::kScrambles32[i](words[i]);
+            std::vector<unsigned char> place(count * sizeof(Words) + alignment);
+            std::memcpy(place.data() + alignment, bytes.data(), count * sizeof(Words));
+            for (const auto path : Qv::detail::scramblings()) {
+                if (!path) continue;
+                std::vector<Words> found(count);
+                path(place.data() + alignment, count, found.data());
+                ASSERT_EQ(found, expected) << count;
+            }
+        }
+    }
+}
+
+// Computed step by step as published.
+TEST(MurmurHash3, ofAHundredBlocksIsThePublishedOne) {
+    const std::string bytes = randomBytes(1600);
+    std::array<std::uint32_t, 4> h;
+    h.fill(7);
+    constexpr std::array<int, 4> kRotations = {19, 17, 15, 13};
+    constexpr std::array<std::uint32_t, 4> kAdded = {0x561CCD1B, 0x0BCAA747, 0x96CD1C35, 0x32AC3B17};
+    for (std::size_t i = 0; i < bytes.size(); i += 16) {
+        for (std::size_t lane = 0; lane < 4; ++lane) {
+            std::uint32_t word = 0;
+            std::memcpy(&word, &bytes[i + 4 * lane], 4);
+            h[lane] = std::rotl(h[lane] ^ Qv::detail::kScrambles32[lane](word), kRotations[lane]);
+            h[lane] = (h[lane] + h[(lane + 1) % 4]) * 5 + kAdded[lane];
+        }
+    }
+    for (std::uint32_t& lane : h) lane ^= 1600U;
+    const auto addToEachOther = [&h] {
+        h[0] += h[1] + h[2] + h[3];
+        for (std::size_t i = 1; i < 4; ++i) h[i] += h[0];
+    };
+    addToEachOther();
+    for (std::uint32_t& lane : h) {
+        lane = (lane ^ lane >> 16U) * 0x85EBCA6B;
+        lane = (lane ^ lane >> 13U) * 0xC2B2AE35;
+        lane ^= lane >> 16U;
+    }
+    addToEachOther();
+    std::array<std::uint32_t, 4> found{};
+    MurmurHash3_x86_128(bytes.data(), 1600, 7, found.data());
+    EXPECT_EQ(found, h);
 }
 
 TEST(MurmurHash3, takesAnyAlignmentAndNoBytes) {

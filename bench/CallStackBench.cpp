@@ -1,12 +1,15 @@
 // A stack of thirty frames as text, compared with what other libraries make of the same stack: libunwind with
-// libdw, used directly, and the C library, which knows no lines and only exported names.
+// libdw, used directly, libbacktrace, and the C library, which knows no lines and only exported names. Its
+// addresses alone are compared with those of libunwind.
 
 #define UNW_LOCAL_ONLY
 
 #include <QvPlatform/diagnostics/CallStackViewer.h>
 
 #include "BenchSupport.h"
+#include "os/posix/stack/ThreadInterrupt.h"
 
+#include <backtrace.h>
 #include <cxxabi.h>
 #include <elfutils/libdwfl.h>
 #include <execinfo.h>
@@ -85,6 +88,33 @@ private:
     std::unique_ptr<Dwfl, End> session_;
 };
 
+/// Keeps sorted tables of the names and lines of all files. Its names stay mangled.
+class Tables {
+public:
+    void walk() {
+        std::string text;
+        void* addresses[200];
+        const int count = unw_backtrace(addresses, 200);
+        for (int i = 0; i < count; ++i)
+            backtrace_pcinfo(state_, reinterpret_cast<std::uintptr_t>(addresses[i]) - 1, appendFrame,
+                             ignoreError, &text);
+        benchmark::DoNotOptimize(text.data());
+    }
+
+private:
+    static void ignoreError(void*, const char*, int) {}
+    static int appendFrame(void* text, std::uintptr_t, const char* file, int line, const char* function) {
+        std::string& lines = *static_cast<std::string*>(text);
+        if (file) lines += file;
+        lines += " (" + std::to_string(line) + "): ";
+        if (function) lines += function;
+        lines += '\n';
+        return 0;
+    }
+
+    backtrace_state* state_ = backtrace_create_state(nullptr, 0, ignoreError, nullptr);
+};
+
 class CLibrary {
 public:
     void walk() {
@@ -95,22 +125,51 @@ public:
     }
 };
 
+// The addresses alone, which is what a profiler or a counter of allocations needs.
+void benchCapture(benchmark::State& state) {
+    constexpr std::size_t kRoom = 200;
+    void* addresses[kRoom];
+    const auto capture = [&](std::size_t) {
+        std::size_t count = 0;
+        const int error = os::posix::walkFromHere([&](const os::posix::FrameAddress& frame) {
+            if (count == kRoom) return false;
+            addresses[count++] = reinterpret_cast<void*>(frame.programCounter);
+            return true;
+        });
+        if (error != 0 || count < kFrames) std::abort();
+        benchmark::DoNotOptimize(addresses);
+    };
+    const auto captureByPeer = [&](std::size_t) {
+        if (unw_backtrace(addresses, kRoom) < kFrames) std::abort();
+        benchmark::DoNotOptimize(addresses);
+    };
+    descend(kFrames, [&] {
+        bench::compare(state, {"call stack, addresses", "unw_backtrace (limit)", kFrames, {.ratio = 2}}, 500,
+                       capture, captureByPeer);
+    });
+}
+BENCHMARK(benchCapture)->Iterations(600);
+
 template <typename Peer>
-void benchLater(benchmark::State& state, const char* peerName) {
+void benchLater(benchmark::State& state, const char* peerName, double ratio) {
     Ours ours;
     Peer peer;
     descend(kFrames, [&] {
         ours.walk();
+        peer.walk();
         bench::compare(
-            state, {"call stack, later", peerName, kFrames, {.ratio = 1.5}}, 100,
+            state, {"call stack, later", peerName, kFrames, {.ratio = ratio}}, 100,
             [&](std::size_t) { ours.walk(); }, [&](std::size_t) { peer.walk(); });
     });
 }
 
-void benchLaterBesideLibdw(benchmark::State& state) { benchLater<ByHand>(state, "libunwind, libdw"); }
+void benchLaterBesideLibdw(benchmark::State& state) { benchLater<ByHand>(state, "libunwind, libdw", 1.5); }
 BENCHMARK(benchLaterBesideLibdw)->Iterations(30);
 
-void benchLaterBesideGlibc(benchmark::State& state) { benchLater<CLibrary>(state, "backtrace_symbols"); }
+void benchLaterBesideTables(benchmark::State& state) { benchLater<Tables>(state, "libbacktrace (limit)", 2); }
+BENCHMARK(benchLaterBesideTables)->Iterations(60);
+
+void benchLaterBesideGlibc(benchmark::State& state) { benchLater<CLibrary>(state, "backtrace_symbols", 1.5); }
 BENCHMARK(benchLaterBesideGlibc)->Iterations(30);
 
 // In a copy of this process, in which nobody has read any debugging information.

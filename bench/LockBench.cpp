@@ -4,9 +4,12 @@
 
 #include <QvPlatform/threads/Mutex.h>
 #include <QvPlatform/threads/QvThread.h>
+#include <QvPlatform/threads/Semaphore.h>
 
 #include "BenchSupport.h"
 #include "PlainMutex.h"
+
+#include <semaphore.h>
 
 #include <atomic>
 #include <memory>
@@ -67,7 +70,8 @@ struct PingPong {
     std::size_t next = 0;
 };
 
-// Each thread has a processor of its own; on the same one they would hardly meet.
+// Each thread has a processor of its own; on the same one they would hardly meet. Both are new, so that the
+// calling thread keeps its processors.
 template <typename Work>
 double timeOfTwoThreads(std::size_t calls, Work& work) {
     std::atomic<int> missing{2};
@@ -80,10 +84,13 @@ double timeOfTwoThreads(std::size_t calls, Work& work) {
         for (std::size_t i = 0; i < calls; ++i) work(thread);
     };
     std::thread other(run, 1);
-    const double time = bench::timePerCall(1, [&](std::size_t) {
-        run(0);
-        other.join();
-    });
+    double time = 0;
+    std::thread([&] {
+        time = bench::timePerCall(1, [&](std::size_t) {
+            run(0);
+            other.join();
+        });
+    }).join();
     return time / static_cast<double>(2 * calls);
 }
 
@@ -124,5 +131,31 @@ void benchPingPong(benchmark::State& state) {
     compareTwoThreads(state, row, 5'000, ours, peer);
 }
 BENCHMARK(benchPingPong)->Iterations(kTurns);
+
+struct PlainSemaphore {
+    PlainSemaphore() { sem_init(&semaphore, 0, 0); }
+    void acquire() { sem_wait(&semaphore); }
+    void release() { sem_post(&semaphore); }
+    sem_t semaphore;
+};
+
+// Each call is half the way to the other thread and back.
+template <typename Semaphore>
+struct RoundTrip {
+    void operator()(std::size_t thread) {
+        semaphores[thread].release();
+        semaphores[1 - thread].acquire();
+    }
+
+    Semaphore semaphores[2];
+};
+
+void benchSemaphore(benchmark::State& state) {
+    RoundTrip<QvPlatform::Semaphore> ours;
+    RoundTrip<PlainSemaphore> peer;
+    const bench::Row row{"Semaphore, threads", "sem_t", 2, {.ratio = 1.1}};
+    compareTwoThreads(state, row, 10'000, ours, peer);
+}
+BENCHMARK(benchSemaphore)->Iterations(2 * kTurns);
 
 }  // namespace

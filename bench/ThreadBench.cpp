@@ -1,6 +1,8 @@
-// An empty step compared with two pairs of lock and unlock, and batches of the thread pool compared with a
-// task group of oneTBB that runs the same units.
+// A thread's start compared with the system's own, an empty step
+// compared with two pairs of lock and unlock, and batches of the thread pool compared with a task group of
+// oneTBB that runs the same units.
 
+#include <QvPlatform/threads/QvThread.h>
 #include <QvPlatform/threads/StepperThread.h>
 #include <QvPlatform/threads/ThreadPool.h>
 
@@ -9,10 +11,48 @@
 
 #include <oneapi/tbb/task_group.h>
 
+#include <pthread.h>
+#include <semaphore.h>
+
 #include <chrono>
+#include <cstdlib>
 #include <vector>
 
 namespace {
+
+constexpr std::size_t kStarts = 20;
+
+// The calls alone: what has been started is waited for later.
+template <typename Start>
+double timeOfStarts(sem_t& hasRun, Start start) {
+    const double time = bench::timePerCall(kStarts, start);
+    for (std::size_t i = 0; i < kStarts; ++i) sem_wait(&hasRun);
+    return time;
+}
+
+void benchStart(benchmark::State& state) {
+    static sem_t hasRun;
+    sem_init(&hasRun, 0, 0);
+    const auto start = [](std::size_t) {
+        Qv::QvThreadCreate([](void*) { return static_cast<unsigned>(sem_post(&hasRun)); }, nullptr);
+    };
+    const auto startByPeer = [](std::size_t) {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+        pthread_t thread{};
+        const auto run = [](void*) -> void* { return sem_post(&hasRun) == 0 ? nullptr : &hasRun; };
+        if (pthread_create(&thread, &attributes, run, nullptr) != 0) std::abort();
+        pthread_attr_destroy(&attributes);
+    };
+    bench::Sides sides;
+    for ([[maybe_unused]] auto turn : state) {
+        sides.ours.add(timeOfStarts(hasRun, start));
+        sides.peer.add(timeOfStarts(hasRun, startByPeer));
+    }
+    bench::report(state, {"thread start", "pthread_create (limit)", 1, {.ratio = 1.2}}, sides);
+}
+BENCHMARK(benchStart)->Iterations(300);
 
 using Unit = QvPlatform::ThreadPool::WorkUnit;
 

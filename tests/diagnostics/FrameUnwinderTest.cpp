@@ -6,7 +6,9 @@
 #include <link.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -50,6 +52,51 @@ TEST(FrameUnwinder, findsTheSameFramesBeforeAndAfterTheyAreCached) {
     // The loop's own frame must be the same, too.
     EXPECT_EQ(frames[0], frames[1]);
     EXPECT_EQ(frames[1], frames[2]);
+}
+
+// A thread's own stack is read directly, any other through the kernel.
+void walkBothWays() {
+    std::vector<std::uintptr_t> direct;
+    const auto take = [&](const FrameAddress& frame) {
+        direct.push_back(frame.programCounter);
+        return direct.size() < 1000;
+    };
+    EXPECT_EQ(os::posix::walkFromHere(take), 0);
+    std::vector<std::uintptr_t> copied;
+    int error = -1;
+    descend(0, copied, error);
+    EXPECT_EQ(error, 0);
+    ASSERT_GE(direct.size(), 2U);
+    ASSERT_GE(copied.size(), 2U);
+    // Only the frames of this function and below differ.
+    const auto commonEnd = std::mismatch(direct.rbegin(), direct.rend(), copied.rbegin(), copied.rend());
+    EXPECT_LE(direct.rend() - commonEnd.first, 2);
+    EXPECT_LE(copied.rend() - commonEnd.second, 3);
+}
+
+TEST(FrameUnwinder, findsTheSameFramesWithoutTheKernel) {
+    for (int i = 0; i < 2; ++i) walkBothWays();
+    std::thread(walkBothWays).join();
+}
+
+TEST(FrameUnwinder, walksAStackThatTheThreadMadeItself) {
+    static std::size_t count;
+    static int error;
+    ucontext_t here;
+    ucontext_t other;
+    std::vector<char> stack(std::size_t{1} << 18U);
+    ASSERT_EQ(getcontext(&other), 0);
+    other.uc_stack.ss_sp = stack.data();
+    other.uc_stack.ss_size = stack.size();
+    other.uc_link = &here;
+    makecontext(
+        &other, [] { error = os::posix::walkFromHere([](const FrameAddress&) { return ++count < 100; }); },
+        0);
+    count = 0;
+    ASSERT_EQ(swapcontext(&here, &other), 0);
+    EXPECT_GE(count, 2U);
+    EXPECT_LT(count, 10U);
+    EXPECT_TRUE(error == 0 || error == ENODATA || error == EFAULT) << error;
 }
 
 struct EndlessStack {

@@ -98,16 +98,14 @@ public:
     const AddressDescription& describe(const StackFrame& frame) override { return symbols_.describe(frame); }
 
 private:
+    auto taker() {
+        return [this](const posix::FrameAddress& frame) { return hasTaken(frame); };
+    }
     void walkFrom(const ucontext_t& context) {
         posix::FrameUnwinder unwinder(context);
-        error_ = posix::walkOutwards(unwinder,
-                                     [this](const posix::FrameAddress& frame) { return hasTaken(frame); });
+        error_ = posix::walkOutwards(unwinder, taker());
     }
-    void walkFromHere() {
-        ucontext_t context;
-        getcontext(&context);
-        walkFrom(context);
-    }
+    void walkFromHere() { error_ = posix::walkFromHere(taker()); }
     void walkOther(const StackThread& thread) {
         posix::InterruptedStack stack = posix::interruptThread(thread);
         frames_ = std::move(stack.frames);

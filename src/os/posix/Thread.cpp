@@ -1,7 +1,5 @@
 #include "os/Thread.h"
 
-#include "os/Cancellation.h"
-#include "os/Semaphore.h"
 #include "os/posix/PosixSupport.h"
 
 #include <pthread.h>
@@ -9,7 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <ctime>
+#include <new>
 #include <system_error>
 
 namespace os {
@@ -34,38 +35,51 @@ void sleepFor(std::uint64_t nanoseconds) {
         [&] { return clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr); });
 }
 
-// Only the new thread can get its number.
+/// What a new thread gets; the last of its two owners deletes it.
 struct Start {
     unsigned int (*entry)(void*);
     void* argument;
-    std::uint32_t number = 0;
-    Semaphore isNumbered{0};
+    std::atomic<std::uint32_t> number{0};  ///< set before the thread's share is released
+    std::atomic<int> owners{2};
+
+    void release() {
+        if (owners.fetch_sub(1) == 1) delete this;
+    }
 };
 
 void* run(void* argument) {
-    Start& start = *static_cast<Start*>(argument);
-    const auto entry = start.entry;
-    void* const entryArgument = start.argument;
-    start.number = static_cast<std::uint32_t>(gettid());
-    start.isNumbered.release();  // `start` may be destroyed from here on
+    auto* const start = static_cast<Start*>(argument);
+    const auto entry = start->entry;
+    void* const entryArgument = start->argument;
+    start->number = currentThreadId();
+    start->release();
     entry(entryArgument);
     return nullptr;
 }
 
+// The system's name for the thread's clock contains its number, so nobody waits until the thread runs. A
+// thread that has ended has no clock any more.
+std::uint32_t numberOf(pthread_t thread, const Start& start) {
+    clockid_t clock{};
+    if (pthread_getcpuclockid(thread, &clock) != 0) return start.number;
+    return ~static_cast<std::uint32_t>(clock >> 3);
+}
+
 }  // namespace
 
+// The thread is detached only after its number is known; until then its record stays.
 std::uint32_t startThread(unsigned int (*entry)(void*), void* argument) {
-    const CancellationShield shield;
-    Start start{entry, argument};
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    auto* const start = new (std::nothrow) Start{entry, argument};
     pthread_t thread{};
-    const int error = pthread_create(&thread, &attributes, run, &start);
-    pthread_attr_destroy(&attributes);
-    if (error != 0) throw std::system_error(error, std::generic_category());
-    start.isNumbered.acquire();
-    return start.number;
+    const int error = start ? pthread_create(&thread, nullptr, run, start) : EAGAIN;
+    if (error != 0) {
+        delete start;
+        throw std::system_error(error, std::generic_category());
+    }
+    const std::uint32_t number = numberOf(thread, *start);
+    start->release();
+    pthread_detach(thread);
+    return number;
 }
 
 std::uint32_t currentThreadId() {

@@ -1,8 +1,8 @@
 // Finds the rules in four steps: the loaded file that contains the address (`_dl_find_object`, which takes no
 // lock), a binary search in the linker's table (".eh_frame_hdr"), the function's entry (FDE) and its common
-// entry (CIE) in ".eh_frame", and their programs, run by `runRuleProgram`. Rules of the usual kind are
-// cached; the key holds a checksum of both entries, so a file loaded later at the same address gets its own
-// rules.
+// entry (CIE) in ".eh_frame", and their programs, run by `runRuleProgram`. Rules of the usual kind are cached
+// by address and the file's identity, so a file loaded later at the same address gets its own rules. In files
+// without a build identifier, a checksum of both entries takes its place.
 //
 // Runs in signal handlers. The tables are read directly, so the file must stay loaded during the call. What
 // the reader does not know (another encoding of the table, version of the entry or return address register)
@@ -12,11 +12,13 @@
 
 #include "os/posix/stack/CallFrameCache.h"
 #include "os/posix/stack/CallFrameProgram.h"
+#include "os/posix/stack/FileIdentity.h"
 
 #include <dlfcn.h>
 #include <dwarf.h>
 
 #include <bit>
+#include <utility>
 
 namespace os::posix {
 namespace {
@@ -73,32 +75,40 @@ bool readFunctionEntry(const std::uint8_t* entry, std::uintptr_t address, Functi
     return address - function.begin < size;
 }
 
-std::uint64_t checksumOf(CodeReader reader, std::uint64_t checksum) {
-    const auto bytes = static_cast<std::size_t>(reader.end() - reader.at());
-    const std::uint8_t* const at = reader.at();
-    std::size_t i = 0;
-    for (; i + sizeof(std::uint64_t) <= bytes; i += sizeof(std::uint64_t)) {
-        std::uint64_t word = 0;
-        __builtin_memcpy(&word, at + i, sizeof word);
-        checksum = mixed(checksum ^ word);
-    }
-    for (; i < bytes; ++i) checksum = mixed(checksum ^ at[i]);
-    return checksum;
-}
-
 // Checksum of the function's entry and of the common entry it refers to.
 std::uint64_t checksumOf(const std::uint8_t* entry) {
     const CodeReader function = entryAt(entry);
     CodeReader head = function;
     const auto distance = head.take<std::uint32_t>();
-    return checksumOf(entryAt(function.at() - distance), checksumOf(function, 0));
+    return posix::checksumOf(entryAt(function.at() - distance), posix::checksumOf(function, 0));
+}
+
+}  // namespace
+
+CallFrameInfo::File CallFrameInfo::fileAt(std::uintptr_t address) {
+    dl_find_object object;
+    if (_dl_find_object(std::bit_cast<void*>(address), &object) != 0 || !object.dlfo_eh_frame) return {};
+    const auto begin = std::bit_cast<std::uintptr_t>(object.dlfo_map_start);
+    return {begin, std::bit_cast<std::uintptr_t>(object.dlfo_map_end) - begin, fileIdentity(object),
+            static_cast<const std::uint8_t*>(object.dlfo_eh_frame)};
+}
+
+std::uint64_t CallFrameInfo::sourceOf(std::uintptr_t address) {
+    if (!file_.contains(address)) {
+        std::swap(file_, other_);
+        if (!file_.contains(address)) file_ = fileAt(address);
+    }
+    if (file_.identity != 0) return file_.identity;
+    const std::uint8_t* const entry = findEntry(address);
+    return entry ? mixed(std::bit_cast<std::uintptr_t>(entry), checksumOf(entry)) : 0;
 }
 
 // Searches the linker's table, sorted by the functions' addresses; its rows are pairs of offsets from the
 // table.
-const std::uint8_t* findEntry(const std::uint8_t* table, std::uintptr_t address) {
+const std::uint8_t* CallFrameInfo::findEntry(std::uintptr_t address) const {
     constexpr std::uint8_t kRelativeToTable32 = DW_EH_PE_datarel | DW_EH_PE_sdata4;
-    CodeReader reader(table, table + 64);
+    if (!file_.table) return nullptr;
+    CodeReader reader(file_.table, file_.table + 64);
     const auto version = reader.take<std::uint8_t>();
     const auto entriesEncoding = reader.take<std::uint8_t>();
     const auto countEncoding = reader.take<std::uint8_t>();
@@ -109,7 +119,7 @@ const std::uint8_t* findEntry(const std::uint8_t* table, std::uintptr_t address)
     const std::uint8_t* row = reader.at();
     constexpr std::size_t kRow = 8;
     const auto field = [&](const std::uint8_t* at) {
-        return table + CodeReader(at, at + 4).take<std::int32_t>();
+        return file_.table + CodeReader(at, at + 4).take<std::int32_t>();
     };
     if (count == 0 || std::bit_cast<std::uintptr_t>(field(row)) > address) return nullptr;
     while (count > 1) {
@@ -121,22 +131,15 @@ const std::uint8_t* findEntry(const std::uint8_t* table, std::uintptr_t address)
     return field(row + 4);
 }
 
-}  // namespace
-
-bool findFrameRules(std::uintptr_t address, FrameRules& rules) {
-    dl_find_object object{};
-    if (_dl_find_object(std::bit_cast<void*>(address), &object) != 0 || !object.dlfo_eh_frame) return false;
-    const std::uint8_t* const entry =
-        findEntry(static_cast<const std::uint8_t*>(object.dlfo_eh_frame), address);
-    if (!entry) return false;
-    const FrameRulesKey key{address, std::bit_cast<std::uintptr_t>(entry), checksumOf(entry)};
-    if (findCached(key, rules)) return true;
+bool CallFrameInfo::find(std::uintptr_t address, FrameRules& rules) {
+    const std::uint64_t source = sourceOf(address);
+    const std::uint8_t* const entry = findEntry(address);
     FunctionEntry function;
-    if (!readFunctionEntry(entry, address, function)) return false;
+    if (!entry || !readFunctionEntry(entry, address, function)) return false;
     rules = FrameRules();
     rules.isSignalFrame = function.common.isSignalFrame;
     if (!runRuleProgram(function, address, rules)) return false;
-    keepCached(key, rules);
+    keepCached(address, source, rules);
     return true;
 }
 

@@ -59,4 +59,12 @@ std::uintptr_t CodeReader::pointer(std::uint8_t encoding) {
     return (encoding & 0x70) == DW_EH_PE_pcrel ? own + value : value;
 }
 
+std::uint64_t checksumOf(CodeReader reader, std::uint64_t start) {
+    std::uint64_t checksum = start;
+    while (reader.end() - reader.at() >= 8) checksum = mixed(checksum, reader.take<std::uint64_t>());
+    if (reader.end() - reader.at() >= 4) checksum = mixed(checksum, reader.take<std::uint32_t>());
+    while (!reader.atEnd()) checksum = mixed(checksum, reader.take<std::uint8_t>());
+    return checksum;
+}
+
 }  // namespace os::posix

@@ -40,4 +40,14 @@ private:
     const std::uint8_t* end_ = nullptr;
 };
 
+/// Depends on all bits of both words, and on which is which.
+inline std::uint64_t mixed(std::uint64_t first, std::uint64_t second) {
+    __extension__ using Wide = unsigned __int128;
+    const Wide product = static_cast<Wide>(first ^ 0x9e3779b97f4a7c15) * (second ^ 0xd1b54a32d192ed03);
+    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64U);
+}
+
+/// Of what is left to read.
+std::uint64_t checksumOf(CodeReader reader, std::uint64_t start);
+
 }  // namespace os::posix

@@ -3,12 +3,14 @@
 // a call, so rules are looked up at the byte before it, except for an interrupted instruction.
 //
 // The registers are replaced only when a step succeeds. Every word of the stack is read through
-// `LocalMemory`, so a wrong address is EFAULT. The frame's address must be above the stack pointer, except
-// for an interrupted frame; a signal frame may lead anywhere, so callers limit the number of frames.
-// Expressions know the operations that compilers and linkers use here; any other fails.
+// `LocalMemory`, so a wrong address is EFAULT; the used part of the calling thread's own stack is read
+// directly. The frame's address must be above the stack pointer, except for an interrupted frame; a signal
+// frame may lead anywhere, so callers limit the number of frames. Expressions know the operations that
+// compilers and linkers use here; any other fails.
 
 #include "os/posix/stack/FrameUnwinder.h"
 
+#include "os/posix/stack/CallFrameCache.h"
 #include "os/posix/stack/CodeReader.h"
 
 #include <dwarf.h>
@@ -89,7 +91,34 @@ FrameUnwinder::FrameUnwinder(const ucontext_t& context) {
         registers_[i] = static_cast<std::uintptr_t>(context.uc_mcontext.gregs[kKernelNumbers[i]]);
 }
 
-int FrameUnwinder::up() {
+inline std::uintptr_t FrameUnwinder::address() const { return programCounter() - (isInterrupted_ ? 0 : 1); }
+
+inline std::uintptr_t FrameUnwinder::frameAddress(const PlainRules& rules) const {
+    return registers_[rules.saved >> 56U] + static_cast<std::uintptr_t>(std::intptr_t{rules.frameOffset});
+}
+
+// Does nothing unless everything is at hand. Calls no function, so that it needs no frame.
+[[gnu::always_inline]] inline bool FrameUnwinder::upDirectly() {
+    const PlainRules rules = findCached(address(), frameInfo_.knownSourceOf(address()));
+    if (rules.kind != PlainRules::kCall) return false;
+    const std::uintptr_t frame = frameAddress(rules);
+    const std::uintptr_t bytes = rules.reach * sizeof frame;
+    if (frame <= registers_[kStackPointer] || !memory_.isDirect(frame - bytes, bytes)) return false;
+    std::uint64_t saved = rules.saved << 8U;
+    for (std::size_t i = 0; saved != 0; ++i, saved <<= 8U)
+        if (const std::uintptr_t words = saved >> 56U; words != 0)
+            registers_[kPlainRegisters[i]] = LocalMemory::wordAt(frame - words * sizeof frame);
+    registers_[kStackPointer] = frame;
+    isInterrupted_ = false;
+    return true;
+}
+
+// Enough for most frames.
+int FrameUnwinder::up() { return upDirectly() ? 0 : upIndirectly(); }
+
+int FrameUnwinder::upIndirectly() {
+    frameInfo_.sourceOf(address());
+    if (upDirectly()) return 0;  // it was only the first frame of its file
     const int error = upOverCall();
     if (error == 0 || error != ENODATA || !isInterrupted_) return error;
     // A call to a wrong address, as through a null function pointer: the return address is on top of the
@@ -103,13 +132,16 @@ int FrameUnwinder::up() {
 }
 
 int FrameUnwinder::upOverCall() {
+    const PlainRules rules = findCached(address(), frameInfo_.sourceOf(address()));
+    return rules.kind == PlainRules::kNone ? upByProgram(address()) : upByPlain(rules);
+}
+
+int FrameUnwinder::upByProgram(std::uintptr_t address) {
     FrameRules rules;
-    if (!findFrameRules(programCounter() - (isInterrupted_ ? 0 : 1), rules)) return ENODATA;
-    return upBy(rules);
+    return frameInfo_.find(address, rules) ? upBy(rules) : ENODATA;
 }
 
 int FrameUnwinder::upBy(const FrameRules& rules) {
-    if (rules.isPlain) return upByPlain(rules.plain);
     if (rules.isSignalFrame) return upOverSignal();
     if (rules.registers[kReturnAddress].kind == RegisterRule::kUndefined) {
         registers_[kReturnAddress] = 0;
@@ -129,20 +161,19 @@ int FrameUnwinder::upBy(const FrameRules& rules) {
 }
 
 int FrameUnwinder::upByPlain(const PlainRules& rules) {
-    if (rules.isSignalFrame) return upOverSignal();
-    if (rules.isOutermost) {
+    if (rules.kind == PlainRules::kSignal) return upOverSignal();
+    if (rules.kind == PlainRules::kOutermost) {
         registers_[kReturnAddress] = 0;
         return 0;
     }
-    const std::uintptr_t frame =
-        registers_[rules.frameRegister] + static_cast<std::uintptr_t>(std::intptr_t{rules.frameOffset});
+    const std::uintptr_t frame = frameAddress(rules);
     if (frame <= registers_[kStackPointer] && !isInterrupted_) return EFAULT;
     Registers callers = registers_;
     callers[kStackPointer] = frame;
-    for (std::size_t i = 0; i < kRegisters; ++i) {
-        const std::intptr_t words = rules.savedAt[i];  // NOLINT(bugprone-signed-char-misuse): no character
-        if (words != 0 &&
-            !memory_.read(frame + static_cast<std::uintptr_t>(words) * sizeof frame, callers[i]))
+    std::uint64_t saved = rules.saved << 8U;
+    for (std::size_t i = 0; saved != 0; ++i, saved <<= 8U) {
+        const std::uintptr_t words = saved >> 56U;
+        if (words != 0 && !memory_.read(frame - words * sizeof frame, callers[kPlainRegisters[i]]))
             return EFAULT;
     }
     registers_ = callers;

@@ -15,6 +15,8 @@ namespace os::posix {
 class FrameUnwinder {
 public:
     explicit FrameUnwinder(const ucontext_t& context);
+    /// From the caller's own frame.
+    [[gnu::always_inline]] inline FrameUnwinder();
 
     std::uintptr_t programCounter() const { return registers_[kReturnAddress]; }
     /// If false, the program counter is a return address.
@@ -29,7 +31,12 @@ public:
 private:
     using Registers = std::array<std::uintptr_t, kRegisters>;
 
+    inline std::uintptr_t address() const;
+    inline std::uintptr_t frameAddress(const PlainRules& rules) const;
+    inline bool upDirectly();
+    int upIndirectly();
     int upOverCall();
+    int upByProgram(std::uintptr_t address);
     int upByPlain(const PlainRules& rules);
     int upOverSignal();
     bool frameAddress(const FrameRules& rules, std::uintptr_t& address);
@@ -37,9 +44,30 @@ private:
                       std::uintptr_t& value);
     bool evaluate(const RegisterRule& rule, const std::uintptr_t* initial, std::uintptr_t& result);
 
-    Registers registers_{};
+    Registers registers_;
     LocalMemory memory_;
+    CallFrameInfo frameInfo_;
     bool isInterrupted_ = true;
 };
+
+// Unlike the system's function for this, does not ask the kernel. Registers that a call need not preserve are
+// 0.
+inline FrameUnwinder::FrameUnwinder() {
+    for (const std::size_t number : {0U, 1U, 2U, 4U, 5U, 8U, 9U, 10U, 11U}) registers_[number] = 0;
+    asm volatile(
+        "movq %%rbx, 24(%0)\n\t"
+        "movq %%rbp, 48(%0)\n\t"
+        "movq %%rsp, 56(%0)\n\t"
+        "movq %%r12, 96(%0)\n\t"
+        "movq %%r13, 104(%0)\n\t"
+        "movq %%r14, 112(%0)\n\t"
+        "movq %%r15, 120(%0)\n\t"
+        "leaq 0(%%rip), %%rax\n\t"
+        "movq %%rax, 128(%0)"
+        :
+        : "r"(registers_.data())
+        : "rax", "memory");
+    memory_.readDirectly(usedStack(registers_[kStackPointer]));
+}
 
 }  // namespace os::posix

@@ -3,33 +3,20 @@
 #include "base/Fnv.h"
 #include "base/Utf.h"
 #include "os/SystemPaths.h"
-#include "os/posix/stack/LocalMemory.h"
+#include "os/posix/stack/FileIdentity.h"
 
-#include <dlfcn.h>
 #include <link.h>
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
-#include <span>
 
 namespace os::posix {
 namespace {
-
-const link_map& mapOf(const void* entry) { return *static_cast<const link_map*>(entry); }
 
 // Not std::bit_cast, on whose result the analyzer of Clang 14 crashes.
 template <typename T>
 const T* at(std::uintptr_t address) {
     return reinterpret_cast<const T*>(address);  // NOLINT(performance-no-int-to-ptr)
-}
-
-std::span<const ElfW(Phdr)> programHeaders(std::uintptr_t begin) {
-    LocalMemory memory;
-    std::uintptr_t word = 0;
-    if (!memory.read(begin, word) || std::memcmp(&word, ELFMAG, SELFMAG) != 0) return {};
-    const auto& header = *at<ElfW(Ehdr)>(begin);
-    return {at<ElfW(Phdr)>(begin + header.e_phoff), header.e_phnum};
 }
 
 /// What the dynamic section says about exported symbols.
@@ -78,40 +65,32 @@ bool covers(const ElfW(Sym) & symbol, std::uintptr_t offset) {
 
 LoadedFile::LoadedFile(std::uintptr_t address) {
     dl_find_object object{};
-    if (_dl_find_object(std::bit_cast<void*>(address), &object) != 0) return;
-    begin_ = std::bit_cast<std::uintptr_t>(object.dlfo_map_start);
-    end_ = std::bit_cast<std::uintptr_t>(object.dlfo_map_end);
-    entry_ = object.dlfo_link_map;
+    if (_dl_find_object(std::bit_cast<void*>(address), &object) == 0) file_ = object;
 }
 
 // The program itself has no name in the loader's list.
 std::string LoadedFile::path() const {
-    const char* const name = entry_ ? mapOf(entry_).l_name : nullptr;
+    const char* const name = file_.dlfo_link_map ? file_.dlfo_link_map->l_name : nullptr;
     return name && *name ? name : base::narrow(executableFile());
 }
 
-// By the notes, which hold the build identifier; without one also by the table of the functions' addresses.
+// Without a build identifier, by the table of the functions' addresses.
 std::uint64_t LoadedFile::identity() const {
-    constexpr std::string_view kIdentifierNote("\3\0\0\0GNU\0", 8);
-    const auto headers = programHeaders(begin_);
-    std::uint64_t identity = begin_ ^ reinterpret_cast<std::uintptr_t>(entry_);
-    bool isIdentified = false;
-    const auto add = [&](const ElfW(Phdr) & header) {
-        const std::string_view bytes(at<char>(mapOf(entry_).l_addr + header.p_vaddr), header.p_memsz);
+    std::uint64_t identity = *this ? fileIdentity(file_) : 0;
+    if (identity != 0 || !*this) return identity;
+    identity = begin() ^ std::bit_cast<std::uintptr_t>(file_.dlfo_link_map);
+    for (const auto& header : programHeaders(file_)) {
+        if (header.p_type != PT_GNU_EH_FRAME && header.p_type != PT_NOTE) continue;
+        const std::string_view bytes(at<char>(file_.dlfo_link_map->l_addr + header.p_vaddr), header.p_memsz);
         identity = identity * 31 + base::fnv1a(bytes);
-        isIdentified = isIdentified || bytes.find(kIdentifierNote) != std::string_view::npos;
-    };
-    for (const auto& header : headers)
-        if (header.p_type == PT_NOTE) add(header);
-    for (const auto& header : headers)
-        if (header.p_type == PT_GNU_EH_FRAME && !isIdentified) add(header);
+    }
     return identity;
 }
 
 std::string_view LoadedFile::symbolAt(std::uintptr_t address) const {
-    if (!entry_) return {};
-    const SymbolTable table = symbolTableOf(mapOf(entry_));
-    const std::uintptr_t offset = address - mapOf(entry_).l_addr;
+    if (!file_.dlfo_link_map) return {};
+    const SymbolTable table = symbolTableOf(*file_.dlfo_link_map);
+    const std::uintptr_t offset = address - file_.dlfo_link_map->l_addr;
     const ElfW(Sym)* best = nullptr;
     for (std::size_t i = 0; i < table.count; ++i) {
         const ElfW(Sym)& symbol = table.symbols[i];

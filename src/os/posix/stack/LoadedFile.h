@@ -1,5 +1,8 @@
 #pragma once
 
+#include <dlfcn.h>
+
+#include <bit>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -13,10 +16,10 @@ public:
     /// The file at `address`, if there is one.
     explicit LoadedFile(std::uintptr_t address);
 
-    explicit operator bool() const { return begin_ != 0; }
-    bool contains(std::uintptr_t address) const { return begin_ <= address && address < end_; }
-    std::uintptr_t begin() const { return begin_; }
-    std::uintptr_t end() const { return end_; }
+    explicit operator bool() const { return begin() != 0; }
+    bool contains(std::uintptr_t address) const { return begin() <= address && address < end(); }
+    std::uintptr_t begin() const { return std::bit_cast<std::uintptr_t>(file_.dlfo_map_start); }
+    std::uintptr_t end() const { return std::bit_cast<std::uintptr_t>(file_.dlfo_map_end); }
     std::string path() const;
     /// Different for another build of the file, even at the same address.
     std::uint64_t identity() const;
@@ -24,9 +27,7 @@ public:
     std::string_view symbolAt(std::uintptr_t address) const;
 
 private:
-    std::uintptr_t begin_ = 0;
-    std::uintptr_t end_ = 0;
-    const void* entry_ = nullptr;  ///< the loader's
+    dl_find_object file_{};
 };
 
 }  // namespace os::posix

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "os/CallStack.h"
+#include "os/posix/stack/FrameUnwinder.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -27,6 +28,13 @@ int walkOutwards(Unwinder& unwinder, Take take) {
         if (const int error = unwinder.up(); error != 0) return error;
     }
     return 0;
+}
+
+/// The same for the calling thread, from this function outwards. Not for signal handlers.
+template <typename Take>
+[[gnu::noinline]] int walkFromHere(Take take) {
+    FrameUnwinder unwinder;
+    return walkOutwards(unwinder, take);
 }
 
 /// Another thread's stack: the frames that could be read, and the error that ended it.

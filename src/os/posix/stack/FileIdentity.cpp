@@ -1,0 +1,121 @@
+// The first page of a loaded file is nearly always readable, but asking the system, and then searching the
+// file's headers, costs more than the rest of a walk. So the answers are kept for files that agree in all
+// that the loader knows of them. A kept address is in the first page, and what is there is checked again.
+
+#include "os/posix/stack/FileIdentity.h"
+
+#include "os/posix/stack/CodeReader.h"
+#include "os/posix/stack/LocalMemory.h"
+
+#include <array>
+#include <atomic>
+#include <bit>
+#include <cstring>
+
+namespace os::posix {
+namespace {
+
+constexpr std::size_t kPage = 4096;
+constexpr std::uint32_t kGnu = 0x00554e47;  // the owner of the note
+
+std::uint64_t placeOf(const dl_find_object& file) {
+    const auto word = [](const void* address) { return std::bit_cast<std::uintptr_t>(address); };
+    return mixed(word(file.dlfo_map_start), word(file.dlfo_map_end)) +
+           mixed(word(file.dlfo_link_map), word(file.dlfo_eh_frame));
+}
+
+std::uintptr_t beginOf(const dl_find_object& file) {
+    return std::bit_cast<std::uintptr_t>(file.dlfo_map_start);
+}
+
+/// What is known of a file: where the note with its build identifier is, else where it begins. Both words
+/// are written without a lock; a mixture of two writers' words does not fit any place.
+struct Known {
+    std::atomic<std::uint64_t> address{0};
+    std::atomic<std::uint64_t> check{0};
+};
+constinit std::array<Known, 4096> knownFiles;  // many more than files, to keep them apart
+
+std::uint64_t checkOf(std::uint64_t place, std::uintptr_t address) { return place ^ mixed(address, 0); }
+
+/// 0 if nothing is known; otherwise the file's first page is readable.
+std::uintptr_t knownAddress(std::uint64_t place) {
+    const Known& known = knownFiles[place % knownFiles.size()];
+    const std::uint64_t address = known.address.load(std::memory_order_relaxed);
+    return known.check.load(std::memory_order_relaxed) == checkOf(place, address) ? address : 0;
+}
+
+void keepAddress(std::uint64_t place, std::uintptr_t address) {
+    Known& known = knownFiles[place % knownFiles.size()];
+    known.address.store(address, std::memory_order_relaxed);
+    known.check.store(checkOf(place, address), std::memory_order_relaxed);
+}
+
+bool isReadable(const dl_find_object& file) {
+    if (knownAddress(placeOf(file)) != 0) return true;
+    if (!LocalMemory::isReadable(beginOf(file))) return false;
+    keepAddress(placeOf(file), beginOf(file));
+    return true;
+}
+
+constexpr std::uint32_t padded(std::uint32_t bytes) { return (bytes + 3) / 4 * 4; }
+
+// Goes to the end of the note. Returns its content if it is the build identifier.
+CodeReader takeIdentifier(CodeReader& notes) {
+    const auto nameBytes = notes.take<std::uint32_t>();
+    const auto bytes = notes.take<std::uint32_t>();
+    const auto type = notes.take<std::uint32_t>();
+    CodeReader name = notes;
+    notes.skip(padded(nameBytes));
+    const CodeReader content = notes;
+    notes.skip(padded(bytes));
+    const bool isIdentifier = type == NT_GNU_BUILD_ID && name.take<std::uint32_t>() == kGnu;
+    return isIdentifier ? CodeReader(content.at(), notes.at()) : CodeReader();
+}
+
+/// Finds the note and its content; an empty one if the file has no build identifier.
+CodeReader findIdentifier(const dl_find_object& file, const std::uint8_t*& note) {
+    for (const auto& header : programHeaders(file)) {
+        if (header.p_type != PT_NOTE) continue;
+        const auto* const begin =
+            std::bit_cast<const std::uint8_t*>(file.dlfo_link_map->l_addr + header.p_vaddr);
+        for (CodeReader notes(begin, begin + header.p_memsz); !notes.atEnd();) {
+            note = notes.at();
+            if (const CodeReader found = takeIdentifier(notes); !found.atEnd()) return found;
+        }
+    }
+    return {};
+}
+
+CodeReader identifierOf(const dl_find_object& file, std::uint64_t place) {
+    const std::uintptr_t end = beginOf(file) + kPage;
+    if (const std::uintptr_t known = knownAddress(place); known != 0) {
+        CodeReader notes(std::bit_cast<const std::uint8_t*>(known), std::bit_cast<const std::uint8_t*>(end));
+        if (const CodeReader found = takeIdentifier(notes); !found.atEnd()) return found;
+    }
+    const std::uint8_t* note = nullptr;
+    const CodeReader found = findIdentifier(file, note);
+    if (!found.atEnd() && std::bit_cast<std::uintptr_t>(found.end()) <= end)
+        keepAddress(place, std::bit_cast<std::uintptr_t>(note));
+    return found;
+}
+
+}  // namespace
+
+std::span<const ElfW(Phdr)> programHeaders(const dl_find_object& file) {
+    if (!isReadable(file)) return {};
+    const auto* const begin = static_cast<const char*>(file.dlfo_map_start);
+    const auto& header = *static_cast<const ElfW(Ehdr)*>(file.dlfo_map_start);
+    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_phoff > kPage ||
+        header.e_phoff + header.e_phnum * sizeof(ElfW(Phdr)) > kPage)
+        return {};
+    return {reinterpret_cast<const ElfW(Phdr)*>(begin + header.e_phoff), header.e_phnum};
+}
+
+std::uint64_t fileIdentity(const dl_find_object& file) {
+    const std::uint64_t place = placeOf(file);
+    const CodeReader identifier = identifierOf(file, place);
+    return identifier.atEnd() ? 0 : checksumOf(identifier, place) | 1U;
+}
+
+}  // namespace os::posix

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <cstdint>
+#include <span>
+
+/// Tells loaded files apart that are loaded at the same address one after the other. Async-signal-safe; the
+/// file must stay loaded during the calls.
+namespace os::posix {
+
+/// Empty if they cannot be read or do not begin in the file's first page.
+std::span<const ElfW(Phdr)> programHeaders(const dl_find_object& file);
+
+/// Of the place and the build identifier; 0 if the file has no build identifier.
+std::uint64_t fileIdentity(const dl_find_object& file);
+
+}  // namespace os::posix

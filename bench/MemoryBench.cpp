@@ -28,6 +28,24 @@ void usePointers(std::size_t size) {
     freeByPointer(block);
 }
 
+void benchAligned(benchmark::State& state) {
+    constexpr unsigned int kAlignment = 64;
+    const auto size = static_cast<std::size_t>(state.range(0));
+    bench::compare(
+        state, {"createAligned to 64, by bytes", "aligned_alloc", size, {.ratio = 1.1}}, 20'000,
+        [=](std::size_t) {
+            void* const block = Qv::QvMemory::createAligned(size, kAlignment);
+            benchmark::DoNotOptimize(block);
+            Qv::QvMemory::destroyAligned(block);
+        },
+        [=](std::size_t) {
+            void* const block = std::aligned_alloc(kAlignment, size);
+            benchmark::DoNotOptimize(block);
+            std::free(block);
+        });
+}
+BENCHMARK(benchAligned)->Arg(64)->Arg(4096)->Iterations(400);
+
 void benchMemory(benchmark::State& state, const char* peerName, double targetRatio,
                  void (*usePeer)(std::size_t)) {
     const auto size = static_cast<std::size_t>(state.range(0));

@@ -4,6 +4,7 @@
 #include <QvPlatform/core/StringUtils.h>
 
 #include "BenchSupport.h"
+#include "TextByVectors.h"
 
 #include <absl/strings/str_replace.h>
 #include <absl/strings/str_split.h>
@@ -22,13 +23,13 @@
 namespace {
 
 namespace StringUtils = QvSim::StringUtils;
+using bench::kDelimiters;
+using bench::kFrom;
+using bench::kTo;
 
 constexpr std::size_t kMebibyte = 1024 * 1024;
-constexpr std::size_t kHits = 10'000;
-constexpr const char* kDelimiters = ",;\n";
-constexpr const char* kFrom = "contact";
-constexpr const char* kTo = "constraint";
-const char* volatile pattern = "*a*a*a*a*a*b";  // volatile: no side may be compiled for this one alone
+constexpr std::size_t kBytesPerHit = 104;
+const char* volatile pattern = "*a*a*a*a*a*b*";  // volatile: no side may be compiled for this one alone
 
 bool matchByTwoPointers(const char* wanted, const char* text) {
     const char* afterStar = nullptr;
@@ -51,30 +52,8 @@ bool matchByTwoPointers(const char* wanted, const char* text) {
     return !*wanted;
 }
 
-// A table of bytes, and the pieces counted first, so that their array grows once.
-std::size_t splitByHand(const std::string& text) {
-    bool isDelimiter[256] = {};
-    for (const char* c = kDelimiters; *c; ++c) isDelimiter[static_cast<unsigned char>(*c)] = true;
-    const auto isEnd = [&](char c) { return isDelimiter[static_cast<unsigned char>(c)]; };
-    std::size_t count = 0;
-    unsigned int atStart = 1;
-    for (const char c : text) {  // without branches
-        const unsigned int atEnd = isEnd(c) ? 1 : 0;
-        count += atStart & ~atEnd;
-        atStart = atEnd;
-    }
-    std::vector<std::string> pieces;
-    pieces.reserve(count);
-    for (const char *start = text.data(), *end = start + text.size(); start != end;) {
-        const char* stop = std::find_if(start, end, isEnd);
-        if (stop != start) pieces.emplace_back(start, stop);
-        start = stop == end ? end : stop + 1;
-    }
-    return pieces.size();
-}
-
 std::size_t splitByGlib(const std::string& text) {
-    gchar** pieces = g_strsplit_set(text.c_str(), kDelimiters, 0);
+    gchar** pieces = g_strsplit_set(text.c_str(), kDelimiters.c_str(), 0);
     const std::size_t count = g_strv_length(pieces);
     g_strfreev(pieces);
     return count;
@@ -82,7 +61,7 @@ std::size_t splitByGlib(const std::string& text) {
 
 std::size_t replaceByGlib(const std::string& text) {
     GString* result = g_string_new_len(text.data(), static_cast<gssize>(text.size()));
-    g_string_replace(result, kFrom, kTo, 0);
+    g_string_replace(result, kFrom.c_str(), kTo.c_str(), 0);
     const std::size_t length = result->len;
     g_string_free(result, TRUE);
     return length;
@@ -101,19 +80,19 @@ std::string textOfPieces() {
     return text;
 }
 
-std::string textWithHits() {
+std::string textWithHits(std::size_t size) {
     std::mt19937 random(2);
-    std::string text(kMebibyte, ' ');
+    std::string text(size, ' ');
     for (char& c : text) c = static_cast<char>('a' + random() % 26);
-    for (std::size_t i = 0; i < kHits; ++i)
-        text.replace(i * (kMebibyte / kHits) + random() % 90, std::strlen(kFrom), kFrom);
+    for (std::size_t i = 0; i + kBytesPerHit <= size; i += kBytesPerHit)
+        text.replace(i + random() % 90, kFrom.size(), kFrom);
     return text;
 }
 
 // None of the texts matches.
 void benchMatch(benchmark::State& state) {
     const auto length = static_cast<std::size_t>(state.range(0));
-    bench::compareReaders(state, "match of *a*a*a*a*a*b", 300'000 / length, std::string(length, 'a'), length,
+    bench::compareReaders(state, "match of *a*a*a*a*a*b*", 300'000 / length, std::string(length, 'a'), length,
                           [](const std::string& text) -> std::size_t {
                               return StringUtils::match(pattern, text.c_str(), true) ? 1 : 2;
                           },
@@ -141,26 +120,28 @@ void benchSplit(benchmark::State& state) {
         return std::vector<std::string>(absl::StrSplit(text, absl::ByAnyChar(kDelimiters), skip)).size();
     };
     const std::string text = textOfPieces();
-    bench::compareReaders(state, "split of 1 MiB, by pieces", 1, text, ours(text), ours,
-                          {{"counted, one growth", 1.5, splitByHand},
-                           {"Boost", 1, byBoost},
-                           {"Abseil", 1, byAbseil},
-                           {"GLib", 1, splitByGlib}});
+    std::vector<bench::Peer> peers = {
+        {"Boost", 1, byBoost}, {"Abseil", 1, byAbseil}, {"GLib", 1, splitByGlib}};
+    if (bench::hasVectors()) peers.push_back({"limit, vectors", 1.5, bench::splitByVectors});
+    bench::compareReaders(state, "split of 1 MiB, by pieces", 1, text, ours(text), ours, peers);
 }
 BENCHMARK(benchSplit)->Iterations(40);
 
 void benchReplace(benchmark::State& state) {
-    bench::compareReaders(
-        state, "replace in 1 MiB, by hits", 1, textWithHits(), kHits,
-        [](const std::string& text) { return StringUtils::replace(text, kFrom, kTo).size(); },
-        {{"Boost", 1,
-          [](const std::string& text) { return boost::replace_all_copy(text, kFrom, kTo).size(); }},
-         {"Abseil", 1,
-          [](const std::string& text) {
-              return absl::StrReplaceAll(text, {{kFrom, kTo}}).size();
-          }},
-         {"GLib", 1, replaceByGlib}});
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const auto ours = [](const std::string& text) { return StringUtils::replace(text, kFrom, kTo).size(); };
+    const auto byBoost = [](const std::string& text) {
+        return boost::replace_all_copy(text, kFrom, kTo).size();
+    };
+    const auto byAbseil = [](const std::string& text) {
+        return absl::StrReplaceAll(text, {{kFrom, kTo}}).size();
+    };
+    std::vector<bench::Peer> peers = {
+        {"Boost", 1, byBoost}, {"Abseil", 1, byAbseil}, {"GLib", 1, replaceByGlib}};
+    if (bench::hasVectors()) peers.push_back({"limit, vectors", 1.5, bench::replaceByVectors});
+    bench::compareReaders(state, "replace, by bytes", kMebibyte / size, textWithHits(size), size, ours,
+                          peers);
 }
-BENCHMARK(benchReplace)->Iterations(30);
+BENCHMARK(benchReplace)->Arg(65'536)->Arg(kMebibyte)->Iterations(30);
 
 }  // namespace

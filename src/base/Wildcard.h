@@ -15,20 +15,28 @@ std::size_t nextCandidate(char wanted, std::string_view text, std::size_t from, 
     return from;
 }
 
-/// As `matchesWildcard`, but compares characters after applying `fold`. Only the last "*" is ever tried
-/// again: anything that an earlier "*" could match in addition, the last one can match too.
+/// As `matchesWildcard`, but compares characters after applying `fold`. What follows the last "*" can only
+/// match the end of the text, so most texts are refused there. Only the last "*" before is ever tried again:
+/// anything that an earlier "*" could match in addition, the last one can match too.
 template <typename Fold>
 bool matchesFolded(std::string_view pattern, std::string_view text, Fold fold) {
+    const auto matches = [&](char wanted, char c) { return wanted == '?' || fold(wanted) == fold(c); };
+    while (!pattern.empty() && pattern.back() != '*') {
+        if (text.empty() || !matches(pattern.back(), text.back())) return false;
+        pattern.remove_suffix(1);
+        text.remove_suffix(1);
+    }
+    if (pattern.empty()) return text.empty();
     std::size_t p = 0;
     std::size_t t = 0;
     std::size_t afterStar = std::string_view::npos;
     std::size_t takenByStar = 0;  // end of the text matched by the last star
     while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
+        if (pattern[p] == '*') {
             afterStar = ++p;
-            if (p == pattern.size()) return true;  // so that `afterStar` is a valid index below
+            if (p == pattern.size()) return true;
             t = takenByStar = nextCandidate(pattern[p], text, t, fold);
-        } else if (p < pattern.size() && (pattern[p] == '?' || fold(pattern[p]) == fold(text[t]))) {
+        } else if (matches(pattern[p], text[t])) {
             ++p;
             ++t;
         } else if (afterStar != std::string_view::npos) {
@@ -44,7 +52,7 @@ bool matchesFolded(std::string_view pattern, std::string_view text, Fold fold) {
 /// True if the whole text matches the pattern, in which "*" matches any number of bytes and "?" exactly one.
 inline bool matchesWildcard(std::string_view pattern, std::string_view text, bool caseSensitive) {
     return caseSensitive ? matchesFolded(pattern, text, [](char c) { return c; })
-                         : matchesFolded(pattern, text, foldCase<char>);
+                         : matchesFolded(pattern, text, [](char c) { return foldCase(c); });
 }
 
 }  // namespace base

@@ -2,55 +2,53 @@
 
 #include "base/AsciiCase.h"
 #include "base/Wildcard.h"
+#include "core/ByteMasks.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <string_view>
+#include <vector>
 
 namespace QvSim::StringUtils {
 namespace {
 
 constexpr std::size_t kFormatCapacity = 256;
 
-class ByteSet {
-public:
-    explicit ByteSet(std::string_view bytes) {
-        for (const char byte : bytes) contains_[static_cast<unsigned char>(byte)] = true;
-    }
-    bool contains(char byte) const { return contains_[static_cast<unsigned char>(byte)]; }
-
-private:
-    bool contains_[256] = {};
-};
-
-// Calls `use` with each piece of the text between delimiters.
-template <typename Use>
-void forEachToken(std::string_view text, const ByteSet& delimiters, Use use) {
-    const char* const end = text.data() + text.size();
-    for (const char* start = text.data(); start != end;) {
-        if (delimiters.contains(*start)) {
-            ++start;
-            continue;
-        }
-        const char* const tokenEnd =
-            std::find_if(start, end, [&](char byte) { return delimiters.contains(byte); });
-        use(start, tokenEnd);
-        start = tokenEnd;
-    }
+// Has no branch per piece, because the processor could not predict it.
+std::size_t countPieces(std::string_view text, const detail::ByteSet& delimiters) {
+    std::size_t count = 0;
+    std::uint64_t isAfterDelimiter = 1;
+    detail::forEachBlock(text, delimiters, [&](std::uint64_t mask, std::size_t) {
+        count += static_cast<std::size_t>(std::popcount(~mask & (mask << 1U | isAfterDelimiter)));
+        isAfterDelimiter = mask >> 63U;
+    });
+    return count;
 }
 
-// Has no branch per token, because the processor could not predict it.
-std::size_t countTokens(std::string_view text, const ByteSet& delimiters) {
-    std::size_t count = 0;
-    bool isAfterDelimiter = true;
-    for (const char byte : text) {
-        const bool isDelimiter = delimiters.contains(byte);
-        count += static_cast<std::size_t>(isAfterDelimiter & !isDelimiter);
-        isAfterDelimiter = isDelimiter;
-    }
-    return count;
+// Calls `use(offset, size)` for each non-empty piece between delimiters.
+template <typename Use>
+void forEachPiece(std::string_view text, const detail::ByteSet& delimiters, Use use) {
+    std::size_t start = 0;
+    detail::forEachBlock(text, delimiters, [&](std::uint64_t mask, std::size_t offset) {
+        detail::forEachBit(mask, [&](std::size_t bit) {
+            const std::size_t stop = offset + bit;
+            if (stop != start) use(start, stop - start);
+            start = stop + 1;
+        });
+    });
+}
+
+// The size of the text from `start` on, with each `from` replaced by `to`.
+std::size_t sizeReplaced(std::string_view text, std::size_t start, std::string_view from,
+                         std::string_view to) {
+    std::size_t hits = 0;
+    detail::forEachHit(text, from, start, [&](std::size_t) { ++hits; });
+    return text.size() - start - hits * from.size() + hits * to.size();
 }
 
 bool isElementOf(const Qv::QvArray<std::string>& array, const std::string& text) {
@@ -101,9 +99,10 @@ std::size_t split(Qv::QvArray<std::string>& out, const std::string& input, const
                   bool ignored, bool alsoBlank) {
     // Growing would move the text that the tokens point to.
     if (isElementOf(out, input)) return split(out, std::string(input), delimiters, ignored, alsoBlank);
-    const ByteSet set((delimiters.empty() ? "\r\n" : delimiters) + (alsoBlank ? " " : ""));
-    makeRoom(out, countTokens(input, set));
-    forEachToken(input, set, [&](const char* start, const char* end) { out.emplace_back(start, end); });
+    const detail::ByteSet set((delimiters.empty() ? "\r\n" : delimiters) + (alsoBlank ? " " : ""));
+    makeRoom(out, countPieces(input, set));
+    forEachPiece(input, set,
+                 [&](std::size_t start, std::size_t size) { out.emplace_back(input.data() + start, size); });
     return out.size();
 }
 
@@ -149,12 +148,18 @@ std::string replace(const std::string& text, const std::string& from, const std:
     if (from.empty()) return text;
     std::string result;
     std::size_t start = 0;
-    for (auto hit = text.find(from); hit != std::string::npos; hit = text.find(from, start)) {
-        if (start == 0) result.reserve(text.size());
+    detail::forEachHit(text, from, 0, [&](std::size_t hit) {
+        // If this is the last occurrence. Few of them fit in the room of the first try.
+        const std::size_t size = result.size() + (text.size() - start) - from.size() + to.size();
+        if (size > result.capacity())
+            result.reserve(start == 0 ? size + size / 16
+                                      : result.size() + sizeReplaced(text, start, from, to));
         result.append(text, start, hit - start).append(to);
         start = hit + from.size();
-    }
-    return start == 0 ? text : result.append(text, start);
+    });
+    if (start == 0) return text;
+    result.append(text, start);  // returned by itself, because returning what `append` returns would copy it
+    return result;
 }
 
 std::string timeToString(unsigned int seconds, bool showHours, bool limitTwoDigits) {

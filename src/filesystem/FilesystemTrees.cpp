@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace QvPlatform::Filesystem {
 namespace {
@@ -85,8 +86,13 @@ public:
         return Step::entered;
     }
     bool finish(const Level& level) {
-        for (const Entry& entry : level.files)
-            out_.push_back(File::fromWide(path_ + base::widen(entry.name)));
+        for (const Entry& entry : level.files) {
+            const std::wstring name = base::widen(entry.name);
+            std::wstring path;
+            path.reserve(path_.size() + name.size());
+            path.append(path_).append(name);
+            out_.push_back(File::fromWide(std::move(path)));
+        }
         return true;
     }
     bool left(const Entry& /*entry*/) {

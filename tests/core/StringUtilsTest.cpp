@@ -46,6 +46,29 @@ TEST(StringUtils, splitAppendsWhatIsBetweenDelimiters) {
     }
 }
 
+// Pieces that end at every byte of a block of vectors and past it.
+TEST(StringUtils, splitsAndReplacesTextsOfEveryLength) {
+    const std::string few = ";";
+    const std::string many = ";,:|!";  // more than are compared one by one
+    for (std::size_t length = 0; length < 200; ++length) {
+        const std::string piece(length, 'x');
+        const std::string text = piece + ";y" + piece + ";;" + piece;
+        Texts expected{piece, "y" + piece, piece};
+        if (length == 0) expected = {"y"};
+        for (const std::string& delimiters : {few, many}) {
+            Texts out;
+            split(out, text, delimiters, false, false);
+            EXPECT_EQ(out, expected) << length;
+        }
+        EXPECT_EQ(replace(text, ";y", "--->"), piece + "--->" + piece + ";;" + piece);
+        EXPECT_EQ(replace(piece + "ab", "ab", ""), piece);
+        EXPECT_EQ(replace(piece, "xx", "y"), std::string(length / 2, 'y') + std::string(length % 2, 'x'));
+        EXPECT_EQ(replace(piece, "x", "yyy"), std::string(3 * length, 'y'));
+        EXPECT_EQ(replace(piece, piece + "x", "y"), piece);
+        EXPECT_EQ(replace(text + "z", text, "y"), "yz");
+    }
+}
+
 TEST(StringUtils, splitsAnElementOfItsResult) {
     const std::string longText(100, 'x');
     Texts out{longText + "," + longText};

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #ifndef _WIN32
@@ -20,7 +21,7 @@
 // Replaces the C library's function, for this program and for the library.
 namespace {
 bool locksAsOnANetwork = false;
-int entriesUntilAnError = -1;
+int readsUntilAnError = -1;
 
 template <typename Function>
 Function* systems(const char* name) {
@@ -38,10 +39,18 @@ extern "C" [[gnu::visibility("default")]] int flock(int file, int operation) noe
     return systems<int(int, int)>("flock")(file, operation);
 }
 
-extern "C" [[gnu::visibility("default")]] dirent* readdir(DIR* directory) {
-    if (entriesUntilAnError-- != 0) return systems<dirent*(DIR*)>("readdir")(directory);
-    errno = EIO;
-    return nullptr;
+extern "C" [[gnu::visibility("default")]] ssize_t getdents64(int directory, void* buffer,
+                                                             std::size_t size) noexcept {
+    constexpr std::size_t kRoomForFewEntries = 96;
+    if (readsUntilAnError == 0) {
+        errno = EIO;
+        return -1;
+    }
+    if (readsUntilAnError > 0) {
+        --readsUntilAnError;
+        size = std::min(size, kRoomForFewEntries);
+    }
+    return systems<ssize_t(int, void*, std::size_t)>("getdents64")(directory, buffer, size);
 }
 #endif
 
@@ -158,8 +167,9 @@ TEST_F(LogPurge, removesWhatThisUserMayDeleteButNotReadOrWrite) {
 
 TEST_F(LogPurge, removesNothingWhenTheListingFailsHalfway) {
     for (const char* name : {"a.log", "b.log", "c.log"}) add(name, 1000);
-    entriesUntilAnError = 4;
+    readsUntilAnError = 2;
     const Texts texts = purge(1, baseName_);
+    readsUntilAnError = -1;
     ASSERT_EQ(texts.size(), 1U);
     EXPECT_EQ(texts[0].find("QvErrorHandler::PurgeLogs: Could not purge log files in directory: "), 0U);
     for (const char* name : {"a.log", "b.log", "c.log"}) EXPECT_TRUE(exists(name)) << name;

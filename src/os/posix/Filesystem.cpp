@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 
 namespace os {
@@ -20,24 +21,28 @@ EntryKind kindOf(mode_t mode) {
     return S_ISREG(mode) ? EntryKind::regularFile : EntryKind::other;
 }
 
-bool leadsToDirectory(DIR* directory, const char* name) {
+bool leadsToDirectory(int directory, const char* name) {
     struct stat status {};
-    return fstatat(dirfd(directory), name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+    return fstatat(directory, name, &status, 0) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool isLinkEntry(DIR* directory, const char* name) {
+bool isLinkEntry(int directory, const char* name) {
     struct stat status {};
-    return fstatat(dirfd(directory), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+    return fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
 }
 
 // Most file systems return the kind with the name, so that only links need another call.
-DirectoryEntry describe(DIR* directory, const dirent& entry) {
+DirectoryEntry describe(int directory, const dirent64& entry) {
     const bool isKnown = entry.d_type != DT_UNKNOWN;
     const bool isLink = isKnown ? entry.d_type == DT_LNK : isLinkEntry(directory, entry.d_name);
     const bool isDirectory =
         isKnown && !isLink ? entry.d_type == DT_DIR : leadsToDirectory(directory, entry.d_name);
     return {entry.d_name, isDirectory, isLink, entry.d_name[0] == '.'};
 }
+
+struct EntryBuffer {
+    alignas(dirent64) char bytes[32'768];
+};
 
 }  // namespace
 
@@ -76,24 +81,25 @@ bool visitDirectory(const std::wstring& directory, const std::function<void(cons
                     std::string* error) {
     const CancellationShield shield;
     const std::string name = posix::systemPath(directory);
-    if (posix::visitDirectory(posix::Descriptor(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
-                              visit))
-        return true;
+    const posix::Descriptor opened(open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened && posix::visitDirectory(opened.get(), visit)) return true;
     if (error) *error = posix::errorText(errno);
     return false;
 }
 
-bool posix::visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit) {
-    const DirectoryStream stream(directory ? fdopendir(directory.get()) : nullptr);
-    if (!stream) return false;
-    directory.release();
-    errno = 0;
-    while (const dirent* entry = readdir(stream.get())) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") visit(describe(stream.get(), *entry));
-        errno = 0;
+bool posix::visitDirectory(int directory, const std::function<void(const DirectoryEntry&)>& visit) {
+    const auto buffer = std::make_unique_for_overwrite<EntryBuffer>();
+    for (;;) {
+        const ssize_t size = getdents64(directory, buffer->bytes, sizeof buffer->bytes);
+        // Some file systems report ENOENT for a directory that has been removed.
+        if (size <= 0) return size == 0 || errno == ENOENT;
+        for (ssize_t next = 0; next < size;) {
+            const auto& entry = *reinterpret_cast<const dirent64*>(buffer->bytes + next);
+            const std::string_view name = entry.d_name;
+            if (name != "." && name != "..") visit(describe(directory, entry));
+            next += entry.d_reclen;
+        }
     }
-    return errno == 0;
 }
 
 }  // namespace os

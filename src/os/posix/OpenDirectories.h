@@ -9,8 +9,8 @@
 /// Visiting, copying and moving by name in open directories.
 namespace os::posix {
 
-/// As `os::visitDirectory`. Returns false and sets `errno` if the directory cannot be read.
-bool visitDirectory(Descriptor directory, const std::function<void(const DirectoryEntry&)>& visit);
+/// As `os::visitDirectory`, once for an open directory. Returns false and sets `errno` if it cannot be read.
+bool visitDirectory(int directory, const std::function<void(const DirectoryEntry&)>& visit);
 
 /// A name in an open directory, or a path and AT_FDCWD. With an empty name, every function fails.
 struct Place {

@@ -78,7 +78,7 @@ TreeCursor::~TreeCursor() = default;
 FileIdentity TreeCursor::identity() const { return state_->identities.back(); }
 
 bool TreeCursor::visit(const std::function<void(const DirectoryEntry&)>& visit) const {
-    return posix::visitDirectory(Descriptor(fcntl(state_->here(), F_DUPFD_CLOEXEC, 0)), visit);
+    return posix::visitDirectory(state_->here(), visit);
 }
 
 bool TreeCursor::enter(const std::string& name) {

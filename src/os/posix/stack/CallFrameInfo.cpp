@@ -88,8 +88,8 @@ std::uint64_t checksumOf(const std::uint8_t* entry) {
 CallFrameInfo::File CallFrameInfo::fileAt(std::uintptr_t address) {
     dl_find_object object;
     if (_dl_find_object(std::bit_cast<void*>(address), &object) != 0 || !object.dlfo_eh_frame) return {};
-    const auto begin = std::bit_cast<std::uintptr_t>(object.dlfo_map_start);
-    return {begin, std::bit_cast<std::uintptr_t>(object.dlfo_map_end) - begin, fileIdentity(object),
+    const auto begin = reinterpret_cast<std::uintptr_t>(object.dlfo_map_start);
+    return {begin, reinterpret_cast<std::uintptr_t>(object.dlfo_map_end) - begin, fileIdentity(object),
             static_cast<const std::uint8_t*>(object.dlfo_eh_frame)};
 }
 
@@ -100,7 +100,7 @@ std::uint64_t CallFrameInfo::sourceOf(std::uintptr_t address) {
     }
     if (file_.identity != 0) return file_.identity;
     const std::uint8_t* const entry = findEntry(address);
-    return entry ? mixed(std::bit_cast<std::uintptr_t>(entry), checksumOf(entry)) : 0;
+    return entry ? mixed(reinterpret_cast<std::uintptr_t>(entry), checksumOf(entry)) : 0;
 }
 
 // Searches the linker's table, sorted by the functions' addresses; its rows are pairs of offsets from the
@@ -121,10 +121,10 @@ const std::uint8_t* CallFrameInfo::findEntry(std::uintptr_t address) const {
     const auto field = [&](const std::uint8_t* at) {
         return file_.table + CodeReader(at, at + 4).take<std::int32_t>();
     };
-    if (count == 0 || std::bit_cast<std::uintptr_t>(field(row)) > address) return nullptr;
+    if (count == 0 || reinterpret_cast<std::uintptr_t>(field(row)) > address) return nullptr;
     while (count > 1) {
         const std::uint8_t* const middle = row + count / 2 * kRow;
-        const bool isBehind = std::bit_cast<std::uintptr_t>(field(middle)) <= address;
+        const bool isBehind = reinterpret_cast<std::uintptr_t>(field(middle)) <= address;
         if (isBehind) row = middle;
         count = isBehind ? count - count / 2 : count / 2;
     }

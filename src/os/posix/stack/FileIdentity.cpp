@@ -19,13 +19,13 @@ constexpr std::size_t kPage = 4096;
 constexpr std::uint32_t kGnu = 0x00554e47;  // the owner of the note
 
 std::uint64_t placeOf(const dl_find_object& file) {
-    const auto word = [](const void* address) { return std::bit_cast<std::uintptr_t>(address); };
+    const auto word = [](const void* address) { return reinterpret_cast<std::uintptr_t>(address); };
     return mixed(word(file.dlfo_map_start), word(file.dlfo_map_end)) +
            mixed(word(file.dlfo_link_map), word(file.dlfo_eh_frame));
 }
 
 std::uintptr_t beginOf(const dl_find_object& file) {
-    return std::bit_cast<std::uintptr_t>(file.dlfo_map_start);
+    return reinterpret_cast<std::uintptr_t>(file.dlfo_map_start);
 }
 
 /// What is known of a file: where the note with its build identifier is, else where it begins. Both words
@@ -95,8 +95,8 @@ CodeReader identifierOf(const dl_find_object& file, std::uint64_t place) {
     }
     const std::uint8_t* note = nullptr;
     const CodeReader found = findIdentifier(file, note);
-    if (!found.atEnd() && std::bit_cast<std::uintptr_t>(found.end()) <= end)
-        keepAddress(place, std::bit_cast<std::uintptr_t>(note));
+    if (!found.atEnd() && reinterpret_cast<std::uintptr_t>(found.end()) <= end)
+        keepAddress(place, reinterpret_cast<std::uintptr_t>(note));
     return found;
 }
 

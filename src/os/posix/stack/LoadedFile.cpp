@@ -78,7 +78,7 @@ std::string LoadedFile::path() const {
 std::uint64_t LoadedFile::identity() const {
     std::uint64_t identity = *this ? fileIdentity(file_) : 0;
     if (identity != 0 || !*this) return identity;
-    identity = begin() ^ std::bit_cast<std::uintptr_t>(file_.dlfo_link_map);
+    identity = begin() ^ reinterpret_cast<std::uintptr_t>(file_.dlfo_link_map);
     for (const auto& header : programHeaders(file_)) {
         if (header.p_type != PT_GNU_EH_FRAME && header.p_type != PT_NOTE) continue;
         const std::string_view bytes(at<char>(file_.dlfo_link_map->l_addr + header.p_vaddr), header.p_memsz);

@@ -18,8 +18,8 @@ public:
 
     explicit operator bool() const { return begin() != 0; }
     bool contains(std::uintptr_t address) const { return begin() <= address && address < end(); }
-    std::uintptr_t begin() const { return std::bit_cast<std::uintptr_t>(file_.dlfo_map_start); }
-    std::uintptr_t end() const { return std::bit_cast<std::uintptr_t>(file_.dlfo_map_end); }
+    std::uintptr_t begin() const { return reinterpret_cast<std::uintptr_t>(file_.dlfo_map_start); }
+    std::uintptr_t end() const { return reinterpret_cast<std::uintptr_t>(file_.dlfo_map_end); }
     std::string path() const;
     /// Different for another build of the file, even at the same address.
     std::uint64_t identity() const;

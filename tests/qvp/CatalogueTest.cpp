@@ -2,8 +2,10 @@
 #include "inspect/Catalogue.h"
 
 #include "QvPluginSystem/PluginFixture.h"
+#include "support/Platform.h"
 
 #include <algorithm>
+#include <iostream>
 #include <map>
 #include <random>
 #include <set>
@@ -62,12 +64,14 @@ protected:
     }
 };
 
-/// Says why a file could not be used, as a scripted descriptor or a fault of the test machine.
-std::string unusableEntries(const qvp::Catalogue& catalogue) {
-    std::string text = "unusable:";
-    for (const qvp::Entry& entry : catalogue.entries())
-        if (const qvp::Step* const step = entry.inspection.firstStep(qvp::StepState::failed))
-            text.append("\n").append(entry.path).append(": ").append(step->text);
+/// The files that failed, with the reason, unless it is that the plugin does not describe itself.
+std::string surprisesIn(const qvp::Catalogue& catalogue) {
+    std::string text;
+    for (const qvp::Entry& entry : catalogue.entries()) {
+        const qvp::Step* const step = entry.inspection.firstStep(qvp::StepState::failed);
+        if (step && step->name != qvp::StepName::descriptor)
+            text.append(entry.path).append(": ").append(step->text).append("\n");
+    }
     return text;
 }
 
@@ -101,6 +105,16 @@ protected:
         return script + "name " + fileName + "\n";
     }
 
+    /// Under Wine, one child process in some thousands does not start.
+    static qvp::Catalogue inspectScripted(const std::vector<qvp::SearchDirectory>& directories) {
+        qvp::Catalogue first = catalogueOf(directories);
+        const std::string surprises = surprisesIn(first);
+        if (surprises.empty()) return first;
+        std::cerr << surprises;
+        EXPECT_TRUE(support::kWindows);
+        return catalogueOf(directories);
+    }
+
     void addPlugins() {
         const Texts places{"first/", "first/", "second/", "second/", "current/"};
         std::set<std::string> taken;
@@ -123,8 +137,7 @@ TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
     const auto directories = searchOnly({folder.addDirectory("first"), folder.addDirectory("second")});
     const support::CurrentDirectoryChange change(folder.addDirectory("current"));
     addPlugins();
-    const qvp::Catalogue catalogue = catalogueOf(directories);
-    SCOPED_TRACE(unusableEntries(catalogue));
+    const qvp::Catalogue catalogue = inspectScripted(directories);
     Witness witness;
 
     manager->loadAllQvp();

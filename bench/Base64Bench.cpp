@@ -42,14 +42,14 @@ std::size_t decodeByUs(const std::string& text) { return StringUtils::base64Deco
 
 std::size_t encodeByTables(const std::string& bytes) {
     std::string text((bytes.size() + 2) / 3 * 4, '=');
-    Qv::detail::base64ByTables.encode(bytes.data(), bytes.size(), text.data());
+    Qv::detail::kBase64ByTables.encode(bytes.data(), bytes.size(), text.data());
     return text.size();
 }
 
 std::size_t decodeByTables(const std::string& text) {
     const auto padding = static_cast<std::size_t>(std::count(text.end() - 2, text.end(), '='));
     std::string bytes(text.size() / 4 * 3, '\0');
-    Qv::detail::base64ByTables.decode(text.data(), text.size(), bytes.data());
+    Qv::detail::kBase64ByTables.decode(text.data(), text.size(), bytes.data());
     bytes.resize(bytes.size() - padding);
     return bytes.size();
 }

@@ -10,8 +10,8 @@
 namespace QvSim::StringUtils {
 namespace {
 
-using Qv::detail::base64ByTables;
 using Qv::detail::Base64Path;
+using Qv::detail::kBase64ByTables;
 
 // The result grows by pieces, so that the zeros it grows by are still in the cache when they are replaced.
 constexpr std::size_t kPieceOfBytes = 6144;
@@ -26,13 +26,13 @@ const Base64Path& fastestPath() {
 std::size_t encodeGroups(const Base64Path& path, std::string_view bytes, char* text) {
     const std::size_t taken = path.encode(bytes.data(), bytes.size(), text);
     bytes.remove_prefix(taken);
-    return taken + base64ByTables.encode(bytes.data(), bytes.size(), text + taken / 3 * 4);
+    return taken + kBase64ByTables.encode(bytes.data(), bytes.size(), text + taken / 3 * 4);
 }
 
 std::size_t decodeGroups(const Base64Path& path, std::string_view text, char* bytes) {
     const std::size_t taken = path.decode(text.data(), text.size(), bytes);
     text.remove_prefix(taken);
-    return taken + base64ByTables.decode(text.data(), text.size(), bytes + taken / 4 * 3);
+    return taken + kBase64ByTables.decode(text.data(), text.size(), bytes + taken / 4 * 3);
 }
 
 // One or two bytes at the end.
@@ -40,7 +40,7 @@ void appendEncodedRest(std::string_view rest, std::string& text) {
     char padded[3] = {};
     rest.copy(padded, rest.size());
     char group[4];
-    base64ByTables.encode(padded, sizeof padded, group);
+    kBase64ByTables.encode(padded, sizeof padded, group);
     text.append(group, rest.size() + 1).append(3 - rest.size(), '=');
 }
 
@@ -50,7 +50,7 @@ void appendDecodedRest(std::string_view rest, std::string& bytes) {
         char padded[] = {'A', 'A', 'A', 'A'};
         rest.copy(padded, count);
         char group[3];
-        if (base64ByTables.decode(padded, sizeof padded, group) == 0) continue;
+        if (kBase64ByTables.decode(padded, sizeof padded, group) == 0) continue;
         bytes.append(group, count - 1);
         return;
     }

@@ -17,12 +17,12 @@ struct Base64Path {
 };
 
 /// Looks up each character or pair of characters; leaves nothing that it could take.
-extern const Base64Path base64ByTables;
+extern const Base64Path kBase64ByTables;
 
 /// 32 characters per step; null if the processor or the operating system does not support it.
 const Base64Path* base64ByAvx2();
 
 /// All implementations, the fastest first; the last one is never null.
-inline std::array<const Base64Path*, 2> base64Paths() { return {base64ByAvx2(), &base64ByTables}; }
+inline std::array<const Base64Path*, 2> base64Paths() { return {base64ByAvx2(), &kBase64ByTables}; }
 
 }  // namespace Qv::detail

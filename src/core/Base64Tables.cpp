@@ -86,6 +86,6 @@ std::size_t decode(const char* text, std::size_t count, char* bytes) {
 
 }  // namespace
 
-const Base64Path base64ByTables{encode, decode};
+const Base64Path kBase64ByTables{encode, decode};
 
 }  // namespace Qv::detail

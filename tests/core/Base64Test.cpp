@@ -78,7 +78,7 @@ TEST(Base64, isEncodedOnEveryPathForEveryLength) {
         for (std::size_t length = 0; length <= kLongest; ++length) {
             const std::string text = resultOf(path->encode, bytes.substr(0, length), 3, 4);
             ASSERT_EQ(text, referenceText(bytes).substr(0, text.size()));
-            ASSERT_LE(length / 3 * 4 - text.size(), path == &Qv::detail::base64ByTables ? 0U : 36U);
+            ASSERT_LE(length / 3 * 4 - text.size(), path == &Qv::detail::kBase64ByTables ? 0U : 36U);
         }
     }
 }
@@ -89,7 +89,7 @@ TEST(Base64, isDecodedOnEveryPathForEveryLength) {
         for (std::size_t length = 0; length <= text.size(); ++length) {
             const std::string bytes = resultOf(path->decode, text.substr(0, length), 4, 3);
             ASSERT_EQ(bytes, referenceBytes(text).substr(0, bytes.size()));
-            ASSERT_LE(length / 4 * 3 - bytes.size(), path == &Qv::detail::base64ByTables ? 0U : 32U);
+            ASSERT_LE(length / 4 * 3 - bytes.size(), path == &Qv::detail::kBase64ByTables ? 0U : 32U);
         }
     }
 }

@@ -23,7 +23,7 @@ using Strings = std::vector<std::string>;
 
 // Sanitizers run on unoptimised builds, and starting a process is expensive on Windows.
 #ifdef NDEBUG
-constexpr int kDeaths = kWindows ? 100 : 800, kProcesses = 50;
+constexpr int kDeaths = kWindows ? 100 : 800, kProcesses = kWindows ? 20 : 50;
 #else
 constexpr int kDeaths = 100, kProcesses = 10;
 #endif

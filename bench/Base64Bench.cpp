@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -28,13 +27,6 @@ constexpr std::size_t kMebibyte = 1024 * 1024;
 
 const unsigned char* bytesOf(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-std::string randomBytes(std::size_t count) {
-    std::mt19937 random(3);
-    std::string bytes(count, '\0');
-    for (char& c : bytes) c = static_cast<char>(random());
-    return bytes;
 }
 
 std::size_t encodeByUs(const std::string& bytes) { return StringUtils::base64Encode(bytes).size(); }
@@ -130,13 +122,13 @@ Peers withLimit(Peers peers, std::size_t size, bench::Reader kernel) {
 
 void benchEncode(benchmark::State& state, const char* name, bench::Reader ours, bench::Reader kernel) {
     const auto size = static_cast<std::size_t>(state.range(0));
-    bench::compareReaders(state, name, kMebibyte / size, randomBytes(size), size, ours,
+    bench::compareReaders(state, name, kMebibyte / size, bench::randomBytes(size), size, ours,
                           withLimit(kEncoders, size, kernel));
 }
 
 void benchDecode(benchmark::State& state, const char* name, bench::Reader ours, bench::Reader kernel) {
     const auto size = static_cast<std::size_t>(state.range(0));
-    const std::string text = StringUtils::base64Encode(randomBytes(size));
+    const std::string text = StringUtils::base64Encode(bench::randomBytes(size));
     bench::compareReaders(state, name, kMebibyte / size, text, size, ours,
                           withLimit(kDecoders, size, kernel));
 }

@@ -1,5 +1,7 @@
 #include "BenchSupport.h"
 
+#include <random>
+
 namespace bench {
 namespace {
 
@@ -42,6 +44,13 @@ void compareReaders(benchmark::State& state, const std::string& operation, std::
     }
     for (std::size_t i = 0; i < peers.size(); ++i)
         report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}}, sides[i]);
+}
+
+std::string randomBytes(std::size_t count) {
+    std::mt19937 random(4);
+    std::string bytes(count, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    return bytes;
 }
 
 Qv::LogHandler silenceLog() { return Qv::LogSetHandler(dropMessage); }

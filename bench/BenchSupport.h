@@ -86,6 +86,9 @@ struct Peer {
 void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
                     const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers);
 
+/// The same bytes in each run.
+std::string randomBytes(std::size_t count);
+
 /// Makes the log drop every message; returns the previous handler.
 Qv::LogHandler silenceLog();
 

@@ -17,7 +17,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -26,13 +25,6 @@ namespace {
 constexpr std::size_t kKibibyte = 1024;
 
 const auto* bytesOf(const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); }
-
-std::string randomBytes(std::size_t count) {
-    std::mt19937 random(4);
-    std::string bytes(count, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    return bytes;
-}
 
 // It leaves the upper halves of the vector registers in use, which slows down whatever runs after it.
 [[gnu::target("avx")]] std::size_t crcByIsal(const std::string& text) {
@@ -74,7 +66,7 @@ void benchCrc(benchmark::State& state) {
     std::vector<bench::Peer> peers = {
         {"libdeflate", ratio, byLibdeflate}, {"zlib", 1, byZlib}, {"ISA-L", ratio, crcByIsal}};
     if (isLong) peers.push_back({"limit: reading", 1.3, onlyRead});
-    bench::compareReaders(state, "CRC-32, by bytes", calls, randomBytes(size), size, ours, peers);
+    bench::compareReaders(state, "CRC-32, by bytes", calls, bench::randomBytes(size), size, ours, peers);
 }
 BENCHMARK(benchCrc)->Arg(64)->Arg(kKibibyte)->Arg(64 * kKibibyte)->Arg(16384 * kKibibyte)->Iterations(60);
 
@@ -171,7 +163,7 @@ void benchMurmur(benchmark::State& state, const char* name, bench::Reader ours, 
     const std::size_t calls = std::max<std::size_t>(1, 128 * kKibibyte / size);
     const double ratio = size >= 64 * kKibibyte ? longRatio : size <= 64 ? shortRatio : 0;
     bench::compareReaders(
-        state, name, calls, randomBytes(size), size, ours,
+        state, name, calls, bench::randomBytes(size), size, ours,
         {{"limit: chain of steps", ratio, chain}, {"xxHash (XXH3, 64)", 0, xxHashOf<XXH3_64bits>}});
 }
 

@@ -11,9 +11,8 @@
 
 namespace qvp {
 
-/// The parts of a 64-bit Windows library that the loader uses. The layout is that of the PE format
-/// specification: headers, section table, and the tables for exports, imports, delayed imports and debug
-/// information.
+/// The parts of a 64-bit Windows library that the loader uses. The layout is that of the PE format:
+/// headers, section table, and the tables for exports, imports, delayed imports and debug information.
 ///
 /// Nothing in the file is trusted: addresses, sizes and counts are checked against the bytes that were read,
 /// and no memory is reserved by a number from the file alone. One section at a time is in memory; all that is

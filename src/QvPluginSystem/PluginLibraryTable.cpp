@@ -10,9 +10,6 @@
 
 #include "QvPluginSystem/PluginLibraryTable.h"
 
-#include <QvPlatform/filesystem/File.h>
-
-#include "base/Utf.h"
 #include "filesystem/WholeVariable.h"
 #include "os/Cancellation.h"
 #include "os/SharedLibrary.h"
@@ -74,8 +71,7 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
-    const QvPlatform::File file = QvPlatform::File::fromWide(base::widen(path));
-    records_.push_back({path, file.getFolderPath(), nullptr, std::nullopt, 0});
+    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0});
     byPath_[records_.back().libraryPath] = std::prev(records_.end());
     return records_.back();
 }

@@ -23,9 +23,9 @@ constexpr std::size_t kBareLength = 32;
 constexpr std::size_t kPrintedLength = 36;
 
 // The indexes of the first digits of each byte, without and with the dashes.
-using Places = std::array<unsigned char, 16>;
-constexpr Places kBarePlaces = {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30};
-constexpr Places kPrintedPlaces = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
+using DigitIndexes = std::array<unsigned char, 16>;
+constexpr DigitIndexes kBareIndexes = {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30};
+constexpr DigitIndexes kPrintedIndexes = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
 
 constexpr unsigned char kForeign = 0xFF;
 constexpr auto kDigitValues = [] {
@@ -41,11 +41,11 @@ unsigned int digitAt(std::string_view text, std::size_t index) {
 }
 
 // Ends at the first character that is no digit, because most names have one early.
-bool parseDigits(std::string_view text, const Places& places, char (&bytes)[16]) {
+bool parseDigits(std::string_view text, const DigitIndexes& indexes, char (&bytes)[16]) {
     char found[sizeof bytes];
     for (std::size_t i = 0; i < sizeof bytes; ++i) {
-        const unsigned int first = digitAt(text, places[i]);
-        const unsigned int second = digitAt(text, places[i] + 1U);
+        const unsigned int first = digitAt(text, indexes[i]);
+        const unsigned int second = digitAt(text, indexes[i] + 1U);
         if ((first | second) == kForeign) return false;
         found[i] = static_cast<char>(first << 4U | second);
     }
@@ -59,10 +59,10 @@ bool parse(std::string_view text, char (&bytes)[16]) {
         if (text.front() != '{' || text.back() != '}') return false;
         text = text.substr(1, text.size() - 2);
     }
-    if (text.size() == kBareLength) return parseDigits(text, kBarePlaces, bytes);
+    if (text.size() == kBareLength) return parseDigits(text, kBareIndexes, bytes);
     if (text.size() != kPrintedLength) return false;
     const bool hasDashes = text[8] == '-' && text[13] == '-' && text[18] == '-' && text[23] == '-';
-    return hasDashes && parseDigits(text, kPrintedPlaces, bytes);
+    return hasDashes && parseDigits(text, kPrintedIndexes, bytes);
 }
 
 // Created when the library is loaded, so that no forked process finds it half initialized.
@@ -128,7 +128,7 @@ std::string QvUuid::toString() const {
     std::string text(kPrintedLength, '-');
     const char* const bytes = getUUid();
     for (std::size_t i = 0; i < sizeof bytes_; ++i)
-        std::memcpy(&text[kPrintedPlaces[i]], kDigitPairs[static_cast<unsigned char>(bytes[i])].data(), 2);
+        std::memcpy(&text[kPrintedIndexes[i]], kDigitPairs[static_cast<unsigned char>(bytes[i])].data(), 2);
     return text;
 }
 

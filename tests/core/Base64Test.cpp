@@ -1,13 +1,13 @@
 #include <QvPlatform/core/StringUtils.h>
 
 #include "core/Base64Paths.h"
+#include "support/Base64Reference.h"
+#include "support/RandomBytes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -15,17 +15,11 @@ namespace {
 using Qv::detail::Base64Path;
 using namespace QvSim::StringUtils;
 
-constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::size_t kLongest = 300;
 
-std::string randomBytes(std::size_t count) {
-    std::mt19937 random(2);
-    std::string bytes(count, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    return bytes;
-}
+std::string randomBytes(std::size_t count) { return support::randomBytes(count, 2); }
 
-// References, bit by bit; neither adds padding.
+// Bit by bit, without padding.
 std::string referenceText(const std::string& bytes) {
     std::string text;
     for (std::size_t bit = 0; bit < 8 * bytes.size(); bit += 6) {
@@ -34,35 +28,14 @@ std::string referenceText(const std::string& bytes) {
             const unsigned int byte = i / 8 < bytes.size() ? static_cast<unsigned char>(bytes[i / 8]) : 0;
             value = value << 1U | (byte >> (7 - i % 8) & 1U);
         }
-        text += kAlphabet[value];
+        text += support::kBase64Alphabet[value];
     }
     return text;
 }
 
-std::string referenceBytes(const std::string& text) {
-    std::string bytes;
-    unsigned int pending = 0;
-    unsigned int count = 0;
-    for (const char c : text) {
-        const auto value = kAlphabet.find(c);
-        if (value == std::string_view::npos) break;
-        for (unsigned int bit = 6; bit-- != 0;) {
-            pending = (pending << 1U | (static_cast<unsigned int>(value) >> bit & 1U)) & 0xFFU;
-            if (++count % 8 == 0) bytes += static_cast<char>(pending);
-        }
-    }
-    return bytes;
-}
-
-// Gives a path memory of exactly the size of input and output, and returns what it made.
 template <typename Function>
 std::string resultOf(Function function, const std::string& input, std::size_t inGroup, std::size_t outGroup) {
-    const std::vector<char> in(input.begin(), input.end());
-    std::vector<char> out(input.size() / inGroup * outGroup);
-    const std::size_t taken = function(in.data(), in.size(), out.data());
-    EXPECT_EQ(taken % inGroup, 0U);
-    EXPECT_LE(taken, in.size());
-    return {out.data(), taken / inGroup * outGroup};
+    return support::resultOfPath(function, input, inGroup, outGroup, [](bool holds) { EXPECT_TRUE(holds); });
 }
 
 std::vector<const Base64Path*> offeredPaths() {
@@ -88,7 +61,7 @@ TEST(Base64, isDecodedOnEveryPathForEveryLength) {
     for (const Base64Path* path : offeredPaths()) {
         for (std::size_t length = 0; length <= text.size(); ++length) {
             const std::string bytes = resultOf(path->decode, text.substr(0, length), 4, 3);
-            ASSERT_EQ(bytes, referenceBytes(text).substr(0, bytes.size()));
+            ASSERT_EQ(bytes, support::decodedByBits(text).substr(0, bytes.size()));
             ASSERT_LE(length / 4 * 3 - bytes.size(), path == &Qv::detail::kBase64ByTables ? 0U : 32U);
         }
     }
@@ -101,7 +74,7 @@ TEST(Base64, isDecodedOnEveryPathUpToAForeignCharacterAnywhere) {
             for (int character = 0; character < 256; ++character) {
                 std::string changed = text;
                 changed[place] = static_cast<char>(character);
-                const std::string expected = referenceBytes(changed);
+                const std::string expected = support::decodedByBits(changed);
                 const std::string bytes = resultOf(path->decode, changed, 4, 3);
                 ASSERT_EQ(bytes, expected.substr(0, bytes.size())) << place << ' ' << character;
                 ASSERT_EQ(base64Decode(changed), expected) << place << ' ' << character;
@@ -122,7 +95,7 @@ TEST(Base64, ofSeveralPiecesIsThatOfTheReference) {
     for (std::size_t place = 8180; place < 8205; ++place) {
         std::string changed = text;
         changed[place] = '=';
-        EXPECT_EQ(base64Decode(changed), referenceBytes(changed)) << place;
+        EXPECT_EQ(base64Decode(changed), support::decodedByBits(changed)) << place;
     }
 }
 

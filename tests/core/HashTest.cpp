@@ -3,6 +3,7 @@
 
 #include "core/CRC32Paths.h"
 #include "core/MurmurHash3Scrambling.h"
+#include "support/RandomBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -18,12 +18,7 @@ namespace {
 
 constexpr std::size_t kLongest = 4096;
 
-std::string randomBytes(std::size_t count) {
-    std::mt19937 random(1);
-    std::string bytes(count, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    return bytes;
-}
+std::string randomBytes(std::size_t count) { return support::randomBytes(count, 1); }
 
 // A reference implementation, bit by bit.
 std::uint32_t crcByBits(std::uint32_t crc, const std::string& bytes) {

@@ -65,7 +65,7 @@ protected:
 };
 
 /// The files that failed, with the reason, unless it is that the plugin does not describe itself.
-std::string surprisesIn(const qvp::Catalogue& catalogue) {
+std::string unexpectedFailuresIn(const qvp::Catalogue& catalogue) {
     std::string text;
     for (const qvp::Entry& entry : catalogue.entries()) {
         const qvp::Step* const step = entry.inspection.firstStep(qvp::StepState::failed);
@@ -106,11 +106,11 @@ protected:
     }
 
     /// Under Wine, one child process in some thousands does not start.
-    static qvp::Catalogue inspectScripted(const std::vector<qvp::SearchDirectory>& directories) {
+    static qvp::Catalogue inspectRetrying(const std::vector<qvp::SearchDirectory>& directories) {
         qvp::Catalogue first = catalogueOf(directories);
-        const std::string surprises = surprisesIn(first);
-        if (surprises.empty()) return first;
-        std::cerr << surprises;
+        const std::string failures = unexpectedFailuresIn(first);
+        if (failures.empty()) return first;
+        std::cerr << failures;
         EXPECT_TRUE(support::kWindows);
         return catalogueOf(directories);
     }
@@ -137,7 +137,7 @@ TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
     const auto directories = searchOnly({folder.addDirectory("first"), folder.addDirectory("second")});
     const support::CurrentDirectoryChange change(folder.addDirectory("current"));
     addPlugins();
-    const qvp::Catalogue catalogue = inspectScripted(directories);
+    const qvp::Catalogue catalogue = inspectRetrying(directories);
     Witness witness;
 
     manager->loadAllQvp();

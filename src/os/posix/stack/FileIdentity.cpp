@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kPage = 4096;
 constexpr std::uint32_t kGnu = 0x00554e47;  // the owner of the note
 
-std::uint64_t placeOf(const dl_find_object& file) {
+std::uint64_t mappingKeyOf(const dl_find_object& file) {
     const auto word = [](const void* address) { return reinterpret_cast<std::uintptr_t>(address); };
     return mixed(word(file.dlfo_map_start), word(file.dlfo_map_end)) +
            mixed(word(file.dlfo_link_map), word(file.dlfo_eh_frame));
@@ -29,32 +29,32 @@ std::uintptr_t beginOf(const dl_find_object& file) {
 }
 
 /// What is known of a file: where the note with its build identifier is, else where it begins. Both words
-/// are written without a lock; a mixture of two writers' words does not fit any place.
-struct Known {
+/// are written without a lock; a mixture of two writers' words does not fit any mapping.
+struct KnownFile {
     std::atomic<std::uint64_t> address{0};
     std::atomic<std::uint64_t> check{0};
 };
-constinit std::array<Known, 4096> knownFiles;  // many more than files, to keep them apart
+constinit std::array<KnownFile, 4096> knownFiles;  // many more than files, to keep them apart
 
-std::uint64_t checkOf(std::uint64_t place, std::uintptr_t address) { return place ^ mixed(address, 0); }
+std::uint64_t checkOf(std::uint64_t mapping, std::uintptr_t address) { return mapping ^ mixed(address, 0); }
 
 /// 0 if nothing is known; otherwise the file's first page is readable.
-std::uintptr_t knownAddress(std::uint64_t place) {
-    const Known& known = knownFiles[place % knownFiles.size()];
+std::uintptr_t knownAddress(std::uint64_t mapping) {
+    const KnownFile& known = knownFiles[mapping % knownFiles.size()];
     const std::uint64_t address = known.address.load(std::memory_order_relaxed);
-    return known.check.load(std::memory_order_relaxed) == checkOf(place, address) ? address : 0;
+    return known.check.load(std::memory_order_relaxed) == checkOf(mapping, address) ? address : 0;
 }
 
-void keepAddress(std::uint64_t place, std::uintptr_t address) {
-    Known& known = knownFiles[place % knownFiles.size()];
+void keepAddress(std::uint64_t mapping, std::uintptr_t address) {
+    KnownFile& known = knownFiles[mapping % knownFiles.size()];
     known.address.store(address, std::memory_order_relaxed);
-    known.check.store(checkOf(place, address), std::memory_order_relaxed);
+    known.check.store(checkOf(mapping, address), std::memory_order_relaxed);
 }
 
 bool isReadable(const dl_find_object& file) {
-    if (knownAddress(placeOf(file)) != 0) return true;
+    if (knownAddress(mappingKeyOf(file)) != 0) return true;
     if (!LocalMemory::isReadable(beginOf(file))) return false;
-    keepAddress(placeOf(file), beginOf(file));
+    keepAddress(mappingKeyOf(file), beginOf(file));
     return true;
 }
 
@@ -87,16 +87,16 @@ CodeReader findIdentifier(const dl_find_object& file, const std::uint8_t*& note)
     return {};
 }
 
-CodeReader identifierOf(const dl_find_object& file, std::uint64_t place) {
+CodeReader identifierOf(const dl_find_object& file, std::uint64_t mapping) {
     const std::uintptr_t end = beginOf(file) + kPage;
-    if (const std::uintptr_t known = knownAddress(place); known != 0) {
+    if (const std::uintptr_t known = knownAddress(mapping); known != 0) {
         CodeReader notes(std::bit_cast<const std::uint8_t*>(known), std::bit_cast<const std::uint8_t*>(end));
         if (const CodeReader found = takeIdentifier(notes); !found.atEnd()) return found;
     }
     const std::uint8_t* note = nullptr;
     const CodeReader found = findIdentifier(file, note);
     if (!found.atEnd() && reinterpret_cast<std::uintptr_t>(found.end()) <= end)
-        keepAddress(place, reinterpret_cast<std::uintptr_t>(note));
+        keepAddress(mapping, reinterpret_cast<std::uintptr_t>(note));
     return found;
 }
 
@@ -113,9 +113,9 @@ std::span<const ElfW(Phdr)> programHeaders(const dl_find_object& file) {
 }
 
 std::uint64_t fileIdentity(const dl_find_object& file) {
-    const std::uint64_t place = placeOf(file);
-    const CodeReader identifier = identifierOf(file, place);
-    return identifier.atEnd() ? 0 : checksumOf(identifier, place) | 1U;
+    const std::uint64_t mapping = mappingKeyOf(file);
+    const CodeReader identifier = identifierOf(file, mapping);
+    return identifier.atEnd() ? 0 : checksumOf(identifier, mapping) | 1U;
 }
 
 }  // namespace os::posix

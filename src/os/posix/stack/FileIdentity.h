@@ -13,7 +13,7 @@ namespace os::posix {
 /// Empty if they cannot be read or do not begin in the file's first page.
 std::span<const ElfW(Phdr)> programHeaders(const dl_find_object& file);
 
-/// Of the place and the build identifier; 0 if the file has no build identifier.
+/// Of where it is mapped and the build identifier; 0 if the file has no build identifier.
 std::uint64_t fileIdentity(const dl_find_object& file);
 
 }  // namespace os::posix

@@ -48,10 +48,10 @@ void noteProductVersion(const std::string& plugin, const BuildInfo& build) {
         QV_VERSION_SERVICE_PACK);
 }
 
-// The reason to reject a build, or "".
+// The reason to reject a build by the compared compiler, or "".
 std::string judgeBuild(const std::string& plugin, const BuildInfo& build) {
     std::string mismatch = rules::buildMismatch(plugin, build);
-    if (mismatch.empty() && build.compilerName == rules::kComparedCompiler) {
+    if (mismatch.empty()) {
         noteCompilerVersion(plugin, build);
         noteProductVersion(plugin, build);
     }
@@ -109,6 +109,7 @@ bool QvPluginFuncInterface::isValid(std::string* error) const {
     if (buildText.empty()) return fail("There is no build information found for this plugin.");
     QvPluginInfo info;
     getInfo_(info);
+    if (rules::buildCompiler(buildText) != rules::kComparedCompiler) return true;
     const std::string mismatch = judgeBuild(info.getDisplayName(), parseOrReport(buildText));
     return mismatch.empty() || fail(mismatch);
 }

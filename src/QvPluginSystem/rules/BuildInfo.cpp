@@ -5,6 +5,23 @@
 namespace QvPluginSystem::rules {
 namespace {
 
+constexpr std::string_view kCompilerKey = "CompilerName";
+
+template <typename Visit>
+void visitPairs(std::string_view text, Visit visit) {
+    for (;;) {
+        const auto colon = text.find(':');
+        if (colon == std::string_view::npos) return;
+        const std::string_view key = text.substr(0, colon);
+        const auto valueStart = text.find_first_not_of(" \t\n\v\f\r", colon + 1);
+        if (valueStart == std::string_view::npos) return;
+        const auto lineEnd = text.find('\n', valueStart);
+        visit(key, text.substr(valueStart, lineEnd - valueStart));
+        if (lineEnd == std::string_view::npos) return;
+        text.remove_prefix(lineEnd + 1);
+    }
+}
+
 std::string_view valueOf(const BuildPairs& pairs, std::string_view key) {
     const std::string_view* const value = findBuildValue(pairs, key);
     return value ? *value : std::string_view();
@@ -26,18 +43,16 @@ std::int32_t numberOf(const BuildPairs& pairs, std::string_view key) {
 
 BuildPairs readBuildPairs(std::string_view text) {
     BuildPairs pairs;
-    pairs.reserve(8);
-    for (;;) {
-        const auto colon = text.find(':');
-        if (colon == std::string_view::npos) return pairs;
-        const std::string_view key = text.substr(0, colon);
-        const auto valueStart = text.find_first_not_of(" \t\n\v\f\r", colon + 1);
-        if (valueStart == std::string_view::npos) return pairs;
-        const auto lineEnd = text.find('\n', valueStart);
-        pairs.emplace_back(key, text.substr(valueStart, lineEnd - valueStart));
-        if (lineEnd == std::string_view::npos) return pairs;
-        text.remove_prefix(lineEnd + 1);
-    }
+    visitPairs(text, [&](std::string_view key, std::string_view value) { pairs.emplace_back(key, value); });
+    return pairs;
+}
+
+std::string_view buildCompiler(std::string_view text) {
+    std::string_view compiler;
+    visitPairs(text, [&](std::string_view key, std::string_view value) {
+        if (key == kCompilerKey) compiler = value;
+    });
+    return compiler;
 }
 
 const std::string_view* findBuildValue(const BuildPairs& pairs, std::string_view key) {
@@ -50,7 +65,7 @@ BuildInfo parseBuildInfo(std::string_view text) {
     const BuildPairs pairs = readBuildPairs(text);
     BuildInfo info;
     info.platform = numberOf(pairs, "Plateform");
-    info.compilerName = valueOf(pairs, "CompilerName");
+    info.compilerName = valueOf(pairs, kCompilerKey);
     info.compilerVersion = numberOf(pairs, "CompilerVersion");
     info.release = numberOf(pairs, "Release");
     info.productMajor = numberOf(pairs, "QvVersionMajor");

@@ -30,6 +30,9 @@ struct BuildInfo {
 /// A missing key reads as "" or 0. Numbers are their leading decimal digits, signed, modulo 2^32.
 BuildInfo parseBuildInfo(std::string_view text);
 
+/// The compiler that built the plugin, without reading the rest: `parseBuildInfo(text).compilerName`.
+std::string_view buildCompiler(std::string_view text);
+
 /// The compiler whose builds are compared with the product's own.
 inline constexpr const char* kComparedCompiler = "MSVC";
 

@@ -58,7 +58,10 @@ void benchMemory(benchmark::State& state, const char* peerName, double targetRat
         state, {"create and destroy, by bytes", peerName, size, {.ratio = targetRatio}}, 20'000,
         [=](std::size_t) { useOurs(size); }, [=](std::size_t) { usePeer(size); });
 }
-BENCHMARK_CAPTURE(benchMemory, limit, "limit, by a pointer", 1.1, usePointers)->Arg(64)->Arg(4096)->Iterations(400);
+BENCHMARK_CAPTURE(benchMemory, limit, "limit, by a pointer", 1.1, usePointers)
+    ->Arg(64)
+    ->Arg(4096)
+    ->Iterations(400);
 BENCHMARK_CAPTURE(benchMemory, runtime, "malloc and free", 0, useRuntime)
     ->Arg(64)
     ->Arg(4096)

@@ -39,10 +39,9 @@ BENCHMARK_CAPTURE(benchClock, elapsed, "Timer::elapsed", 1.6,
 
 // The clock of the process's processor time is a system call.
 void benchCycles(benchmark::State& state) {
-    compareWithClock(
-        state, {"CycleTime::getCurrentValue", "limit, clock_gettime", 1, {.ratio = 1.2}},
-        CLOCK_PROCESS_CPUTIME_ID,
-        [](std::size_t) { benchmark::DoNotOptimize(QvPlatform::CycleTime::getCurrentValue()); });
+    compareWithClock(state, {"CycleTime::getCurrentValue", "limit, clock_gettime", 1, {.ratio = 1.2}},
+                     CLOCK_PROCESS_CPUTIME_ID,
+                     [](std::size_t) { benchmark::DoNotOptimize(QvPlatform::CycleTime::getCurrentValue()); });
 }
 BENCHMARK(benchCycles)->Iterations(30);
 

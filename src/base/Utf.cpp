@@ -143,7 +143,7 @@ template <typename Char>
 std::size_t roomForBytes(std::basic_string_view<Char> text) {
     std::size_t room = text.size();
     for (const Char unit : text) {
-        const auto value = static_cast<std::make_unsigned_t<Char>>(unit);
+        const auto value = static_cast<char32_t>(unit);
         room += std::size_t{value >= 0x80} + std::size_t{value >= 0x800} + std::size_t{value > 0xFFFF};
     }
     return room;

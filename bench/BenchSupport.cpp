@@ -23,6 +23,7 @@ void report(benchmark::State& state, const Row& row, const Sides& sides) {
     put("size", static_cast<double>(row.size));
     put("ours", sides.ours.value());
     put("peer", sides.peer.value());
+    if (row.elements > 0) put("elements", static_cast<double>(row.elements));
     if (row.target.ratio > 0) put("target ratio", row.target.ratio);
     if (row.target.nanoseconds > 0) put("target time", row.target.nanoseconds);
 }
@@ -33,7 +34,8 @@ void reportCount(benchmark::State& state, const std::string& operation, std::siz
 }
 
 void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
-                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers) {
+                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers,
+                    Growth growth) {
     std::vector<Sides> sides(peers.size());
     for ([[maybe_unused]] auto turn : state) {
         for (std::size_t i = 0; i < peers.size(); ++i) {
@@ -42,8 +44,9 @@ void compareReaders(benchmark::State& state, const std::string& operation, std::
             if (found != 0 && found != expected) return state.SkipWithError(peers[i].name);
         }
     }
+    const std::size_t elements = growth == Growth::shown ? size : 0;
     for (std::size_t i = 0; i < peers.size(); ++i)
-        report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}}, sides[i]);
+        report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}, elements}, sides[i]);
 }
 
 std::string randomBytes(std::size_t count) {

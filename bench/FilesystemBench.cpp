@@ -133,6 +133,16 @@ void benchGlob(benchmark::State& state) {
 }
 BENCHMARK(benchGlob)->Arg(100'000)->Iterations(20);
 
+void benchGlobGrowth(benchmark::State& state) {
+    const auto files = static_cast<std::size_t>(state.range(0));
+    const Folder tree("tree");
+    fillTree(tree.path(), files);
+    bench::compareReaders(state, "glob, by files", 1, tree.path(), files, glob,
+                          {{"limit, getdents64", 0, countOf<readByCalls>}}, bench::Growth::shown);
+}
+const auto forGrowth = [](auto* growing) { growing->Arg(1'000)->Arg(10'000)->Arg(100'000)->Iterations(4); };
+BENCHMARK(benchGlobGrowth)->Name("growth/glob")->Apply(forGrowth);
+
 void check(bool succeeded) {
     if (!succeeded) std::abort();
 }
@@ -165,12 +175,14 @@ void benchTree(benchmark::State& state) {
         removingBeside.peer.add(timeOf([&] { run({"rm", "-r", copy}); }));
     }
     removingBeside.ours = removing.ours;
-    bench::report(state, {"copy of a tree, by files", "limit, system calls", files, {.ratio = 1.4}}, copying);
-    bench::report(state, {"removal of a tree, by files", "limit, system calls", files, {.ratio = 1.2}},
+    bench::report(state, {"copy of a tree, by files", "limit, system calls", files, {.ratio = 1.4}, files},
+                  copying);
+    bench::report(state, {"removal of a tree, by files", "limit, system calls", files, {.ratio = 1.2}, files},
                   removing);
     bench::report(state, {"removal of a tree, by files", "rm -r", files, {.ratio = 1.2}}, removingBeside);
 }
 BENCHMARK(benchTree)->Arg(10'000)->Iterations(5);
+BENCHMARK(benchTree)->Name("growth/tree")->Apply(forGrowth);
 
 template <typename Peer>
 void benchCopy(benchmark::State& state, const char* peerName, double targetRatio, Peer copyByPeer) {

@@ -32,6 +32,7 @@ std::uint64_t maskOf(const char* block, IsWanted isWanted) {
     return low | static_cast<std::uint64_t>(high) << 32U;
 }
 
+constexpr std::size_t kSizeOfPiece = 7;  // on the average, with the delimiter
 constexpr std::size_t kCharacters = sizeof(__m256i) / sizeof(char32_t);
 
 bool isAscii(__m256i characters) { return _mm256_testz_si256(characters, _mm256_set1_epi32(~0x7F)) != 0; }
@@ -46,12 +47,11 @@ std::size_t lowestBit(std::uint64_t mask) { return static_cast<std::size_t>(std:
 bool hasVectors() { return __builtin_cpu_supports("avx2") != 0; }
 
 std::size_t splitByVectors(const std::string& text) {
-    static std::size_t expected = 0;
     const __m256i first = _mm256_set1_epi8(kDelimiters[0]);
     const __m256i second = _mm256_set1_epi8(kDelimiters[1]);
     const __m256i third = _mm256_set1_epi8(kDelimiters[2]);
     std::vector<std::string> pieces;
-    pieces.reserve(expected);
+    pieces.reserve(text.size() / kSizeOfPiece);
     std::size_t start = 0;
     for (std::size_t block = 0; block < text.size(); block += kBlock) {
         std::uint64_t mask = maskOf(text.data() + block, [&](const char* bytes) {
@@ -65,8 +65,7 @@ std::size_t splitByVectors(const std::string& text) {
         }
     }
     if (start != text.size()) pieces.emplace_back(text.data() + start, text.size() - start);
-    expected = pieces.size();
-    return expected;
+    return pieces.size();
 }
 
 std::size_t replaceByVectors(const std::string& text) {

@@ -1,5 +1,10 @@
 #include "BenchSupport.h"
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <random>
 
 namespace bench {
@@ -47,6 +52,24 @@ void compareReaders(benchmark::State& state, const std::string& operation, std::
     const std::size_t elements = growth == Growth::shown ? size : 0;
     for (std::size_t i = 0; i < peers.size(); ++i)
         report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}, elements}, sides[i]);
+}
+
+void check(bool succeeded) {
+    if (!succeeded) std::abort();
+}
+
+int startProgram(std::vector<std::string> words, const std::string& output) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    pid_t child = 0;
+    const int error = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return error == 0 ? child : 0;
 }
 
 std::string randomBytes(std::size_t count) {

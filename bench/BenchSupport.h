@@ -92,6 +92,13 @@ void compareReaders(benchmark::State& state, const std::string& operation, std::
                     const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers,
                     Growth growth = Growth::ignored);
 
+/// Ends the process if a measured call has failed.
+void check(bool succeeded);
+
+/// Starts a program, found as a shell finds it, that prints into a file. Returns 0 if there is no such
+/// program.
+int startProgram(std::vector<std::string> words, const std::string& output);
+
 /// The same bytes in each run.
 std::string randomBytes(std::size_t count);
 

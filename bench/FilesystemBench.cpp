@@ -7,14 +7,11 @@
 #include "BenchSupport.h"
 #include "TreeByHand.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -23,6 +20,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using bench::check;
 namespace Filesystem = QvPlatform::Filesystem;
 
 constexpr const char* kPattern = "*.qvp";
@@ -92,19 +90,11 @@ std::size_t countOf(const std::string& root) {
 }
 
 // Runs a program without its output; false when there is no such program.
-bool run(std::vector<std::string> command) {
-    std::vector<char*> arguments;
-    for (std::string& argument : command) arguments.push_back(argument.data());
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    pid_t child = 0;
-    const int error = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
+bool run(const std::vector<std::string>& command) {
+    const pid_t child = bench::startProgram(command, "/dev/null");
     int status = 0;
-    if (error == 0 && (waitpid(child, &status, 0) != child || status != 0)) std::abort();
-    return error == 0;
+    check(child == 0 || (waitpid(child, &status, 0) == child && status == 0));
+    return child != 0;
 }
 
 std::size_t runFind(const std::string& root) {
@@ -142,10 +132,6 @@ void benchGlobGrowth(benchmark::State& state) {
 }
 const auto forGrowth = [](auto* growing) { growing->Arg(1'000)->Arg(10'000)->Arg(100'000)->Iterations(4); };
 BENCHMARK(benchGlobGrowth)->Name("growth/glob")->Apply(forGrowth);
-
-void check(bool succeeded) {
-    if (!succeeded) std::abort();
-}
 
 const std::string& makeFolder(const std::string& path) {
     check(mkdir(path.c_str(), 0777) == 0);

@@ -15,7 +15,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <numeric>
 #include <string>
@@ -23,14 +22,11 @@
 
 namespace {
 
+using bench::check;
 using bench::Layout;
 using bench::PluginFolder;
 using QvPluginSystem::QvPluginInfo;
 using QvPluginSystem::QvPluginManager;
-
-void check(bool succeeded) {
-    if (!succeeded) std::abort();
-}
 
 // The folder is a search directory. The log is at its default level and writes to a file.
 void benchFolder(benchmark::State& state) {

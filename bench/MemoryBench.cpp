@@ -37,7 +37,7 @@ void benchAligned(benchmark::State& state) {
     constexpr unsigned int kAlignment = 64;
     const auto size = static_cast<std::size_t>(state.range(0));
     bench::compare(
-        state, {"createAligned to 64, by bytes", "aligned_alloc", size, {.ratio = 1.1}}, 20'000,
+        state, {"createAligned to 64, by bytes", "limit, aligned_alloc", size, {.ratio = 1.1}}, 20'000,
         [=](std::size_t) {
             void* const block = Qv::QvMemory::createAligned(size, kAlignment);
             benchmark::DoNotOptimize(block);

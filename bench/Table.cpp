@@ -171,7 +171,7 @@ private:
     }
 
     static void print(const Line& line) {
-        std::printf("%-40s %13s %11s %11s  %-23s %6s %7s  %s\n", line.operation.c_str(), line.size.c_str(),
+        std::printf("%-40s %13s %11s %11s  %-31s %6s %7s  %s\n", line.operation.c_str(), line.size.c_str(),
                     line.ours.c_str(), line.beside.c_str(), line.peer.c_str(), line.ratio.c_str(),
                     line.target.c_str(), line.verdict.c_str());
     }

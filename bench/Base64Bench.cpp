@@ -116,7 +116,7 @@ const Peers kDecoders = {{"modp_b64", 1, decodeByModp},
 // leaves.
 Peers withLimit(Peers peers, std::size_t size, bench::Reader kernel) {
     const double ratio = size >= kMebibyte ? 2 : 2.2;
-    if (kernel && Qv::detail::base64ByAvx2()) peers.push_back({"limit: AVX2 kernel", ratio, kernel});
+    if (kernel && Qv::detail::base64ByAvx2()) peers.push_back({"limit, AVX2 kernel", ratio, kernel});
     return peers;
 }
 

@@ -1,5 +1,10 @@
 #include "BenchSupport.h"
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <random>
 
 namespace bench {
@@ -23,6 +28,7 @@ void report(benchmark::State& state, const Row& row, const Sides& sides) {
     put("size", static_cast<double>(row.size));
     put("ours", sides.ours.value());
     put("peer", sides.peer.value());
+    if (row.elements > 0) put("elements", static_cast<double>(row.elements));
     if (row.target.ratio > 0) put("target ratio", row.target.ratio);
     if (row.target.nanoseconds > 0) put("target time", row.target.nanoseconds);
 }
@@ -33,7 +39,8 @@ void reportCount(benchmark::State& state, const std::string& operation, std::siz
 }
 
 void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
-                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers) {
+                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers,
+                    Growth growth) {
     std::vector<Sides> sides(peers.size());
     for ([[maybe_unused]] auto turn : state) {
         for (std::size_t i = 0; i < peers.size(); ++i) {
@@ -42,8 +49,28 @@ void compareReaders(benchmark::State& state, const std::string& operation, std::
             if (found != 0 && found != expected) return state.SkipWithError(peers[i].name);
         }
     }
+    const std::size_t elements = growth == Growth::shown ? size : 0;
     for (std::size_t i = 0; i < peers.size(); ++i)
-        report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}}, sides[i]);
+        report(state, {operation, peers[i].name, size, {.ratio = peers[i].targetRatio}, elements}, sides[i]);
+}
+
+void check(bool succeeded) {
+    if (!succeeded) std::abort();
+}
+
+int startProgram(std::vector<std::string> words, const std::string& output) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    pid_t child = 0;
+    const int error = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return error == 0 ? child : 0;
 }
 
 std::string randomBytes(std::size_t count) {

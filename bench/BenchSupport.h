@@ -42,6 +42,9 @@ struct Row {
     std::string peer;  ///< what the other side is, in a few words
     std::size_t size;
     Target target;
+    /// If not 0, the times are those of so many elements, and the table shows how the cost of one grows
+    /// with the size.
+    std::size_t elements = 0;
 };
 
 /// Calls `function` with 0 to `count` - 1; the time of one call in nanoseconds.
@@ -81,10 +84,20 @@ struct Peer {
     Reader read;
 };
 
+enum class Growth { ignored, shown };
+
 /// Measures our function and each peer in turns, all with the same text, and reports one row a peer. Fails
-/// when one finds another number than ours.
+/// when one finds another number than ours. With `Growth::shown` the elements are as many as the size.
 void compareReaders(benchmark::State& state, const std::string& operation, std::size_t callsPerTurn,
-                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers);
+                    const std::string& text, std::size_t size, Reader ours, const std::vector<Peer>& peers,
+                    Growth growth = Growth::ignored);
+
+/// Ends the process if a measured call has failed.
+void check(bool succeeded);
+
+/// Starts a program, found as a shell finds it, that prints into a file. Returns 0 if there is no such
+/// program.
+int startProgram(std::vector<std::string> words, const std::string& output);
 
 /// The same bytes in each run.
 std::string randomBytes(std::size_t count);

@@ -65,7 +65,7 @@ void benchCrc(benchmark::State& state) {
     const double ratio = isLong ? 1 : 1.05;
     std::vector<bench::Peer> peers = {
         {"libdeflate", ratio, byLibdeflate}, {"zlib", 1, byZlib}, {"ISA-L", ratio, crcByIsal}};
-    if (isLong) peers.push_back({"limit: reading", 1.3, onlyRead});
+    if (isLong) peers.push_back({"limit, reading", 1.3, onlyRead});
     bench::compareReaders(state, "CRC-32, by bytes", calls, bench::randomBytes(size), size, ours, peers);
 }
 BENCHMARK(benchCrc)->Arg(64)->Arg(kKibibyte)->Arg(64 * kKibibyte)->Arg(16384 * kKibibyte)->Iterations(60);
@@ -164,7 +164,7 @@ void benchMurmur(benchmark::State& state, const char* name, bench::Reader ours, 
     const double ratio = size >= 64 * kKibibyte ? longRatio : size <= 64 ? shortRatio : 0;
     bench::compareReaders(
         state, name, calls, bench::randomBytes(size), size, ours,
-        {{"limit: chain of steps", ratio, chain}, {"xxHash (XXH3, 64)", 0, xxHashOf<XXH3_64bits>}});
+        {{"limit, chain of steps", ratio, chain}, {"xxHash (XXH3, 64)", 0, xxHashOf<XXH3_64bits>}});
 }
 
 void eachSize(benchmark::internal::Benchmark* row) {

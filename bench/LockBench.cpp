@@ -117,17 +117,18 @@ void benchMutex(benchmark::State& state, const char* name, Ours ours, const char
     bench::compare(state, row, 100'000, useOurs, usePeer);
 }
 const auto forOneAndTwo = [](auto* mutex) { mutex->DenseRange(1, 2)->Iterations(kTurns); };
-BENCHMARK_CAPTURE(benchMutex, 1, "QvMutex", SystemMutex(), "robust recursive pthread", RobustMutex())
+BENCHMARK_CAPTURE(benchMutex, 1, "QvMutex", SystemMutex(), "limit, robust recursive pthread", RobustMutex())
     ->Apply(forOneAndTwo);
-BENCHMARK_CAPTURE(benchMutex, 2, "QvThreadMutex", ThreadMutex(), "recursive pthread", PlainMutex())
+BENCHMARK_CAPTURE(benchMutex, 2, "QvThreadMutex", ThreadMutex(), "limit, recursive pthread", PlainMutex())
     ->Apply(forOneAndTwo);
-BENCHMARK_CAPTURE(benchMutex, 3, "QvPlatform::Mutex", QvPlatform::Mutex(), "recursive pthread", PlainMutex())
+BENCHMARK_CAPTURE(benchMutex, 3, "QvPlatform::Mutex", QvPlatform::Mutex(), "limit, recursive pthread",
+                  PlainMutex())
     ->Apply(forOneAndTwo);
 
 void benchPingPong(benchmark::State& state) {
     PingPong<SystemMutex, Signal> ours;
     PingPong<RobustMutex, PlainSignal> peer;
-    const bench::Row row{"QvConditionVariable, threads", "pthread condition", 2, {.ratio = 1.1}};
+    const bench::Row row{"QvConditionVariable, threads", "limit, pthread condition", 2, {.ratio = 1.1}};
     compareTwoThreads(state, row, 5'000, ours, peer);
 }
 BENCHMARK(benchPingPong)->Iterations(kTurns);
@@ -153,7 +154,7 @@ struct RoundTrip {
 void benchSemaphore(benchmark::State& state) {
     RoundTrip<QvPlatform::Semaphore> ours;
     RoundTrip<PlainSemaphore> peer;
-    const bench::Row row{"Semaphore, threads", "sem_t", 2, {.ratio = 1.1}};
+    const bench::Row row{"Semaphore, threads", "limit, sem_t", 2, {.ratio = 1.1}};
     compareTwoThreads(state, row, 10'000, ours, peer);
 }
 BENCHMARK(benchSemaphore)->Iterations(2 * kTurns);

@@ -27,7 +27,7 @@ void benchLine(benchmark::State& state) {
         file.clear();
         sides.peer.add(bench::timeOfLines(writeLine));
     }
-    bench::report(state, {"log line of 100 characters", "snprintf, write", 1, {.ratio = 1.2}}, sides);
+    bench::report(state, {"log line of 100 characters", "limit, snprintf, write", 1, {.ratio = 1.2}}, sides);
 }
 BENCHMARK(benchLine)->Iterations(60);
 
@@ -42,7 +42,8 @@ void benchLineOfFourThreads(benchmark::State& state) {
         sides.ours.add(bench::timeOfThreads(bench::logLine));
         torn += bench::countTornLines(file.text());
     }
-    bench::report(state, {"log line, four threads", "snprintf, write", bench::kLogThreads, {.ratio = 1.6}},
+    bench::report(state,
+                  {"log line, four threads", "limit, snprintf, write", bench::kLogThreads, {.ratio = 1.6}},
                   sides);
     bench::reportCount(state, "torn lines of four threads",
                        bench::kLogTurns * bench::kLogThreads * bench::kLogLines, torn);
@@ -51,7 +52,7 @@ BENCHMARK(benchLineOfFourThreads)->Iterations(bench::kLogTurns);
 
 void benchSuppressedLine(benchmark::State& state) {
     bench::compare(
-        state, {"line below the threshold", "bare variadic call", 1, {.ratio = 1.3}}, 100'000,
+        state, {"line below the threshold", "limit, bare variadic call", 1, {.ratio = 1.3}}, 100'000,
         [](std::size_t i) { Qv::LogTrace(QV_BENCH_MESSAGE, 0, static_cast<int>(i), bench::kLogFiller); },
         [](std::size_t i) { bench::bareLog(QV_BENCH_MESSAGE, 0, static_cast<int>(i), bench::kLogFiller); });
 }

@@ -103,7 +103,7 @@ void benchLine(benchmark::State& state, double (*timeOf)(bench::LineWriter), std
         measure(peer.peer, logLineByPeer);
     }
     const std::string operation = "line to stderr and file, threads";
-    bench::report(state, {operation, "snprintf, 2 writes", threads, {.ratio = targetRatio}}, limit);
+    bench::report(state, {operation, "limit, snprintf, 2 writes", threads, {.ratio = targetRatio}}, limit);
     bench::report(state, {operation, "spdlog", threads, {.ratio = 1}}, peer);
     if (threads > 1) {
         const std::size_t lines = 2 * bench::kLogTurns * threads * bench::kLogLines;

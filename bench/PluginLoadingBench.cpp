@@ -1,5 +1,6 @@
 // Loading and unloading many plugins with the manager, compared with the same calls by hand: the same files,
-// in the order in which the manager initialized and uninitialized them. Run one size in one process.
+// in the order in which the manager initialized and uninitialized them, which are the limit. Run one size in
+// one process.
 
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 #include <QvPlatform/diagnostics/Log.h>
@@ -118,20 +119,24 @@ void benchLoading(benchmark::State& state, const std::string& name, Layout layou
     bool complete = orders.started.size() == count && orders.stopped.size() == count;
     for ([[maybe_unused]] auto turn : state) complete = complete && measureTurn(loading, files, orders);
     if (!complete) return state.SkipWithError("not every plugin was loaded and unloaded");
-    const bench::Target target = layout == Layout::Independent ? kIndependentTarget : kLayeredTarget;
-    bench::report(state, {"load, " + name, "by hand", count, target}, loading.load);
-    bench::report(state, {"unloadAll, " + name, "by hand", count, kUnloadTarget}, loading.unload);
+    // The loader's own lists leave the caches then, and a ratio varies by a third; see their growth.
+    const bool isJudged = count <= 2000;
+    const bench::Target unloadTarget = isJudged ? kUnloadTarget : bench::Target{};
+    bench::Target target = layout == Layout::Independent ? kIndependentTarget : kLayeredTarget;
+    if (!isJudged) target = {};
+    bench::report(state, {"load, " + name, "limit, by hand", count, target, 1}, loading.load);
+    bench::report(state, {"unloadAll, " + name, "limit, by hand", count, unloadTarget, 1}, loading.unload);
     loading.quietLoad.peer = loading.load.peer;
-    bench::report(state, {"load without log, " + name, "by hand", count, target}, loading.quietLoad);
+    bench::report(state, {"load without log, " + name, "limit, by hand", count, target}, loading.quietLoad);
     if (layout == Layout::Independent) return;
     loading.loadBesideSearch.ours = loading.load.ours;
-    bench::report(state, {"load, " + name, "by hand, searching", count, {}}, loading.loadBesideSearch);
+    bench::report(state, {"load, " + name, "by hand and searching", count, {}}, loading.loadBesideSearch);
 }
 
-// Few turns of many plugins, many turns of few.
+// Few turns of many plugins, many turns of few. A turn of 10,000 takes a minute.
 [[maybe_unused]] const bool registered = [] {
-    for (const std::int64_t count : {100, 500, 2000}) {
-        const std::int64_t turns = std::max<std::int64_t>(10, 4000 / count);
+    for (const std::int64_t count : {100, 500, 2000, 10'000}) {
+        const std::int64_t turns = count == 10'000 ? 1 : std::max<std::int64_t>(10, 4000 / count);
         for (const auto& [name, layout] :
              {std::pair{"independent", Layout::Independent}, {"layered", Layout::Layered}})
             benchmark::RegisterBenchmark(name, benchLoading, name, layout)->Arg(count)->Iterations(turns);

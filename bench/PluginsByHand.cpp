@@ -72,4 +72,9 @@ void PluginsByHand::unload(const std::vector<std::size_t>& order) {
     plugins_.clear();
 }
 
+bool PluginsByHand::readInfo(const std::string& file, QvPluginInfo& info) {
+    Plugin plugin;
+    return plugin.open(file) && *plugin.getBuildInfo() && plugin.getInfo(info) && dlclose(plugin.handle) == 0;
+}
+
 }  // namespace bench

@@ -22,6 +22,9 @@ public:
     /// Stops and closes them in the order of these positions in the list that was loaded.
     void unload(const std::vector<std::size_t>& order);
 
+    /// Opens the file, reads the descriptor and closes the file; false when that fails.
+    static bool readInfo(const std::string& file, QvPluginSystem::QvPluginInfo& info);
+
 private:
     using Entry = QvPluginSystem::QvPluginFuncInterface;
 

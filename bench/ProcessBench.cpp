@@ -11,14 +11,11 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 namespace {
 
-void check(bool succeeded) {
-    if (!succeeded) std::abort();
-}
+using bench::check;
 
 void executeAndWait() {
     std::int64_t exitCode = -1;
@@ -39,7 +36,7 @@ void benchExecute(benchmark::State& state) {
     const std::vector<char> touched(mebibytes * 1024 * 1024, 1);
     Qv::LogSetLevel(Qv::kLogLevelWarn);
     bench::compare(
-        state, {"run and wait, MiB of the parent", "posix_spawn", mebibytes, {.ratio = 1.1}}, 20,
+        state, {"run and wait, MiB of the parent", "limit, posix_spawn", mebibytes, {.ratio = 1.1}}, 20,
         [](std::size_t) { executeAndWait(); }, [](std::size_t) { spawnAndWait(); });
 }
 BENCHMARK(benchExecute)->Arg(0)->Arg(512)->Iterations(60);

@@ -56,7 +56,7 @@ void benchCreate(benchmark::State& state) {
         unmapPlain(mapPlain(O_CREAT, size), size);
         removePlain();
     };
-    bench::compare(state, {"create and close, bytes", "shm_open, fallocate", size, {.ratio = 3}}, 200,
+    bench::compare(state, {"create and close, bytes", "limit, shm_open, fallocate", size, {.ratio = 3}}, 200,
                    createOurs, createPlain);
 }
 BENCHMARK(benchCreate)->Arg(kSmall)->Arg(kLarge)->Iterations(60);
@@ -73,8 +73,8 @@ void benchOpenExisting(benchmark::State& state) {
         ours.close();
     };
     const auto openPlain = [&](std::size_t) { unmapPlain(mapPlain(0, size), size); };
-    bench::compare(state, {"open and close an existing one", "shm_open, fallocate", size, {.ratio = 3}}, 200,
-                   openOurs, openPlain);
+    bench::compare(state, {"open and close an existing one", "limit, shm_open, mmap", size, {.ratio = 3}},
+                   200, openOurs, openPlain);
     unmapPlain(plain, size);
     removePlain();
 }
@@ -86,7 +86,7 @@ void benchLock(benchmark::State& state) {
     auto* const mutex =
         new (mapPlain(O_CREAT, kSmall)) bench::PlainMutex(PTHREAD_MUTEX_ROBUST, PTHREAD_PROCESS_SHARED);
     bench::compare(
-        state, {"lock and unlock of a segment", "shared pthread", 1, {.ratio = 1.1}}, 100'000,
+        state, {"lock and unlock of a segment", "limit, shared pthread", 1, {.ratio = 1.1}}, 100'000,
         [&](std::size_t) { bench::lockAndUnlock(ours); }, [&](std::size_t) { bench::lockAndUnlock(*mutex); });
     unmapPlain(mutex, kSmall);
     removePlain();

@@ -68,14 +68,15 @@ std::size_t replaceByGlib(const std::string& text) {
 }
 
 // Pieces of one to twelve letters, seven bytes on the average with the delimiter; none is empty.
-std::string textOfPieces() {
+std::string textOfPieces(std::size_t size) {
     std::mt19937 random(1);
     std::string text;
-    while (text.size() < kMebibyte) {
+    text.reserve(size + 100);
+    while (text.size() < size) {
         text.append(1 + random() % 45 / 4, static_cast<char>('a' + random() % 26));
         text += kDelimiters[random() % 3];
     }
-    text.resize(kMebibyte);
+    text.resize(size);
     text.back() = 'z';
     return text;
 }
@@ -96,7 +97,7 @@ void benchMatch(benchmark::State& state) {
                           [](const std::string& text) -> std::size_t {
                               return StringUtils::match(pattern, text.c_str(), true) ? 1 : 2;
                           },
-                          {{"two pointers", 1.5,
+                          {{"limit, two pointers", 1.5,
                             [](const std::string& text) -> std::size_t {
                                 return matchByTwoPointers(pattern, text.c_str()) ? 1 : 2;
                             }},
@@ -106,11 +107,14 @@ void benchMatch(benchmark::State& state) {
 }
 BENCHMARK(benchMatch)->Arg(60)->Arg(5000)->Iterations(60);
 
+std::size_t split(const std::string& text) {
+    Qv::QvArray<std::string> pieces;
+    return StringUtils::split(pieces, text, kDelimiters, false, false);
+}
+
+std::size_t replace(const std::string& text) { return StringUtils::replace(text, kFrom, kTo).size(); }
+
 void benchSplit(benchmark::State& state) {
-    const auto ours = [](const std::string& text) {
-        Qv::QvArray<std::string> pieces;
-        return StringUtils::split(pieces, text, kDelimiters, false, false);
-    };
     const auto byBoost = [](const std::string& text) {
         std::vector<std::string> pieces;
         return boost::split(pieces, text, boost::is_any_of(kDelimiters), boost::token_compress_on).size();
@@ -119,17 +123,16 @@ void benchSplit(benchmark::State& state) {
         const auto skip = absl::SkipEmpty();
         return std::vector<std::string>(absl::StrSplit(text, absl::ByAnyChar(kDelimiters), skip)).size();
     };
-    const std::string text = textOfPieces();
+    const std::string text = textOfPieces(kMebibyte);
     std::vector<bench::Peer> peers = {
         {"Boost", 1, byBoost}, {"Abseil", 1, byAbseil}, {"GLib", 1, splitByGlib}};
     if (bench::hasVectors()) peers.push_back({"limit, vectors", 1.5, bench::splitByVectors});
-    bench::compareReaders(state, "split of 1 MiB, by pieces", 1, text, ours(text), ours, peers);
+    bench::compareReaders(state, "split of 1 MiB, by pieces", 1, text, split(text), split, peers);
 }
 BENCHMARK(benchSplit)->Iterations(40);
 
 void benchReplace(benchmark::State& state) {
     const auto size = static_cast<std::size_t>(state.range(0));
-    const auto ours = [](const std::string& text) { return StringUtils::replace(text, kFrom, kTo).size(); };
     const auto byBoost = [](const std::string& text) {
         return boost::replace_all_copy(text, kFrom, kTo).size();
     };
@@ -139,9 +142,27 @@ void benchReplace(benchmark::State& state) {
     std::vector<bench::Peer> peers = {
         {"Boost", 1, byBoost}, {"Abseil", 1, byAbseil}, {"GLib", 1, replaceByGlib}};
     if (bench::hasVectors()) peers.push_back({"limit, vectors", 1.5, bench::replaceByVectors});
-    bench::compareReaders(state, "replace, by bytes", kMebibyte / size, textWithHits(size), size, ours,
+    bench::compareReaders(state, "replace, by bytes", kMebibyte / size, textWithHits(size), size, replace,
                           peers);
 }
 BENCHMARK(benchReplace)->Arg(65'536)->Arg(kMebibyte)->Iterations(30);
+
+void benchGrowth(benchmark::State& state, const char* operation, std::string (*makeText)(std::size_t),
+                 bench::Reader ours, bench::Reader limit) {
+    if (!bench::hasVectors()) return state.SkipWithError("the processor has no AVX2");
+    const auto size = static_cast<std::size_t>(state.range(0));
+    bench::compareReaders(state, operation, 1, makeText(size), size, ours, {{"limit, vectors", 0, limit}},
+                          bench::Growth::shown);
+}
+const auto forGrowth = [](auto* growing) {
+    for (const std::int64_t mebibytes : {1, 16, 256, 1024}) growing->Arg(mebibytes << 20);
+    growing->Iterations(2);
+};
+BENCHMARK_CAPTURE(benchGrowth, split, "split, by bytes", textOfPieces, split, bench::splitByVectors)
+    ->Name("growth/split")
+    ->Apply(forGrowth);
+BENCHMARK_CAPTURE(benchGrowth, replace, "replace, by bytes", textWithHits, replace, bench::replaceByVectors)
+    ->Name("growth/replace")
+    ->Apply(forGrowth);
 
 }  // namespace

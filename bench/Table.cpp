@@ -93,6 +93,7 @@ public:
         }
         print(line);
         rememberAddition(row);
+        if (row.has("elements")) growing_[{row.operation, row.peer}][row.get("size")] = row;
     }
 
     // What the manager adds must not grow with the number of plugins; what is linear in it would be four
@@ -109,9 +110,34 @@ public:
         }
     }
 
+    // The cost of an element at the largest size as a multiple of that at the smallest. It may grow by half,
+    // and if the other side grows too, by 1.3 of that.
+    void addGrowth() {
+        for (const auto& [names, bySize] : growing_) {
+            if (bySize.size() < 2) continue;
+            const double ours = growthOf("ours", bySize);
+            const double peer = growthOf("peer", bySize);
+            Line line{"growth: " + names.first, grouped(bySize.rbegin()->first)};
+            line.ours = formatted("x %.2f", ours);
+            line.beside = formatted("x %.2f", peer);
+            line.peer = "from " + grouped(bySize.begin()->first);
+            line.ratio = formatted("%.2f", ours / peer);
+            const double allowed = std::max(1.5, 1.3 * peer);
+            judge(line, ours, allowed, formatted("x %.2f", allowed));
+            print(line);
+        }
+    }
+
     bool failed() const { return failed_; }
 
 private:
+    using RowsBySize = std::map<double, Row>;
+
+    static double growthOf(const char* side, const RowsBySize& rows) {
+        const auto costIn = [&](const Row& row) { return row.get(side) / row.get("elements"); };
+        return costIn(rows.rbegin()->second) / costIn(rows.begin()->second);
+    }
+
     void judge(Line& line, const Row& row, double ratio) {
         if (const double target = row.get("target ratio"); row.has("target ratio"))
             judge(line, ratio, target, formatted("%.2f", target));
@@ -139,18 +165,19 @@ private:
     void rememberAddition(const Row& row) {
         const bool isCounted =
             row.operation.starts_with("load, ") || row.operation.starts_with("unloadAll, ");
-        if (row.peer != "by hand" || !isCounted) return;
+        if (row.peer != "limit, by hand" || !isCounted) return;
         const std::string layout = row.operation.substr(row.operation.find(", ") + 2);
         added_[layout][row.get("size")] += row.get("ours") - row.get("peer");
     }
 
     static void print(const Line& line) {
-        std::printf("%-34s %8s %11s %11s  %-18s %6s %7s  %s\n", line.operation.c_str(), line.size.c_str(),
+        std::printf("%-40s %13s %11s %11s  %-31s %6s %7s  %s\n", line.operation.c_str(), line.size.c_str(),
                     line.ours.c_str(), line.beside.c_str(), line.peer.c_str(), line.ratio.c_str(),
                     line.target.c_str(), line.verdict.c_str());
     }
 
     std::map<std::string, std::map<double, double>> added_;
+    std::map<std::pair<std::string, std::string>, RowsBySize> growing_;
     bool failed_ = false;
 };
 
@@ -197,5 +224,6 @@ int main(int argc, char** argv) {
         }
     }
     table.addAdditions();
+    table.addGrowth();
     return table.failed() ? 1 : 0;
 }

@@ -50,7 +50,7 @@ void benchStart(benchmark::State& state) {
         sides.ours.add(timeOfStarts(hasRun, start));
         sides.peer.add(timeOfStarts(hasRun, startByPeer));
     }
-    bench::report(state, {"thread start", "pthread_create (limit)", 1, {.ratio = 1.2}}, sides);
+    bench::report(state, {"thread start", "limit, pthread_create", 1, {.ratio = 1.2}}, sides);
 }
 BENCHMARK(benchStart)->Iterations(300);
 
@@ -75,7 +75,8 @@ void benchSteps(benchmark::State& state) {
     const auto useLocks = [&](std::size_t) {
         for (std::size_t i = 0; i < 2 * kSteps; ++i) bench::lockAndUnlock(locks[i % 2]);
     };
-    bench::compare(state, {"empty steps", "2 locks each", kSteps, {.ratio = 1.5}}, 1, takeSteps, useLocks);
+    bench::compare(state, {"empty steps", "limit, 2 locks each", kSteps, {.ratio = 1.5}}, 1, takeSteps,
+                   useLocks);
 }
 BENCHMARK(benchSteps)->Iterations(60);
 

@@ -1,5 +1,6 @@
-// Time stamps compared with the system's clock.
+// Time stamps and used cycles compared with the system's clocks, which are the limit.
 
+#include <QvPlatform/time/CycleTime.h>
 #include <QvPlatform/time/QvTimer.h>
 #include <QvPlatform/time/Timer.h>
 
@@ -9,15 +10,20 @@
 
 namespace {
 
+template <typename Ours>
+void compareWithClock(benchmark::State& state, const bench::Row& row, clockid_t clock, Ours ours) {
+    timespec time{};
+    bench::compare(state, row, 100'000, ours, [&](std::size_t) {
+        clock_gettime(clock, &time);
+        benchmark::DoNotOptimize(time);
+    });
+}
+
 // Telling the time in seconds also takes a conversion and a division.
 template <typename Ours>
 void benchClock(benchmark::State& state, const char* operation, double targetRatio, Ours ours) {
-    timespec time{};
-    bench::compare(state, {operation, "clock_gettime", 1, {.ratio = targetRatio}}, 100'000, ours,
-                   [&](std::size_t) {
-                       clock_gettime(CLOCK_MONOTONIC, &time);
-                       benchmark::DoNotOptimize(time);
-                   });
+    compareWithClock(state, {operation, "limit, clock_gettime", 1, {.ratio = targetRatio}}, CLOCK_MONOTONIC,
+                     ours);
 }
 BENCHMARK_CAPTURE(benchClock, timestamp, "QvTimer::currentTimestamp", 1.1, [](std::size_t) {
     benchmark::DoNotOptimize(Qv::QvTimer::currentTimestamp());
@@ -30,5 +36,13 @@ BENCHMARK_CAPTURE(benchClock, elapsed, "Timer::elapsed", 1.6,
                       benchmark::DoNotOptimize(timer.elapsed());
                   })
     ->Iterations(60);
+
+// The clock of the process's processor time is a system call.
+void benchCycles(benchmark::State& state) {
+    compareWithClock(state, {"CycleTime::getCurrentValue", "limit, clock_gettime", 1, {.ratio = 1.2}},
+                     CLOCK_PROCESS_CPUTIME_ID,
+                     [](std::size_t) { benchmark::DoNotOptimize(QvPlatform::CycleTime::getCurrentValue()); });
+}
+BENCHMARK(benchCycles)->Iterations(30);
 
 }  // namespace

@@ -4,13 +4,10 @@
 #include "BenchSupport.h"
 #include "PluginFolder.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -24,26 +21,11 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kEach = 5;
 
-/// A process that prints into a file, or nowhere.
-pid_t start(std::vector<std::string> words, const std::string& output) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0600);
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    pid_t child = 0;
-    if (posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) std::abort();
-    posix_spawn_file_actions_destroy(&actions);
-    return child;
-}
-
-/// Its peak memory in bytes.
+/// Waits for a child process; its peak memory in bytes.
 long waitFor(pid_t child) {
     int status = 0;
     rusage usage{};
-    if (wait4(child, &status, 0, &usage) <= 0) std::abort();
+    bench::check(child != 0 && wait4(child, &status, 0, &usage) > 0);
     return usage.ru_maxrss * 1024;
 }
 
@@ -51,7 +33,7 @@ long waitFor(pid_t child) {
 void startProcesses(std::size_t count) {
     const std::size_t atATime = std::max(1U, std::thread::hardware_concurrency());
     for (std::size_t started = 0; started < count + atATime; ++started) {
-        if (started < count) start({QV_BENCH_TOOL, "--version"}, "/dev/null");
+        if (started < count) bench::startProgram({QV_BENCH_TOOL, "--version"}, "/dev/null");
         if (started >= atATime) waitFor(-1);
     }
 }
@@ -82,7 +64,8 @@ void benchCheck(benchmark::State& state) {
     bench::Sides sides;
     for ([[maybe_unused]] auto turn : state) {
         sides.ours.add(bench::timePerCall(1, [&](std::size_t) {
-            waitFor(start({QV_BENCH_TOOL, "--dir", directory.string(), "--timeout", "0.5", "check"}, report));
+            waitFor(bench::startProgram(
+                {QV_BENCH_TOOL, "--dir", directory.string(), "--timeout", "0.5", "check"}, report));
         }));
         sides.peer.add(bench::timePerCall(1, [&](std::size_t) { startProcesses(count); }));
         if (!namesEachCause(report)) return state.SkipWithError("a cause is missing in the report");
@@ -96,7 +79,8 @@ void benchMemory(benchmark::State& state) {
     const bench::PluginFolder few(bench::Layout::Independent, 500);
     const auto peak = [](const bench::PluginFolder& folder) {
         const std::string directory = fs::path(folder.file(0)).parent_path().string();
-        return static_cast<double>(waitFor(start({QV_BENCH_TOOL, "--dir", directory, "list"}, "/dev/null")));
+        return static_cast<double>(
+            waitFor(bench::startProgram({QV_BENCH_TOOL, "--dir", directory, "list"}, "/dev/null")));
     };
     bench::Sides sides;
     for ([[maybe_unused]] auto turn : state) {

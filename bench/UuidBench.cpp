@@ -81,7 +81,7 @@ void benchParse(benchmark::State& state) {
     bench::compareReaders(
         state, "UUID read", 5'000, kText, 1,
         [](const std::string& text) { return beginningOf(QvUuid(text).getBytes()); },
-        {{"limit: digit table", 2, readByDigitTable},
+        {{"limit, digit table", 2, readByDigitTable},
          {"Boost", 1,
           [](const std::string& text) { return beginningOf(uuids::string_generator()(text).data); }},
          {"libuuid", 0, [](const std::string& text) {

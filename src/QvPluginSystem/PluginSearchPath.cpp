@@ -18,12 +18,6 @@ using QvPlatform::File;
 
 std::wstring pathOf(const std::string& directory) { return Directory(directory).widePath(); }
 
-// Without making the path absolute first: a name is rarely a file of the current directory.
-bool isRegularFileAsGiven(const std::string& name) {
-    return os::entryStatus(base::widen(QvPlatform::PathRules::universal(name))).kind ==
-           os::EntryKind::regularFile;
-}
-
 bool contains(const Qv::QvArray<std::string>& texts, const std::string& text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
@@ -95,9 +89,11 @@ std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::find(const std:
 }
 
 std::shared_ptr<const PluginSearchPath::Found> PluginSearchPath::search(const std::string& name) {
-    const auto asGiven = [](const std::string& file) {
-        return isRegularFileAsGiven(file) ? std::make_shared<const Found>(Found{file, PluginFile(file)})
-                                          : nullptr;
+    // Without making the path absolute first: a name is rarely a file of the current directory.
+    const auto asGiven = [](const std::string& file) -> std::shared_ptr<const Found> {
+        const os::EntryStatus status = os::entryStatus(base::widen(QvPlatform::PathRules::universal(file)));
+        if (status.kind != os::EntryKind::regularFile) return nullptr;
+        return std::make_shared<const Found>(Found{file, PluginFile(File(file), status)});
     };
     return rules::search(name, places_.size(), asGiven,
                          [&](std::size_t place, const std::string& file) { return searchIn(place, file); });

@@ -1,6 +1,8 @@
 #include "base/Utf.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <type_traits>
 
 namespace base {
 namespace {
@@ -23,16 +25,12 @@ constexpr Sequence kUndecodable{0, 0};
 Sequence decodeSequence(std::string_view bytes) {
     constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(bytes[0]);
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC0 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF8 ? 4
-                                             : 0;
+    if (lead < 0x80) return {lead, 1};
+    const std::size_t length = lead < 0xC0 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF8 ? 4 : 0;
     if (length == 0 || length > bytes.size()) return kUndecodable;
-    if (length == 1) return {lead, 1};
     char32_t value = lead & (0x7FU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
+    for (std::size_t i = 1; i < 4; ++i) {
+        if (i == length) break;
         const auto byte = static_cast<unsigned char>(bytes[i]);
         if ((byte & 0xC0U) != 0x80U) return kUndecodable;
         value = (value << 6U) | (byte & 0x3FU);
@@ -41,53 +39,56 @@ Sequence decodeSequence(std::string_view bytes) {
     return {value, length};
 }
 
+// The functions below write to `out`, which has room, and return the end of what they have written.
+
 template <typename Char>
-void appendCharacter(std::basic_string<Char>& out, char32_t value) {
-    if constexpr (sizeof(Char) == 2) {
-        if (value > 0xFFFF) {
-            out += static_cast<Char>(0xD7C0 + (value >> 10U));
-            out += static_cast<Char>(0xDC00 + (value & 0x3FFU));
-            return;
-        }
+Char* putCharacter(Char* out, char32_t value) {
+    if (sizeof(Char) == 2 && value > 0xFFFF) {
+        *out++ = static_cast<Char>(0xD7C0 + (value >> 10U));
+        value = 0xDC00 + (value & 0x3FFU);
     }
-    out += static_cast<Char>(value);
+    *out++ = static_cast<Char>(value);
+    return out;
 }
 
-void appendBytes(std::string& out, char32_t value) {
-    const auto tail = [&](unsigned shift) { out += static_cast<char>(0x80U | ((value >> shift) & 0x3FU)); };
+constexpr char tailByte(char32_t value) { return static_cast<char>(0x80U | (value & 0x3FU)); }
+
+char* putBytes(char* out, char32_t value) {
     if (value < 0x80) {
-        out += static_cast<char>(value);
-    } else if (value < 0x800) {
-        out += static_cast<char>(0xC0U | (value >> 6U));
-        tail(0);
-    } else if (value < 0x10000) {
-        out += static_cast<char>(0xE0U | (value >> 12U));
-        tail(6);
-        tail(0);
-    } else {
-        out += static_cast<char>(0xF0U | (value >> 18U));
-        tail(12);
-        tail(6);
-        tail(0);
+        *out++ = static_cast<char>(value);
+        return out;
     }
+    if (value < 0x800) {
+        *out++ = static_cast<char>(0xC0U | (value >> 6U));
+    } else {
+        if (value < 0x10000) {
+            *out++ = static_cast<char>(0xE0U | (value >> 12U));
+        } else {
+            *out++ = static_cast<char>(0xF0U | (value >> 18U));
+            *out++ = tailByte(value >> 12U);
+        }
+        *out++ = tailByte(value >> 6U);
+    }
+    *out++ = tailByte(value);
+    return out;
 }
 
-// The code unit for an undecodable byte or a surrogate encoded in three bytes.
+// Takes one sequence from `bytes`, or one undecodable byte, or one of a surrogate encoded in three bytes.
 template <typename Char>
-std::size_t appendDecoded(std::basic_string<Char>& out, std::string_view bytes) {
+Char* putDecoded(Char* out, std::string_view& bytes) {
     const Sequence sequence = decodeSequence(bytes);
     const bool keepsSurrogates = sizeof(Char) == 2;
     if (sequence.length != 0 && (keepsSurrogates || !isSurrogate(sequence.value))) {
-        appendCharacter(out, sequence.value);
-        return sequence.length;
+        bytes.remove_prefix(sequence.length);
+        return putCharacter(out, sequence.value);
     }
     const auto byte = static_cast<unsigned char>(bytes[0]);
-    appendCharacter(out, keepsSurrogates ? kReplacement : kEscapeBase + byte);
-    return 1;
+    bytes.remove_prefix(1);
+    return putCharacter(out, keepsSurrogates ? kReplacement : kEscapeBase + byte);
 }
 
 template <typename Char>
-void appendUtf16(std::string& out, std::basic_string_view<Char> text) {
+char* putUtf16(char* out, std::basic_string_view<Char> text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         auto value = static_cast<char32_t>(static_cast<char16_t>(text[i]));
         if (value >= 0xD800 && value <= 0xDBFF && i + 1 < text.size()) {
@@ -97,26 +98,55 @@ void appendUtf16(std::string& out, std::basic_string_view<Char> text) {
                 ++i;
             }
         }
-        appendBytes(out, value);
+        out = putBytes(out, value);
     }
+    return out;
 }
 
 template <typename Char>
-void appendUtf32(std::string& out, std::basic_string_view<Char> text) {
+char* putUtf32(char* out, std::basic_string_view<Char> text) {
     for (const Char unit : text) {
         const auto value = static_cast<char32_t>(unit);
-        if (value >= kFirstEscape && value <= kLastEscape)
-            out += static_cast<char>(value - kEscapeBase);
+        if (value < 0x800)
+            out = putBytes(out, value);
+        else if (value >= kFirstEscape && value <= kLastEscape)
+            *out++ = static_cast<char>(value - kEscapeBase);
         else
-            appendBytes(out, isSurrogate(value) || value > kLastCharacter ? kReplacement : value);
+            out = putBytes(out, isSurrogate(value) || value > kLastCharacter ? kReplacement : value);
     }
+    return out;
 }
 
-template <typename Text>
-bool isAscii(const Text& text) {
-    char32_t bits = 0;
-    for (const auto unit : text) bits |= static_cast<char32_t>(unit);
+bool isAscii(std::string_view bytes) {
+    unsigned char bits = 0;
+    for (const char byte : bytes) bits |= static_cast<unsigned char>(byte);
     return bits < 0x80;
+}
+
+// Checks and narrows in one pass; returns false at the first block that is not ASCII.
+template <typename Char>
+bool narrowAscii(char* out, std::basic_string_view<Char> text) {
+    constexpr std::size_t kBlock = 256;
+    for (; !text.empty(); text.remove_prefix(std::min(kBlock, text.size()))) {
+        std::make_unsigned_t<Char> bits = 0;
+        for (const Char unit : text.substr(0, kBlock)) {
+            bits |= static_cast<std::make_unsigned_t<Char>>(unit);
+            *out++ = static_cast<char>(unit);
+        }
+        if (bits >= 0x80) return false;
+    }
+    return true;
+}
+
+// No unit takes more bytes than counted here.
+template <typename Char>
+std::size_t roomForBytes(std::basic_string_view<Char> text) {
+    std::size_t room = text.size();
+    for (const Char unit : text) {
+        const auto value = static_cast<char32_t>(unit);
+        room += std::size_t{value >= 0x80} + std::size_t{value >= 0x800} + std::size_t{value > 0xFFFF};
+    }
+    return room;
 }
 
 }  // namespace
@@ -124,26 +154,25 @@ bool isAscii(const Text& text) {
 template <typename Char>
 std::basic_string<Char> decodeUtf8(std::string_view bytes) {
     if (isAscii(bytes)) return std::basic_string<Char>(bytes.begin(), bytes.end());
-    std::basic_string<Char> out;
-    out.reserve(bytes.size());
-    while (!bytes.empty()) bytes.remove_prefix(appendDecoded(out, bytes));
-    return out;
+    std::basic_string<Char> text(bytes.size(), Char());  // no byte takes more than one unit
+    Char* end = text.data();
+    while (!bytes.empty()) end = putDecoded(end, bytes);
+    text.resize(static_cast<std::size_t>(end - text.data()));
+    return text;
 }
 
 template <typename Char>
 std::string encodeUtf8(std::basic_string_view<Char> text) {
-    std::string out;
-    if (isAscii(text)) {
-        out.resize(text.size());
-        for (std::size_t i = 0; i < text.size(); ++i) out[i] = static_cast<char>(text[i]);
-        return out;
-    }
-    out.reserve(text.size() * 3);
+    std::string bytes(text.size(), '\0');
+    if (narrowAscii(bytes.data(), text)) return bytes;
+    bytes.resize(roomForBytes(text));
+    const char* end = nullptr;
     if constexpr (sizeof(Char) == 2)
-        appendUtf16(out, text);
+        end = putUtf16(bytes.data(), text);
     else
-        appendUtf32(out, text);
-    return out;
+        end = putUtf32(bytes.data(), text);
+    bytes.resize(static_cast<std::size_t>(end - bytes.data()));
+    return bytes;
 }
 
 template std::u16string decodeUtf8<char16_t>(std::string_view);

@@ -48,6 +48,7 @@ bool copy(const File& src, const Directory& dst, bool overwrite) {
 }
 
 bool create(const Directory& dir) {
+    if (os::createDirectory(dir.widePath())) return true;
     std::vector<Directory> missing;
     for (Directory current = dir; !current.exists(); current = missing.back().parent()) {
         // There is nothing to create above a root: its parent is empty or the root itself.

@@ -39,10 +39,10 @@ bool posix::moveWithoutReplacing(const Place& from, const Place& to) {
     const char* const source = from.name.c_str();
     const char* const target = to.name.c_str();
     struct stat status {};
-    if (fstatat(from.directory, source, &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (from.directory == to.directory && from.name == to.name) return true;
+    const auto hasSource = [&] { return fstatat(from.directory, source, &status, AT_SYMLINK_NOFOLLOW) == 0; };
+    if (from.directory == to.directory && from.name == to.name) return hasSource();
     if (renameat2(from.directory, source, to.directory, target, RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL && errno != ENOSYS) return false;
+    if ((errno != EINVAL && errno != ENOSYS) || !hasSource()) return false;
     // The file system cannot rename without replacing. Creating a hard link fails if the target exists.
     if (!S_ISDIR(status.st_mode) && linkat(from.directory, source, to.directory, target, 0) == 0)
         return unlinkat(from.directory, source, 0) == 0;

@@ -22,29 +22,24 @@ using posix::Place;
 
 constexpr int kBufferSize = 1 << 16;
 
-// Reads to the end of the file, or `expected` bytes at least if that is not 0.
-bool copyByReading(int source, int target, std::size_t expected) {
+bool copyByReading(int source, int target) {
     const auto buffer = std::make_unique_for_overwrite<char[]>(kBufferSize);
-    std::size_t copied = 0;
-    do {
+    for (;;) {
         const ssize_t count =
             posix::retryOnInterrupt([&] { return read(source, buffer.get(), kBufferSize); });
         if (count <= 0) return count == 0;
         const std::string_view bytes(buffer.get(), static_cast<std::size_t>(count));
         if (posix::writeAll(target, bytes) != bytes.size()) return false;
-        copied += bytes.size();
-    } while (expected == 0 || copied < expected);
-    return true;
+    }
 }
 
 // Lets the system copy as much as it can of a large file. If it cannot, or if the length is unknown, the rest
 // is read and written.
 bool copyContent(int source, int target, off_t size) {
     constexpr std::size_t kPiece = std::size_t{1} << 30U;
-    if (size <= kBufferSize) return copyByReading(source, target, static_cast<std::size_t>(size));
-    while (copy_file_range(source, nullptr, target, nullptr, kPiece, 0) > 0) {
+    while (size > kBufferSize && copy_file_range(source, nullptr, target, nullptr, kPiece, 0) > 0) {
     }
-    return copyByReading(source, target, 0);
+    return copyByReading(source, target);
 }
 
 // An entry next to the target, with a temporary hidden name until it is complete. Removed if it is never

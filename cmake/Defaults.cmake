@@ -33,6 +33,7 @@ if(QV_LINT)
   find_program(CLANG_TIDY_PROGRAM clang-tidy REQUIRED)
   mark_as_advanced(CLANG_TIDY_PROGRAM)
   set(CMAKE_CXX_CLANG_TIDY "${CLANG_TIDY_PROGRAM}" --quiet)
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)  # it would read the headers of all files with each
 endif()
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)

@@ -19,6 +19,17 @@ endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/QvPlatform" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
   COMPONENT Development)
 
+# The pages refer to each other as they do in the source tree.
+set(document_folder "${CMAKE_INSTALL_DOCDIR}")
+if(QV_DEBIAN_PACKAGES)
+  set(document_folder "${CMAKE_INSTALL_DATAROOTDIR}/doc/libqvplatform-dev")
+endif()
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${document_folder}" COMPONENT Development)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${document_folder}" COMPONENT Development
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "reference" EXCLUDE)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${document_folder}" COMPONENT Development
+  PATTERN "check-*" EXCLUDE)
+
 install(EXPORT QvPlatformTargets NAMESPACE Qv:: DESTINATION "${package_folder}" COMPONENT Development)
 configure_package_config_file(cmake/QvPlatformConfig.cmake.in QvPlatformConfig.cmake
   INSTALL_DESTINATION "${package_folder}" NO_SET_AND_CHECK_MACRO)

@@ -26,7 +26,8 @@ class QvPlatformRecipe(ConanFile):
         self.version = re.search(r"VERSION (\d+\.\d+\.\d+\.\d+)", text).group(1)
 
     def export_sources(self):
-        for pattern in ("CMakeLists.txt", "CHANGELOG.md", "cmake/*", "include/*", "src/*", "qvp/*", "packaging/*"):
+        for pattern in ("CMakeLists.txt", "CHANGELOG.md", "README.md", "cmake/*", "include/*", "src/*", "qvp/*",
+                        "packaging/*", "docs/*", "examples/*"):
             copy(self, pattern, self._root, self.export_sources_folder)
 
     def validate(self):

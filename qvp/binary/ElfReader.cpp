@@ -200,6 +200,81 @@ std::optional<std::vector<std::string>> ElfReader::exportedNames() const {
     return names;
 }
 
+std::optional<std::vector<ElfReader::Symbol>> ElfReader::symbols() const {
+    constexpr unsigned kVersionNumber = 0x7FFF;
+    const auto count = symbolCount();
+    if (!count) return std::nullopt;
+    const std::string table = bytesAt(valueOf(Tag::symbolTable), *count * kSymbolSize);
+    if (table.size() < *count * kSymbolSize) return std::nullopt;
+    const std::string numbers =
+        has(Tag::symbolVersions) ? bytesAt(valueOf(Tag::symbolVersions), *count * 2) : std::string();
+    const std::map<unsigned, Version> versions = numberedVersions();
+    std::vector<Symbol> symbols;
+    std::uint64_t textsLeft = mostTexts();
+    for (std::size_t at = kSymbolSize; at < table.size(); at += kSymbolSize) {
+        const unsigned binding = numberAt<std::uint8_t>(table, at + 4) >> 4U;
+        const bool isDefined = isExported(table, at);
+        const bool isUndefined = numberAt<std::uint16_t>(table, at + 6) == 0 && binding != 0;
+        if (!isDefined && !isUndefined) continue;
+        auto name = textAt(number32(table, at), textsLeft);
+        if (!name) return std::nullopt;
+        const unsigned number = numberAt<std::uint16_t>(numbers, at / kSymbolSize * 2) & kVersionNumber;
+        const auto version = versions.find(number);
+        symbols.push_back({std::move(*name), version == versions.end() ? std::string() : version->second.name,
+                           isDefined, binding == 2});
+    }
+    return symbols;
+}
+
+std::vector<ElfReader::Version> ElfReader::versions() const {
+    std::vector<Version> versions;
+    for (auto& [number, version] : numberedVersions()) versions.push_back(std::move(version));
+    return versions;
+}
+
+std::map<unsigned, ElfReader::Version> ElfReader::numberedVersions() const {
+    std::map<unsigned, Version> versions;
+    addDefinedVersions(versions);
+    addNeededVersions(versions);
+    return versions;
+}
+
+// Entries are linked by their distance, which only leads forward; the number 1 is the file itself.
+void ElfReader::addDefinedVersions(std::map<unsigned, Version>& versions) const {
+    constexpr unsigned kFile = 1;
+    if (!has(Tag::versionsDefined)) return;
+    const std::string table = bytesAt(valueOf(Tag::versionsDefined), content_.size());
+    std::uint64_t textsLeft = mostTexts();
+    for (std::uint64_t at = 0; at + 20 <= table.size();) {
+        const unsigned number = numberAt<std::uint16_t>(table, at + 4);
+        const auto name = textAt(number32(table, at + number32(table, at + 12)), textsLeft);
+        if (name && number > kFile) versions[number] = {*name, {}};
+        const std::uint64_t next = number32(table, at + 16);
+        if (next == 0) return;
+        at += next;
+    }
+}
+
+void ElfReader::addNeededVersions(std::map<unsigned, Version>& versions) const {
+    if (!has(Tag::versionsNeeded)) return;
+    const std::string table = bytesAt(valueOf(Tag::versionsNeeded), content_.size());
+    std::uint64_t textsLeft = mostTexts();
+    for (std::uint64_t at = 0; at + 16 <= table.size();) {
+        const auto library = textAt(number32(table, at + 4), textsLeft);
+        for (std::uint64_t each = at + number32(table, at + 8); each > at && each + 16 <= table.size();) {
+            const auto name = textAt(number32(table, each + 8), textsLeft);
+            if (!library || !name) return;
+            versions[numberAt<std::uint16_t>(table, each + 6)] = {*name, *library};
+            const std::uint64_t next = number32(table, each + 12);
+            if (next == 0) break;
+            each += next;
+        }
+        const std::uint64_t next = number32(table, at + 12);
+        if (next == 0) return;
+        at += next;
+    }
+}
+
 std::string ElfReader::buildId() const {
     std::uint64_t left = kMostNotes;
     for (const Segment& segment : segments_) {

@@ -32,6 +32,11 @@ void compare(const std::string& kind, const Footprint::Items& before, const Foot
              std::vector<Leftover>& leftovers) {
     for (const auto& [name, value] : after) {
         const auto old = before.find(name);
+        // A number of handles that has become smaller is no leftover.
+        const bool isFewer = kind == "handle" && old != before.end() &&
+                             (value.size() < old->second.size() ||
+                              (value.size() == old->second.size() && value < old->second));
+        if (isFewer) continue;
         if (old == before.end() || old->second != value) leftovers.push_back({kind, withValue(name, value)});
     }
     if (kind != "environment" && kind != "descriptor") return;

@@ -6,6 +6,7 @@
 #include <QvPlatform/filesystem/File.h>
 
 #include <map>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -67,8 +68,13 @@ std::string aboutMisdeed(const Step& failed, const std::string& file) {
 std::vector<std::string> aboutSymbols(const std::string& file, const std::vector<MissingSymbol>& symbols) {
     constexpr std::size_t kMost = 5;
     std::map<std::tuple<std::string, bool, bool>, std::vector<std::string>> groups;
+    std::set<std::string> versions;  // that are missing as a whole, with all their symbols
+    for (const MissingSymbol& symbol : symbols) {
+        if (symbol.name.empty()) versions.insert(symbol.version);
+    }
     for (const MissingSymbol& symbol : symbols) {
         const bool isVersion = symbol.name.empty();
+        if (!isVersion && versions.count(symbol.version) != 0) continue;
         const std::string version = symbol.version.empty() || isVersion ? "" : " (" + symbol.version + ")";
         groups[{symbol.library, symbol.isLinked, isVersion}].push_back(isVersion ? symbol.version
                                                                                  : symbol.name + version);

@@ -23,6 +23,13 @@ void beginRound(unsigned round, Trial& trial) {
     trial.phases.clear();
 }
 
+// The system itself opens handles in the first round, at its first use of something.
+void addLeftover(const json& line, Trial& trial) {
+    const bool isSystems = line.at("leftover") == "handle" && trial.rounds < 2;
+    if (!isSystems && trial.leftovers.size() < kMostLeftovers)
+        trial.leftovers.push_back({line.at("leftover"), line.at("text"), trial.rounds});
+}
+
 void takeLine(const json& line, Trial& trial) {
     take(line, "initialized", trial.initialized);
     take(line, "uninitialized", trial.uninitialized);
@@ -33,8 +40,7 @@ void takeLine(const json& line, Trial& trial) {
     take(line, "left", trial.left);
     take(line, "stack", trial.crashStack);
     if (line.contains("round")) beginRound(line.at("round"), trial);
-    if (line.contains("leftover") && trial.leftovers.size() < kMostLeftovers)
-        trial.leftovers.push_back({line.at("leftover"), line.at("text"), trial.rounds});
+    if (line.contains("leftover")) addLeftover(line, trial);
     if (const auto phase = line.find("phase"); phase != line.end()) {
         if (*phase == kPhaseOfEnd)
             trial.isFinished = true;

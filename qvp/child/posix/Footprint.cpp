@@ -19,7 +19,6 @@ namespace {
 struct Mapping {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
-    bool isReadable = false;
     bool isCode = false;
     std::string file;  // or "[stack]", or ""
 };
@@ -35,7 +34,6 @@ std::vector<Mapping> mappings() {
         char dash = 0;
         words >> std::hex >> mapping.begin >> dash >> mapping.end >> access >> ignored >> ignored >> ignored;
         std::getline(words >> std::ws, mapping.file);
-        mapping.isReadable = access.starts_with('r');
         mapping.isCode = access.size() > 2 && access[2] == 'x';
         all.push_back(std::move(mapping));
     }
@@ -114,6 +112,23 @@ std::optional<std::uintptr_t> stackPointerOf(unsigned long thread) {
     return std::strtoull(all[all.size() - 2].c_str(), nullptr, 16);
 }
 
+const Mapping* holding(const std::vector<Mapping>& all, std::uintptr_t address) {
+    const auto found = std::find_if(all.begin(), all.end(), [=](const Mapping& mapping) {
+        return address >= mapping.begin && address < mapping.end;
+    });
+    return found == all.end() ? nullptr : &*found;
+}
+
+// Read as a file, because the thread goes on: what it unmaps meanwhile is then an error and no fault.
+std::vector<std::uintptr_t> wordsAt(std::uintptr_t begin, std::uintptr_t end) {
+    std::vector<std::uintptr_t> words((end - begin) / sizeof(std::uintptr_t));
+    const os::posix::Descriptor memory(open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
+    const ssize_t count =
+        pread(memory.get(), words.data(), words.size() * sizeof words[0], static_cast<off_t>(begin));
+    words.resize(count > 0 ? static_cast<std::size_t>(count) / sizeof words[0] : 0);
+    return words;
+}
+
 }  // namespace
 
 void addSystemItems(Footprint& footprint) {
@@ -134,21 +149,14 @@ bool runsNewCode(unsigned long thread, const Footprint& before) {
     const auto stackPointer = stackPointerOf(thread);
     if (!stackPointer) return true;
     const std::vector<Mapping> all = mappings();
-    const auto holding = [&](std::uintptr_t address) {
-        return std::find_if(all.begin(), all.end(), [=](const Mapping& mapping) {
-            return address >= mapping.begin && address < mapping.end;
-        });
-    };
-    const auto stack = holding(*stackPointer);
-    if (stack == all.end() || !stack->isReadable) return true;
+    const Mapping* const stack = holding(all, *stackPointer);
+    if (!stack) return true;
     const Footprint::Items& known = before.kinds.at("mapping");
-    for (std::uintptr_t at = *stackPointer / sizeof at * sizeof at; at + sizeof at <= stack->end;
-         at += sizeof at) {
-        const auto code = holding(*reinterpret_cast<const volatile std::uintptr_t*>(at));
-        if (code != all.end() && code->isCode && code->file.starts_with('/') && known.count(code->file) == 0)
-            return true;
-    }
-    return false;
+    const std::vector<std::uintptr_t> words = wordsAt(*stackPointer, stack->end);
+    return words.empty() || std::any_of(words.begin(), words.end(), [&](std::uintptr_t word) {
+               const Mapping* const code = holding(all, word);
+               return code && code->isCode && code->file.starts_with('/') && known.count(code->file) == 0;
+           });
 }
 
 }  // namespace qvp::footprint

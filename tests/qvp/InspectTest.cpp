@@ -298,12 +298,17 @@ TEST(Inspect, NamesMissingSymbols) {
     std::filesystem::copy_file(support::pathOf(support::specimenFile("libspecimenBase" + suffix)),
                                support::pathOf(folder.path() + "libspecimenMiddle" + suffix));
     const Inspection lacking = inspectAll({plugin})[0];
+    // Wine opens it all the same, and crashes later.
+    const auto missing =
+        kWindows ? qvp::findMissingSymbols(lacking.file, lacking.libraries) : lacking.missingSymbols;
     EXPECT_EQ(failure(lacking).substr(0, 8), "opened: ") << failure(lacking);
-    ASSERT_EQ(lacking.missingSymbols.size(), 1U);
-    EXPECT_EQ(lacking.missingSymbols[0].name, "libraryFunction()");
-    EXPECT_EQ(lacking.missingSymbols[0].neededBy, plugin);
-    EXPECT_EQ(lacking.missingSymbols[0].isLinked, kWindows);
-    EXPECT_NE(lacking.managersLine, "");
+    ASSERT_EQ(missing.size(), 1U);
+    EXPECT_EQ(missing[0].name, "libraryFunction()");
+    EXPECT_EQ(missing[0].neededBy, plugin);
+    EXPECT_EQ(missing[0].isLinked, kWindows);
+    if (!kWindows) {
+        EXPECT_NE(lacking.managersLine, "");
+    }
 }
 
 #ifndef _WIN32

@@ -89,7 +89,7 @@ private:
 std::string hostProgram() {
     using QvPlatform::Directory;
     const Directory own(Directory::kExecutableDirectory);
-    const std::string neighbour = own.file(QVP_HOST_FILE).toUniversalPath();
+    std::string neighbour = own.file(QVP_HOST_FILE).toUniversalPath();
     if (QvPlatform::File(neighbour).exists()) return neighbour;
     return own.directory(QVP_HOST_FOLDER).file(QVP_HOST_FILE).toUniversalPath();
 }

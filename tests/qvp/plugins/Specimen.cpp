@@ -148,7 +148,9 @@ const char* GetPluginBuildInfo() {
 #elif defined(CRASH_IN_BUILD_INFO)
     crash();
 #elif defined(LONG_BUILD_INFO)
-    static const std::string text = QV_PLUGIN_BUILD_INFO + std::string(20'000'000, 'x') + ":1\n";
+    static std::string text = QV_PLUGIN_BUILD_INFO;
+    text.resize(20'000'000, 'x');
+    text += ":1\n";
     return text.c_str();
 #endif
     return QV_PLUGIN_BUILD_INFO;

@@ -6,7 +6,7 @@ option(QV_DEBIAN_PACKAGES "Install what Debian's policy asks for, and no run pat
 add_custom_target(packaged)
 add_dependencies(packaged QvPlatform)
 if(TARGET qvp)
-  add_dependencies(packaged qvp)
+  add_dependencies(packaged qvp qvp-host)
 endif()
 
 set(CPACK_PACKAGE_NAME QvPlatform)
@@ -55,7 +55,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "graphviz, pkg-config")
 
 if(QV_DEBIAN_PACKAGES)
   if(TARGET qvp)
-    set_target_properties(qvp PROPERTIES INSTALL_RPATH "")
+    set_target_properties(qvp qvp-host PROPERTIES INSTALL_RPATH "")
     configure_file(docs/qvp.1 "${PROJECT_BINARY_DIR}/qvp.1" COPYONLY)
     execute_process(
       COMMAND gzip --force --best --no-name "${PROJECT_BINARY_DIR}/qvp.1" COMMAND_ERROR_IS_FATAL ANY)

@@ -1,6 +1,5 @@
 #include "CommandLine.h"
 #include "child/Arguments.h"
-#include "inspect/Inspection.h"
 #include "report/Terminal.h"
 
 #include <exception>
@@ -8,7 +7,6 @@
 
 int main(int argc, char** argv) {
     try {
-        if (const auto exitCode = qvp::runAsChild(argc, argv)) return *exitCode;
         qvp::prepareStandardOutput();
         return qvp::runCommandLine(qvp::programArguments(argc, argv), std::cout, std::cerr);
     } catch (const std::exception& exception) {

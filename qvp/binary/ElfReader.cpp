@@ -16,7 +16,6 @@ constexpr std::uint32_t kNoteSegment = 4;
 constexpr std::size_t kHeaderSize = 64;
 constexpr std::size_t kSegmentSize = 56;
 constexpr std::size_t kEntrySize = 16;
-constexpr std::size_t kSymbolSize = 24;
 constexpr std::uint64_t kMostNotes = std::uint64_t{1} << 20U;
 
 std::uint32_t number32(const std::string& bytes, std::size_t offset) {
@@ -25,36 +24,6 @@ std::uint32_t number32(const std::string& bytes, std::size_t offset) {
 
 std::uint64_t number64(const std::string& bytes, std::size_t offset) {
     return numberAt<std::uint64_t>(bytes, offset);
-}
-
-// Defined here, of global, weak or unique binding, and neither hidden nor internal.
-bool isExported(const std::string& symbols, std::size_t symbol) {
-    const unsigned binding = numberAt<std::uint8_t>(symbols, symbol + 4) >> 4U;
-    const unsigned visibility = numberAt<std::uint8_t>(symbols, symbol + 5) & 3U;
-    const bool isDefined = numberAt<std::uint16_t>(symbols, symbol + 6) != 0;
-    return isDefined && (binding == 1 || binding == 2 || binding == 10) &&
-           (visibility == 0 || visibility == 3);
-}
-
-// The table does not state how many symbols it covers: the last one ends the last of its chains.
-std::optional<std::uint64_t> countByGnuHash(const std::string& table) {
-    constexpr std::uint64_t kNumber = 4;
-    constexpr std::uint64_t kFilterWord = 8;
-    const std::uint64_t bucketCount = number32(table, 0);
-    const std::uint64_t firstSymbol = number32(table, kNumber);
-    const std::uint64_t buckets = 4 * kNumber + number32(table, 2 * kNumber) * kFilterWord;
-    const std::uint64_t chains = buckets + bucketCount * kNumber;
-    if (chains > table.size()) return std::nullopt;
-    std::uint64_t last = 0;
-    for (std::uint64_t i = 0; i < bucketCount; ++i)
-        last = std::max<std::uint64_t>(last, number32(table, buckets + i * kNumber));
-    if (last == 0) return 0;
-    if (last < firstSymbol) return std::nullopt;
-    for (std::uint64_t at = chains + (last - firstSymbol) * kNumber; at + kNumber <= table.size();
-         at += kNumber, ++last) {
-        if ((number32(table, at) & 1U) != 0) return last + 1;
-    }
-    return std::nullopt;
 }
 
 // A note has three numbers, a name and a description, both padded to a multiple of four.
@@ -175,29 +144,6 @@ std::optional<std::vector<std::string>> ElfReader::texts(Tag tag) const {
         texts.push_back(std::move(*text));
     }
     return texts;
-}
-
-std::optional<std::uint64_t> ElfReader::symbolCount() const {
-    if (const Entry* const table = find(Tag::gnuHash))
-        return countByGnuHash(bytesAt(table->value, content_.size()));
-    if (const Entry* const table = find(Tag::hash)) return number32(bytesAt(table->value, 8), 4);
-    return 0;
-}
-
-std::optional<std::vector<std::string>> ElfReader::exportedNames() const {
-    const auto count = symbolCount();
-    if (!count) return std::nullopt;
-    const std::string symbols = bytesAt(valueOf(Tag::symbolTable), *count * kSymbolSize);
-    if (symbols.size() < *count * kSymbolSize) return std::nullopt;
-    std::vector<std::string> names;
-    std::uint64_t textsLeft = mostTexts();
-    for (std::size_t symbol = 0; symbol < symbols.size(); symbol += kSymbolSize) {
-        if (!isExported(symbols, symbol)) continue;
-        auto name = textAt(number32(symbols, symbol), textsLeft);
-        if (!name) return std::nullopt;
-        names.push_back(std::move(*name));
-    }
-    return names;
 }
 
 std::string ElfReader::buildId() const {

@@ -3,6 +3,7 @@
 #include "binary/FileContent.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,7 +12,8 @@ namespace qvp {
 
 /// The parts of a 64-bit little-endian ELF library that the loader uses: the segments and what the dynamic
 /// one points to. The layout is that of the System V gABI, chapters "Object Files" and "Program Loading and
-/// Dynamic Linking"; the hash table DT_GNU_HASH and build identifiers are GNU extensions.
+/// Dynamic Linking"; the hash table DT_GNU_HASH, symbol versions and build identifiers are GNU
+/// extensions.
 ///
 /// Nothing in the file is trusted: offsets, sizes and counts are checked against the bytes that were read,
 /// and no memory is reserved by a number from the file alone. Each table is read once; together the names
@@ -28,7 +30,23 @@ public:
         rpath = 15,
         runpath = 29,
         gnuHash = 0x6FFFFEF5,
-        flags1 = 0x6FFFFFFB
+        symbolVersions = 0x6FFFFFF0,
+        flags1 = 0x6FFFFFFB,
+        versionsDefined = 0x6FFFFFFC,
+        versionsNeeded = 0x6FFFFFFE
+    };
+
+    /// A dynamic symbol that other libraries define, or can bind to.
+    struct Symbol {
+        std::string name;
+        std::string version;  ///< "" without one
+        bool isDefined = false;
+        bool isWeak = false;
+    };
+    /// A version of another library's symbols.
+    struct Version {
+        std::string name;
+        std::string library;  ///< that should define it, as in DT_NEEDED; "" if this file defines it
     };
 
     /// The content must stay valid.
@@ -46,6 +64,10 @@ public:
     std::optional<std::vector<std::string>> texts(Tag tag) const;
     /// The names that other libraries can bind to; nothing if a table is damaged.
     std::optional<std::vector<std::string>> exportedNames() const;
+    /// All exported and undefined symbols; nothing if a table is damaged.
+    std::optional<std::vector<Symbol>> symbols() const;
+    /// The versions that it defines and needs, as far as their tables are whole.
+    std::vector<Version> versions() const;
     /// Lower-case hexadecimal; "" without one.
     std::string buildId() const;
 
@@ -69,6 +91,10 @@ private:
     std::optional<std::string> textAt(std::uint64_t offset, std::uint64_t& textsLeft) const;
     std::uint64_t mostTexts() const { return 4 * content_.size(); }
     std::optional<std::uint64_t> symbolCount() const;
+    /// Versions by the number that a symbol states.
+    std::map<unsigned, Version> numberedVersions() const;
+    void addDefinedVersions(std::map<unsigned, Version>& versions) const;
+    void addNeededVersions(std::map<unsigned, Version>& versions) const;
 
     const FileContent& content_;
     bool hasHeader_ = false;

@@ -13,7 +13,8 @@ template <std::size_t kCount>
 std::string nameIn(const std::array<std::pair<unsigned, const char*>, kCount>& names, unsigned value) {
     const auto found =
         std::find_if(names.begin(), names.end(), [=](const auto& entry) { return entry.first == value; });
-    return found == names.end() ? "machine " + std::to_string(value) : found->second;
+    return found == names.end() ? "an unknown processor (number " + std::to_string(value) + ")"
+                                : found->second;
 }
 
 constexpr std::array<std::pair<unsigned, const char*>, 9> kElfMachines{{{3, "x86"},
@@ -34,6 +35,11 @@ std::uint16_t elfNumber(const std::string& head, std::size_t offset, bool isLitt
     return isLittle ? value : static_cast<std::uint16_t>(value << 8U | value >> 8U);
 }
 
+bool isKnownMachine(unsigned value) {
+    return std::any_of(kElfMachines.begin(), kElfMachines.end(),
+                       [=](const auto& entry) { return entry.first == value; });
+}
+
 LibraryFormat elfFormat(const std::string& head) {
     constexpr std::uint8_t kClass64 = 2;
     constexpr std::uint8_t kLittleEndian = 1;
@@ -45,6 +51,9 @@ LibraryFormat elfFormat(const std::string& head) {
     const bool is64 = numberAt<std::uint8_t>(head, 4) == kClass64;
     const std::uint16_t type = elfNumber(head, 16, isLittle);
     const std::uint16_t machine = elfNumber(head, 18, isLittle);
+    if (!isKnownMachine(machine) && isKnownMachine(elfNumber(head, 18, !isLittle)))
+        return {LibraryFormat::Kind::elf, false, false,
+                "ELF file with a damaged header: its byte order contradicts its processor"};
     LibraryFormat format{LibraryFormat::Kind::elf, type == kSharedObject,
                          machine == kX8664 && is64 && isLittle, kKinds[type < kKinds.size() ? type : 0]};
     format.description += ", " + nameIn(kElfMachines, machine);

@@ -125,6 +125,24 @@ std::optional<std::vector<std::string>> PeReader::delayedImports() {
     return namesIn(directories_[kDelayedImports], 32, 4);
 }
 
+std::optional<std::vector<std::string>> PeReader::namesFrom(std::size_t import) {
+    constexpr std::size_t kEntrySize = 20;
+    constexpr std::uint64_t kByNumber = std::uint64_t{1} << 63U;
+    constexpr std::size_t kHint = 2;
+    const std::string_view entries = at(directories_[kImports].address);
+    if (entries.size() / kEntrySize <= import) return std::nullopt;
+    const std::uint32_t lookup = numberIn(entries, import * kEntrySize);
+    const std::uint32_t bound = numberIn(entries, import * kEntrySize + 16);
+    std::vector<std::uint32_t> names;
+    std::string_view list = at(lookup != 0 ? lookup : bound);
+    for (;; list.remove_prefix(sizeof(std::uint64_t))) {
+        if (list.size() < sizeof(std::uint64_t)) return std::nullopt;
+        const auto name = numberAt<std::uint64_t>(list, 0);
+        if (name == 0) return texts(names);
+        if ((name & kByNumber) == 0) names.push_back(static_cast<std::uint32_t>(name) + kHint);
+    }
+}
+
 std::optional<std::vector<std::string>> PeReader::exportedNames() {
     constexpr std::size_t kTableSize = 40;
     std::vector<std::uint32_t> names;

@@ -29,6 +29,9 @@ public:
     std::optional<std::vector<std::string>> imports();
     std::optional<std::vector<std::string>> delayedImports();
     std::optional<std::vector<std::string>> exportedNames();
+    /// The names that it imports from the library with this index in `imports`; those imported by number are
+    /// omitted.
+    std::optional<std::vector<std::string>> namesFrom(std::size_t import);
     /// Identifier and age of the debug information, lower-case hexadecimal; "" without any.
     std::string buildId();
 

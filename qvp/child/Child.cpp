@@ -2,6 +2,9 @@
 
 #include "child/RunningChild.h"
 
+#include <QvPlatform/filesystem/Directory.h>
+#include <QvPlatform/filesystem/File.h>
+
 #include <algorithm>
 #include <thread>
 #include <utility>
@@ -80,6 +83,16 @@ private:
 };
 
 }  // namespace
+
+// A plain host holds no library but the product's and the C++ ones. This program may hold others, by which a
+// plugin that forgot to link them would work here only.
+std::string hostProgram() {
+    using QvPlatform::Directory;
+    const Directory own(Directory::kExecutableDirectory);
+    std::string neighbour = own.file(QVP_HOST_FILE).toUniversalPath();
+    if (QvPlatform::File(neighbour).exists()) return neighbour;
+    return own.directory(QVP_HOST_FOLDER).file(QVP_HOST_FILE).toUniversalPath();
+}
 
 void runChildren(const std::function<std::optional<ChildTask>()>& nextTask, const ChildLimits& limits) {
     ChildPool(nextTask, limits).run();

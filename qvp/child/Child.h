@@ -16,8 +16,10 @@ struct ChildEnd {
     Kind kind = Kind::notStarted;
     int code = 0;      ///< exit code; signal number or exception code; the system's error number
     std::string text;  ///< "SIGSEGV (segmentation fault)", "access violation (0xC0000005)", the system's text
-    std::string report;  ///< what the child wrote to its report stream
-    std::string output;  ///< what the child printed on both streams, at most 64 KiB
+    std::string report;         ///< the lines that the child wrote to its report
+    std::string output;         ///< what the child printed on both streams; of more than 64 KiB, both ends
+    bool calledExit = false;    ///< it ran its exit handlers, as `exit` does and `_exit` does not
+    bool isReportFull = false;  ///< lines of the report were lost
 };
 
 struct ChildLimits {
@@ -31,16 +33,21 @@ struct ChildTask {
     std::function<void(ChildEnd)> onEnd;
 };
 
-/// Runs this program again for each task that `nextTask` returns, several at a time, until it returns none.
+/// The program that runs plugins' code, `qvp-host`: next to this program, else where the package installs it.
+std::string hostProgram();
+
+/// Runs `hostProgram` for each task that `nextTask` returns, several at a time, until it returns none.
 /// It is called when another child can be started. Both functions run on the calling thread; an exception
 /// from them ends all children and propagates. Processes that a child started do not outlive it.
 void runChildren(const std::function<std::optional<ChildTask>()>& nextTask, const ChildLimits& limits);
 
-/// In the child, before anything else: opens the report. From then on a crash ends the process at once,
+/// In the child, before anything else: opens the report. Returns false if this process is not the child of
+/// `runChildren`. From then on a crash ends the process at once,
 /// without a dialog or a core file, and the child does not outlive its parent.
-void prepareAsChild();
+bool prepareAsChild();
 
-/// In the child: appends one line to the report. The parent gets it even if the process ends right after.
+/// In the child, any thread: appends one line to the report. The parent gets it even if the process ends
+/// right after.
 void writeReportLine(const std::string& line);
 
 /// In the child: ends the process at once, without calling destructors or exit handlers.

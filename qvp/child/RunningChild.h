@@ -10,11 +10,11 @@
 
 namespace qvp {
 
-/// This program, run again as a child. The destructor ends the child and all processes that it started.
+/// The program `hostProgram`, run as a child. The destructor ends the child and all processes that it
+/// started.
 class RunningChild {
 public:
     static constexpr std::size_t kOutputKept = std::size_t{64} << 10U;
-    static constexpr std::size_t kReportKept = std::size_t{16} << 20U;
 
     /// The child, or the reason why it could not be started.
     static std::variant<RunningChild, ChildEnd> start(const std::vector<std::string>& arguments);

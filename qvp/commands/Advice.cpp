@@ -4,6 +4,7 @@
 
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "commands/Documents.h"
+#include "commands/StepAdvice.h"
 #include "report/Text.h"
 
 #include <algorithm>
@@ -12,52 +13,9 @@
 namespace qvp {
 namespace {
 
+namespace rules = QvPluginSystem::rules;
+
 using QvPlatform::File;
-
-std::string fileNameOf(const std::string& path) { return File(path).getName(); }
-
-std::string aboutLibraries(const Entry& entry) {
-    std::set<std::string> names;
-    for (const NeededLibrary& library : entry.inspection.libraries) names.insert(library.name);
-    if (names.empty()) return "Install the missing library, or put it next to " + entry.path + ".";
-    return "Install " + listed({names.begin(), names.end()}) + ", or put " +
-           (names.size() == 1 ? "it" : "them") + " next to " + fileNameOf(entry.path) + " in " +
-           File(entry.path).getFolderPath() + ".";
-}
-
-std::string aboutStep(const Entry& entry, StepName step) {
-    const std::string file = fileNameOf(entry.path);
-    switch (step) {
-        case StepName::found:
-            return "Put " + file +
-                   " at this path, or add the directory that contains it with --dir or QVP_PATH.";
-        case StepName::readable:
-            return "Check that " + file +
-                   " was copied completely and that the user who runs the host may read it.";
-        case StepName::architecture:
-            return "Build " + file + " for this platform (64-bit x86), or install such a build.";
-        case StepName::libraries:
-            return aboutLibraries(entry);
-        case StepName::opened:
-            return "Fix the code that " + file +
-                   " runs when it is opened, such as constructors of static objects.";
-        case StepName::entryPoints:
-            return "Define the four functions of QvPlugin.h in " + file +
-                   ", exactly as they are declared there.";
-        case StepName::buildInformation:
-            return "Build " + file +
-                   " with the same compiler and build mode as the product, and return "
-                   "QV_PLUGIN_BUILD_INFO from GetPluginBuildInfo.";
-        case StepName::descriptor:
-            return "Make GetPluginInfo in " + file +
-                   " set info.name and the other fields of the descriptor, and do nothing else.";
-        case StepName::initialization:
-            return "Ask the author of " + entry.name() +
-                   ": its InitializePlugin failed with the message above.";
-        default:
-            return {};
-    }
-}
 
 std::string aboutCycle(const Catalogue& catalogue, std::size_t index) {
     for (const Document& cycle : cyclesDocument(catalogue)) {
@@ -68,11 +26,18 @@ std::string aboutCycle(const Catalogue& catalogue, std::size_t index) {
     return {};
 }
 
+std::string adviceForAbsent(const std::string& name) {
+    return "Put " + name +
+           ".qvp into one of the search directories, or add the directory that contains it with "
+           "--dir or QVP_PATH.";
+}
+
 std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const Entry& target) {
     const auto& found = *target.inspection.descriptor;
-    if (!QvPluginSystem::rules::isSameName(found.name, edge.name))
-        return "Rename " + target.path + ": it is found as " + edge.name + " but contains the plugin " +
-               found.name + ".";
+    if (!rules::isSameName(found.name, edge.name))
+        return adviceForMisnamed({found.name, target.path, found.name + rules::kExtension,
+                                  File(target.path).getFolderPath() + found.name + rules::kExtension}) +
+               " " + adviceForAbsent(edge.name);
     const std::string version = shortVersion(found.version.toString());
     const std::string since = shortVersion(found.compatibilityVersion.toString());
     return "Install a version of " + found.name + " that is compatible with " +
@@ -83,7 +48,8 @@ std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const 
 
 std::string aboutEdge(const Catalogue& catalogue, std::size_t index, const Entry::Edge& edge) {
     const Entry& dependent = catalogue.entries()[index];
-    if (edge.target == Entry::kNone) return adviceForMissing(catalogue, edge.name);
+    if (edge.target == Entry::kNone || edge.isFoundByChance)
+        return adviceForMissing(catalogue, edge.name, dependent.path);
     std::string cycle = aboutCycle(catalogue, index);
     if (!cycle.empty()) return cycle;
     const Entry& target = catalogue.entries()[edge.target];
@@ -111,46 +77,100 @@ std::vector<std::size_t> causeOf(const Catalogue& catalogue, std::size_t index) 
     }
 }
 
-std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index,
-                                   const std::vector<Step>& steps) {
-    const auto failed = std::find_if(steps.begin(), steps.end(),
-                                     [](const Step& step) { return step.state == StepState::failed; });
-    if (catalogue.entries()[index].inspection.isOnlyRead())
-        return {aboutStep(catalogue.entries()[index], StepName::architecture)};
-    if (failed == steps.end()) return {};
-    if (failed->name != StepName::dependencies) return {aboutStep(catalogue.entries()[index], failed->name)};
+namespace {
 
-    std::vector<std::string> advice;
-    const std::size_t root = causeOf(catalogue, index).back();
+// Of the plugin whose initialization failed in the trial, which may be one that this one needs.
+std::vector<std::string> aboutInitialization(const Catalogue& catalogue, std::size_t index,
+                                             const WhySteps& taken, const Step& failed) {
+    const std::size_t culprit = taken.failedPlugin.empty() ? index : catalogue.find(taken.failedPlugin);
+    return adviceForStep(catalogue.entries()[culprit == Entry::kNone ? index : culprit], failed, {});
+}
+
+const Step& stepToBuildIt() {
+    static const Step step{StepName::architecture, StepState::failed, 0, {}};
+    return step;
+}
+
+std::vector<std::string> aboutDependencies(const Catalogue& catalogue, std::size_t root) {
     const Entry& cause = catalogue.entries()[root];
-    if (cause.inspection.isOnlyRead()) return {aboutStep(cause, StepName::architecture)};
-    if (!cause.isUsable()) {
-        for (const Step& step : cause.inspection.steps) {
-            if (step.state == StepState::failed) return {aboutStep(cause, step.name)};
-        }
-    }
+    if (cause.inspection.isOnlyRead()) return adviceForStep(cause, stepToBuildIt(), {});
+    if (const Step* const failed = cause.inspection.firstStep(StepState::failed))
+        return adviceForStep(cause, *failed, {});
+    std::vector<std::string> advice;
     for (const Entry::Edge& edge : cause.dependencies) {
         std::string sentence = edge.problem.empty() ? std::string() : aboutEdge(catalogue, root, edge);
-        if (!sentence.empty() && std::find(advice.begin(), advice.end(), sentence) == advice.end())
-            advice.push_back(std::move(sentence));
+        if (!sentence.empty()) advice.push_back(std::move(sentence));
     }
     return advice;
 }
 
-std::string adviceForMisnamed(const Entry& entry) {
-    return "Rename " + entry.path + " to " + entry.name() +
-           ".qvp: dependents look for a file with the plugin's name.";
+void addIfMisnamed(const Entry& entry, std::vector<Misnamed>& misnamed) {
+    if (entry.isCalledLikeItsPlugin()) return;
+    const std::string fileName = entry.name() + rules::kExtension;
+    misnamed.push_back({entry.name(), entry.path, fileName, File(entry.path).getFolderPath() + fileName});
 }
 
-std::string adviceForMissing(const Catalogue& catalogue, const std::string& name) {
+}  // namespace
+
+std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index, const WhySteps& taken) {
+    const Entry& entry = catalogue.entries()[index];
+    if (entry.inspection.isOnlyRead()) return adviceForStep(entry, stepToBuildIt(), {});
+    if (!taken.afterInitialization.empty())
+        return {"Fix UninitializePlugin and the destructors of static objects in " + entry.path +
+                ": a host that unloads the plugin, or ends, fails in the same way."};
+    const auto failed = std::find_if(taken.steps.begin(), taken.steps.end(),
+                                     [](const Step& step) { return step.state == StepState::failed; });
+    if (failed == taken.steps.end()) return {};
+    if (failed->name == StepName::dependencies)
+        return aboutDependencies(catalogue, causeOf(catalogue, index).back());
+    if (failed->name == StepName::initialization)
+        return aboutInitialization(catalogue, index, taken, *failed);
+    return adviceForStep(entry, *failed, taken.missingSymbols);
+}
+
+std::optional<Misnamed> misnamedAs(const Catalogue& catalogue, const std::string& name) {
+    const std::string fileName = name + rules::kExtension;
     for (const std::size_t index : catalogue.readingOrder()) {
         const Entry& entry = catalogue.entries()[index];
-        if (entry.isUsable() && QvPluginSystem::rules::isSameName(entry.name(), name))
-            return adviceForMisnamed(entry);
+        if (rules::isSameName(entry.name(), name))
+            return Misnamed{entry.name(), entry.path, fileName, File(entry.path).getFolderPath() + fileName};
     }
-    return "Put " + name +
-           ".qvp into one of the search directories, or add the directory that contains it with "
-           "--dir or QVP_PATH.";
+    return std::nullopt;
+}
+
+// A dependency that is found by chance, or not at all, is named as its dependent spells it.
+std::vector<Misnamed> misnamedFor(const Catalogue& catalogue, std::size_t index) {
+    std::vector<Misnamed> misnamed;
+    addIfMisnamed(catalogue.entries()[index], misnamed);
+    std::set<std::size_t> seen{index};
+    std::vector<std::size_t> waiting{index};
+    while (!waiting.empty()) {
+        const Entry& entry = catalogue.entries()[waiting.back()];
+        waiting.pop_back();
+        for (const Entry::Edge& edge : entry.dependencies) {
+            if (edge.isFoundByChance || edge.target == Entry::kNone) {
+                if (auto other = misnamedAs(catalogue, edge.name)) misnamed.push_back(std::move(*other));
+            }
+            if (edge.target != Entry::kNone && seen.insert(edge.target).second)
+                waiting.push_back(edge.target);
+        }
+    }
+    return misnamed;
+}
+
+std::string adviceForMisnamed(const Misnamed& misnamed) {
+    return "Rename " + misnamed.file + " to " + misnamed.lookedFor + ": it contains the plugin " +
+           misnamed.plugin + ", and dependents look for a file of that name.";
+}
+
+std::string adviceForMissing(const Catalogue& catalogue, const std::string& name,
+                             const std::string& dependent) {
+    if (const auto misnamed = misnamedAs(catalogue, name)) return adviceForMisnamed(*misnamed);
+    const std::string folder = dependent.empty() ? "" : File(dependent).getFolderPath();
+    if (!folder.empty() && !regularFileIdentity(folder + name + rules::kExtension).empty())
+        return "Add --dir " + folder + ": " + name + rules::kExtension + " is there, next to " +
+               File(dependent).getName() + ", but that is no search directory.";
+    return adviceForAbsent(name);
 }
 
 }  // namespace qvp

@@ -1,5 +1,6 @@
 #include <QvPlatform/filesystem/File.h>
 
+#include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "report/Text.h"
 
@@ -10,6 +11,8 @@
 
 namespace qvp {
 namespace {
+
+constexpr std::size_t kMostDependencies = 20;  // problems of one plugin
 
 // Collects the problems of the chosen entries.
 class Findings {
@@ -24,22 +27,27 @@ public:
     }
 
 private:
-    void add(const Entry& entry, const std::string& kind, const std::string& text) {
-        problems_.push_back({{"kind", kind}, {"plugin", entry.name()}, {"file", entry.path}, {"text", text}});
+    void add(const Entry& entry, const std::string& kind, const std::string& text,
+             const std::string& message = {}) {
+        problems_.push_back({{"kind", kind},
+                             {"plugin", entry.name()},
+                             {"file", entry.path},
+                             {"text", text},
+                             {"message", message},
+                             {"printed", message.empty() ? "" : shownOutput(entry.inspection.printed)}});
     }
 
     void addOf(const Entry& entry) {
         if (entry.inspection.isOnlyRead()) return;  // see `onlyReadDocument`
         for (const Step& step : entry.inspection.steps) {
-            if (step.state == StepState::failed) return add(entry, stepDocument(step)["step"], step.text);
+            if (step.state == StepState::failed)
+                return add(entry, stepDocument(step)["step"], step.text, entry.problem);
         }
-        bool isExplained = entry.problem.empty();
-        for (const Entry::Edge& edge : entry.dependencies) {
-            if (edge.problem.empty()) continue;
-            add(entry, "dependencies", edge.problem);
-            isExplained = true;
-        }
-        if (!isExplained) add(entry, "dependencies", entry.problem);
+        std::vector<std::string> problems{entry.problem};
+        for (const Entry::Edge& edge : entry.dependencies) problems.push_back(edge.problem);
+        std::erase(problems, std::string());
+        for (const std::string& problem : firstOf(problems, kMostDependencies))
+            add(entry, "dependencies", problem, entry.problem);
         const std::string fileName = QvPlatform::File(entry.path).getName();
         if (!entry.isCalledLikeItsPlugin())
             add(entry, "fileName",
@@ -150,7 +158,12 @@ public:
     void print(const Document& document, Page& page) const override {
         for (const Document& problem : document["problems"]) {
             page.paragraph({printedName(problem) + textOf(problem, "file"), Style::strong}, 0, 2);
-            page.paragraph({textOf(problem, "text"), Style::bad}, 4, 2);
+            const std::string text = textOf(problem, "text");
+            const std::string message = textOf(problem, "message");
+            page.paragraph({text, Style::bad}, 4, 2);
+            if (!message.empty() && message != text && textOf(problem, "kind") != "dependencies")
+                page.paragraph({"reported by the manager: " + message, Style::faint}, 4, 2);
+            printOutput(problem, page);
         }
         printOnlyRead(document["onlyRead"], page);
         printDuplicates(document["duplicates"], page);

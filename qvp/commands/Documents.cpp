@@ -89,6 +89,7 @@ Document pluginDocument(const Catalogue& catalogue, std::size_t index) {
     plugin["dependents"] = namesOf(catalogue, entry.dependents);
     plugin["file"] = entry.path;
     plugin["problem"] = entry.problem;
+    plugin["finding"] = entry.finding();
     plugin["takenInstead"] =
         entry.isDuplicate() ? Document(catalogue.entries()[entry.takenInstead].path) : Document();
     return plugin;
@@ -127,12 +128,23 @@ Document stepDocument(const Step& step) {
             {"text", step.text}};
 }
 
+std::string problemText(const Document& plugin) {
+    const std::string finding = textOf(plugin, "finding");
+    return textOf(plugin, "problem") + (finding.empty() ? finding : " (" + finding + ")");
+}
+
 Document libraryDocument(const NeededLibrary& library) {
+    Document passedOver = Document::array();
+    for (const NeededLibrary::Unusable& file : library.passedOver)
+        passedOver.push_back({{"file", file.path}, {"reason", file.reason}});
     return {{"name", library.name},
             {"neededBy", library.neededBy},
             {"file", library.path.empty() ? Document() : Document(library.path)},
             {"foundBy", library.foundBy},
-            {"lookedIn", library.lookedIn}};
+            {"lookedIn", library.lookedIn},
+            {"chain", library.chain},
+            {"passedOver", std::move(passedOver)},
+            {"problem", library.problemText}};
 }
 
 Document cyclesDocument(const Catalogue& catalogue) {

@@ -17,7 +17,7 @@ Style styleOf(const std::string& state);
 
 /// Only name and file.
 Document shortDocument(const Entry& entry);
-/// Descriptor, state, problem, dependents.
+/// Descriptor, state, problem, finding, dependents.
 Document pluginDocument(const Catalogue& catalogue, std::size_t index);
 /// For each dependency, what is required and what was found.
 Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry);
@@ -25,6 +25,8 @@ Document directoriesDocument(const std::vector<SearchDirectory>& directories);
 /// The directories given by the user that do not exist.
 std::vector<SearchDirectory> missingDirectories(const Setting& setting);
 Document stepDocument(const Step& step);
+/// The manager's message, and after it what the tool knows about it.
+std::string problemText(const Document& plugin);
 Document libraryDocument(const NeededLibrary& library);
 Document cyclesDocument(const Catalogue& catalogue);
 /// Names that several files share, and the file that is used.

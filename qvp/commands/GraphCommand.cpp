@@ -9,6 +9,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
 #include <map>
 
 namespace qvp {
@@ -74,8 +76,18 @@ private:
                               {"name", edge.name},
                               {"required", edge.version.toString()},
                               {"problem", edge.problem},
-                              {"inCycle", edge.problem == QvPluginSystem::rules::cycleMessage(edge.name)}});
+                              {"inCycle", !edge.problem.empty() && isInCycle(index, edge)}});
         }
+    }
+
+    // The manager reports the cycle for one of its edges only.
+    bool isInCycle(std::size_t index, const Entry::Edge& edge) const {
+        if (edge.problem == QvPluginSystem::rules::cycleMessage(edge.name)) return true;
+        const auto& cycles = catalogue_.cycles();
+        return std::any_of(cycles.begin(), cycles.end(), [&](const std::vector<std::size_t>& path) {
+            const std::array<std::size_t, 2> step{index, edge.target};
+            return std::search(path.begin(), path.end(), step.begin(), step.end()) != path.end();
+        });
     }
 
     // One node for each name for which no file was found.

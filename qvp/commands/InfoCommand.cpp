@@ -174,6 +174,7 @@ public:
                 {"name", entry.name()},
                 {"state", stateOf(entry)},
                 {"problem", entry.problem},
+                {"finding", entry.finding()},
                 {"descriptor", descriptorOf(inspection)},
                 {"file", fileOf(inspection.file)},
                 {"buildInformation",
@@ -196,7 +197,7 @@ public:
         }
         const std::string state = textOf(document, "state");
         page.paragraph({textOf(document, "name") + ": " + state, styleOf(state)});
-        const std::string problem = textOf(document, "problem");
+        const std::string problem = problemText(document);
         if (!problem.empty()) page.paragraph({problem, Style::bad}, 2, 2);
         printDescriptor(document, page);
         printBuildInformation(document["buildInformation"], page);

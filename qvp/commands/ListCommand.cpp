@@ -87,7 +87,7 @@ private:
                                    {textOf(plugin, "vendor")},
                                    {dependents},
                                    {textOf(plugin, "file").substr(directory.size())}},
-                                  {textOf(plugin, "problem"), Style::bad}});
+                                  {problemText(plugin), Style::bad}});
         }
         return table;
     }

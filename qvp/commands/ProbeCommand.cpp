@@ -1,3 +1,4 @@
+#include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "commands/TrialText.h"
 
@@ -23,6 +24,13 @@ Document phasesDocument(const Trial& trial) {
     return phases;
 }
 
+Document leftoversDocument(const Trial& trial) {
+    Document leftovers = Document::array();
+    for (const Trial::Leftover& leftover : trial.leftovers)
+        leftovers.push_back({{"kind", leftover.kind}, {"text", leftover.text}, {"round", leftover.round}});
+    return leftovers;
+}
+
 /// What is wrong, one sentence per problem; empty if the plugin loads and unloads cleanly.
 std::vector<std::string> problemsOf(const Trial& trial) {
     std::vector<std::string> problems;
@@ -32,7 +40,8 @@ std::vector<std::string> problemsOf(const Trial& trial) {
     }
     if (const std::string disturbance = disturbanceOf(trial); !disturbance.empty())
         problems.push_back("The trial ended early: " + disturbance);
-    if (trial.end.kind != ChildEnd::Kind::exited) return problems;
+    for (std::string& leftover : leftoverProblemsOf(trial)) problems.push_back(std::move(leftover));
+    if (!trial.isFinished) return problems;
     if (!trial.uninitialized) problems.push_back("It could not be unloaded: " + failureOf(trial));
     if (!trial.left.empty())
         problems.emplace_back("It left objects in the pool, but their code is unloaded with the plugin.");
@@ -64,28 +73,35 @@ public:
 
     void addOptions(CLI::App& app) override {
         app.add_option("FILE", file_, "The plugin's file or name")->required();
+        app.add_option("--repeat", rounds_, "How often to do it, in the same process")
+            ->type_name("N")
+            ->check(CLI::Range(1U, 1000000U));
     }
 
     Document run(const Setting& setting) override {
         const std::vector<std::string> files = filesFor(file_, setting);
         const std::string file = files.empty() ? file_ : files.front();
-        std::vector<std::string> directories;
-        for (const SearchDirectory& directory : setting.directories) directories.push_back(directory.path);
-        const Trial trial = tryPlugin(file, directories, false, setting.limits.time);
+        TrialRequest request{file};
+        for (const SearchDirectory& directory : setting.directories)
+            request.directories.push_back(directory.path);
+        request.rounds = rounds_;
+        const Trial trial = tryPlugin(request, setting.limits.time);
         const std::vector<std::string> problems = problemsOf(trial);
         return {{"ok", problems.empty()},
                 {"file", file},
                 {"initialized", trial.initialized},
+                {"rounds", trial.rounds},
                 {"uninitialized", trial.uninitialized},
                 {"unmapped", trial.unmapped},
                 {"phases", phasesDocument(trial)},
                 {"initializationOrder", trial.order},
                 {"published", trial.published},
                 {"left", trial.left},
+                {"leftovers", leftoversDocument(trial)},
                 {"failures", failuresDocument(trial)},
                 {"problems", problems},
                 {"callStack", trial.crashStack},
-                {"printed", trial.end.output}};
+                {"printed", shownOutput(trial.end.output)}};
     }
 
     void print(const Document& document, Page& page) const override {
@@ -101,6 +117,7 @@ public:
             page.heading("Call stack");
             page.verbatim(stack);
         }
+        printOutput(document, page);
     }
 
 private:
@@ -114,6 +131,7 @@ private:
     }
 
     std::string file_;
+    unsigned rounds_ = 1;
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "inspect/Inspection.h"
 
 #include <string>
+#include <vector>
 
 namespace qvp {
 
@@ -12,5 +13,11 @@ std::string failureOf(const Trial& trial);
 
 /// Why the trial ended early, and during which phase; "" if it did not.
 std::string disturbanceOf(const Trial& trial);
+
+/// What went wrong after a successful initialization; "" if nothing did.
+std::string unloadingProblemOf(const Trial& trial);
+
+/// What the plugin changed and did not restore, one sentence per kind.
+std::vector<std::string> leftoverProblemsOf(const Trial& trial);
 
 }  // namespace qvp

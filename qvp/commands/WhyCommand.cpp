@@ -1,5 +1,6 @@
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "commands/Advice.h"
+#include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "commands/WhySteps.h"
 
@@ -57,6 +58,8 @@ private:
     Document list_ = Document::array();
 };
 
+constexpr std::size_t kMostAdvice = 10;
+
 Document failingOf(const Document& dependents) {
     Document failing = Document::array();
     for (const Document& dependent : dependents)
@@ -83,6 +86,27 @@ Document librariesOf(const std::vector<NeededLibrary>& libraries) {
     return missing;
 }
 
+Document symbolsOf(const std::vector<MissingSymbol>& symbols) {
+    Document missing = Document::array();
+    for (const MissingSymbol& symbol : symbols)
+        missing.push_back({{"name", symbol.name},
+                           {"version", symbol.version},
+                           {"neededBy", symbol.neededBy},
+                           {"library", symbol.library.empty() ? Document() : Document(symbol.library)},
+                           {"isLinked", symbol.isLinked}});
+    return missing;
+}
+
+Document misnamedOf(const std::vector<Misnamed>& misnamed) {
+    Document list = Document::array();
+    for (const Misnamed& each : misnamed)
+        list.push_back({{"plugin", each.plugin},
+                        {"file", each.file},
+                        {"lookedFor", each.lookedFor},
+                        {"renameTo", each.renameTo}});
+    return list;
+}
+
 class WhyCommand : public Command {
 public:
     const char* name() const override { return "why"; }
@@ -105,11 +129,13 @@ private:
     Document about(const Catalogue& catalogue, std::size_t index, const Setting& setting) const {
         const Entry& entry = catalogue.entries()[index];
         const WhySteps taken = takeSteps(catalogue, index, setting);
-        const bool isOk = taken.isOk() && !entry.isDuplicate() && entry.isCalledLikeItsPlugin();
+        const std::vector<Misnamed> misnamed = misnamedFor(catalogue, index);
+        const bool isOk =
+            taken.isOk() && taken.afterInitialization.empty() && !entry.isDuplicate() && misnamed.empty();
         Document steps = Document::array();
         for (const Step& step : taken.steps) steps.push_back(stepDocument(step));
-        std::vector<std::string> advice = adviceFor(catalogue, index, taken.steps);
-        if (!entry.isCalledLikeItsPlugin()) advice.push_back(adviceForMisnamed(entry));
+        std::vector<std::string> advice = adviceFor(catalogue, index, taken);
+        for (const Misnamed& each : misnamed) advice.push_back(adviceForMisnamed(each));
         if (entry.isDuplicate())
             advice.push_back("Remove one of the two files: dependents of " + entry.name() + " get " +
                              catalogue.entries()[entry.takenInstead].path + ".");
@@ -121,12 +147,16 @@ private:
                 {"plugin", pluginDocument(catalogue, index)},
                 {"steps", std::move(steps)},
                 {"missingLibraries", librariesOf(taken.libraries)},
+                {"missingSymbols", symbolsOf(taken.missingSymbols)},
+                {"misnamed", misnamedOf(misnamed)},
                 {"dependencies", dependenciesDocument(catalogue, entry)},
                 {"because", entry.problem.empty() ? Document::array() : becauseOf(catalogue, index)},
                 {"askedBy", std::move(dependents)},
                 {"fails", std::move(failing)},
+                {"afterInitialization", taken.afterInitialization},
                 {"callStack", taken.callStack},
-                {"advice", advice}};
+                {"printed", shownOutput(taken.printed)},
+                {"advice", firstOf(advice, kMostAdvice)}};
     }
 
     Document aboutMissing(const Catalogue& catalogue, const Setting& setting) const {
@@ -137,6 +167,8 @@ private:
             steps.push_back(stepDocument({static_cast<StepName>(step), StepState::notReached, 0, {}}));
         steps[0] = stepDocument({StepName::found, StepState::failed, 0,
                                  "There is no file " + plugin_ + " or " + plugin_ + ".qvp."});
+        std::vector<Misnamed> misnamed;
+        if (const auto other = misnamedAs(catalogue, plugin_)) misnamed.push_back(*other);
         Document dependents = Dependents(catalogue).of(plugin_);
         Document failing = failingOf(dependents);
         return {{"ok", false},
@@ -145,12 +177,16 @@ private:
                 {"plugin", Document()},
                 {"steps", std::move(steps)},
                 {"missingLibraries", Document::array()},
+                {"missingSymbols", Document::array()},
+                {"misnamed", misnamedOf(misnamed)},
                 {"dependencies", Document::array()},
                 {"because", Document::array()},
                 {"askedBy", std::move(dependents)},
                 {"fails", std::move(failing)},
+                {"afterInitialization", ""},
                 {"callStack", ""},
-                {"advice", std::vector<std::string>{adviceForMissing(catalogue, plugin_)}},
+                {"printed", ""},
+                {"advice", std::vector<std::string>{adviceForMissing(catalogue, plugin_, {})}},
                 {"lookedIn", folders}};
     }
 

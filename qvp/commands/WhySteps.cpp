@@ -1,5 +1,6 @@
 #include "commands/WhySteps.h"
 
+#include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "commands/TrialText.h"
 
@@ -14,26 +15,48 @@ const Step* firstFailed(const std::vector<Step>& steps) {
     return found == steps.end() ? nullptr : &*found;
 }
 
+Step unreached(StepName name) { return {name, StepState::notReached, 0, {}}; }
+
 Step dependenciesStep(const Entry& entry) {
-    Step step{StepName::dependencies, StepState::ok, 0, {}};
-    for (const Entry::Edge& edge : entry.dependencies) {
-        if (edge.problem.empty()) continue;
-        step.state = StepState::failed;
-        step.text += (step.text.empty() ? "" : "; ") + edge.problem;
-    }
-    // The manager may report a problem that is not that of a single dependency.
-    if (step.state == StepState::ok && !entry.problem.empty())
-        step = {step.name, StepState::failed, 0, entry.problem};
+    // The manager's message comes first, and then what it would come upon next.
+    constexpr std::size_t kMost = 5;
+    std::vector<std::string> problems{entry.problem};
+    for (const Entry::Edge& edge : entry.dependencies) problems.push_back(edge.problem);
+    std::erase(problems, std::string());
+    Step step{StepName::dependencies, problems.empty() ? StepState::ok : StepState::failed, 0, {}};
+    for (const std::string& problem : firstOf(problems, kMost))
+        step.text += (step.text.empty() ? "" : "; ") + problem;
     return step;
 }
 
-Step initializationStep(const Entry& entry, const Setting& setting, std::string& callStack) {
-    std::vector<std::string> directories;
-    for (const SearchDirectory& directory : setting.directories) directories.push_back(directory.path);
-    const Trial trial = tryPlugin(entry.path, directories, false, setting.limits.time);
-    callStack = trial.crashStack;
+Misdeed misdeedOf(const ChildEnd& end) {
+    switch (end.kind) {
+        case ChildEnd::Kind::crashed:
+            return Misdeed::crashed;
+        case ChildEnd::Kind::timedOut:
+            return Misdeed::hung;
+        case ChildEnd::Kind::exited:
+            return Misdeed::exited;
+        default:
+            return Misdeed::none;
+    }
+}
+
+Step initializationStep(const Catalogue& catalogue, std::size_t index, const Setting& setting,
+                        WhySteps& taken) {
+    TrialRequest request{catalogue.entries()[index].path};
+    for (const SearchDirectory& directory : setting.directories)
+        request.directories.push_back(directory.path);
+    for (const std::size_t before : catalogue.mustBeLoadedBefore(index))
+        request.before.push_back(catalogue.entries()[before].path);
+    const Trial trial = tryPlugin(request, setting.limits.time);
+    taken.callStack = trial.crashStack;
+    taken.printed = trial.end.output;
+    taken.afterInitialization = unloadingProblemOf(trial);
+    if (!trial.isFinished) taken.misdeed = misdeedOf(trial.end);
     if (trial.initialized) return {StepName::initialization, StepState::ok, 0, {}};
-    return {StepName::initialization, StepState::failed, 0, failureOf(trial)};
+    taken.failedPlugin = trial.failures.empty() ? std::string() : trial.failures.front().plugin;
+    return {StepName::initialization, StepState::failed, 0, failureOf(trial), taken.misdeed};
 }
 
 }  // namespace
@@ -49,28 +72,37 @@ std::string WhySteps::verdict(const Entry& entry) const {
                systemOf(entry.inspection.file.kind) + ".";
     const Step* failed = firstFailed(steps);
     if (failed) return entry.name() + " is not loaded: " + failed->text;
+    if (!afterInitialization.empty()) return entry.name() + " is initialized, but " + afterInitialization;
     if (!entry.isCalledLikeItsPlugin())
-        return entry.name() + " is OK, but dependents do not find it: its file is " + entry.path + ".";
+        return entry.name() + " is OK, but dependents look for " + entry.name() +
+               ".qvp and do not find it: its file is " + entry.path + ".";
     if (entry.isDuplicate())
         return entry.name() + " is OK, but its dependents get another file with that name.";
+    const auto byChance = std::find_if(entry.dependencies.begin(), entry.dependencies.end(),
+                                       [](const Entry::Edge& edge) { return edge.isFoundByChance; });
+    if (byChance != entry.dependencies.end())
+        return entry.name() +
+               " is OK if a host loads the whole directory, but not by itself: no file is called " +
+               byChance->name + ".qvp.";
     return entry.name() + " is OK: it is found, loaded and initialized.";
 }
 
 WhySteps takeSteps(const Catalogue& catalogue, std::size_t index, const Setting& setting) {
     const Entry& entry = catalogue.entries()[index];
     Inspection inspection = closeLookAt(entry.path, setting);
-    if (inspection.isOnlyRead()) {
-        const Step unknown = *inspection.firstStep(StepState::needsOtherSystem);
+    const bool isOnlyRead = inspection.isOnlyRead();
+    WhySteps taken{std::move(inspection.steps), std::move(inspection.libraries),
+                   std::move(inspection.missingSymbols)};
+    if (isOnlyRead) {
+        const Step unknown = *entry.inspection.firstStep(StepState::needsOtherSystem);
         for (const StepName name : {StepName::dependencies, StepName::initialization})
-            inspection.steps.push_back({name, unknown.state, 0, unknown.text});
-        return {std::move(inspection.steps), std::move(inspection.libraries), {}};
+            taken.steps.push_back({name, unknown.state, 0, unknown.text});
+        return taken;
     }
-    WhySteps taken{std::move(inspection.steps), std::move(inspection.libraries), {}};
-    const bool isUsable = taken.isOk();
-    taken.steps.push_back(isUsable ? dependenciesStep(entry)
-                                   : Step{StepName::dependencies, StepState::notReached, 0, {}});
-    taken.steps.push_back(taken.isOk() ? initializationStep(entry, setting, taken.callStack)
-                                       : Step{StepName::initialization, StepState::notReached, 0, {}});
+    if (!taken.isOk()) taken.printed = std::move(inspection.printed);
+    taken.steps.push_back(taken.isOk() ? dependenciesStep(entry) : unreached(StepName::dependencies));
+    taken.steps.push_back(taken.isOk() ? initializationStep(catalogue, index, setting, taken)
+                                       : unreached(StepName::initialization));
     return taken;
 }
 

@@ -11,7 +11,12 @@ namespace qvp {
 struct WhySteps {
     std::vector<Step> steps;
     std::vector<NeededLibrary> libraries;
-    std::string callStack;  ///< of a crash during initialization; "" without one
+    std::vector<MissingSymbol> missingSymbols{};
+    std::string callStack{};            ///< of a crash during the trial; "" without one
+    std::string printed{};              ///< by the plugin, while it was inspected or tried
+    std::string failedPlugin{};         ///< whose initialization failed in the trial; "" if none
+    Misdeed misdeed = Misdeed::none;    ///< of the trial
+    std::string afterInitialization{};  ///< what went wrong in the trial after that; "" if nothing
 
     /// True if all steps are OK.
     bool isOk() const;

@@ -1,5 +1,6 @@
 #include "commands/WhySteps.h"
 
+#include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "report/Text.h"
 
@@ -28,13 +29,41 @@ void printMissingLibraries(const Document& libraries, Page& page) {
         const bool isMissing = library["file"].is_null();
         page.heading(isMissing ? "Missing library" : "Unusable library");
         page.paragraph({textOf(library, "name"), Style::bad}, 2);
-        page.paragraph({"needed by " + textOf(library, "neededBy")}, 4, 2);
-        if (!isMissing) page.paragraph({"found as " + textOf(library, "file")}, 4, 2);
+        std::vector<std::string> users = textsOf(library["chain"]);
+        std::reverse(users.begin(), users.end());
+        for (std::size_t i = 0; i < users.size(); ++i)
+            page.paragraph({"needed by " + users[i]}, std::min<std::size_t>(4 + 2 * i, 40), 2);
+        if (!isMissing)
+            page.paragraph({"found as " + textOf(library, "file") + ": " + textOf(library, "problem")}, 4, 2);
+        for (const Document& file : library["passedOver"])
+            page.paragraph({textOf(file, "file") + ": " + textOf(file, "reason"), Style::bad}, 4, 2);
         if (isMissing) page.paragraph({"searched in"}, 4);
         for (const std::string& folder : textsOf(library["lookedIn"])) {
             if (isMissing) page.paragraph({folder, Style::faint}, 6, 2);
         }
     }
+}
+
+void printMissingSymbols(const Document& symbols, Page& page) {
+    constexpr std::size_t kMost = 20;
+    if (symbols.empty()) return;
+    page.heading("Missing symbols");
+    Table table;
+    for (const Document& symbol : symbols) {
+        if (table.rows.size() == kMost) break;
+        const std::string name = textOf(symbol, "name");
+        const std::string version = textOf(symbol, "version");
+        const std::string library = textOf(symbol, "library");
+        const std::string of = version.empty() ? "" : (name.empty() ? "version " : " of version ") + version;
+        const std::string where = library.empty()                  ? "defined by no library that was searched"
+                                  : symbol["isLinked"].get<bool>() ? "should be defined by " + library
+                                                                   : "defined by " + library;
+        table.rows.push_back(
+            {{{name + of, Style::bad}, {where}}, {"needed by " + textOf(symbol, "neededBy"), Style::faint}});
+    }
+    page.table(table);
+    if (symbols.size() > kMost)
+        page.paragraph({"and " + std::to_string(symbols.size() - kMost) + " more"}, 2);
 }
 
 void printDependencies(const Document& dependencies, Page& page) {
@@ -94,14 +123,22 @@ std::vector<std::string> namesAndFiles(const Document& plugins) {
     return lines;
 }
 
+// With the line that a host's log has about it, unless the verdict says the same.
+void printFile(const Document& plugin, const std::string& verdict, Page& page) {
+    page.paragraph({textOf(plugin, "file"), Style::faint}, 2, 2);
+    const std::string message = textOf(plugin, "problem");
+    if (!message.empty() && verdict.find(message) == std::string::npos)
+        page.paragraph({"reported by the manager: " + message, Style::faint}, 2, 2);
+}
+
 }  // namespace
 
 void printWhy(const Document& document, Page& page) {
     page.paragraph({textOf(document, "verdict"), document["ok"].get<bool>() ? Style::good : Style::bad});
-    if (document["plugin"].is_object())
-        page.paragraph({textOf(document["plugin"], "file"), Style::faint}, 2, 2);
+    if (document["plugin"].is_object()) printFile(document["plugin"], textOf(document, "verdict"), page);
     printSteps(document["steps"], page);
     printMissingLibraries(document["missingLibraries"], page);
+    printMissingSymbols(document["missingSymbols"], page);
     if (document.contains("lookedIn")) printList("Searched directories", textsOf(document["lookedIn"]), page);
     printDependencies(document["dependencies"], page);
     printBecause(document["because"], page);
@@ -112,6 +149,7 @@ void printWhy(const Document& document, Page& page) {
         page.heading("Call stack");
         page.verbatim(stack);
     }
+    printOutput(document, page);
     printList("What to do", textsOf(document["advice"]), page);
 }
 

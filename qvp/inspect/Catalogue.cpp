@@ -17,7 +17,8 @@ namespace rules = QvPluginSystem::rules;
 
 std::string firstProblem(const Inspection& inspection) {
     for (const Step& step : inspection.steps) {
-        if (step.state == StepState::failed) return step.text;
+        if (step.state == StepState::failed)
+            return inspection.managersLine.empty() ? step.text : inspection.managersLine;
     }
     if (inspection.isOnlyRead())
         return std::string("This plugin is for ") + systemOf(inspection.file.kind) + ": it is only read.";
@@ -45,6 +46,11 @@ std::string Entry::name() const {
     return descriptor && !descriptor->name.empty() ? descriptor->name : QvPlatform::File(path).getBaseName();
 }
 
+std::string Entry::finding() const {
+    const Step* const failed = inspection.firstStep(StepState::failed);
+    return failed && problem.find(failed->text) == std::string::npos ? failed->text : std::string();
+}
+
 bool Entry::isUsable() const {
     const auto& descriptor = inspection.descriptor;
     return descriptor && !descriptor->name.empty() &&
@@ -53,7 +59,7 @@ bool Entry::isUsable() const {
 }
 
 bool Entry::isCalledLikeItsPlugin() const {
-    if (!isUsable()) return true;
+    if (!inspection.descriptor || inspection.descriptor->name.empty()) return true;
     const std::string wanted = QvPlatform::File(path).getFolderPath() + inspection.descriptor->name;
     const std::string identity = regularFileIdentity(path);
     return regularFileIdentity(wanted + ".qvp") == identity || regularFileIdentity(wanted) == identity;
@@ -74,7 +80,9 @@ Catalogue::Catalogue(const std::vector<SearchDirectory>& directories, const std:
     dryRun.loadEverything();
     for (Entry& entry : entries_) {
         for (Entry::Edge& edge : entry.dependencies) {
-            if (edge.target == Entry::kNone) edge.target = dryRun.loadedFor(edge);
+            if (edge.target != Entry::kNone) continue;
+            edge.target = dryRun.loadedFor(edge);
+            edge.isFoundByChance = edge.target != Entry::kNone;
         }
     }
     findDependents();
@@ -164,8 +172,15 @@ void Catalogue::findDependents() {
     CycleFinder cycles(entries_, readingOrder_);
     cycles_ = cycles.takePaths();
     for (const std::size_t index : readingOrder_) {
-        for (Entry::Edge& edge : entries_[index].dependencies) {
-            edge.problem = entries_[index].isInitialized ? "" : problemOf(index, edge, entries_, cycles);
+        // The manager takes them in order, up to the first that it refuses.
+        Entry& entry = entries_[index];
+        const auto refused = std::find_if(entry.dependencies.begin(), entry.dependencies.end(),
+                                          [](const Entry::Edge& edge) { return !edge.problem.empty(); });
+        bool isTaken = entry.isInitialized || refused != entry.dependencies.end();
+        for (Entry::Edge& edge : entry.dependencies) {
+            const bool isRefused = !entry.isInitialized && !edge.problem.empty();
+            if (!isRefused) edge.problem = isTaken ? "" : problemOf(index, edge, entries_, cycles);
+            isTaken = isTaken && !isRefused;
             if (edge.target == Entry::kNone) continue;
             std::vector<std::size_t>& dependents = entries_[edge.target].dependents;
             if (dependents.empty() || dependents.back() != index) dependents.push_back(index);
@@ -181,6 +196,24 @@ void Catalogue::findDuplicates() {
             if (index != taken) entries_[index].takenInstead = taken;
         }
     }
+}
+
+std::vector<std::size_t> Catalogue::mustBeLoadedBefore(std::size_t index) const {
+    std::unordered_set<std::size_t> seen{index};
+    std::unordered_set<std::size_t> found;
+    std::vector<std::size_t> waiting{index};
+    while (!waiting.empty()) {
+        const Entry& entry = entries_[waiting.back()];
+        waiting.pop_back();
+        for (const Entry::Edge& edge : entry.dependencies) {
+            if (edge.target == Entry::kNone) continue;
+            if (edge.isFoundByChance) found.insert(edge.target);
+            if (seen.insert(edge.target).second) waiting.push_back(edge.target);
+        }
+    }
+    std::vector<std::size_t> ordered = initializationOrder_;
+    std::erase_if(ordered, [&](std::size_t each) { return found.count(each) == 0; });
+    return ordered;
 }
 
 std::size_t Catalogue::find(const std::string& nameOrPath) const {

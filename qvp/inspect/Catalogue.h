@@ -21,6 +21,8 @@ struct Entry {
         Qv::QvVersion version;       ///< required
         std::size_t target = kNone;  ///< the entry that the manager finds for it
         std::string problem;         ///< "" if it is satisfied, else the manager's message
+        /// No file has this name: the target has it in its descriptor, and serves only while it is loaded.
+        bool isFoundByChance = false;
     };
 
     std::string path;
@@ -32,6 +34,8 @@ struct Entry {
     std::vector<Edge> dependencies;
     std::vector<std::size_t> dependents;  ///< each once, in reading order
 
+    /// What the tool knows about the problem beyond the manager's message; "" if nothing.
+    std::string finding() const;
     /// The plugin's name; without a descriptor, the file name without its extension.
     std::string name() const;
     /// True if all steps that concern this file alone are OK.
@@ -58,6 +62,9 @@ public:
     const std::vector<std::size_t>& readingOrder() const noexcept { return readingOrder_; }
     /// The entry for a path, else the one that the manager finds for a plugin's name; kNone if there is none.
     std::size_t find(const std::string& nameOrPath) const;
+    /// Of the plugins that this one needs, directly or not, those that must be loaded before it because no
+    /// file has their names; in the manager's order when it loads everything.
+    std::vector<std::size_t> mustBeLoadedBefore(std::size_t index) const;
     /// Dependency cycles as indices into `entries`, with the first one repeated at the end. There is one for
     /// each dependency that closes a cycle.
     const std::vector<std::vector<std::size_t>>& cycles() const noexcept { return cycles_; }

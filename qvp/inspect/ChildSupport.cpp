@@ -61,10 +61,30 @@ std::optional<int> runAsChild(int argc, char** argv) {
     std::vector<std::string> arguments = programArguments(argc, argv);
     if (arguments.size() < 2 || (arguments[0] != kInspectArgument && arguments[0] != kTryArgument))
         return std::nullopt;
-    prepareAsChild();
+    if (!prepareAsChild()) return std::nullopt;
     if (arguments[0] == kInspectArgument) inspectInChild(arguments[1]);
-    arguments.erase(arguments.begin());
-    tryInChild(arguments);
+    tryInChild(requestFrom(arguments));
+}
+
+// The number of rounds, the number of files that are loaded first, these files, the file, the directories.
+std::vector<std::string> argumentsOf(const TrialRequest& request) {
+    std::vector<std::string> arguments{kTryArgument, std::to_string(request.rounds),
+                                       std::to_string(request.before.size())};
+    arguments.insert(arguments.end(), request.before.begin(), request.before.end());
+    arguments.push_back(request.file);
+    arguments.insert(arguments.end(), request.directories.begin(), request.directories.end());
+    return arguments;
+}
+
+TrialRequest requestFrom(const std::vector<std::string>& arguments) {
+    TrialRequest request;
+    request.rounds = static_cast<unsigned>(std::stoul(arguments.at(1)));
+    const auto before = arguments.begin() + 3;
+    const auto file = before + static_cast<std::ptrdiff_t>(std::stoul(arguments.at(2)));
+    request.before.assign(before, file);
+    request.file = *file;
+    request.directories.assign(file + 1, arguments.end());
+    return request;
 }
 
 }  // namespace qvp

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "inspect/Inspection.h"
+
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -18,12 +20,15 @@ std::string currentExceptionText();
 
 /// The code that child processes run.
 [[noreturn]] void inspectInChild(const std::string& file);
-/// The arguments are `kWithDefaultDirectory` or `kWithoutDefaultDirectory`, the file, and the directories.
-[[noreturn]] void tryInChild(const std::vector<std::string>& arguments);
+[[noreturn]] void tryInChild(const TrialRequest& request);
+
+/// The request as arguments of a child, after `kTryArgument`, and back.
+std::vector<std::string> argumentsOf(const TrialRequest& request);
+TrialRequest requestFrom(const std::vector<std::string>& arguments);
 
 inline constexpr const char* kInspectArgument = "--child-inspect";
 inline constexpr const char* kTryArgument = "--child-try";
-inline constexpr const char* kWithDefaultDirectory = "with-default";
-inline constexpr const char* kWithoutDefaultDirectory = "without-default";
+/// The phase after the four of `Trial`: the process ends as a host's does.
+inline constexpr const char* kPhaseOfEnd = "end";
 
 }  // namespace qvp

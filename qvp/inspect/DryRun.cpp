@@ -39,7 +39,11 @@ public:
     }
     Plugin* refuse(rules::Unmet reason) {
         Entry& entry = dryRun_.entries_[dependent_];
-        if (entry.problem.empty()) entry.problem = rules::messageFor(reason, {edge.name, edge.version});
+        if (entry.problem.empty()) {
+            entry.problem = rules::messageFor(reason, {edge.name, edge.version});
+            entry.dependencies[static_cast<std::size_t>(&edge - entry.dependencies.data())].problem =
+                entry.problem;
+        }
         failure = failureFor(reason);
         return nullptr;
     }

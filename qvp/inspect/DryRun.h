@@ -13,7 +13,7 @@ namespace qvp {
 /// descriptors. The target of each dependency is the file that the manager finds for its name, if any.
 class DryRun {
 public:
-    /// Fills in each entry's `isInitialized` and `problem`.
+    /// Fills in each entry's `isInitialized` and `problem`, also that of the dependency which was refused.
     explicit DryRun(std::vector<Entry>& entries);
 
     void loadEverything();

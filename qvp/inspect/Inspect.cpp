@@ -7,6 +7,15 @@
 #include <utility>
 
 namespace qvp {
+namespace {
+
+void findSymbolsThatLoaderMissed(Inspection& inspection) {
+    const Step* const failed = inspection.firstStep(StepState::failed);
+    if (failed && failed->name == StepName::opened && failed->misdeed == Misdeed::none)
+        inspection.missingSymbols = findMissingSymbols(inspection.file, inspection.libraries);
+}
+
+}  // namespace
 
 // Only inspections whose child is running are kept in memory.
 void inspect(const std::vector<std::string>& files, Depth depth, const ChildLimits& limits,
@@ -26,6 +35,7 @@ void inspect(const std::vector<std::string>& files, Depth depth, const ChildLimi
             }
             const auto onEnd = [&, index, inspection](const ChildEnd& end) {
                 takeReport(end, limits, *inspection);
+                if (depth == Depth::everything) findSymbolsThatLoaderMissed(*inspection);
                 deliver(index, *inspection);
             };
             return ChildTask{{kInspectArgument, inspection->file.path}, onEnd};

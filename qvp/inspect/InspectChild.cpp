@@ -1,24 +1,51 @@
-
+#include "QvPluginSystem/rules/BuildInfo.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "child/Child.h"
 #include "inspect/ChildSupport.h"
 #include "inspect/InspectReport.h"
 #include "inspect/Steps.h"
 
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
+#include <QvPlatform/QvPluginSystem/QvPlugin.h>
 #include <QvPlatform/QvPluginSystem/QvPluginFuncInterface.h>
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
+#include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 
 #include <optional>
+#include <string_view>
 
 namespace qvp {
 namespace {
 
+namespace rules = QvPluginSystem::rules;
+
 using QvPluginSystem::QvPluginFuncInterface;
 using QvPluginSystem::QvPluginInfo;
+using QvPluginSystem::QvPluginManager;
 
-[[noreturn]] void endWith(StepName step, const std::string& text) {
-    reportFailure(step, 0, text);
+// Takes the manager's report about a file that it cannot load, and keeps it from initializing any.
+class Rehearsal : public QvPluginSystem::QvPluginManagerListener {
+public:
+    void onPluginError(const std::string& /*file*/, const QvPluginInfo* /*info*/,
+                       const std::string& error) override {
+        writeReport({{"line", bounded(error)}});
+    }
+    bool onAboutToInitialize(const QvPluginInfo& /*info*/) override { return false; }
+};
+
+// The failure is reported already: to report it once more, the manager runs the plugin's code again.
+[[noreturn]] void endAfterFailure(const std::string& file) {
+    Rehearsal rehearsal;
+    QvPluginManager::addListener(&rehearsal);
+    QvPluginManager::instance()->load(file);
     endChild(1);
+}
+
+std::string inspectedFile;
+
+[[noreturn]] void endWith(StepName step, const std::string& text, Misdeed misdeed = Misdeed::none) {
+    reportFailure(step, text, misdeed);
+    endAfterFailure(inspectedFile);
 }
 
 // Calls into the plugin; an exception is reported and ends the process.
@@ -28,7 +55,7 @@ auto guarded(Call call, StepName step, const char* where, Function function) {
     try {
         return function();
     } catch (...) {
-        endWith(step, "threw " + currentExceptionText() + " " + where);
+        endWith(step, "threw " + currentExceptionText() + " " + where, Misdeed::threw);
     }
 }
 
@@ -36,8 +63,10 @@ void* open(const std::string& file) {
     return guarded(Call::open, StepName::opened, "while it was opened", [&] {
         // The process ends without closing it.
         const auto& library = *new QvPluginSystem::LoadSharedLibrary(file);
-        if (!library.handle) endWith(StepName::opened, QvPluginSystem::getLastError());
-        return library.handle;
+        if (library.handle) return library.handle;
+        const std::string reason = QvPluginSystem::getLastError();
+        const std::string text = reason.substr(0, reason.find_last_not_of("\r\n ") + 1);
+        endWith(StepName::opened, text.empty() ? "the loader refused it without a reason" : text);
     });
 }
 
@@ -90,17 +119,29 @@ std::string buildProblem(const EntryPoints& entryPoints) {
     return problem;
 }
 
+// The values that decide, on one side.
+std::string sideText(const char* side, std::string_view build) {
+    std::string text = side;
+    for (const char* const key : {"CompilerName", "Release"}) {
+        const rules::BuildPairs pairs = rules::readBuildPairs(build);
+        const std::string_view* const value = rules::findBuildValue(pairs, key);
+        text += std::string(" ") + key + " " + (value ? std::string(value->substr(0, 100)) : "(none)");
+    }
+    return text;
+}
+
 }  // namespace
 
 void inspectInChild(const std::string& file) {
     silenceLog();
+    inspectedFile = file;
     const EntryPoints entryPoints = findEntryPoints(open(file));
     saidBuildInfo =
         guarded(Call::getPluginBuildInfo, StepName::buildInformation, "in GetPluginBuildInfo", [&] {
             const char* const text = entryPoints.getBuildInfo();
             return std::string(text ? text : "");
         });
-    writeReport({{"buildInformation", saidBuildInfo}});
+    writeReport({{"buildInformation", bounded(saidBuildInfo)}});
     guarded(Call::getPluginInfo, StepName::descriptor, "in GetPluginInfo", [&] {
         saidInfo.emplace(file);
         entryPoints.getInfo(*saidInfo);  // the manager ignores its result too
@@ -108,8 +149,15 @@ void inspectInChild(const std::string& file) {
     saidInfo->path = file;
     writeReport({{"descriptor", toJson(*saidInfo)}});
     if (const std::string problem = buildProblem(entryPoints); !problem.empty())
-        endWith(StepName::buildInformation, problem);
-    if (saidInfo->name.empty()) endWith(StepName::descriptor, "This plugin has an empty name.");
+        endWith(StepName::buildInformation, saidBuildInfo.empty()
+                                                ? problem
+                                                : sideText("the plugin states", saidBuildInfo) +
+                                                      sideText(", the product", QV_PLUGIN_BUILD_INFO));
+    if (saidInfo->name.empty()) {
+        reportFailure(StepName::descriptor, rules::kEmptyNameMessage);
+        writeReport({{"line", rules::kEmptyNameMessage}});  // the manager asks its listeners before it looks
+        endChild(1);
+    }
     writeReport({{"whole", true}});
     endChild(0);
 }

@@ -2,7 +2,9 @@
 
 #include "inspect/Steps.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <sstream>
 #include <utility>
 
@@ -58,7 +60,10 @@ void takeLine(const json& line, Inspection& inspection) {
     if (const auto info = line.find("descriptor"); info != line.end())
         inspection.descriptor = infoFrom(*info);
     if (const auto failed = line.find("failed"); failed != line.end())
-        failAt(inspection, static_cast<StepName>(failed->get<int>()), line.at("error"), line.at("text"));
+        failAt(inspection, static_cast<StepName>(failed->get<int>()), 0, line.at("text"),
+               static_cast<Misdeed>(line.at("misdeed").get<int>()));
+    if (const auto said = line.find("line"); said != line.end())
+        inspection.managersLine = said->get<std::string>();
 }
 
 // The call that was under way when the child ended early.
@@ -69,7 +74,8 @@ Call lastCall(const std::vector<json>& lines) {
 }
 
 bool isWhole(const std::vector<json>& lines) {
-    return !lines.empty() && (lines.back().contains("whole") || lines.back().contains("failed"));
+    return std::any_of(lines.begin(), lines.end(),
+                       [](const json& line) { return line.contains("whole") || line.contains("failed"); });
 }
 
 }  // namespace
@@ -80,8 +86,18 @@ void writeReport(const json& line) {
 
 void reportBegin(Call call) { writeReport({{"begin", static_cast<int>(call)}}); }
 
-void reportFailure(StepName step, int errorNumber, const std::string& text) {
-    writeReport({{"failed", static_cast<int>(step)}, {"error", errorNumber}, {"text", text}});
+void reportFailure(StepName step, const std::string& text, Misdeed misdeed) {
+    writeReport({{"failed", static_cast<int>(step)},
+                 {"text", bounded(text)},
+                 {"misdeed", static_cast<int>(misdeed)}});
+}
+
+std::string bounded(std::string text) {
+    constexpr std::size_t kMost = std::size_t{64} << 10U;
+    if (text.size() <= kMost) return text;
+    const std::size_t size = text.size();
+    text.resize(kMost);
+    return text + " ... (" + std::to_string(size) + " bytes)";
 }
 
 std::vector<json> linesOf(const std::string& report) {
@@ -99,7 +115,7 @@ json toJson(const QvPluginInfo& info) {
     for (const auto& dependency : info.dependencies)
         dependencies.push_back({dependency.name, toJson(dependency.version)});
     json texts = json::array();
-    for (const auto member : kTexts) texts.push_back(info.*member);
+    for (const auto member : kTexts) texts.push_back(bounded(info.*member));
     return {{"texts", texts},
             {"version", toJson(info.version)},
             {"compatibilityVersion", toJson(info.compatibilityVersion)},
@@ -117,27 +133,54 @@ QvPluginInfo infoFrom(const json& value) {
     return info;
 }
 
-void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& inspection) {
-    setAllSteps(inspection);
-    inspection.printed = end.output;
-    const std::vector<json> lines = linesOf(end.report);
-    for (const json& line : lines) takeLine(line, inspection);
-    if (isWhole(lines)) return;
-    const CallWords words = wordsOf(lastCall(lines));
-    const auto fail = [&](const std::string& text) {
-        const bool isSystemError = end.kind == ChildEnd::Kind::notStarted;
-        failAt(inspection, words.step, isSystemError ? end.code : 0, text);
-    };
+namespace {
+
+// The child ended during a call, or was never started.
+void takeEnd(const ChildEnd& end, const CallWords& words, const ChildLimits& limits, Inspection& inspection) {
+    const std::string during = std::string(" ") + words.during;
     switch (end.kind) {
         case ChildEnd::Kind::crashed:
-            return fail(std::string("its code crashed ") + words.during + ": " + end.text);
+            return failAt(inspection, words.step, 0, "its code crashed" + during + ": " + end.text,
+                          Misdeed::crashed);
         case ChildEnd::Kind::timedOut:
-            return fail(std::string("did not ") + words.unending + " within " + secondsText(limits.time));
+            return failAt(inspection, words.step, 0,
+                          std::string("did not ") + words.unending + " within " + secondsText(limits.time),
+                          Misdeed::hung);
         case ChildEnd::Kind::exited:
-            return fail("called exit(" + std::to_string(end.code) + ") " + words.during);
+            return failAt(inspection, words.step, 0, exitText(end) + during, Misdeed::exited);
         case ChildEnd::Kind::notStarted:
-            return fail("no process could be started to examine it: " + end.text);
+            return failAt(inspection, words.step, end.code,
+                          "no process could be started to examine it: " + end.text);
     }
+}
+
+bool wasOpened(const std::vector<json>& lines) {
+    return std::any_of(lines.begin(), lines.end(),
+                       [](const json& line) { return line.contains("entryPointsFound"); });
+}
+
+}  // namespace
+
+std::string exitText(const ChildEnd& end) {
+    const std::string status = std::to_string(end.code);
+    if (end.isReportFull)
+        return "gave answers of more than 16 MiB, and its process ended with status " + status;
+    if (end.calledExit) return "called exit(" + status + ")";
+    return "its process ended with status " + status +
+           ", neither by a signal nor by exit() (by _exit(), or by the loader itself)";
+}
+
+void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& inspection) {
+    inspection.printed = end.output;
+    const std::vector<json> lines = linesOf(end.report);
+    const Step* const failed = inspection.firstStep(StepState::failed);
+    const std::optional<Step> read =
+        failed && !wasOpened(lines) ? std::optional<Step>(*failed) : std::nullopt;
+    setAllSteps(inspection);
+    for (const json& line : lines) takeLine(line, inspection);
+    if (!isWhole(lines)) takeEnd(end, wordsOf(lastCall(lines)), limits, inspection);
+    // What reading has shown is nearer to the cause than the loader's message.
+    if (read) failAt(inspection, read->name, read->errorNumber, read->text);
 }
 
 }  // namespace qvp

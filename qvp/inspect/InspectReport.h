@@ -15,14 +15,19 @@ enum class Call { open, getPluginBuildInfo, getPluginInfo };
 
 /// For the child. Invalid UTF-8 is replaced.
 void reportBegin(Call call);
-void reportFailure(StepName step, int errorNumber, const std::string& text);
+void reportFailure(StepName step, const std::string& text, Misdeed misdeed = Misdeed::none);
 void writeReport(const nlohmann::json& line);
 
 /// The lines of a report; lines that are not complete JSON objects are omitted.
 std::vector<nlohmann::json> linesOf(const std::string& report);
 
+/// A text that a plugin may have made as long as it likes, cut to 64 KiB.
+std::string bounded(std::string text);
 nlohmann::json toJson(const QvPluginSystem::QvPluginInfo& info);
 QvPluginSystem::QvPluginInfo infoFrom(const nlohmann::json& value);
+
+/// "called exit(3)", or what else is known about a child that ended without a signal.
+std::string exitText(const ChildEnd& end);
 
 /// Adds the child's report and the way it ended to the inspection.
 void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& inspection);

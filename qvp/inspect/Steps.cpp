@@ -2,6 +2,7 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include "inspect/PluginFinder.h"
 #include "loader/LoaderRules.h"
 
 #include <algorithm>
@@ -22,24 +23,33 @@ bool fails(const NeededLibrary& library) {
     return !library.isNeededLater && (library.isMissing() || library.problem != Problem::none);
 }
 
-// "libfoo.so.1 (for libbar.so), which was not found in 7 folders"
+// "libfoo.so.1 (for libbar.so, for libbaz.so), which was not found in 7 folders"
 std::string missingText(const NeededLibrary& library, const std::string& file) {
     std::string text = library.name;
-    if (library.neededBy != file) text += " (for " + QvPlatform::File(library.neededBy).getName() + ")";
+    std::string users;
+    for (auto user = library.chain.rbegin(); user != library.chain.rend() && *user != file; ++user)
+        users += (users.empty() ? " (for " : ", for ") + QvPlatform::File(*user).getName();
+    if (!users.empty()) text += users + ")";
     if (!library.path.empty())
         return text + ", which was found as " + library.path + ", but " + library.problemText;
     const std::size_t count = library.lookedIn.size();
     text += ", which was not found";
-    if (count == 0) return text;
-    return text + " in " + (count == 1 ? library.lookedIn.front() : std::to_string(count) + " folders");
+    if (count != 0)
+        text += " in " + (count == 1 ? library.lookedIn.front() : std::to_string(count) + " folders");
+    for (const NeededLibrary::Unusable& passed : library.passedOver)
+        text += ", because " + passed.path + " is of no use: " + passed.reason;
+    return text;
 }
 
 std::string librariesProblem(const Inspection& inspection) {
+    constexpr std::size_t kMost = 4;
     std::string text;
+    std::size_t count = 0;
     for (const NeededLibrary& library : inspection.libraries) {
-        if (fails(library))
+        if (fails(library) && ++count <= kMost)
             text += (text.empty() ? "needs " : "; and ") + missingText(library, inspection.file.path);
     }
+    if (count > kMost) text += "; and " + std::to_string(count - kMost) + " more libraries";
     return text;
 }
 
@@ -76,7 +86,7 @@ void takeStepsByReading(Inspection& inspection) {
         Step& step = inspection.steps[static_cast<std::size_t>(name)];
         if (step.state == StepState::ok)
             step = {name, StepState::needsOtherSystem, 0,
-                    std::string("needs ") + systemOf(inspection.file.kind)};
+                    std::string("needs ") + systemOf(inspection.file.kind), Misdeed::none};
     }
 }
 
@@ -104,7 +114,8 @@ void dropDetails(Inspection& inspection) {
                        &inspection.entryPointsMissing})
         std::vector<std::string>().swap(*list);
     for (auto* text : {&file.rpath, &file.runpath}) text->reset();
-    for (auto* text : {&inspection.buildInformation, &inspection.printed}) std::string().swap(*text);
+    std::string().swap(inspection.buildInformation);
+    if (!inspection.firstStep(StepState::failed)) std::string().swap(inspection.printed);
     std::erase_if(inspection.libraries, [](const NeededLibrary& library) { return !fails(library); });
     inspection.libraries.shrink_to_fit();
 }
@@ -117,10 +128,11 @@ void setAllSteps(Inspection& inspection) {
         inspection.steps.push_back({name, StepState::ok, 0, {}});
 }
 
-void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text) {
+void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text,
+            Misdeed misdeed) {
     setAllSteps(inspection);
     for (Step& step : inspection.steps) {
-        if (step.name == name) step = {name, StepState::failed, errorNumber, text};
+        if (step.name == name) step = {name, StepState::failed, errorNumber, text, misdeed};
         if (step.name > name) step.state = StepState::notReached;
     }
 }
@@ -130,7 +142,7 @@ bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspectio
     const LibraryFile& read = inspection.file;
     if (read.problem != Problem::none) {
         failAt(inspection, stepOf(read.problem), read.errorNumber, read.errorText);
-        return false;
+        return !regularFileIdentity(read.path).empty();
     }
     if (!isForThisSystem(read)) {
         if (depth == Depth::descriptor) inspection.file = readLibraryFile(file, Exports::read);
@@ -139,9 +151,8 @@ bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspectio
     }
     inspection.libraries = findNeededLibraries(read);
     const std::string problem = librariesProblem(inspection);
-    if (problem.empty()) return true;
-    failAt(inspection, StepName::libraries, 0, problem);
-    return false;
+    if (!problem.empty()) failAt(inspection, StepName::libraries, 0, problem);
+    return true;
 }
 
 }  // namespace qvp

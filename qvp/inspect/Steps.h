@@ -12,7 +12,8 @@ namespace qvp {
 void setAllSteps(Inspection& inspection);
 
 /// Marks the steps before `name` as OK, `name` as failed, and the later ones as not reached.
-void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text);
+void failAt(Inspection& inspection, StepName name, int errorNumber, const std::string& text,
+            Misdeed misdeed = Misdeed::none);
 
 /// The functions that each plugin exports.
 inline constexpr std::array<const char*, 4> kEntryPoints{"GetPluginInfo", "InitializePlugin",
@@ -21,8 +22,8 @@ inline constexpr std::array<const char*, 4> kEntryPoints{"GetPluginInfo", "Initi
 /// "does not export GetPluginInfo, InitializePlugin".
 std::string missingEntryPointsText(const std::vector<std::string>& missing);
 
-/// Takes the steps that run none of the file's code. Returns false if one failed, or if the file is for the
-/// other system, so that no further step is possible here.
+/// Takes the steps that run none of the file's code. Returns false if no further step is possible, because
+/// there is no regular file or it is for the other system. If a step failed, the loader still has its say.
 bool takeStaticSteps(const std::string& file, Depth depth, Inspection& inspection);
 
 /// Drops what `Depth::descriptor` does not include, to save memory: with many plugins it is most of the data.

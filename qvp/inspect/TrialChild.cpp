@@ -1,5 +1,6 @@
 #include "child/Child.h"
 #include "child/CrashHandler.h"
+#include "child/Footprint.h"
 #include "inspect/ChildSupport.h"
 #include "inspect/InspectReport.h"
 
@@ -7,8 +8,10 @@
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -28,9 +31,11 @@ public:
     }
 };
 
+void beginPhase(const char* phase) { writeReport({{"begin", phase}}); }
+
 template <typename Function>
 void timed(const char* phase, Function function) {
-    writeReport({{"begin", phase}});
+    beginPhase(phase);
     const auto start = std::chrono::steady_clock::now();
     if (!function()) return;
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
@@ -64,20 +69,29 @@ class Attempt {
 public:
     Attempt(std::string file, QvPluginManager& manager) : file_(std::move(file)), manager_(manager) {}
 
-    void run() {
+    /// False if another round would not tell anything.
+    bool run() {
+        const Footprint before = takeFootprint();
         timed("load", [this] { return open(); });
         timed("initialize", [this] {
             manager_.load(file_);
             return manager_.isLoaded(file_);
         });
         reportPlugins();
+        const bool wasInitialized = manager_.isLoaded(file_);
         if (manager_.isLoaded(file_))
             timed("uninitialize", [this] { return uninitialize(); });
         else
-            manager_.unloadAll();  // dependencies
+            unloadDependencies();
         writeReport({{"left", pool_.look()}});
+        // Threads are looked at while the code that they run is still there.
+        const bool hasLeftThreads = reportLeftovers(leftoverThreads(before));
         timed("close", [this] { return close(); });
-        writeReport({{"unmapped", !isMapped(file_)}});
+        beginPhase("");
+        const bool isUnmapped = !isMapped(file_);
+        writeReport({{"unmapped", isUnmapped}});
+        reportLeftovers(leftoversSince(before, isUnmapped));
+        return wasInitialized && !hasLeftThreads;
     }
 
 private:
@@ -92,6 +106,17 @@ private:
         return wasOpen;
     }
 
+    void unloadDependencies() {
+        beginPhase("dependencies");
+        manager_.unloadAll();
+    }
+
+    static bool reportLeftovers(const std::vector<Leftover>& leftovers) {
+        for (const Leftover& leftover : leftovers)
+            writeReport({{"leftover", leftover.kind}, {"text", bounded(leftover.text)}});
+        return !leftovers.empty();
+    }
+
     void reportPlugins() {
         std::vector<std::string> order;
         for (const QvPluginInfo* plugin : manager_.getPlugins()) order.push_back(plugin->name);
@@ -104,6 +129,7 @@ private:
         manager_.unload(name);
         if (manager_.isLoaded(file_)) return false;
         writeReport({{"uninitialized", true}});
+        unloadDependencies();
         return true;
     }
 
@@ -113,34 +139,49 @@ private:
     std::unique_ptr<QvPluginSystem::LoadSharedLibrary> library_;
 };
 
-void setDirectories(QvPluginManager& manager, bool withDefault, const std::vector<std::string>& directories) {
+void setDirectories(QvPluginManager& manager, const std::vector<std::string>& directories) {
     // The manager removes only directories that were added, so the default one is added first.
     const std::string standard = manager.getPluginSearchDirs().front();
     manager.addPluginSearchDir(standard);
-    if (!withDefault) manager.removePluginSearchDir(standard);
+    manager.removePluginSearchDir(standard);
     for (const std::string& directory : directories) manager.addPluginSearchDir(directory);
 }
 
-void reportStack(const std::string& callStack) { writeReport({{"stack", callStack}}); }
+// The library that resolves names adds lines about what it did not find.
+void reportStack(const std::string& callStack) {
+    std::istringstream lines(callStack);
+    std::string stack;
+    for (std::string line; std::getline(lines, line);)
+        if (!line.starts_with("ERROR: ")) stack += line + "\n";
+    writeReport({{"stack", bounded(stack)}});
+}
+
+void tryRounds(const TrialRequest& request, QvPluginManager& manager) {
+    for (unsigned round = 1; round <= request.rounds; ++round) {
+        writeReport({{"round", round}});
+        for (const std::string& file : request.before) manager.load(file);
+        if (!Attempt(request.file, manager).run()) return;
+    }
+}
 
 }  // namespace
 
-void tryInChild(const std::vector<std::string>& arguments) {
+void tryInChild(const TrialRequest& request) {
     silenceLog();
     reportCrashes(reportStack);
-    const std::string& file = arguments.at(1);
     QvPluginManager& manager = *QvPluginManager::instance();
-    setDirectories(manager, arguments.front() == kWithDefaultDirectory,
-                   {arguments.begin() + 2, arguments.end()});
-    Observer observer;
+    setDirectories(manager, request.directories);
+    static Observer observer;
     QvPluginManager::addListener(&observer);
     try {
-        Attempt(file, manager).run();
+        tryRounds(request, manager);
     } catch (...) {
-        writeReport({{"file", file}, {"plugin", ""}, {"failure", "threw " + currentExceptionText()}});
+        writeReport({{"file", request.file}, {"plugin", ""}, {"failure", "threw " + currentExceptionText()}});
         endChild(1);
     }
-    endChild(0);
+    // As a host does it: what the plugin registered for the end runs too.
+    writeReport({{"phase", kPhaseOfEnd}, {"seconds", 0}});
+    std::exit(0);
 }
 
 }  // namespace qvp

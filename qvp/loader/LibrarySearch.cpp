@@ -4,7 +4,10 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include <algorithm>
 #include <deque>
+#include <filesystem>
+#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -18,13 +21,45 @@ std::string ownFolder(const DependencyChain& chain) {
     return folder;
 }
 
+namespace {
+
+namespace fs = std::filesystem;
+
+// What there is at a path whose file cannot be opened because it does not exist: a link, or nothing.
+std::string danglingLinkText(const std::string& path) {
+    std::error_code error;
+    const fs::path native = std::u8string(path.begin(), path.end());
+    if (!fs::is_symlink(fs::symlink_status(native, error))) return {};
+    const std::u8string target = fs::read_symlink(native, error).generic_u8string();
+    return "it is a link to " + std::string(target.begin(), target.end()) + ", which does not exist";
+}
+
+std::string reasonToPassOver(const LibraryFile& file) {
+    if (file.problem == LibraryFile::Problem::missing) return danglingLinkText(file.path);
+    if (!file.errorText.empty()) return file.errorText;
+    return "it is for another system (" + file.description + ")";
+}
+
+std::vector<std::string> pathsOf(const DependencyChain& last) {
+    std::vector<std::string> paths;
+    for (const DependencyChain* link = &last; link; link = link->neededBy.get())
+        paths.push_back(link->file.path);
+    std::reverse(paths.begin(), paths.end());
+    return paths;
+}
+
+}  // namespace
+
 std::optional<LibraryFile> takeIfLibrary(const std::string& path, const std::string& foundBy,
                                          NeededLibrary& library) {
     using Problem = LibraryFile::Problem;
     LibraryFile file = readLibraryFile(path, Exports::skip);
     const bool isForOther = file.problem == Problem::none && !isForThisSystem(file);
-    if (isForOther || file.problem == Problem::missing || file.problem == Problem::wrongArchitecture)
+    if (isForOther || file.problem == Problem::missing || file.problem == Problem::wrongArchitecture) {
+        std::string reason = reasonToPassOver(file);
+        if (!reason.empty()) library.passedOver.push_back({file.path, std::move(reason)});
         return std::nullopt;
+    }
     library.path = file.path;
     library.foundBy = foundBy;
     library.problem = file.problem;
@@ -43,6 +78,7 @@ std::vector<NeededLibrary> findNeededLibraries(const LibraryFile& file) {
         NeededLibrary library;
         library.name = name;
         library.neededBy = chain->file.path;
+        library.chain = pathsOf(*chain);
         library.isNeededLater = isLater;
         auto found = findAsLoader(*chain, library);
         if (found && !isLater && library.problem == LibraryFile::Problem::none)

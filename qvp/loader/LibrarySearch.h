@@ -9,6 +9,12 @@ namespace qvp {
 
 /// A library that a file needs, directly or indirectly.
 struct NeededLibrary {
+    /// A file with the library's name that the loader cannot use.
+    struct Unusable {
+        std::string path;
+        std::string reason;  ///< "it is a link to ..., which does not exist"
+    };
+
     std::string name;      ///< as spelled in the file that needs it
     std::string neededBy;  ///< that file's path
     std::string path;      ///< where the system's loader finds it; "" if it is missing
@@ -17,7 +23,9 @@ struct NeededLibrary {
     std::vector<std::string> lookedIn;                          ///< the searched folders, in order
     LibraryFile::Problem problem = LibraryFile::Problem::none;  ///< of the file that was found
     std::string problemText;
-    bool isNeededLater = false;  ///< only at its first call; the file can be opened without it
+    std::vector<Unusable> passedOver;  ///< in the searched folders
+    std::vector<std::string> chain;    ///< paths from the inspected file to `neededBy`
+    bool isNeededLater = false;        ///< only at its first call; the file can be opened without it
 
     /// False also if it was not searched, because its file is for the other system.
     bool isMissing() const { return path.empty() && foundBy.empty(); }

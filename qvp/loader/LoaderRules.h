@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace qvp {
 
@@ -20,6 +21,13 @@ std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibr
 
 /// The folder of the inspected file, without a slash at the end: the product's loader also searches there.
 std::string ownFolder(const DependencyChain& chain);
+
+/// The libraries that each host of the product holds, by path; empty if a file names the library of each
+/// symbol that it needs, as on Windows.
+std::vector<std::string> librariesOfHost();
+
+/// Further libraries of the system, by path, of which one may define a missing symbol.
+std::vector<std::string> librariesOfSystem();
 
 /// True if the file has the format of this system's libraries.
 bool isForThisSystem(const LibraryFile& file);

@@ -121,7 +121,7 @@ bool PluginLoader::fail(const Candidate& candidate, const std::string& error) co
 
 bool PluginLoader::describe(Candidate& candidate) const {
     const auto cannotLoad = [&](const std::string& reason) {
-        return fail(candidate, "Plugin file could not be loaded : " + reason);
+        return fail(candidate, rules::cannotLoadMessage(reason));
     };
     std::string reason;
     if (!candidate.library.open(candidate.file.path, reason)) {

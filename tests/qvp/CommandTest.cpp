@@ -104,6 +104,70 @@ TEST_F(CommandTest, why) {
               "Remove one dependency from the cycle hinge -[1.0]-> motor -[2.0]-> hinge.");
 }
 
+TEST_F(CommandTest, whyNamesAMisnamedFile) {
+    add("engine_v2", {"name engine"});
+    add("apple", {"needs engine 1.0"});  // before it in the directory, and the other one after it
+    add("zebra", {"needs engine 0"});
+    add("Gear", {});
+    add("box", {"needs gear 0"});
+    const std::string rename =
+        "Rename " + path("engine_v2.qvp") + " to engine.qvp: it contains the plugin engine";
+    for (const std::string name : {"apple", "zebra", "engine_v2", "engine"}) {
+        const Json why = json({"why", name}, 1);
+        ASSERT_FALSE(why["misnamed"].empty()) << why;
+        EXPECT_EQ(why["misnamed"][0], (Json{{"plugin", "engine"},
+                                            {"file", path("engine_v2.qvp")},
+                                            {"lookedFor", "engine.qvp"},
+                                            {"renameTo", path("engine.qvp")}}));
+        ASSERT_EQ(why["advice"].size(), 1U) << why["advice"];
+        EXPECT_EQ(why["advice"][0].get<std::string>().rfind(rename, 0), 0U) << why["advice"];
+    }
+    const Json box = json({"why", "box"}, support::kWindows ? 0 : 1);
+    EXPECT_EQ(box["misnamed"].size(), support::kWindows ? 0U : 1U);
+    for (const Json& misnamed : box["misnamed"]) EXPECT_EQ(misnamed["renameTo"], path("gear.qvp"));
+}
+
+TEST_F(CommandTest, whyTellsWhatHappensAfterInitialization) {
+    const auto adviceOf = [](const Json& why) { return why["advice"][0].get<std::string>(); };
+    for (const std::string name : {"crashWhenUninitialized", "crashInDestructor"}) {
+        if (support::kThreadSanitizer) break;
+        const Json why = json({"why", support::specimen(name)}, 1);
+        EXPECT_EQ(strings(why["steps"], "state"), Texts(10, "ok"));
+        EXPECT_NE(why["afterInitialization"].get<std::string>().find("its code crashed while it"),
+                  std::string::npos)
+            << why;
+        EXPECT_EQ(adviceOf(why).rfind("Fix UninitializePlugin and", 0), 0U);
+    }
+    const Json exits = json({"why", support::specimen("exitWhenInitialized")}, 1);
+    EXPECT_EQ(exits["verdict"], "specimen is not loaded: called exit(0) while it was initialized");
+    EXPECT_EQ(adviceOf(exits).rfind("Remove what ends the process", 0), 0U);
+    EXPECT_NE(exits["printed"].get<std::string>().find("said while it was opened"), std::string::npos);
+    EXPECT_EQ(json({"why", support::specimen("saysNo")}, 1)["verdict"],
+              "specimen is not loaded: specimen: InitializePlugin returned false and gave no reason");
+    const Json check = json({"check", support::specimen("exitWhenOpened")}, 1);
+    EXPECT_EQ(check["problems"][0]["text"], "called exit(3) while it was opened");
+    EXPECT_NE(check["problems"][0]["printed"], "");
+}
+
+TEST_F(CommandTest, adviceIsBoundedAndNamesWhatLiesNextToThePlugin) {
+    Texts lines;
+    for (int i = 0; i < 3000; ++i) lines.push_back("needs part" + std::to_string(i) + " 1.0");
+    add("greedy", lines);
+    const Json greedy = json({"why", "greedy"}, 1);
+    EXPECT_EQ(greedy["advice"].size(), 11U);
+    EXPECT_LT(greedy["verdict"].get<std::string>().size(), 1000U);
+    EXPECT_EQ(greedy["plugin"]["problem"], "Could not find dependent plugin part0");
+    EXPECT_LT(run({"check"}).out.size(), 10000U);
+
+    const std::string other = folder.addDirectory("other");
+    addCopy("scripted.qvp", "other/ship.qvp");
+    support::writeFile(other + "ship.txt", "needs hull 1.0\nname ship\n");
+    addCopy("scripted.qvp", "other/hull.qvp");
+    EXPECT_EQ(
+        json({"why", other + "ship.qvp"}, 1)["advice"][0],
+        "Add --dir " + other + ": hull.qvp is there, next to ship.qvp, but that is no search directory.");
+}
+
 TEST_F(CommandTest, checkStopsShortOfInitialization) {
     addSimulation();
     add("engine", {"initialize false"});

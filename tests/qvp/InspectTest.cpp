@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -51,6 +52,17 @@ std::string failure(const Inspection& inspection) {
     return text;
 }
 
+// What the product states in its build information.
+std::string productValue(const std::string& key) {
+    for (const auto& row : qvp::compareBuildInformation("", qvp::productBuildInformation()))
+        if (row["key"] == key) return row["product"];
+    return "nothing";
+}
+
+qvp::Trial tryOne(const std::string& file, unsigned rounds = 1) {
+    return qvp::tryPlugin({file, {}, {}, rounds}, 40s);
+}
+
 const std::string kCrash = kWindows ? "access violation (0xC0000005)" : "SIGSEGV (segmentation fault)";
 const std::string kAbort = kWindows ? "abort (0x40000015)" : "SIGABRT (aborted)";
 
@@ -68,10 +80,15 @@ TEST(Inspect, BlamesTheStepAndTheCallThatFail) {
          "GetPluginBuildInfo"},
         {"crashInBuildInfo", "buildInformation: its code crashed in GetPluginBuildInfo: " + kCrash},
         {"refusedBuild",
-         "buildInformation: The plugin Speci\xC3\xA4l was built in debug mode while Quorex was built in "
-         "debug mode"},
+         "buildInformation: the plugin states CompilerName MSVC Release 0, the product CompilerName " +
+             productValue("CompilerName") + " Release " + productValue("Release")},
         {"throwInInfo", "descriptor: threw int in GetPluginInfo"},
-        {"emptyName", "descriptor: This plugin has an empty name."}};
+        {"emptyName", "descriptor: This plugin has an empty name."},
+        {"closesDescriptors", ""},
+        {"longBuildInfo", ""},
+        {"endsProcess",
+         "opened: its process ended with status 0, neither by a signal nor by exit() (by _exit(), or by the "
+         "loader itself) while it was opened"}};
     Texts files;
     for (const auto& [name, text] : cases) files.push_back(support::specimen(name));
     const auto inspections = inspectAll(files);
@@ -79,6 +96,12 @@ TEST(Inspect, BlamesTheStepAndTheCallThatFail) {
         EXPECT_EQ(failure(inspections[i]), cases[i].second) << files[i];
     EXPECT_EQ(inspections[0].printed.substr(0, 24), "said while it was opened");
     EXPECT_TRUE(inspections[7].descriptor);
+    EXPECT_EQ(inspections[7].managersLine,
+              "Plugin file could not be loaded : The plugin Speci\xC3\xA4l was built in debug mode while "
+              "Quorex was built in debug mode");
+    EXPECT_EQ(inspections[5].managersLine,
+              "Plugin file could not be loaded : Symbol GetPluginInfo was not found in this plugin.");
+    EXPECT_EQ(inspections[8].managersLine, "Plugin file could not be loaded : unknown exception");
 
     if (support::kThreadSanitizer) return;
     const auto thrown = inspectAll({support::specimen("throwWhenOpened")});
@@ -137,6 +160,7 @@ TEST(Inspect, NamesTheMissingLibraryAndWhoNeedsIt) {
                      [&](const qvp::NeededLibrary& library) { return library.name == base; });
     ASSERT_NE(missing, lacking.libraries.end());
     EXPECT_EQ(missing->neededBy, folder.path() + middle);
+    EXPECT_EQ(missing->chain, (Texts{plugin, folder.path() + middle}));
     const std::string searched = folder.path() + (kWindows ? "" : "below");
     EXPECT_EQ(missing->lookedIn.front(), kWindows ? searched.substr(0, searched.size() - 1) : searched);
 
@@ -216,7 +240,7 @@ TEST(Inspect, WhatItsCallerThrowsEndsTheChildren) {
 
 TEST(Trial, TellsPhasesObjectsAndWhetherTheFileIsGone) {
     const std::string file = support::specimen("leavesObject");
-    const qvp::Trial trial = qvp::tryPlugin(file, {}, false, 40s);
+    const qvp::Trial trial = tryOne(file);
     EXPECT_TRUE(trial.initialized && trial.uninitialized && trial.unmapped)
         << trial.end.text << trial.end.report;
     EXPECT_EQ(trial.order, Texts{"specimen"});
@@ -224,9 +248,12 @@ TEST(Trial, TellsPhasesObjectsAndWhetherTheFileIsGone) {
     EXPECT_EQ(trial.left, trial.published);
     ASSERT_EQ(trial.phases.size(), 4U);
     EXPECT_EQ(trial.phases[3].name, "close");
-    EXPECT_TRUE(qvp::tryPlugin(support::specimen("independent"), {}, true, 40s).left.empty());
+    const qvp::Trial clean = tryOne(support::specimen("independent"), 3);
+    EXPECT_TRUE(clean.left.empty() && clean.isFinished);
+    EXPECT_EQ(clean.rounds, 3U);
+    for (const auto& leftover : clean.leftovers) ADD_FAILURE() << leftover.kind << ": " << leftover.text;
 
-    const qvp::Trial lonely = qvp::tryPlugin(support::specimen("good"), {}, false, 40s);
+    const qvp::Trial lonely = tryOne(support::specimen("good"));
     EXPECT_FALSE(lonely.initialized);
     ASSERT_EQ(lonely.failures.size(), 1U);
     EXPECT_EQ(lonely.failures[0].text, "Could not find dependent plugin scene");
@@ -234,12 +261,67 @@ TEST(Trial, TellsPhasesObjectsAndWhetherTheFileIsGone) {
 
 TEST(Trial, WritesTheCallStackOfACrash) {
     if (support::kThreadSanitizer) GTEST_SKIP() << "the crash is in a signal handler";
-    const qvp::Trial trial = qvp::tryPlugin(support::specimen("crashWhenInitialized"), {}, false, 40s);
+    const qvp::Trial trial = tryOne(support::specimen("crashWhenInitialized"));
     EXPECT_EQ(trial.end.kind, qvp::ChildEnd::Kind::crashed);
     EXPECT_EQ(trial.end.text, kCrash);
     EXPECT_NE(trial.crashStack.find("InitializePlugin"), std::string::npos) << trial.crashStack;
     EXPECT_EQ(trial.phases.size(), 1U);
+    EXPECT_EQ(trial.crashStack.find("ERROR:"), std::string::npos) << trial.crashStack;
 }
+
+TEST(Trial, TellsWhatAPluginLeavesBehind) {
+    const qvp::Trial trial = tryOne(support::specimen("leavesThings"), 2);
+    EXPECT_TRUE(trial.uninitialized) << trial.end.report;
+    EXPECT_EQ(trial.rounds, 1U);
+    std::set<std::string> kinds;
+    std::string environment;
+    for (const auto& leftover : trial.leftovers) {
+        kinds.insert(leftover.kind);
+        if (leftover.kind == "environment") environment = leftover.text;
+    }
+    for (const char* const kind : {"thread", "currentDirectory", kWindows ? "thread" : "descriptor"})
+        EXPECT_EQ(kinds.count(kind), 1U) << kind << '\n' << trial.end.report;
+    EXPECT_EQ(environment, "QVP_SPECIMEN_WAS_HERE (yes)");
+}
+
+TEST(Trial, RunsPluginsInAPlainHost) {
+    const std::string maps = tryOne(support::specimen("independent")).end.output;
+    EXPECT_EQ(maps.find("libQvPlatform") == std::string::npos, kWindows) << maps;
+    for (const char* const library : {"libdw", "libelf", "libz."})
+        EXPECT_EQ(maps.find(library), std::string::npos) << maps;
+}
+
+TEST(Inspect, NamesMissingSymbols) {
+    const support::TemporaryFolder folder;
+    const std::string suffix = kWindows ? ".dll" : ".so";
+    const std::string plugin = support::copySpecimen("needsLibrary.qvp", folder.path());
+    std::filesystem::copy_file(support::pathOf(support::specimenFile("libspecimenBase" + suffix)),
+                               support::pathOf(folder.path() + "libspecimenMiddle" + suffix));
+    const Inspection lacking = inspectAll({plugin})[0];
+    // Wine opens it all the same, and crashes later.
+    const auto missing =
+        kWindows ? qvp::findMissingSymbols(lacking.file, lacking.libraries) : lacking.missingSymbols;
+    EXPECT_EQ(failure(lacking).substr(0, 8), "opened: ") << failure(lacking);
+    ASSERT_EQ(missing.size(), 1U);
+    EXPECT_EQ(missing[0].name, "libraryFunction()");
+    EXPECT_EQ(missing[0].neededBy, plugin);
+    EXPECT_EQ(missing[0].isLinked, kWindows);
+    if (!kWindows) {
+        EXPECT_NE(lacking.managersLine, "");
+    }
+}
+
+#ifndef _WIN32
+TEST(Inspect, NamesALibraryThatIsThereButUnusable) {
+    const support::TemporaryFolder folder;
+    std::filesystem::create_symlink("gone.so", support::pathOf(folder.path() + "libspecimenMiddle.so"));
+    const Inspection lacking = inspectAll({support::copySpecimen("needsLibrary.qvp", folder.path())})[0];
+    EXPECT_NE(failure(lacking).find(
+                  "libspecimenMiddle.so is of no use: it is a link to gone.so, which does not exist"),
+              std::string::npos)
+        << failure(lacking);
+}
+#endif
 
 // An empty value takes the next line, and a line end of another system belongs to the value.
 TEST(BuildInformation, IsReadAsTheManagerReadsIt) {

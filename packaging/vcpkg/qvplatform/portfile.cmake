@@ -12,7 +12,11 @@ vcpkg_cmake_install()
 vcpkg_cmake_config_fixup(PACKAGE_NAME QvPlatform CONFIG_PATH lib/cmake/QvPlatform)
 vcpkg_fixup_pkgconfig()
 if("tools" IN_LIST FEATURES)
-  vcpkg_copy_tools(TOOL_NAMES qvp AUTO_CLEAN)
+  if(NOT VCPKG_TARGET_IS_WINDOWS)  # qvp finds it next to itself
+    file(RENAME "${CURRENT_PACKAGES_DIR}/libexec/QvPlatform/qvp-host" "${CURRENT_PACKAGES_DIR}/bin/qvp-host")
+    file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/libexec" "${CURRENT_PACKAGES_DIR}/debug/libexec")
+  endif()
+  vcpkg_copy_tools(TOOL_NAMES qvp qvp-host AUTO_CLEAN)
 endif()
 
 file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/debug/include")

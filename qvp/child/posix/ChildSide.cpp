@@ -1,27 +1,50 @@
 #include "child/Child.h"
 
+#include "child/Report.h"
 #include "child/posix/Report.h"
-#include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
 namespace qvp {
+namespace {
 
-void prepareAsChild() {
-    fcntl(kReportDescriptor, F_SETFD, FD_CLOEXEC);
+ReportArea* report = nullptr;
+
+// Of the exit handlers it is the last one to run: those of plugins come before.
+void noteExit() { report->calledExit = 1; }
+
+ReportArea* mapReport() {
+    struct stat status {};
+    if (fstat(kReportDescriptor, &status) != 0 || status.st_size != sizeof(ReportArea)) return nullptr;
+    void* const memory =
+        mmap(nullptr, sizeof(ReportArea), PROT_READ | PROT_WRITE, MAP_SHARED, kReportDescriptor, 0);
+    close(kReportDescriptor);
+    return memory == MAP_FAILED ? nullptr : static_cast<ReportArea*>(memory);
+}
+
+}  // namespace
+
+bool prepareAsChild() {
+    report = mapReport();
+    if (!report) return false;
+    std::atexit(noteExit);
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // A checker's handler would turn the crash into an exit code.
     for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(number, SIG_DFL);
+    return true;
 }
 
-void writeReportLine(const std::string& line) { os::posix::writeAll(kReportDescriptor, line + "\n"); }
+void writeReportLine(const std::string& line) { report->append(line); }
 
 void endChild(int exitCode) { _exit(exitCode); }
 

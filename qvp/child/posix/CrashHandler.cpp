@@ -27,11 +27,10 @@ void handleCrash(int number, siginfo_t* /*info*/, void* context) {
 
 }  // namespace
 
-// A stack of its own, for the case that the other one has run out. The first viewer opens the library for
-// names, which a crash within the loader would leave no chance to.
+// A stack of its own, for the case that the other one has run out. The library for names is opened by the
+// crash only: before it, the process holds what a plain host holds.
 void reportCrashes(void (*onCrash)(const std::string& callStack)) {
     constexpr std::size_t kStackSize = std::size_t{8} << 20U;
-    const QvPlatform::CallStackViewer viewer(QvSim::Process::getProcessID(), nullptr);
     handleStack = onCrash;
     stack_t stack{};
     stack.ss_sp = mmap(nullptr, kStackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

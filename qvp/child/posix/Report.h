@@ -2,7 +2,7 @@
 
 namespace qvp {
 
-/// The descriptor of the report stream in a child.
+/// The descriptor of the report in a child that starts.
 inline constexpr int kReportDescriptor = 3;
 
 }  // namespace qvp

@@ -3,18 +3,22 @@
 // reaped, the system cannot give its number to another process or group. Processes that left the group live
 // on.
 //
-// `wait` polls a process descriptor and both pipes of each child, and empties the pipes, so no child blocks
-// on output for long while `wait` is called again and again; what exceeds the limits is read and dropped.
-// This process keeps no writing end after `start`. If `start` fails after the child was created, the child is
-// killed and reaped.
+// `wait` polls a process descriptor and the output pipe of each child, and empties the pipe, so no child
+// blocks on output for long while `wait` is called again and again; what exceeds the limits is read and
+// dropped. This process keeps no writing end after `start`. The report is a file in memory, which `end`
+// reads; nothing in it is trusted. If `start` fails after the child was created, the child is killed and
+// reaped.
 
 #include "child/RunningChild.h"
 
+#include "child/KeptOutput.h"
+#include "child/Report.h"
 #include "child/posix/Report.h"
 #include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -23,6 +27,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 
@@ -35,12 +40,10 @@ namespace {
 
 using os::posix::Descriptor;
 
-// Collects what a pipe delivers, up to a size; the rest is read too, so that the writer does not block.
+// Collects what a pipe delivers; what is not kept is read too, so that the writer does not block.
 class Collector {
 public:
-    Collector(Descriptor pipe, std::size_t kept) : pipe_(std::move(pipe)), kept_(kept) {
-        fcntl(pipe_.get(), F_SETFL, O_NONBLOCK);
-    }
+    explicit Collector(Descriptor pipe) : pipe_(std::move(pipe)) { fcntl(pipe_.get(), F_SETFL, O_NONBLOCK); }
 
     int descriptor() const { return pipe_.get(); }
 
@@ -52,17 +55,34 @@ public:
                 os::posix::retryOnInterrupt([&] { return read(pipe_.get(), bytes.data(), bytes.size()); });
             if (count == 0) pipe_ = Descriptor();
             if (count <= 0) return;
-            text_.append(bytes.data(), std::min(static_cast<std::size_t>(count), kept_ - text_.size()));
+            kept_.append({bytes.data(), static_cast<std::size_t>(count)});
         }
     }
 
-    std::string take() { return std::move(text_); }
+    std::string take() { return kept_.take(); }
 
 private:
     Descriptor pipe_;
-    std::size_t kept_;
-    std::string text_;
+    KeptOutput kept_;
 };
+
+template <typename Value>
+bool readAt(int file, std::size_t offset, Value& value) {
+    return pread(file, &value, sizeof value, static_cast<off_t>(offset)) == sizeof value;
+}
+
+void readReport(int file, ChildEnd& end) {
+    std::uint64_t size = 0;
+    std::uint32_t calledExit = 0;
+    if (!readAt(file, offsetof(ReportArea, size), size) ||
+        !readAt(file, offsetof(ReportArea, calledExit), calledExit))
+        return;
+    end.calledExit = calledExit != 0;
+    end.isReportFull = size > ReportArea::kCapacity;
+    end.report.resize(std::min<std::uint64_t>(size, ReportArea::kCapacity));
+    const ssize_t count = pread(file, end.report.data(), end.report.size(), offsetof(ReportArea, text));
+    end.report.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+}
 
 struct Pipe {
     Pipe() {
@@ -76,18 +96,19 @@ struct Pipe {
     Descriptor writing;
 };
 
-// Starts this program in its own process group: no input, both output streams to one pipe, the report pipe,
-// no other descriptors. Returns an error number, or 0.
-int spawnSelf(std::vector<std::string> arguments, const Pipe& output, const Pipe& report, pid_t& pid) {
+// Starts the program in its own process group: no input, both output streams to one pipe, the report, no
+// other descriptors. Returns an error number, or 0.
+int spawnHost(const std::string& program, std::vector<std::string> arguments, const Pipe& output, int report,
+              pid_t& pid) {
     os::posix::SpawnSettings settings(POSIX_SPAWN_SETPGROUP);
     posix_spawn_file_actions_t* const actions = settings.actions();
     posix_spawn_file_actions_addopen(actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(actions, output.writing.get(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(actions, output.writing.get(), STDERR_FILENO);
-    posix_spawn_file_actions_adddup2(actions, report.writing.get(), kReportDescriptor);
+    posix_spawn_file_actions_adddup2(actions, report, kReportDescriptor);
     posix_spawn_file_actions_addclosefrom_np(actions, kReportDescriptor + 1);
-    arguments.insert(arguments.begin(), program_invocation_name);
-    return settings.spawn("/proc/self/exe", std::move(arguments), environ, pid);
+    arguments.insert(arguments.begin(), program);
+    return settings.spawn(program.c_str(), std::move(arguments), environ, pid);
 }
 
 // "SIGSEGV (segmentation fault)"
@@ -100,18 +121,27 @@ std::string signalText(int number) {
     return std::string("SIG") + name + " (" + inSentence + ")";
 }
 
-ChildEnd notStarted(int error) {
-    return {ChildEnd::Kind::notStarted, error, os::posix::errorText(error), {}, {}};
+ChildEnd notStarted(int error, const std::string& file = {}) {
+    ChildEnd end;
+    end.code = error;
+    end.text = (file.empty() ? file : file + ": ") + os::posix::errorText(error);
+    return end;
+}
+
+Descriptor createReport() {
+    Descriptor report(memfd_create("qvp-report", MFD_CLOEXEC));
+    if (report && ftruncate(report.get(), sizeof(ReportArea)) != 0) return Descriptor();
+    return report;
 }
 
 }  // namespace
 
 struct RunningChild::Record {
-    Record(pid_t pid, Descriptor process, Pipe& outputPipe, Pipe& reportPipe)
+    Record(pid_t pid, Descriptor process, Pipe& outputPipe, Descriptor reportFile)
         : pid_(pid),
           process_(std::move(process)),
-          output(std::move(outputPipe.reading), kOutputKept),
-          report(std::move(reportPipe.reading), kReportKept) {}
+          output(std::move(outputPipe.reading)),
+          report(std::move(reportFile)) {}
     Record(const Record&) = delete;
     Record& operator=(const Record&) = delete;
     ~Record() { endGroup(); }
@@ -127,14 +157,8 @@ struct RunningChild::Record {
     }
 
     // The first one becomes readable when the process has ended.
-    std::array<pollfd, 3> awaited() const {
-        return {pollfd{process_.get(), POLLIN, 0}, pollfd{output.descriptor(), POLLIN, 0},
-                pollfd{report.descriptor(), POLLIN, 0}};
-    }
-
-    void collect() {
-        output.collect();
-        report.collect();
+    std::array<pollfd, 2> awaited() const {
+        return {pollfd{process_.get(), POLLIN, 0}, pollfd{output.descriptor(), POLLIN, 0}};
     }
 
 private:
@@ -143,7 +167,7 @@ private:
 
 public:
     Collector output;
-    Collector report;
+    Descriptor report;
     bool hasEnded = false;
 };
 
@@ -154,14 +178,16 @@ RunningChild::~RunningChild() = default;
 
 std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::string>& arguments) {
     Pipe output;
-    Pipe report;
-    if (const int error = std::max(output.error, report.error)) return notStarted(error);
+    if (output.error != 0) return notStarted(output.error);
+    Descriptor report = createReport();
+    if (!report) return notStarted(errno);
+    const std::string program = hostProgram();
     pid_t pid = 0;
-    const int error = spawnSelf(arguments, output, report, pid);
-    if (error != 0) return notStarted(error);
+    const int error = spawnHost(program, arguments, output, report.get(), pid);
+    if (error != 0) return notStarted(error, program);
     Descriptor process(pidfd_open(pid, 0));
     const int processError = process ? 0 : errno;
-    auto record = std::make_unique<Record>(pid, std::move(process), output, report);
+    auto record = std::make_unique<Record>(pid, std::move(process), output, std::move(report));
     if (processError != 0) return notStarted(processError);
     return RunningChild(std::move(record));
 }
@@ -176,8 +202,8 @@ void RunningChild::wait(const std::vector<RunningChild*>& children, std::chrono:
          static_cast<int>(std::min<std::chrono::milliseconds::rep>(time.count(), INT_MAX)));
     for (std::size_t i = 0; i < children.size(); ++i) {
         Record& record = *children[i]->record_;
-        record.hasEnded = awaited[3 * i].revents != 0;
-        record.collect();
+        record.hasEnded = awaited[2 * i].revents != 0;
+        record.output.collect();
     }
 }
 
@@ -185,7 +211,7 @@ bool RunningChild::hasEnded() const { return record_->hasEnded; }
 
 ChildEnd RunningChild::end() {
     const int status = record_->endGroup();
-    record_->collect();
+    record_->output.collect();
     ChildEnd end;
     if (!record_->hasEnded) {
         end.kind = ChildEnd::Kind::timedOut;
@@ -197,7 +223,7 @@ ChildEnd RunningChild::end() {
         end.kind = ChildEnd::Kind::exited;
         end.code = WEXITSTATUS(status);
     }
-    end.report = record_->report.take();
+    readReport(record_->report.get(), end);
     end.output = record_->output.take();
     return end;
 }

@@ -1,8 +1,10 @@
 #include "child/Child.h"
 
+#include "child/Report.h"
 #include "child/win32/Report.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <cwchar>
 #include <utility>
 
@@ -12,7 +14,7 @@ void (*crashReporter)(const CONTEXT* context) = nullptr;
 
 namespace {
 
-HANDLE report = nullptr;
+ReportArea* report = nullptr;
 bool isEnding = false;
 
 // What the reporter itself comes across is its own affair, unless nobody catches it.
@@ -34,28 +36,32 @@ LONG WINAPI handleUncaught(EXCEPTION_POINTERS* exception) {
     endWith(exception->ExceptionRecord->ExceptionCode, exception->ContextRecord);
 }
 
+// Of the exit handlers it is the last one to run: those of plugins come before.
+void noteExit() { report->calledExit = 1; }
+
+ReportArea* mapReport() {
+    const std::wstring number = os::win32::variable(kReportVariable).value_or(std::wstring());
+    SetEnvironmentVariableW(kReportVariable, nullptr);
+    const os::win32::Handle mapping(
+        reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::wcstoull(number.c_str(), nullptr, 10))));
+    if (!mapping) return nullptr;
+    return static_cast<ReportArea*>(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, sizeof(ReportArea)));
+}
+
 }  // namespace
 
-void prepareAsChild() {
-    const std::wstring number = os::win32::variable(kReportVariable).value_or(std::wstring());
-    report =
-        reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(std::wcstoull(number.c_str(), nullptr, 10)));
-    SetHandleInformation(report, HANDLE_FLAG_INHERIT, 0);
-    SetEnvironmentVariableW(kReportVariable, nullptr);
+bool prepareAsChild() {
+    report = mapReport();
+    if (!report) return false;
+    std::atexit(noteExit);
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     AddVectoredExceptionHandler(1, handleFirst);
     SetUnhandledExceptionFilter(handleUncaught);
     std::signal(SIGABRT, handleAbort);
+    return true;
 }
 
-void writeReportLine(const std::string& line) {
-    const std::string whole = line + "\n";
-    DWORD written = 0;
-    for (std::size_t done = 0; done < whole.size(); done += written) {
-        const auto left = static_cast<DWORD>(whole.size() - done);
-        if (!WriteFile(report, whole.data() + done, left, &written, nullptr)) return;
-    }
-}
+void writeReportLine(const std::string& line) { report->append(line); }
 
 void endChild(int exitCode) {
     for (;;) TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));

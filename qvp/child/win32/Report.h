@@ -7,7 +7,7 @@
 /// The protocol between parent and child.
 namespace qvp {
 
-/// The environment variable with the handle of the child's report.
+/// The environment variable with the handle of the child's report, a mapping of memory.
 inline constexpr const wchar_t* kReportVariable = L"QVP_REPORT";
 
 /// The exit code of a child that called `abort`; the system's would not be distinguishable.

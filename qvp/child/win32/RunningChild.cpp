@@ -3,12 +3,15 @@
 // terminate the job; closing its handle, as when this process dies, does the same. `end` reads the exit code
 // before that.
 //
-// Two threads read the pipes until no writer is left. So this process closes its writing ends in `start`, and
-// the job ends before the threads are joined; what exceeds the limits is read and dropped. `start` sets an
+// A thread reads the output pipe until no writer is left. So this process closes its writing end in `start`,
+// and the job ends before the thread is joined; what is not kept is read and dropped. The report is shared
+// memory, which `end` reads; nothing in it is trusted. `start` sets an
 // environment variable of this process while it creates the child, so only one thread may call it at a time.
 
 #include "child/RunningChild.h"
 
+#include "child/KeptOutput.h"
+#include "child/Report.h"
 #include "child/win32/Report.h"
 
 #include <QvPlatform/core/StringConversions.h>
@@ -43,32 +46,49 @@ struct Pipe {
 // once no writer is left.
 class Collector {
 public:
-    Collector(Handle pipe, std::size_t kept)
-        : thread_([this, own = std::move(pipe), kept] { collect(own.get(), kept); }) {}
+    explicit Collector(Handle pipe) : thread_([this, own = std::move(pipe)] { collect(own.get()); }) {}
     Collector(const Collector&) = delete;
     Collector& operator=(const Collector&) = delete;
     ~Collector() { finish(); }
 
     std::string take() {
         finish();
-        return std::move(text_);
+        return kept_.take();
     }
 
 private:
-    void collect(HANDLE pipe, std::size_t kept) {
+    void collect(HANDLE pipe) {
         std::array<char, 4096> bytes;
         DWORD count = 0;
         while (ReadFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) && count != 0)
-            text_.append(bytes.data(), std::min<std::size_t>(count, kept - text_.size()));
+            kept_.append({bytes.data(), count});
     }
 
     void finish() {
         if (thread_.joinable()) thread_.join();
     }
 
-    std::string text_;
+    KeptOutput kept_;
     std::thread thread_;
 };
+
+// Handed to the child, which maps it before it runs any plugin.
+Handle createReport() {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    return Handle(
+        CreateFileMappingW(INVALID_HANDLE_VALUE, &inherited, PAGE_READWRITE, 0, sizeof(ReportArea), nullptr));
+}
+
+void readReport(HANDLE mapping, ChildEnd& end) {
+    void* const memory = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, sizeof(ReportArea));
+    if (!memory) return;
+    const auto& area = *static_cast<const ReportArea*>(memory);
+    const std::uint64_t size = area.size;
+    end.calledExit = area.calledExit != 0;
+    end.isReportFull = size > ReportArea::kCapacity;
+    end.report.assign(area.text, std::min<std::uint64_t>(size, ReportArea::kCapacity));
+    UnmapViewOfFile(memory);
+}
 
 // Quotes by the rules by which the C runtime splits a command line.
 std::wstring quoted(const std::wstring& argument) {
@@ -117,8 +137,8 @@ Handle openNothing() {
 }
 
 // A process that does not run yet; both handles are null on failure.
-PROCESS_INFORMATION createSuspended(const std::vector<std::string>& arguments, HANDLE output, HANDLE report) {
-    const std::wstring program = os::win32::fileOfModule(nullptr);
+PROCESS_INFORMATION createSuspended(const std::wstring& program, const std::vector<std::string>& arguments,
+                                    HANDLE output, HANDLE report) {
     std::wstring commandLine = quoted(program);
     for (const std::string& argument : arguments) commandLine += L' ' + quoted(toWide(argument));
     const Handle nothing = openNothing();
@@ -151,25 +171,28 @@ Handle createJob() {
     return job;
 }
 
-ChildEnd notStarted(DWORD error) {
+ChildEnd notStarted(DWORD error, const std::string& file = {}) {
     std::wstring text = os::win32::wideErrorText(error);
     text.resize(text.find_last_not_of(L"\r\n ") + 1);
-    return {ChildEnd::Kind::notStarted, static_cast<int>(error), toNarrow(text), {}, {}};
+    ChildEnd end;
+    end.code = static_cast<int>(error);
+    end.text = (file.empty() ? file : file + ": ") + toNarrow(text);
+    return end;
 }
 
 }  // namespace
 
 struct RunningChild::Record {
-    Record(Handle startedProcess, Handle itsJob, Pipe& outputPipe, Pipe& reportPipe)
+    Record(Handle startedProcess, Handle itsJob, Pipe& outputPipe, Handle reportMemory)
         : process(std::move(startedProcess)),
           job(std::move(itsJob)),
-          output(std::move(outputPipe.reading), kOutputKept),
-          report(std::move(reportPipe.reading), kReportKept) {}
+          output(std::move(outputPipe.reading)),
+          report(std::move(reportMemory)) {}
     Record(const Record&) = delete;
     Record& operator=(const Record&) = delete;
     ~Record() { endAll(); }
 
-    // Ends the collectors too: no writer is left.
+    // Ends the collector too: no writer is left.
     void endAll() {
         TerminateJobObject(job.get(), 1);
         TerminateProcess(process.get(), 1);
@@ -179,7 +202,7 @@ struct RunningChild::Record {
     Handle process;
     Handle job;
     Collector output;
-    Collector report;
+    Handle report;
     bool hasEnded = false;
 };
 
@@ -190,18 +213,20 @@ RunningChild::~RunningChild() = default;
 
 std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::string>& arguments) {
     Pipe output;
-    Pipe report;
-    if (!output.reading || !report.reading) return notStarted(GetLastError());
+    if (!output.reading) return notStarted(GetLastError());
+    Handle report = createReport();
+    if (!report) return notStarted(GetLastError());
+    const std::string program = hostProgram();
     const PROCESS_INFORMATION started =
-        createSuspended(arguments, output.writing.get(), report.writing.get());
-    if (!started.hProcess) return notStarted(GetLastError());
+        createSuspended(toWide(program), arguments, output.writing.get(), report.get());
+    if (!started.hProcess) return notStarted(GetLastError(), program);
     const Handle thread(started.hThread);
     Handle job = createJob();
     const bool isInJob = AssignProcessToJobObject(job.get(), started.hProcess);
     const DWORD error = GetLastError();
     output.writing = Handle();
-    report.writing = Handle();
-    auto record = std::make_unique<Record>(Handle(started.hProcess), std::move(job), output, report);
+    auto record =
+        std::make_unique<Record>(Handle(started.hProcess), std::move(job), output, std::move(report));
     if (!isInJob) return notStarted(error);
     ResumeThread(thread.get());
     return RunningChild(std::move(record));
@@ -230,7 +255,7 @@ ChildEnd RunningChild::end() {
         end.text = crashText(code);
         end.kind = end.text.empty() ? ChildEnd::Kind::exited : ChildEnd::Kind::crashed;
     }
-    end.report = record_->report.take();
+    readReport(record_->report.get(), end);
     end.output = record_->output.take();
     return end;
 }

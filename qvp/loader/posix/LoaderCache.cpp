@@ -3,6 +3,7 @@
 #include "binary/FileContent.h"
 #include "binary/LibraryFormat.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
@@ -44,17 +45,26 @@ Paths readCache(const std::string& content) {
     return paths;
 }
 
-Paths readCacheFile() {
-    const FileContent file(kLoaderCacheFile);
-    return readCache(file.read(0, file.size()));
+const Paths& cachedPaths() {
+    static const Paths paths = [] {
+        const FileContent file(kLoaderCacheFile);
+        return readCache(file.read(0, file.size()));
+    }();
+    return paths;
 }
 
 }  // namespace
 
 std::string findInLoaderCache(const std::string& name) {
-    static const Paths paths = readCacheFile();
-    const auto found = paths.find(name);
-    return found == paths.end() ? std::string() : found->second;
+    const auto found = cachedPaths().find(name);
+    return found == cachedPaths().end() ? std::string() : found->second;
+}
+
+std::vector<std::string> librariesInLoaderCache() {
+    std::vector<std::string> paths;
+    for (const auto& [name, path] : cachedPaths()) paths.push_back(path);
+    std::sort(paths.begin(), paths.end());
+    return paths;
 }
 
 }  // namespace qvp

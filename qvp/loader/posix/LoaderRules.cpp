@@ -127,6 +127,20 @@ std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibr
     return search.in({ownFolder(chain)}, "own folder");
 }
 
+// This process holds what they hold; the first entry is the program.
+std::vector<std::string> librariesOfHost() {
+    std::vector<std::string> paths;
+    const auto take = [](dl_phdr_info* info, std::size_t, void* result) {
+        if (*info->dlpi_name == '/')
+            static_cast<std::vector<std::string>*>(result)->emplace_back(info->dlpi_name);
+        return 0;
+    };
+    dl_iterate_phdr(take, &paths);
+    return paths;
+}
+
+std::vector<std::string> librariesOfSystem() { return librariesInLoaderCache(); }
+
 bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::elf; }
 
 std::string comparedLibraryName(const std::string& name) { return name; }

@@ -94,6 +94,10 @@ std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibr
     return std::nullopt;
 }
 
+std::vector<std::string> librariesOfHost() { return {}; }
+
+std::vector<std::string> librariesOfSystem() { return {}; }
+
 bool isForThisSystem(const LibraryFile& file) { return file.kind == LibraryFormat::Kind::pe; }
 
 std::string comparedLibraryName(const std::string& name) { return base::foldedCase(name); }

@@ -64,6 +64,10 @@ enum class Unmet { nameIsLoading, fileIsLoading, notFound, notInitialized, notCo
 std::string messageFor(Unmet reason, const QvDependency& dependency);
 /// The message for a dependency cycle through the plugin with this name or path.
 std::string cycleMessage(const std::string& plugin);
+/// The message for a file that cannot be opened or is no plugin.
+inline std::string cannotLoadMessage(const std::string& reason) {
+    return "Plugin file could not be loaded : " + reason;
+}
 inline constexpr const char* kEmptyNameMessage = "This plugin has an empty name.";
 
 /// Returns the plugin that a dependency means, after loading it if necessary. The host does the work:

@@ -2,15 +2,22 @@
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 #include <QvPlatform/filesystem/Directory.h>
+#include <QvPlatform/filesystem/Environment.h>
 #include <QvPlatform/filesystem/File.h>
 #include <QvPlatform/system/Process.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
+
+#if defined(CLOSES_DESCRIPTORS) && defined(__linux__)
+#include <unistd.h>
+#endif
 
 #if defined(NEEDS_LIBRARY)
 int libraryFunction();
@@ -55,13 +62,30 @@ struct Opened {
         throw std::runtime_error("thrown while it was opened");
 #elif defined(ABORT_WHEN_OPENED)
         std::abort();
+#elif defined(ENDS_PROCESS)
+        std::_Exit(0);
+#elif defined(CLOSES_DESCRIPTORS) && defined(__linux__)
+        for (int descriptor = 3; descriptor < 1024; ++descriptor) close(descriptor);
 #elif defined(NEEDS_LIBRARY)
         std::printf("%d\n", libraryFunction());
 #endif
     }
+#if defined(CRASH_IN_DESTRUCTOR)
+    ~Opened() { crash(); }
+#endif
 };
 
 const Opened opened;
+
+#if defined(LEAVES_THINGS)
+void leaveThings() {
+    std::thread(hang).detach();
+    QvPlatform::putEnv("QVP_SPECIMEN_WAS_HERE", "yes");
+    std::filesystem::current_path(std::filesystem::temp_directory_path());
+    static const std::ifstream& file = *new std::ifstream("/proc/self/stat");
+    if (!file) std::puts("this system has no such file");
+}
+#endif
 
 class Published : public QvPluginSystem::QvPluginObject {};
 
@@ -92,13 +116,26 @@ bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) {
 bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int /*argc*/, char** /*argv*/,
                       std::string* /*error*/) {
     manager.addObject(&published);
+    // What this process holds, where the system has such a file.
+    for (auto [maps, line] = std::pair(std::ifstream("/proc/self/maps"), std::string());
+         std::getline(maps, line);)
+        std::puts(line.c_str());
 #if defined(CRASH_WHEN_INITIALIZED)
     crash();
+#elif defined(EXIT_WHEN_INITIALIZED)
+    std::exit(0);
+#elif defined(SAYS_NO)
+    return false;
+#elif defined(LEAVES_THINGS)
+    leaveThings();
 #endif
     return true;
 }
 
 bool UninitializePlugin([[maybe_unused]] QvPluginSystem::QvPluginManager& manager, std::string* /*error*/) {
+#if defined(CRASH_WHEN_UNINITIALIZED)
+    crash();
+#endif
 #if !defined(LEAVES_OBJECT)
     manager.removeObject(&published);
 #endif
@@ -110,6 +147,11 @@ const char* GetPluginBuildInfo() {
     return "CompilerName:MSVC\nRelease:0\n";
 #elif defined(CRASH_IN_BUILD_INFO)
     crash();
+#elif defined(LONG_BUILD_INFO)
+    static std::string text = QV_PLUGIN_BUILD_INFO;
+    text.resize(20'000'000, 'x');
+    text += ":1\n";
+    return text.c_str();
 #endif
     return QV_PLUGIN_BUILD_INFO;
 }

@@ -1,0 +1,91 @@
+#include "child/Footprint.h"
+
+#include "os/win32/Windows.h"
+
+#include <psapi.h>
+
+#include <array>
+#include <cstdint>
+
+namespace qvp::footprint {
+namespace {
+
+using os::win32::Handle;
+
+std::vector<HMODULE> modules() {
+    std::vector<HMODULE> all(1024);
+    DWORD needed = 0;
+    const auto size = static_cast<DWORD>(all.size() * sizeof(HMODULE));
+    if (!K32EnumProcessModules(GetCurrentProcess(), all.data(), size, &needed)) return {};
+    all.resize(std::min<std::size_t>(all.size(), needed / sizeof(HMODULE)));
+    return all;
+}
+
+std::string fileOf(HMODULE module) {
+    return base::narrow(os::win32::universal(os::win32::fileOfModule(module)));
+}
+
+void addEnvironment(Footprint::Items& items) {
+    wchar_t* const block = GetEnvironmentStringsW();
+    for (const wchar_t* at = block; at && *at; at += std::wcslen(at) + 1) {
+        const std::wstring text = at;
+        const auto end = std::min(text.find(L'=', 1), text.size());
+        items[base::narrow(text.substr(0, end))] = base::narrow(text.substr(std::min(end + 1, text.size())));
+    }
+    if (block) FreeEnvironmentStringsW(block);
+}
+
+bool isNewModule(std::uint64_t address, const Footprint::Items& known) {
+    HMODULE module = nullptr;
+    constexpr DWORD kByAddress =
+        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    if (!GetModuleHandleExW(kByAddress, reinterpret_cast<const wchar_t*>(address), &module)) return false;
+    return known.count(fileOf(module)) == 0;
+}
+
+// Copied, because the loader's lock, which looking up a module takes, may be held by the stopped thread.
+std::vector<std::uint64_t> copyOfStack(HANDLE thread) {
+    std::vector<std::uint64_t> words;
+    if (SuspendThread(thread) == static_cast<DWORD>(-1)) return words;
+    CONTEXT context{};
+    context.ContextFlags = CONTEXT_CONTROL;
+    MEMORY_BASIC_INFORMATION region{};
+    if (GetThreadContext(thread, &context) &&
+        VirtualQuery(reinterpret_cast<const void*>(context.Rsp), &region, sizeof region) != 0) {
+        const auto end = reinterpret_cast<std::uintptr_t>(region.BaseAddress) + region.RegionSize;
+        words.resize((end - context.Rsp) / sizeof(std::uint64_t));
+        SIZE_T read = 0;
+        ReadProcessMemory(GetCurrentProcess(), reinterpret_cast<const void*>(context.Rsp), words.data(),
+                          words.size() * sizeof(std::uint64_t), &read);
+        words.resize(read / sizeof(std::uint64_t));
+    }
+    ResumeThread(thread);
+    return words;
+}
+
+}  // namespace
+
+void addSystemItems(Footprint& footprint) {
+    DWORD handles = 0;
+    if (GetProcessHandleCount(GetCurrentProcess(), &handles))
+        footprint.kinds["handle"]["number of open handles"] = std::to_string(handles);
+    for (HMODULE module : modules()) footprint.kinds["mapping"][fileOf(module)] = {};
+    addEnvironment(footprint.kinds["environment"]);
+    const std::wstring directory =
+        os::win32::filled([](wchar_t* text, DWORD size) { return GetCurrentDirectoryW(size, text); });
+    footprint.kinds["currentDirectory"][base::narrow(os::win32::universal(directory))] = {};
+}
+
+std::string threadText(unsigned long thread) { return std::to_string(thread); }
+
+bool runsNewCode(unsigned long thread, const Footprint& before) {
+    const Handle handle(
+        OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT | THREAD_QUERY_INFORMATION, FALSE, thread));
+    if (!handle) return true;
+    const std::vector<std::uint64_t> words = copyOfStack(handle.get());
+    if (words.empty()) return true;
+    return std::any_of(words.begin(), words.end(),
+                       [&](std::uint64_t word) { return isNewModule(word, before.kinds.at("mapping")); });
+}
+
+}  // namespace qvp::footprint

@@ -81,6 +81,22 @@ std::string FileContent::read(std::uint64_t offset, std::uint64_t count) const {
     return bytes;
 }
 
+std::string directoryProblem(const std::string& path) {
+    try {
+        const fs::path native = pathOf(path);
+        // Windows has no status for a directory with a slash at its end.
+        const fs::path named = native.has_filename() ? native : native.parent_path();
+        std::error_code error;
+        const fs::file_type type = fs::status(named, error).type();
+        if (type == fs::file_type::not_found) return "does not exist";
+        if (type != fs::file_type::directory && !error) return "is not a directory";
+        if (!error) const fs::directory_iterator opened(native, error);
+        return error ? "cannot be read: " + error.message() : std::string();
+    } catch (const std::exception& exception) {
+        return std::string("cannot be read: ") + exception.what();
+    }
+}
+
 bool writeFile(const std::string& path, const std::string& content) {
     try {
         std::ofstream file(pathOf(path), std::ios::binary);

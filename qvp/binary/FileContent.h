@@ -47,6 +47,10 @@ private:
     std::int64_t modified_ = 0;
 };
 
+/// Why the directory cannot be listed: "does not exist", "is not a directory", "cannot be read: Permission
+/// denied"; "" if it can. `path` is UTF-8.
+std::string directoryProblem(const std::string& path);
+
 /// Creates the file or replaces its content; false if it could not be written completely. `path` is UTF-8.
 bool writeFile(const std::string& path, const std::string& content);
 

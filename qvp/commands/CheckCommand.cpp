@@ -127,12 +127,13 @@ public:
                 onlyRead.push_back(onlyReadDocument(catalogue.entries()[index]));
         }
         Document problems = Findings(catalogue, indices).take();
-        for (const SearchDirectory& directory : missingDirectories(setting))
+        addDirectories(setting, problems);
+        if (checked.empty() && problems.empty())
             problems.push_back(
-                {{"kind", "directory"},
+                {{"kind", "nothing"},
                  {"plugin", ""},
-                 {"file", directory.path},
-                 {"text", "This directory, given by " + directory.origin + ", does not exist"}});
+                 {"file", ""},
+                 {"text", "Nothing was checked: there is no plugin in the search directories"}});
         return {{"ok", problems.empty() && onlyRead.empty()},
                 {"checked", std::move(checked)},
                 {"problems", std::move(problems)},
@@ -149,12 +150,14 @@ public:
 
     void print(const Document& document, Page& page) const override {
         for (const Document& problem : document["problems"]) {
-            page.paragraph({printedName(problem) + textOf(problem, "file"), Style::strong}, 0, 2);
+            const std::string title = printedName(problem) + textOf(problem, "file");
+            if (!title.empty()) page.paragraph({title, Style::strong}, 0, 2);
             page.paragraph({textOf(problem, "text"), Style::bad}, 4, 2);
         }
         printOnlyRead(document["onlyRead"], page);
         printDuplicates(document["duplicates"], page);
         const std::size_t all = document["checked"].size();
+        if (all == 0) return page.heading("Checked no files");
         const std::size_t readCount = document["onlyRead"].size();
         std::set<std::string> failed;
         for (const Document& problem : document["problems"]) failed.insert(textOf(problem, "file"));
@@ -165,6 +168,25 @@ public:
     }
 
 private:
+    // Without plugins, a directory to check is probably not the one that was meant.
+    void addDirectories(const Setting& setting, Document& problems) const {
+        const auto add = [&](const SearchDirectory& directory, const std::string& problem) {
+            const std::string origin =
+                directory.origin == "default" ? "the default one" : "given by " + directory.origin;
+            problems.push_back({{"kind", "directory"},
+                                {"plugin", ""},
+                                {"file", directory.path},
+                                {"text", "This directory, " + origin + ", " + problem}});
+        };
+        for (const SearchDirectory& directory : unusableDirectories(setting))
+            add(directory, directory.problem);
+        for (const SearchDirectory& directory : setting.directories) {
+            if (files_.empty() && directory.origin == "--dir" && directory.problem.empty() &&
+                directory.pluginCount == 0)
+                add(directory, "contains no plugins");
+        }
+    }
+
     std::vector<std::string> files_;
 };
 

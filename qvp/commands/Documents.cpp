@@ -107,17 +107,18 @@ Document directoriesDocument(const std::vector<SearchDirectory>& directories) {
         list.push_back({{"path", directory.path},
                         {"origin", directory.origin},
                         {"exists", directory.exists},
-                        {"plugins", directory.pluginCount}});
+                        {"plugins", directory.pluginCount},
+                        {"problem", directory.problem}});
     }
     return list;
 }
 
-std::vector<SearchDirectory> missingDirectories(const Setting& setting) {
-    std::vector<SearchDirectory> missing = setting.directories;
-    std::erase_if(missing, [](const SearchDirectory& directory) {
-        return directory.exists || directory.origin == "default";
+std::vector<SearchDirectory> unusableDirectories(const Setting& setting) {
+    std::vector<SearchDirectory> unusable = setting.directories;
+    std::erase_if(unusable, [](const SearchDirectory& directory) {
+        return directory.problem.empty() || (directory.origin == "default" && !directory.exists);
     });
-    return missing;
+    return unusable;
 }
 
 Document stepDocument(const Step& step) {

@@ -22,8 +22,8 @@ Document pluginDocument(const Catalogue& catalogue, std::size_t index);
 /// For each dependency, what is required and what was found.
 Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry);
 Document directoriesDocument(const std::vector<SearchDirectory>& directories);
-/// The directories given by the user that do not exist.
-std::vector<SearchDirectory> missingDirectories(const Setting& setting);
+/// The directories that cannot be searched, except a default one that does not exist.
+std::vector<SearchDirectory> unusableDirectories(const Setting& setting);
 Document stepDocument(const Step& step);
 Document libraryDocument(const NeededLibrary& library);
 Document cyclesDocument(const Catalogue& catalogue);

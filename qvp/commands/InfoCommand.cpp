@@ -190,8 +190,10 @@ public:
     void print(const Document& document, Page& page) const override {
         if (!document.contains("file")) {
             page.paragraph({textOf(document, "problem"), Style::bad});
-            for (const Document& directory : document["directories"])
-                page.paragraph({textOf(directory, "path")}, 2, 2);
+            for (const Document& directory : document["directories"]) {
+                const std::string unusable = textOf(directory, "problem");
+                page.paragraph({textOf(directory, "path") + (unusable.empty() ? "" : "  " + unusable)}, 2, 2);
+            }
             return;
         }
         const std::string state = textOf(document, "state");

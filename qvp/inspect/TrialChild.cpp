@@ -118,7 +118,9 @@ void setDirectories(QvPluginManager& manager, bool withDefault, const std::vecto
     const std::string standard = manager.getPluginSearchDirs().front();
     manager.addPluginSearchDir(standard);
     if (!withDefault) manager.removePluginSearchDir(standard);
-    for (const std::string& directory : directories) manager.addPluginSearchDir(directory);
+    for (const std::string& directory : directories) {
+        if (!directory.empty()) manager.addPluginSearchDir(directory);
+    }
 }
 
 void reportStack(const std::string& callStack) { writeReport({{"stack", callStack}}); }

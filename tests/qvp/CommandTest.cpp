@@ -127,6 +127,23 @@ TEST_F(CommandTest, checkStopsShortOfInitialization) {
     EXPECT_EQ(strings(text["problems"], "plugin"), (Texts{"gone", "text"}));
 }
 
+TEST_F(CommandTest, checkFailsWhereItLookedAtNothing) {
+    const auto textsOf = [](const Json& document) { return strings(document["problems"], "text"); };
+    EXPECT_EQ(textsOf(json({"check"}, 1)), Texts{"This directory, given by --dir, contains no plugins"});
+    add("scene");
+    EXPECT_EQ(textsOf(json({"check", "--dir", "", "--dir", path("scene.qvp")}, 1)),
+              (Texts{"This directory, given by --dir, has an empty name",
+                     "This directory, given by --dir, is not a directory"}));
+    EXPECT_EQ(json({"list", "--dir", ""}, 1)["totals"]["files"], 1);
+    json({"check"}, 0);
+
+    std::ostringstream out;
+    std::ostringstream errors;
+    const support::CurrentDirectoryChange change(folder.path());  // not searched
+    EXPECT_EQ(qvp::runCommandLine({"check"}, out, errors), 1);
+    EXPECT_EQ(out.str().rfind("Nothing was checked: ", 4), 4U) << out.str();
+}
+
 TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {
     const std::string system = support::kWindows ? "Linux" : "Windows";
     add("scene", {"version 1.2"});

@@ -103,14 +103,14 @@ public:
 
     void addOptions(CLI::App& app) override {
         app.footer(
-            "Exit status: 0 all is OK, 1 a problem was found, 2 invalid command line,\n"
-            "3 nothing failed, but a plugin for the other system was only read");
+            "Exit status: 0 all is OK, 1 a problem was found, 2 invalid command line or failed output,\n"
+            "3 nothing failed, but a plugin for the other system was only read.");
         app.add_option("files", files_, "The files to check; by default, all in the search directories")
             ->type_name("FILE");
     }
 
     Document run(const Setting& setting) override {
-        const Catalogue catalogue(setting.directories, files_, setting.limits, setting.onProgress);
+        const Catalogue catalogue = catalogueFor(files_, setting);
         std::set<std::size_t> given;
         for (const std::string& file : files_)
             given.insert(catalogue.find(QvPlatform::File(file).toUniversalPath()));

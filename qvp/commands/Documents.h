@@ -50,4 +50,7 @@ void addPluginArgument(CLI::App& app, std::string& nameOrPath);
 /// `nameOrPath` itself if it must be a path, else none.
 std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& setting);
 
+/// A catalogue that tells everything about these files but their dependents. Examines no others if it can.
+Catalogue catalogueFor(const std::vector<std::string>& files, const Setting& setting);
+
 }  // namespace qvp

@@ -36,6 +36,16 @@ void takeLog(Qv::eLogLevel level, const char* const format, Qv::LogArgs args) {
         throw std::runtime_error(format ? formatted(format, args) : std::string());
 }
 
+bool isForChild(const std::vector<std::string>& arguments) {
+    return arguments.size() >= 2 && (arguments[0] == kInspectArgument || arguments[0] == kTryArgument);
+}
+
+void runChild(const std::vector<std::string>& arguments) {
+    prepareAsChild();
+    if (arguments[0] == kInspectArgument) inspectInChild(arguments[1]);
+    tryInChild({arguments.begin() + 1, arguments.end()});
+}
+
 }  // namespace
 
 void silenceLog() { Qv::LogSetHandler(takeLog); }
@@ -58,13 +68,10 @@ std::string currentExceptionText() {
 }
 
 std::optional<int> runAsChild(int argc, char** argv) {
-    std::vector<std::string> arguments = programArguments(argc, argv);
-    if (arguments.size() < 2 || (arguments[0] != kInspectArgument && arguments[0] != kTryArgument))
-        return std::nullopt;
-    prepareAsChild();
-    if (arguments[0] == kInspectArgument) inspectInChild(arguments[1]);
-    arguments.erase(arguments.begin());
-    tryInChild(arguments);
+    const std::vector<std::string> arguments = programArguments(argc, argv);
+    serveAsChild(arguments, runChild);
+    if (isForChild(arguments)) runChild(arguments);
+    return std::nullopt;
 }
 
 }  // namespace qvp

@@ -57,6 +57,26 @@ std::vector<std::string> pluginFilesIn(const std::string& directory) {
     return paths;
 }
 
+bool hasOtherCaseOfExtension(const std::string& path) {
+    const std::string extension = File(path).getExtension();
+    return extension != rules::kExtension && rules::isSameName(extension, rules::kExtension);
+}
+
+std::vector<std::string> mistakableIn(const std::string& directory) {
+    std::vector<std::string> paths;
+    if (directory.empty()) return paths;
+    for (const File& file : Directory(directory).files()) {
+        std::string path = file.toUniversalPath();
+        if (hasOtherCaseOfExtension(path)) paths.push_back(std::move(path));
+    }
+    for (const Directory& inner : Directory(directory).directories()) {
+        if (!inner.getName().ends_with(rules::kExtension)) continue;
+        paths.push_back(inner.toUniversalPath());
+        paths.back().pop_back();
+    }
+    return paths;
+}
+
 PluginFinder::PluginFinder(const std::vector<SearchDirectory>& directories) {
     for (const SearchDirectory& directory : directories) {
         if (directory.exists) directories_.push_back(directory.path);

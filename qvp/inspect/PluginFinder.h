@@ -26,6 +26,12 @@ std::vector<SearchDirectory> searchDirectories(const std::vector<std::string>& g
 /// The plugin files of a directory in the order in which the plugin manager takes them.
 std::vector<std::string> pluginFilesIn(const std::string& directory);
 
+/// What a directory contains besides these that somebody may take for plugins, although the manager does not:
+/// directories called *.qvp, and files whose extension differs from ".qvp" only in case.
+std::vector<std::string> mistakableIn(const std::string& directory);
+/// True for "a.QVP", not for "a.qvp".
+bool hasOtherCaseOfExtension(const std::string& path);
+
 /// Finds the file for a plugin's name as the plugin manager does: the name as it stands, from the current
 /// directory and then in each search directory; after that the name with ".qvp" likewise. Each answer is
 /// kept.

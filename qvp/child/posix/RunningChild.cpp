@@ -1,21 +1,21 @@
 // Order: `start`, `wait` any number of times, then `end` or the destructor. The child is the leader of its
-// own process group. Both `end` and the destructor kill the group and then reap the child; until it is
-// reaped, the system cannot give its number to another process or group. Processes that left the group live
-// on.
+// own process group. Both `end` and the destructor have its zygote kill the group and then reap the child;
+// the zygote is then free for another one. Processes that left the group live on.
 //
-// `wait` polls a process descriptor and both pipes of each child, and empties the pipes, so no child blocks
+// `wait` polls the zygote's socket and both pipes of each child, and empties the pipes, so no child blocks
 // on output for long while `wait` is called again and again; what exceeds the limits is read and dropped.
-// This process keeps no writing end after `start`. If `start` fails after the child was created, the child is
-// killed and reaped.
+// The pipes are the child's own, so what a process of an earlier child still writes does not reach them. This
+// process keeps no writing end after `start`.
 
 #include "child/RunningChild.h"
 
-#include "child/posix/Report.h"
+#include "child/posix/Zygote.h"
 #include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
+#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -25,10 +25,6 @@
 #include <csignal>
 #include <cstring>
 #include <utility>
-
-extern "C" {
-#include <sys/pidfd.h>  // without a C++ guard of its own in some versions
-}
 
 namespace qvp {
 namespace {
@@ -76,20 +72,6 @@ struct Pipe {
     Descriptor writing;
 };
 
-// Starts this program in its own process group: no input, both output streams to one pipe, the report pipe,
-// no other descriptors. Returns an error number, or 0.
-int spawnSelf(std::vector<std::string> arguments, const Pipe& output, const Pipe& report, pid_t& pid) {
-    os::posix::SpawnSettings settings(POSIX_SPAWN_SETPGROUP);
-    posix_spawn_file_actions_t* const actions = settings.actions();
-    posix_spawn_file_actions_addopen(actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(actions, output.writing.get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(actions, output.writing.get(), STDERR_FILENO);
-    posix_spawn_file_actions_adddup2(actions, report.writing.get(), kReportDescriptor);
-    posix_spawn_file_actions_addclosefrom_np(actions, kReportDescriptor + 1);
-    arguments.insert(arguments.begin(), program_invocation_name);
-    return settings.spawn("/proc/self/exe", std::move(arguments), environ, pid);
-}
-
 // "SIGSEGV (segmentation fault)"
 std::string signalText(int number) {
     const char* const name = sigabbrev_np(number);
@@ -107,9 +89,8 @@ ChildEnd notStarted(int error) {
 }  // namespace
 
 struct RunningChild::Record {
-    Record(pid_t pid, Descriptor process, Pipe& outputPipe, Pipe& reportPipe)
-        : pid_(pid),
-          process_(std::move(process)),
+    Record(std::unique_ptr<Zygote> itsZygote, Pipe& outputPipe, Pipe& reportPipe)
+        : zygote(std::move(itsZygote)),
           output(std::move(outputPipe.reading), kOutputKept),
           report(std::move(reportPipe.reading), kReportKept) {}
     Record(const Record&) = delete;
@@ -117,18 +98,15 @@ struct RunningChild::Record {
     ~Record() { endGroup(); }
 
     int endGroup() {
-        int status = 0;
-        if (pid_ == 0) return status;
-        kill(-pid_, SIGKILL);
-        kill(pid_, SIGKILL);
-        os::posix::retryOnInterrupt([&] { return waitpid(pid_, &status, 0); });
-        pid_ = 0;
+        if (!zygote) return 0;
+        const int status = zygote->end();
+        wasStarted = zygote->child() != 0;
+        Zygote::release(std::move(zygote));
         return status;
     }
 
-    // The first one becomes readable when the process has ended.
     std::array<pollfd, 3> awaited() const {
-        return {pollfd{process_.get(), POLLIN, 0}, pollfd{output.descriptor(), POLLIN, 0},
+        return {pollfd{zygote->descriptor(), POLLIN, 0}, pollfd{output.descriptor(), POLLIN, 0},
                 pollfd{report.descriptor(), POLLIN, 0}};
     }
 
@@ -137,14 +115,11 @@ struct RunningChild::Record {
         report.collect();
     }
 
-private:
-    pid_t pid_;
-    Descriptor process_;
-
-public:
+    std::unique_ptr<Zygote> zygote;
     Collector output;
     Collector report;
     bool hasEnded = false;
+    bool wasStarted = false;
 };
 
 RunningChild::RunningChild(std::unique_ptr<Record> record) : record_(std::move(record)) {}
@@ -156,14 +131,11 @@ std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::
     Pipe output;
     Pipe report;
     if (const int error = std::max(output.error, report.error)) return notStarted(error);
-    pid_t pid = 0;
-    const int error = spawnSelf(arguments, output, report, pid);
+    int error = 0;
+    std::unique_ptr<Zygote> zygote = Zygote::take(error);
+    if (zygote) error = zygote->start(arguments, output.writing.get(), report.writing.get());
     if (error != 0) return notStarted(error);
-    Descriptor process(pidfd_open(pid, 0));
-    const int processError = process ? 0 : errno;
-    auto record = std::make_unique<Record>(pid, std::move(process), output, report);
-    if (processError != 0) return notStarted(processError);
-    return RunningChild(std::move(record));
+    return RunningChild(std::make_unique<Record>(std::move(zygote), output, report));
 }
 
 void RunningChild::wait(const std::vector<RunningChild*>& children, std::chrono::milliseconds time) {
@@ -176,16 +148,27 @@ void RunningChild::wait(const std::vector<RunningChild*>& children, std::chrono:
          static_cast<int>(std::min<std::chrono::milliseconds::rep>(time.count(), INT_MAX)));
     for (std::size_t i = 0; i < children.size(); ++i) {
         Record& record = *children[i]->record_;
-        record.hasEnded = awaited[3 * i].revents != 0;
+        if (awaited[3 * i].revents != 0) record.zygote->collect();
+        record.hasEnded = record.zygote->hasEnded();
         record.collect();
     }
 }
 
 bool RunningChild::hasEnded() const { return record_->hasEnded; }
 
+std::chrono::milliseconds RunningChild::processorTime() const {
+    clockid_t clock = 0;
+    timespec time{};
+    const pid_t child = record_->zygote->child();
+    if (child == 0 || clock_getcpuclockid(child, &clock) != 0 || clock_gettime(clock, &time) != 0) return {};
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::seconds(time.tv_sec) +
+                                                                 std::chrono::nanoseconds(time.tv_nsec));
+}
+
 ChildEnd RunningChild::end() {
     const int status = record_->endGroup();
     record_->collect();
+    if (!record_->wasStarted) return notStarted(EAGAIN);
     ChildEnd end;
     if (!record_->hasEnded) {
         end.kind = ChildEnd::Kind::timedOut;

@@ -48,6 +48,10 @@ void prepareAsChild() {
     std::signal(SIGABRT, handleAbort);
 }
 
+// The system cannot fork: each child is a new process of this program.
+void serveAsChild(const std::vector<std::string>& /*arguments*/,
+                  void (* /*run*/)(const std::vector<std::string>&)) {}
+
 void writeReportLine(const std::string& line) {
     const std::string whole = line + "\n";
     DWORD written = 0;

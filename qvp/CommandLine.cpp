@@ -38,7 +38,7 @@ struct Options {
 class Help : public CLI::Formatter {
 public:
     std::string make_footer(const CLI::App* app) const override {
-        const std::string footer = Formatter::make_footer(app);
+        std::string footer = Formatter::make_footer(app);
         if (!app->get_parent()) return footer;
         const auto isCommon = [](const CLI::Option* option) { return option->get_group() == kCommonOptions; };
         const auto options = app->get_parent()->get_options(isCommon);

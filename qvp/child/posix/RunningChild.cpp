@@ -15,7 +15,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -24,6 +23,7 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 namespace qvp {

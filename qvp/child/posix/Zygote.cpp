@@ -65,7 +65,7 @@ bool sendRequest(int socket, std::string text, const std::array<int, 2>& streams
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    const Attachment attachment(message);
+    Attachment attachment(message);
     cmsghdr* const header = CMSG_FIRSTHDR(&message);
     header->cmsg_level = SOL_SOCKET;
     header->cmsg_type = SCM_RIGHTS;
@@ -91,7 +91,7 @@ std::optional<Request> receiveRequest(int socket) {
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    const Attachment attachment(message);
+    Attachment attachment(message);
     const ssize_t size = retryOnInterrupt([&] { return recvmsg(socket, &message, MSG_CMSG_CLOEXEC); });
     if (size <= 0) return std::nullopt;
     Request request;

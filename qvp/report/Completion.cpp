@@ -141,10 +141,10 @@ std::string zshSpecs(const CommandWords& command) {
     std::string text;
     for (const Option& option : command.options) {
         for (const std::string& name : option.names) {
-            const std::string about = "[" + withEscaped(option.description, "[]:\\") + "]";
-            const bool hasValue = option.value.kind != Kind::nothing;
-            text += " " + asWord((name == "--dir" ? "*" : "") + name + about +
-                                 (hasValue ? ":value:" + zshAction(option.value) : ""));
+            std::string spec = name == "--dir" ? "*" : "";
+            spec.append(name).append("[").append(withEscaped(option.description, "[]:\\")).append("]");
+            if (option.value.kind != Kind::nothing) spec.append(":value:").append(zshAction(option.value));
+            text.append(" ").append(asWord(spec));
         }
     }
     return text;

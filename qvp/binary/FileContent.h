@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <system_error>
 
 namespace qvp {
 
@@ -27,6 +29,7 @@ public:
     Problem problem() const noexcept { return problem_; }
     int errorNumber() const noexcept { return errorNumber_; }
     const std::string& errorText() const noexcept { return errorText_; }
+    bool isDanglingLink() const noexcept { return isDanglingLink_; }  ///< then it is missing
     std::uint64_t size() const noexcept { return size_; }
     std::int64_t modified() const noexcept { return modified_; }  ///< seconds since 1970
 
@@ -38,14 +41,20 @@ private:
     FileContent(std::unique_ptr<std::istream> stream, std::uint64_t size);
     void open(const std::string& path);
     void fail(int errorNumber);
+    void failAt(const std::filesystem::path& path, const std::error_code& error);
 
     std::unique_ptr<std::istream> stream_;
     Problem problem_ = Problem::none;
     int errorNumber_ = 0;
     std::string errorText_;
+    bool isDanglingLink_ = false;
     std::uint64_t size_ = 0;
     std::int64_t modified_ = 0;
 };
+
+/// Why the directory cannot be listed: "does not exist", "is not a directory", "cannot be read: Permission
+/// denied"; "" if it can. `path` is UTF-8.
+std::string directoryProblem(const std::string& path);
 
 /// Creates the file or replaces its content; false if it could not be written completely. `path` is UTF-8.
 bool writeFile(const std::string& path, const std::string& content);

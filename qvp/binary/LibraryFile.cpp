@@ -22,10 +22,11 @@ void setDamaged(LibraryFile& file, const std::string& text) { setProblem(file, P
 
 void takeFileProblem(const FileContent& content, LibraryFile& file) {
     file.errorNumber = content.errorNumber();
+    file.isDanglingLink = content.isDanglingLink();
     const bool isMissing = content.problem() == FileContent::Problem::missing;
     setProblem(file, isMissing ? Problem::missing : Problem::unreadable, content.errorText());
     if (content.problem() == FileContent::Problem::notAFile)
-        setProblem(file, Problem::notALibrary, "it is not a file");
+        setProblem(file, Problem::notALibrary, content.errorText());
 }
 
 // "a text file", "an ELF program, x86-64"

@@ -25,6 +25,7 @@ struct LibraryFile {
     std::optional<std::string> rpath;        ///< ELF: DT_RPATH as written, unless there is a DT_RUNPATH
     std::optional<std::string> runpath;      ///< ELF: DT_RUNPATH as written
     std::vector<std::string> exportedNames;  ///< only with `Exports::read`
+    bool isDanglingLink = false;             ///< then `problem` is `missing`
     std::string buildId;                     ///< lower-case hexadecimal; "" without one
     std::uint64_t size = 0;                  ///< bytes
     std::int64_t modified = 0;               ///< seconds since 1970

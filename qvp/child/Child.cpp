@@ -35,31 +35,45 @@ private:
     struct Place {
         RunningChild child;
         std::function<void(ChildEnd)> onEnd;
-        Clock::time_point deadline;
+        Clock::time_point start;
+
+        // Most likely it will use up its time.
+        bool onlyWaits() const {
+            constexpr std::chrono::milliseconds kPatience{300};
+            const auto age = Clock::now() - start;
+            return age > kPatience && child.processorTime() < age / 10;
+        }
     };
 
     void fill() {
-        while (!isExhausted_ && places_.size() < size_) {
+        while (!isExhausted_ && places_.size() < RunningChild::kMost && workingChildren() < size_) {
             std::optional<ChildTask> task = nextTask_();
             isExhausted_ = !task;
             if (task) start(std::move(*task));
         }
     }
 
+    std::size_t workingChildren() const {
+        return static_cast<std::size_t>(std::count_if(places_.begin(), places_.end(),
+                                                      [](const Place& place) { return !place.onlyWaits(); }));
+    }
+
     void start(ChildTask task) {
         auto started = RunningChild::start(task.arguments);
         if (auto* failure = std::get_if<ChildEnd>(&started)) return task.onEnd(std::move(*failure));
-        places_.push_back(
-            {std::move(std::get<RunningChild>(started)), std::move(task.onEnd), Clock::now() + time_});
+        places_.push_back({std::move(std::get<RunningChild>(started)), std::move(task.onEnd), Clock::now()});
     }
 
     void wait() {
         std::vector<RunningChild*> children;
         for (Place& place : places_) children.push_back(&place.child);
-        // All have the same time, so the oldest's is over first.
+        // All have the same time, so the oldest's is over first. If more are to be started, waits in short
+        // pieces, to see which ones only wait.
+        constexpr std::chrono::milliseconds kPiece{100};
         const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(places_.front().deadline - Clock::now());
-        RunningChild::wait(children, std::max(left, std::chrono::milliseconds(0)));
+            std::chrono::ceil<std::chrono::milliseconds>(places_.front().start + time_ - Clock::now());
+        RunningChild::wait(children, std::clamp(left, std::chrono::milliseconds(0),
+                                                isExhausted_ ? std::chrono::milliseconds::max() : kPiece));
     }
 
     // They are out of the list before anyone is told, who may throw.
@@ -68,7 +82,7 @@ private:
         std::vector<Place> ended;
         std::vector<Place> others;
         for (Place& place : places_) {
-            const bool isOver = place.child.hasEnded() || now >= place.deadline;
+            const bool isOver = place.child.hasEnded() || now >= place.start + time_;
             (isOver ? ended : others).push_back(std::move(place));
         }
         places_ = std::move(others);

@@ -24,8 +24,11 @@ struct ChildEnd {
 
 struct ChildLimits {
     std::chrono::milliseconds time{10000};  ///< per child; then the child and what it started are ended
-    unsigned parallel = 0;                  ///< children at a time; 0 means one per processor
+    unsigned parallel = 0;                  ///< working children at a time; 0 means one per processor
 };
+
+/// The memory that a child may allocate, in bytes.
+inline constexpr std::size_t kMemoryLimit = std::size_t{4} << 30U;
 
 /// The arguments of one child, and the function to call when it has ended.
 struct ChildTask {
@@ -36,14 +39,16 @@ struct ChildTask {
 /// The program that runs plugins' code, `qvp-host`: next to this program, else where the package installs it.
 std::string hostProgram();
 
-/// Runs `hostProgram` for each task that `nextTask` returns, several at a time, until it returns none.
-/// It is called when another child can be started. Both functions run on the calling thread; an exception
-/// from them ends all children and propagates. Processes that a child started do not outlive it.
+/// Runs `hostProgram` for each task that `nextTask` returns, several at a time, until it returns none. A
+/// child that only waits makes room for another one. `nextTask` is called when another child can be started.
+/// Both functions run on the calling thread; an exception from them ends all children and propagates.
+/// Processes that a child started do not outlive it.
 void runChildren(const std::function<std::optional<ChildTask>()>& nextTask, const ChildLimits& limits);
 
 /// In the child, before anything else: opens the report. Returns false if this process is not the child of
-/// `runChildren`. From then on a crash ends the process at once,
-/// without a dialog or a core file, and the child does not outlive its parent.
+/// `runChildren`. From then on a crash ends the process at once, without a dialog or a core file, and the
+/// child does not outlive its parent. On Linux it gets at most `kMemoryLimit` more memory; on Windows its job
+/// is limited.
 bool prepareAsChild();
 
 /// In the child, any thread: appends one line to the report. The parent gets it even if the process ends

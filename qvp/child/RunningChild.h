@@ -28,6 +28,8 @@ public:
     static void wait(const std::vector<RunningChild*>& children, std::chrono::milliseconds time);
     static constexpr unsigned kMost = 64;
 
+    /// The processor time that it has used, 0 if that is unknown.
+    std::chrono::milliseconds processorTime() const;
     /// True if it had ended at the last call of `wait`.
     bool hasEnded() const;
     /// How it ended. Unless it `hasEnded`, ends it now, as timed out.

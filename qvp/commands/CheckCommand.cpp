@@ -111,14 +111,14 @@ public:
 
     void addOptions(CLI::App& app) override {
         app.footer(
-            "Exit status: 0 all is OK, 1 a problem was found, 2 invalid command line,\n"
-            "3 nothing failed, but a plugin for the other system was only read");
+            "Exit status: 0 all is OK, 1 a problem was found, 2 invalid command line or failed output,\n"
+            "3 nothing failed, but a plugin for the other system was only read.");
         app.add_option("files", files_, "The files to check; by default, all in the search directories")
             ->type_name("FILE");
     }
 
     Document run(const Setting& setting) override {
-        const Catalogue catalogue(setting.directories, files_, setting.limits, setting.onProgress);
+        const Catalogue catalogue = catalogueFor(files_, setting);
         std::set<std::size_t> given;
         for (const std::string& file : files_)
             given.insert(catalogue.find(QvPlatform::File(file).toUniversalPath()));
@@ -135,12 +135,13 @@ public:
                 onlyRead.push_back(onlyReadDocument(catalogue.entries()[index]));
         }
         Document problems = Findings(catalogue, indices).take();
-        for (const SearchDirectory& directory : missingDirectories(setting))
+        addDirectories(setting, problems);
+        if (checked.empty() && problems.empty())
             problems.push_back(
-                {{"kind", "directory"},
+                {{"kind", "nothing"},
                  {"plugin", ""},
-                 {"file", directory.path},
-                 {"text", "This directory, given by " + directory.origin + ", does not exist"}});
+                 {"file", ""},
+                 {"text", "Nothing was checked: there is no plugin in the search directories"}});
         return {{"ok", problems.empty() && onlyRead.empty()},
                 {"checked", std::move(checked)},
                 {"problems", std::move(problems)},
@@ -157,7 +158,8 @@ public:
 
     void print(const Document& document, Page& page) const override {
         for (const Document& problem : document["problems"]) {
-            page.paragraph({printedName(problem) + textOf(problem, "file"), Style::strong}, 0, 2);
+            const std::string title = printedName(problem) + textOf(problem, "file");
+            if (!title.empty()) page.paragraph({title, Style::strong}, 0, 2);
             const std::string text = textOf(problem, "text");
             const std::string message = textOf(problem, "message");
             page.paragraph({text, Style::bad}, 4, 2);
@@ -168,6 +170,7 @@ public:
         printOnlyRead(document["onlyRead"], page);
         printDuplicates(document["duplicates"], page);
         const std::size_t all = document["checked"].size();
+        if (all == 0) return page.heading("Checked no files");
         const std::size_t readCount = document["onlyRead"].size();
         std::set<std::string> failed;
         for (const Document& problem : document["problems"]) failed.insert(textOf(problem, "file"));
@@ -178,6 +181,25 @@ public:
     }
 
 private:
+    // Without plugins, a directory to check is probably not the one that was meant.
+    void addDirectories(const Setting& setting, Document& problems) const {
+        const auto add = [&](const SearchDirectory& directory, const std::string& problem) {
+            const std::string origin =
+                directory.origin == "default" ? "the default one" : "given by " + directory.origin;
+            problems.push_back({{"kind", "directory"},
+                                {"plugin", ""},
+                                {"file", directory.path},
+                                {"text", "This directory, " + origin + ", " + problem}});
+        };
+        for (const SearchDirectory& directory : unusableDirectories(setting))
+            add(directory, directory.problem);
+        for (const SearchDirectory& directory : setting.directories) {
+            if (files_.empty() && directory.origin == "--dir" && directory.problem.empty() &&
+                directory.pluginCount == 0)
+                add(directory, "contains no plugins");
+        }
+    }
+
     std::vector<std::string> files_;
 };
 

@@ -58,5 +58,6 @@ std::unique_ptr<Command> makeGraphCommand();
 std::unique_ptr<Command> makeProbeCommand();
 std::unique_ptr<Command> makeNewCommand();
 std::unique_ptr<Command> makeEnvCommand();
+std::unique_ptr<Command> makeCompletionCommand();
 
 }  // namespace qvp

@@ -13,6 +13,7 @@ std::vector<std::unique_ptr<Command>> commands() {
     all.push_back(makeProbeCommand());
     all.push_back(makeNewCommand());
     all.push_back(makeEnvCommand());
+    all.push_back(makeCompletionCommand());
     return all;
 }
 

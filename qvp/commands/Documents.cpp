@@ -64,7 +64,7 @@ std::string stepTitle(const std::string& step) {
 
 std::string stateOf(const Entry& entry) {
     if (entry.inspection.isOnlyRead()) return "otherSystem";
-    if (!entry.problem.empty()) return "refused";
+    if (!entry.shownProblem().empty()) return "refused";
     return entry.isDuplicate() ? "duplicate" : "ok";
 }
 
@@ -88,7 +88,7 @@ Document pluginDocument(const Catalogue& catalogue, std::size_t index) {
     plugin["vendor"] = descriptor ? Document(descriptor->vendor) : Document();
     plugin["dependents"] = namesOf(catalogue, entry.dependents);
     plugin["file"] = entry.path;
-    plugin["problem"] = entry.problem;
+    plugin["problem"] = entry.shownProblem();
     plugin["finding"] = entry.finding();
     plugin["takenInstead"] =
         entry.isDuplicate() ? Document(catalogue.entries()[entry.takenInstead].path) : Document();
@@ -108,17 +108,18 @@ Document directoriesDocument(const std::vector<SearchDirectory>& directories) {
         list.push_back({{"path", directory.path},
                         {"origin", directory.origin},
                         {"exists", directory.exists},
-                        {"plugins", directory.pluginCount}});
+                        {"plugins", directory.pluginCount},
+                        {"problem", directory.problem}});
     }
     return list;
 }
 
-std::vector<SearchDirectory> missingDirectories(const Setting& setting) {
-    std::vector<SearchDirectory> missing = setting.directories;
-    std::erase_if(missing, [](const SearchDirectory& directory) {
-        return directory.exists || directory.origin == "default";
+std::vector<SearchDirectory> unusableDirectories(const Setting& setting) {
+    std::vector<SearchDirectory> unusable = setting.directories;
+    std::erase_if(unusable, [](const SearchDirectory& directory) {
+        return directory.problem.empty() || (directory.origin == "default" && !directory.exists);
     });
-    return missing;
+    return unusable;
 }
 
 Document stepDocument(const Step& step) {
@@ -227,6 +228,14 @@ std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& 
     if (!found.identity.empty()) return {found.path};
     const bool isPath = nameOrPath.find_first_of("/\\") != std::string::npos || nameOrPath.ends_with(".qvp");
     return isPath ? std::vector<std::string>{nameOrPath} : std::vector<std::string>{};
+}
+
+Catalogue catalogueFor(const std::vector<std::string>& files, const Setting& setting) {
+    if (!files.empty()) {
+        Catalogue needed(setting.directories, files, setting.limits, setting.onProgress, Extent::asNeeded);
+        if (needed.isConclusive()) return needed;
+    }
+    return {setting.directories, files, setting.limits, setting.onProgress};
 }
 
 }  // namespace qvp

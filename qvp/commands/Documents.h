@@ -22,8 +22,8 @@ Document pluginDocument(const Catalogue& catalogue, std::size_t index);
 /// For each dependency, what is required and what was found.
 Document dependenciesDocument(const Catalogue& catalogue, const Entry& entry);
 Document directoriesDocument(const std::vector<SearchDirectory>& directories);
-/// The directories given by the user that do not exist.
-std::vector<SearchDirectory> missingDirectories(const Setting& setting);
+/// The directories that cannot be searched, except a default one that does not exist.
+std::vector<SearchDirectory> unusableDirectories(const Setting& setting);
 Document stepDocument(const Step& step);
 /// The manager's message, and after it what the tool knows about it.
 std::string problemText(const Document& plugin);
@@ -51,5 +51,8 @@ void addPluginArgument(CLI::App& app, std::string& nameOrPath);
 /// The files to add to the catalogue so that it contains the plugin: the file found for `nameOrPath`, else
 /// `nameOrPath` itself if it must be a path, else none.
 std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& setting);
+
+/// A catalogue that tells everything about these files but their dependents. Examines no others if it can.
+Catalogue catalogueFor(const std::vector<std::string>& files, const Setting& setting);
 
 }  // namespace qvp

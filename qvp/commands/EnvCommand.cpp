@@ -49,11 +49,11 @@ void printDirectories(const Document& directories, Page& page) {
     Table table;
     table.titles = {"from", "directory", "plugins"};
     for (const Document& directory : directories) {
-        const bool exists = directory["exists"].get<bool>();
+        const std::string problem = textOf(directory, "problem");
         table.rows.push_back({{{textOf(directory, "origin"), Style::faint},
                                {textOf(directory, "path")},
-                               {exists ? directory["plugins"].dump() : "does not exist",
-                                exists ? Style::plain : Style::doubtful}},
+                               {problem.empty() ? directory["plugins"].dump() : problem,
+                                problem.empty() ? Style::plain : Style::doubtful}},
                               {}});
     }
     page.table(table);
@@ -70,7 +70,7 @@ public:
         Document build = Document::object();
         for (const Document& row : compareBuildInformation("", productBuildInformation()))
             build[textOf(row, "key")] = row["product"];
-        return {{"ok", missingDirectories(setting).empty()},
+        return {{"ok", unusableDirectories(setting).empty()},
                 {"directories", directoriesDocument(setting.directories)},
                 {"product", {{"version", Qv::QvGetVersion()}, {"buildInformation", std::move(build)}}},
                 {"processor", processorDocument()},

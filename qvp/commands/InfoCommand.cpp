@@ -2,6 +2,8 @@
 #include "commands/Documents.h"
 #include "report/Text.h"
 
+#include <CLI/CLI.hpp>
+
 #include <ctime>
 
 namespace qvp {
@@ -158,11 +160,19 @@ public:
     const char* name() const override { return "info"; }
     const char* summary() const override { return "Shows everything known about one plugin"; }
 
-    void addOptions(CLI::App& app) override { addPluginArgument(app, plugin_); }
+    void addOptions(CLI::App& app) override {
+        addPluginArgument(app, plugin_);
+        app.add_flag("--dependents", wantsDependents_,
+                     "Examine all plugins for the dependents, also if there are more than " +
+                         std::to_string(kManyPlugins));
+    }
 
     Document run(const Setting& setting) override {
-        const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,
-                                  setting.onProgress);
+        const std::vector<std::string> files = filesFor(plugin_, setting);
+        const bool examinesAll = wantsDependents_ || pluginsIn(setting.directories) <= kManyPlugins;
+        const Catalogue catalogue =
+            examinesAll ? Catalogue(setting.directories, files, setting.limits, setting.onProgress)
+                        : catalogueFor(files, setting);
         const std::size_t index = catalogue.find(plugin_);
         if (index == Entry::kNone)
             return {{"ok", false},
@@ -170,10 +180,10 @@ public:
                     {"directories", directoriesDocument(setting.directories)}};
         const Entry& entry = catalogue.entries()[index];
         const Inspection inspection = closeLookAt(entry.path, setting);
-        return {{"ok", entry.problem.empty()},
+        return {{"ok", entry.shownProblem().empty()},
                 {"name", entry.name()},
                 {"state", stateOf(entry)},
-                {"problem", entry.problem},
+                {"problem", entry.shownProblem()},
                 {"finding", entry.finding()},
                 {"descriptor", descriptorOf(inspection)},
                 {"file", fileOf(inspection.file)},
@@ -185,14 +195,16 @@ public:
                  {{"found", inspection.entryPointsFound}, {"missing", inspection.entryPointsMissing}}},
                 {"libraries", librariesOf(inspection)},
                 {"dependencies", dependenciesDocument(catalogue, entry)},
-                {"dependents", dependentsOf(catalogue, index)}};
+                {"dependents", examinesAll ? dependentsOf(catalogue, index) : Document()}};
     }
 
     void print(const Document& document, Page& page) const override {
         if (!document.contains("file")) {
             page.paragraph({textOf(document, "problem"), Style::bad});
-            for (const Document& directory : document["directories"])
-                page.paragraph({textOf(directory, "path")}, 2, 2);
+            for (const Document& directory : document["directories"]) {
+                const std::string unusable = textOf(directory, "problem");
+                page.paragraph({textOf(directory, "path") + (unusable.empty() ? "" : "  " + unusable)}, 2, 2);
+            }
             return;
         }
         const std::string state = textOf(document, "state");
@@ -204,11 +216,23 @@ public:
         printEntryPoints(document["entryPoints"], page);
         printLibraries(document["libraries"], page);
         printNeighbours("Dependencies", document["dependencies"], page);
-        printNeighbours("Dependents", document["dependents"], page);
+        if (!document["dependents"].is_null())
+            return printNeighbours("Dependents", document["dependents"], page);
+        page.heading("Dependents");
+        page.paragraph({"not examined, because there are many plugins; see --dependents", Style::faint}, 2);
     }
 
 private:
+    static constexpr std::size_t kManyPlugins = 100;
+
+    static std::size_t pluginsIn(const std::vector<SearchDirectory>& directories) {
+        std::size_t count = 0;
+        for (const SearchDirectory& directory : directories) count += directory.pluginCount;
+        return count;
+    }
+
     std::string plugin_;
+    bool wantsDependents_ = false;
 };
 
 }  // namespace

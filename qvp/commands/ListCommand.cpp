@@ -33,7 +33,7 @@ public:
         for (const std::size_t index : catalogue.readingOrder())
             plugins.push_back(pluginDocument(catalogue, index));
         Document totals = totalsOf(plugins);
-        const bool isOk = totals["ok"] == totals["files"] && missingDirectories(setting).empty();
+        const bool isOk = totals["ok"] == totals["files"] && unusableDirectories(setting).empty();
         return {{"ok", isOk},
                 {"directories", directoriesDocument(setting.directories)},
                 {"plugins", std::move(plugins)},
@@ -45,7 +45,7 @@ public:
         Document elsewhere = document["plugins"];
         for (const Document& directory : document["directories"]) {
             const std::string path = textOf(directory, "path");
-            page.heading(path + "  (" + textOf(directory, "origin") + ")");
+            page.heading((path.empty() ? "\"\"" : path) + "  (" + textOf(directory, "origin") + ")");
             Document here = Document::array();
             Document others = Document::array();
             for (Document& plugin : elsewhere)
@@ -54,8 +54,7 @@ public:
             if (!here.empty())
                 page.table(tableOf(here, path));
             else
-                page.paragraph(
-                    {directory["exists"].get<bool>() ? "no plugins" : "does not exist", Style::faint}, 2);
+                page.paragraph(aboutEmpty(directory), 2);
         }
         if (!elsewhere.empty()) {
             page.heading("Found elsewhere, because a plugin depends on that name");
@@ -66,6 +65,12 @@ public:
     }
 
 private:
+    static Cell aboutEmpty(const Document& directory) {
+        const std::string problem = textOf(directory, "problem");
+        if (problem.empty()) return {"no plugins", Style::faint};
+        return {problem, textOf(directory, "origin") == "default" ? Style::faint : Style::bad};
+    }
+
     static bool isIn(const std::string& directory, const std::string& file) {
         return file.starts_with(directory) && file.find('/', directory.size()) == std::string::npos;
     }

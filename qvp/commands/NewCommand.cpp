@@ -2,6 +2,7 @@
 
 #include <QvPlatform/core/QvVersion.h>
 #include <QvPlatform/core/StringUtils.h>
+#include <QvPlatform/filesystem/Environment.h>
 #include <QvPlatform/filesystem/Filesystem.h>
 #include <CLI/CLI.hpp>
 
@@ -11,6 +12,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <string_view>
+#include <utility>
 
 namespace qvp {
 namespace {
@@ -36,6 +39,43 @@ std::string problemOfName(const std::string& name) {
     return {};
 }
 
+/// Where this program is installed, if the CMake package is there too; "" otherwise.
+std::string ownPrefix() {
+    const Directory prefix = Directory(Directory::kExecutableDirectory).parent();
+    const bool isInstalled = prefix.directory(templates::kPackageFolder).hasFile("QvPlatformConfig.cmake");
+    return isInstalled ? prefix.toUniversalPath() : std::string();
+}
+
+/// How to call this program: by its name if a shell finds it, else by its path.
+std::string ownCall() {
+    const std::string folder = Directory(Directory::kExecutableDirectory).toUniversalPath();
+    const std::string& separator = QvPlatform::getPathSeparator();
+    std::string rest = QvPlatform::getEnv("PATH") + separator;
+    for (auto end = rest.find(separator); end != std::string::npos; end = rest.find(separator)) {
+        if (end != 0 && Directory(rest.substr(0, end)).toUniversalPath() == folder) return "qvp";
+        rest.erase(0, end + separator.size());
+    }
+    return folder + "qvp";
+}
+
+/// As one word for a shell.
+std::string asWord(const std::string& text) {
+    const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) {
+        return isLetterOrDigit(c) || std::string_view("/._:+@,=-").find(c) != std::string_view::npos;
+    });
+    if (isPlain) return text;
+    std::string result = "\"";
+    for (const char c : text) result += std::string(c == '"' || c == '$' || c == '`' ? "\\" : "") + c;
+    return result + "\"";
+}
+
+/// What CMake must be told to find the package; "" if it finds it anyway. Begins with a blank.
+std::string prefixOption(std::string prefix) {
+    if (prefix.empty() || prefix == "/usr/" || prefix == "/usr/local/") return {};
+    if (prefix.size() > 1) prefix.pop_back();
+    return " " + asWord("-DCMAKE_PREFIX_PATH=" + prefix);
+}
+
 struct NewFile {
     const char* folder;
     std::string name;
@@ -58,6 +98,9 @@ public:
         const Directory project = Directory(into_).directory(name_);
         Document document{{"ok", false}, {"name", name_}, {"folder", project.toUniversalPath()}};
         document["problem"] = make(project, document["files"] = Document::array());
+        const std::string prefix = ownPrefix();
+        document["prefix"] = prefix.empty() ? Document() : Document(prefix);
+        document["program"] = ownCall();
         document["ok"] = document["problem"].get<std::string>().empty();
         return document;
     }
@@ -70,9 +113,13 @@ public:
         page.paragraph({"Created the plugin " + textOf(document, "name") + " in " + folder, Style::good});
         for (const std::string& file : textsOf(document["files"])) page.paragraph({file}, 2);
         page.heading("Build and test it");
-        page.verbatim("  cmake -S " + folder + " -B " + folder +
-                      "/build -DCMAKE_BUILD_TYPE=Release\n  cmake --build " + folder +
-                      "/build\n  ctest --test-dir " + folder + "/build --output-on-failure\n");
+        const std::string source = asWord(folder);
+        const std::string build = asWord(folder + "/build");
+        const std::string plugin = asWord(folder + "/build/" + textOf(document, "name") + ".qvp");
+        page.verbatim("  cmake -S " + source + " -B " + build + " -DCMAKE_BUILD_TYPE=Release" +
+                      prefixOption(textOf(document, "prefix")) + "\n  cmake --build " + build +
+                      "\n  ctest --test-dir " + build + " --output-on-failure\n  " +
+                      asWord(textOf(document, "program")) + " check " + plugin + "\n");
     }
 
 private:
@@ -95,8 +142,14 @@ private:
     }
 
     std::string filled(const std::string& text) const {
-        return QvSim::StringUtils::replace(QvSim::StringUtils::replace(text, "@NAME@", name_), "@VERSION@",
-                                           Qv::QvGetVersion());
+        const std::pair<const char*, std::string> values[] = {{"@NAME@", name_},
+                                                              {"@VERSION@", Qv::QvGetVersion()},
+                                                              {"@PREFIX_OPTION@", prefixOption(ownPrefix())},
+                                                              {"@QVP@", asWord(ownCall())}};
+        std::string result = text;
+        for (const auto& [placeholder, value] : values)
+            result = QvSim::StringUtils::replace(result, placeholder, value);
+        return result;
     }
 
     std::string name_;

@@ -43,7 +43,7 @@ Document leftOut(const Catalogue& catalogue) {
         const Entry& entry = catalogue.entries()[index];
         if (entry.isInitialized) continue;
         Document document = shortDocument(entry);
-        document["problem"] = entry.problem;
+        document["problem"] = entry.shownProblem();
         list.push_back(std::move(document));
     }
     return list;

@@ -60,20 +60,31 @@ bool Entry::isUsable() const {
 
 bool Entry::isCalledLikeItsPlugin() const {
     if (!inspection.descriptor || inspection.descriptor->name.empty()) return true;
+    if (hasOtherCaseOfExtension(path)) return false;
     const std::string wanted = QvPlatform::File(path).getFolderPath() + inspection.descriptor->name;
     const std::string identity = regularFileIdentity(path);
     return regularFileIdentity(wanted + ".qvp") == identity || regularFileIdentity(wanted) == identity;
 }
 
+std::string Entry::shownProblem() const {
+    if (!problem.empty() || isListed || isInitialized || !hasOtherCaseOfExtension(path)) return problem;
+    return std::string("The plugin manager does not load this file: its extension is ") +
+           QvPlatform::File(path).getExtension() + ", not " + rules::kExtension + ".";
+}
+
 Catalogue::Catalogue(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files,
-                     const ChildLimits& limits, const Progress& onProgress)
+                     const ChildLimits& limits, const Progress& onProgress, Extent extent)
     : finder_(directories) {
-    list(directories, files);
+    const bool isWhole = extent == Extent::everything;
+    list(isWhole ? directories : std::vector<SearchDirectory>(), files);
     // What a dependency's name leads to may be a file that is not called *.qvp, and need more of those.
     for (std::size_t first = 0; first < entries_.size();) {
         const std::size_t end = entries_.size();
         inspectFrom(first, limits, onProgress);
-        for (; first < end; ++first) findDependencies(first);
+        for (; first < end; ++first) {
+            findDependencies(first);
+            if (!isWhole) addNamesake(first);
+        }
     }
     sortForReading();
     DryRun dryRun(entries_);
@@ -91,6 +102,19 @@ Catalogue::Catalogue(const std::vector<SearchDirectory>& directories, const std:
     for (const std::size_t index : initializationOrder_)
         firstLoaded_.emplace(rules::foldedName(entries_[index].name()), index);
     findDuplicates();
+}
+
+bool Catalogue::isConclusive() const {
+    return std::all_of(entries_.begin(), entries_.end(), [](const Entry& entry) {
+        return entry.isInitialized || (entry.isListed && !entry.isUsable() && entry.dependents.empty());
+    });
+}
+
+// The file that the manager finds for the plugin's own name.
+void Catalogue::addNamesake(std::size_t index) {
+    if (!entries_[index].isUsable()) return;
+    const PluginFinder::Found& found = finder_.find(entries_[index].inspection.descriptor->name);
+    if (!found.identity.empty()) add(found.path, found.identity, false);
 }
 
 std::size_t Catalogue::add(const std::string& path, const std::string& identity, bool isListed) {
@@ -119,8 +143,10 @@ void Catalogue::list(const std::vector<SearchDirectory>& directories, const std:
         const std::string identity = regularFileIdentity(path);
         if (identities.count(identity) == 0) add(path, identity, true);
     }
-    for (const auto& [path, identity] : inDirectories) {
-        if (!identity.empty()) add(path, identity, true);
+    for (const auto& [path, identity] : inDirectories) add(path, identity, true);
+    for (const SearchDirectory& directory : directories) {
+        for (const std::string& path : mistakableIn(directory.path))
+            add(path, regularFileIdentity(path), false);
     }
 }
 
@@ -138,8 +164,10 @@ void Catalogue::inspectFrom(std::size_t first, const ChildLimits& limits, const 
 
 void Catalogue::findDependencies(std::size_t index) {
     const Inspection& inspection = entries_[index].inspection;
-    if (inspection.file.problem != LibraryFile::Problem::missing)
-        byFoldedName_[rules::foldedName(entries_[index].name())].push_back(index);
+    // A link to nothing is there; a path that was given may lead nowhere.
+    const bool isThere =
+        inspection.file.problem != LibraryFile::Problem::missing || inspection.file.isDanglingLink;
+    if (isThere) byFoldedName_[rules::foldedName(entries_[index].name())].push_back(index);
     if (!inspection.descriptor) return;
     std::vector<Entry::Edge> edges;
     const auto needed = inspection.descriptor->dependencies;  // a copy: `add` moves the entries

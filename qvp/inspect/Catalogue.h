@@ -27,7 +27,7 @@ struct Entry {
 
     std::string path;
     Inspection inspection;             ///< without the lists that only `Depth::everything` fills
-    bool isListed = true;              ///< in a directory or by the user; else found for a dependency
+    bool isListed = true;              ///< the manager loads it unasked, or the user named it
     bool isInitialized = false;        ///< if everything is loaded, as far as known without running it
     std::string problem;               ///< why it is not initialized, as the manager's message; "" if it is
     std::size_t takenInstead = kNone;  ///< the entry that the manager finds for this one's name
@@ -42,11 +42,19 @@ struct Entry {
     bool isUsable() const;
     /// True if the file is named after the plugin, so that dependents find it, and without a descriptor.
     bool isCalledLikeItsPlugin() const;
+    /// `problem`, or else why the manager does not load this file, although it could be initialized.
+    std::string shownProblem() const;
     bool isDuplicate() const { return takenInstead != kNone; }
 };
 
 /// Called with the number of inspected files and the number of all files.
 using Progress = std::function<void(std::size_t done, std::size_t all)>;
+
+/// Which files a catalogue inspects.
+enum class Extent {
+    everything,  ///< all files of the directories
+    asNeeded     ///< the given ones, the files that are found for their dependencies, and their namesakes
+};
 
 /// All plugins in the directories, inspected, and how they depend on each other by the rules of the plugin
 /// manager. Time and memory are proportional to the number of plugins and dependencies.
@@ -54,7 +62,12 @@ class Catalogue {
 public:
     /// `files` that are in none of the directories come first.
     Catalogue(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files,
-              const ChildLimits& limits, const Progress& onProgress);
+              const ChildLimits& limits, const Progress& onProgress, Extent extent = Extent::everything);
+
+    /// For `Extent::asNeeded`: true if a catalogue of everything says the same about the given files, except
+    /// about their dependents. It does if all dependencies are initialized; a failure may depend on the order
+    /// in which the manager loads all files, or on one whose name is not that of its plugin.
+    bool isConclusive() const;
 
     const std::vector<Entry>& entries() const noexcept { return entries_; }
     /// Indices into `entries`, directory by directory, sorted by path: the order for reports. `entries` has
@@ -75,6 +88,7 @@ public:
 
 private:
     std::size_t add(const std::string& path, const std::string& identity, bool isListed);
+    void addNamesake(std::size_t index);
     void list(const std::vector<SearchDirectory>& directories, const std::vector<std::string>& files);
     void inspectFrom(std::size_t first, const ChildLimits& limits, const Progress& onProgress);
     void findDependencies(std::size_t index);

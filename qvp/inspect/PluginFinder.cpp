@@ -5,6 +5,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 
 #include "QvPluginSystem/rules/PluginRules.h"
+#include "binary/FileContent.h"
 
 #include <algorithm>
 #include <optional>
@@ -23,14 +24,19 @@ void add(std::vector<SearchDirectory>& directories, const std::string& text, con
     const std::string path = directory.toUniversalPath();
     const auto isSame = [&](const SearchDirectory& other) { return other.path == path; };
     if (text.empty() || std::any_of(directories.begin(), directories.end(), isSame)) return;
-    directories.push_back({path, origin, directory.exists(), pluginFilesIn(path).size()});
+    directories.push_back(
+        {path, origin, directory.exists(), pluginFilesIn(path).size(), directoryProblem(path)});
 }
 
 }  // namespace
 
 std::vector<SearchDirectory> searchDirectories(const std::vector<std::string>& given) {
     std::vector<SearchDirectory> directories;
-    for (const std::string& text : given) add(directories, text, "--dir");
+    for (const std::string& text : given) {
+        add(directories, text, "--dir");
+        // As from a variable of a script that is not set: nothing is searched for it, and that is a problem.
+        if (text.empty()) directories.push_back({"", "--dir", false, 0, "has an empty name"});
+    }
 
     const std::string& separator = QvPlatform::getPathSeparator();
     std::string rest = QvPlatform::getEnv("QVP_PATH") + separator;
@@ -46,7 +52,28 @@ std::vector<SearchDirectory> searchDirectories(const std::vector<std::string>& g
 
 std::vector<std::string> pluginFilesIn(const std::string& directory) {
     std::vector<std::string> paths;
+    if (directory.empty()) return paths;  // to the rules it is the current directory
     for (const File& file : rules::pluginFilesIn(directory)) paths.push_back(file.toUniversalPath());
+    return paths;
+}
+
+bool hasOtherCaseOfExtension(const std::string& path) {
+    const std::string extension = File(path).getExtension();
+    return extension != rules::kExtension && rules::isSameName(extension, rules::kExtension);
+}
+
+std::vector<std::string> mistakableIn(const std::string& directory) {
+    std::vector<std::string> paths;
+    if (directory.empty()) return paths;
+    for (const File& file : Directory(directory).files()) {
+        std::string path = file.toUniversalPath();
+        if (hasOtherCaseOfExtension(path)) paths.push_back(std::move(path));
+    }
+    for (const Directory& inner : Directory(directory).directories()) {
+        if (!inner.getName().ends_with(rules::kExtension)) continue;
+        paths.push_back(inner.toUniversalPath());
+        paths.back().pop_back();
+    }
     return paths;
 }
 

@@ -144,7 +144,9 @@ void setDirectories(QvPluginManager& manager, const std::vector<std::string>& di
     const std::string standard = manager.getPluginSearchDirs().front();
     manager.addPluginSearchDir(standard);
     manager.removePluginSearchDir(standard);
-    for (const std::string& directory : directories) manager.addPluginSearchDir(directory);
+    for (const std::string& directory : directories) {
+        if (!directory.empty()) manager.addPluginSearchDir(directory);
+    }
 }
 
 // The library that resolves names adds lines about what it did not find.

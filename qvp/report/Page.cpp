@@ -10,7 +10,7 @@ namespace qvp {
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kNarrowest = 4;
+constexpr std::size_t kNarrowestColumn = 4;
 
 const char* codeOf(Style style) {
     switch (style) {
@@ -53,7 +53,7 @@ void fit(std::vector<std::size_t>& widths, std::size_t room) {
     };
     while (used() > room + kGap) {
         const auto widest = std::max_element(widths.begin(), widths.end());
-        if (*widest <= kNarrowest) return;
+        if (*widest <= kNarrowestColumn) return;
         --*widest;
     }
 }
@@ -73,7 +73,8 @@ void Page::heading(const std::string& text) {
 
 void Page::paragraph(const Cell& text, std::size_t indent, std::size_t furtherIndent) {
     std::string margin = blanks(indent);
-    for (const std::string& line : wrapped(printable(text.text), kWidth - indent - furtherIndent)) {
+    for (const std::string& line :
+         wrapped(printable(text.text), width_ - std::min(width_ - kNarrowest / 2, indent + furtherIndent))) {
         out_ << margin;
         write({line, text.style});
         out_ << '\n';
@@ -83,7 +84,7 @@ void Page::paragraph(const Cell& text, std::size_t indent, std::size_t furtherIn
 
 void Page::table(const Table& table, std::size_t indent) {
     std::vector<std::size_t> widths = naturalWidths(table);
-    fit(widths, kWidth - indent);
+    fit(widths, width_ - std::min(width_ - kNarrowest / 2, indent));
     if (!table.titles.empty() && !table.rows.empty()) {
         std::vector<Cell> titles;
         for (const std::string& title : table.titles) titles.push_back({title, Style::faint});

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -23,12 +25,16 @@ struct Table {
     std::vector<Row> rows;
 };
 
-/// Text output, 100 columns wide.
+/// Text output.
 class Page {
 public:
-    static constexpr std::size_t kWidth = 100;
+    /// For what is not a terminal: nothing is wrapped.
+    static constexpr std::size_t kUnlimited = std::size_t{1} << 30U;
+    static constexpr std::size_t kNarrowest = 40;
 
-    Page(std::ostream& out, bool hasColours) : out_(out), hasColours_(hasColours) {}
+    /// `width` in columns; a narrower page is taken as `kNarrowest` wide.
+    Page(std::ostream& out, bool hasColours, std::size_t width)
+        : out_(out), hasColours_(hasColours), width_(std::max(width, kNarrowest)) {}
 
     /// Prints a blank line first, except at the start.
     void heading(const std::string& text);
@@ -43,6 +49,7 @@ private:
 
     std::ostream& out_;
     bool hasColours_;
+    std::size_t width_;
     bool isEmpty_ = true;
 };
 

@@ -51,6 +51,24 @@ std::size_t cutBefore(const std::string& text, std::size_t end) {
     return mark != std::string::npos && mark > end / 3 ? mark + 1 : end;
 }
 
+// How many letters must be inserted, removed or replaced, or neighbours swapped.
+std::size_t changesBetween(const std::string& one, const std::string& other) {
+    std::vector<std::vector<std::size_t>> rows(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
+    for (std::size_t i = 0; i <= one.size(); ++i) {
+        for (std::size_t k = 0; k <= other.size(); ++k) {
+            if (i == 0 || k == 0) {
+                rows[i][k] = i + k;
+                continue;
+            }
+            const std::size_t replaced = rows[i - 1][k - 1] + (one[i - 1] == other[k - 1] ? 0 : 1);
+            rows[i][k] = std::min({replaced, rows[i - 1][k] + 1, rows[i][k - 1] + 1});
+            const bool isSwapped = i > 1 && k > 1 && one[i - 1] == other[k - 2] && one[i - 2] == other[k - 1];
+            if (isSwapped) rows[i][k] = std::min(rows[i][k], rows[i - 2][k - 2] + 1);
+        }
+    }
+    return rows.back().back();
+}
+
 }  // namespace
 
 std::size_t columnsOf(const std::string& text) {
@@ -89,6 +107,20 @@ std::string listed(const std::vector<std::string>& texts) {
         list += texts[i];
     }
     return list;
+}
+
+std::string nearest(const std::string& text, const std::vector<std::string>& candidates) {
+    std::string best;
+    std::size_t least = 0;
+    for (const std::string& candidate : candidates) {
+        const std::size_t difference = changesBetween(text, candidate);
+        if (difference > std::max(text.size(), candidate.size()) / 3 + 1 || difference >= candidate.size())
+            continue;
+        if (!best.empty() && difference >= least) continue;
+        best = candidate;
+        least = difference;
+    }
+    return best;
 }
 
 std::string shortVersion(std::string version) {

@@ -17,6 +17,9 @@ std::vector<std::string> wrapped(const std::string& text, std::size_t width);
 /// "a, b and c".
 std::string listed(const std::vector<std::string>& texts);
 
+/// The candidate that differs least from `text`; "" if each one differs in more than a third of its letters.
+std::string nearest(const std::string& text, const std::vector<std::string>& candidates);
+
 /// A version without trailing zeros: "1.2.0.0" becomes "1.2".
 std::string shortVersion(std::string version);
 

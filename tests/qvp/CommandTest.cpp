@@ -27,12 +27,12 @@ struct Result {
 
 class CommandTest : public support::PluginTest {
 protected:
-    Result run(const Texts& words) const {
+    Result run(const Texts& words, std::size_t columns = qvp::Page::kUnlimited) const {
         Texts arguments{"--dir", folder.path()};
         arguments.insert(arguments.end(), words.begin(), words.end());
         std::ostringstream out;
         std::ostringstream errors;
-        const int status = qvp::runCommandLine(arguments, out, errors);
+        const int status = qvp::runCommandLine(arguments, out, errors, columns);
         return {status, out.str(), errors.str()};
     }
 
@@ -191,6 +191,23 @@ TEST_F(CommandTest, checkStopsShortOfInitialization) {
     EXPECT_EQ(strings(text["problems"], "plugin"), (Texts{"gone", "text"}));
 }
 
+TEST_F(CommandTest, checkFailsWhereItLookedAtNothing) {
+    const auto textsOf = [](const Json& document) { return strings(document["problems"], "text"); };
+    EXPECT_EQ(textsOf(json({"check"}, 1)), Texts{"This directory, given by --dir, contains no plugins"});
+    add("scene");
+    EXPECT_EQ(textsOf(json({"check", "--dir", "", "--dir", path("scene.qvp")}, 1)),
+              (Texts{"This directory, given by --dir, has an empty name",
+                     "This directory, given by --dir, is not a directory"}));
+    EXPECT_EQ(json({"list", "--dir", ""}, 1)["totals"]["files"], 1);
+    json({"check"}, 0);
+
+    std::ostringstream out;
+    std::ostringstream errors;
+    const support::CurrentDirectoryChange change(folder.path());  // not searched
+    EXPECT_EQ(qvp::runCommandLine({"check"}, out, errors), 1);
+    EXPECT_EQ(out.str().rfind("Nothing was checked: ", 4), 4U) << out.str();
+}
+
 TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {
     const std::string system = support::kWindows ? "Linux" : "Windows";
     add("scene", {"version 1.2"});
@@ -306,6 +323,10 @@ TEST_F(CommandTest, probe) {
 TEST_F(CommandTest, newMakesAProjectOnce) {
     const Json made = json({"new", "gravity", "--into", folder.path()}, 0);
     EXPECT_EQ(made["files"].size(), 4U);
+    EXPECT_TRUE(made["prefix"].is_null());
+    const std::string programs =
+        QvPlatform::Directory(QvPlatform::Directory::kExecutableDirectory).toUniversalPath();
+    EXPECT_EQ(made["program"], programs + "qvp");
     EXPECT_NE(support::readFile(path("gravity/gravity.cpp")).find("info.name = \"gravity\""),
               std::string::npos);
     EXPECT_EQ(json({"new", "gravity", "--into", folder.path()}, 1)["files"].size(), 0U);
@@ -318,16 +339,84 @@ TEST_F(CommandTest, wrongUse) {
                                {"list", "--color", "red"},
                                {"graph", "--format", "gif"},
                                {"new", "../x"},
-                               {"new", "test"}}) {
+                               {"new", "test"},
+                               {"completion", "csh"},
+                               {"--exists"},
+                               {"--exists", "x", "list"},
+                               {"--exists", "x", "--at-least", "1.x"},
+                               {"--at-least", "1.0"}}) {
         const Result result = run(words);
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.errors, "");
+        EXPECT_EQ(result.errors.rfind("qvp: ", 0), 0U) << result.errors;
     }
+    EXPECT_EQ(run({"lsit"}).errors,
+              "qvp: unknown command \"lsit\"; did you mean \"list\"?\nSee qvp --help.\n");
+    EXPECT_EQ(run({"entirely"}).errors, "qvp: unknown command \"entirely\"\nSee qvp --help.\n");
+
     EXPECT_EQ(run({"--help"}).status, 0);
+    const std::string help = run({"info", "--help"}).out;
+    for (const char* part : {"--dependents", "Common options", "--timeout", "=10", "=auto", "Exit status: 0"})
+        EXPECT_NE(help.find(part), std::string::npos) << part << '\n' << help;
+
+    std::ostringstream full;
+    full.setstate(std::ios::badbit);
+    std::ostringstream errors;
+    EXPECT_EQ(qvp::runCommandLine({"env"}, full, errors), 2);
+    EXPECT_EQ(errors.str().rfind("qvp: could not write the output", 0), 0U) << errors.str();
 }
 
-TEST_F(CommandTest, textFitsAHundredColumns) {
+TEST_F(CommandTest, existsTellsByItsStatusOnly) {
+    addSimulation();
+    const std::vector<std::pair<Texts, int>> cases{{{"scene"}, 0},
+                                                   {{"scene", "--at-least", "1.2"}, 0},
+                                                   {{"scene", "--at-least", "1.3"}, 1},
+                                                   {{"world"}, 0},
+                                                   {{"foam"}, 1},
+                                                   {{"hinge"}, 1},
+                                                   {{"nobody"}, 1}};
+    for (const auto& [arguments, status] : cases) {
+        Texts words{"--exists"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        const Result result = run(words);
+        EXPECT_EQ(result.status, status) << arguments.front() << result.errors;
+        EXPECT_EQ(result.out + result.errors, "");
+    }
+}
+
+TEST_F(CommandTest, amongManyPluginsInfoExaminesThoseThatItNeeds) {
+    addSimulation();
+    for (int i = 0; i < 100; ++i) support::writeFile(path("text" + std::to_string(i) + ".qvp"), "no library");
+    const Json collision = json({"info", "collision"}, 0);
+    EXPECT_TRUE(collision["dependents"].is_null());
+    EXPECT_EQ(strings(collision["dependencies"], "name"), Texts{"scene"});
+    EXPECT_EQ(strings(json({"info", "collision", "--dependents"}, 0)["dependents"], "name"), Texts{"world"});
+    // Which problem a plugin in a cycle has depends on all others.
+    const Json list = json({"list"}, 1);
+    for (const char* name : {"hinge", "motor", "fluid", "ragdoll", "text7"}) {
+        const auto plugin = std::find_if(list["plugins"].begin(), list["plugins"].end(),
+                                         [&](const Json& each) { return each["name"] == name; });
+        EXPECT_EQ(json({"info", name}, 1)["problem"], (*plugin)["problem"]);
+    }
+}
+
+TEST_F(CommandTest, namesThatOnlyLookLikePlugins) {
+    add("scene");
+    folder.addDirectory("folder.qvp");
+    add("world");
+    std::filesystem::rename(support::pathOf(path("world.qvp")), support::pathOf(path("world.QVP")));
+    const Json list = json({"list"}, 1);
+    EXPECT_EQ(strings(list["plugins"], "name"), (Texts{"folder", "scene", "world"}));
+    EXPECT_EQ(strings(list["plugins"], "problem"),
+              (Texts{"it is a directory, not a file", "",
+                     "The plugin manager does not load this file: its extension is .QVP, not .qvp."}));
+    if (support::kWindows) return;  // the file system finds it by its name
+    EXPECT_EQ(
+        json({"why", "world"}, 1)["advice"][0],
+        "Rename " + path("world.QVP") + " to world.qvp: dependents look for a file with the plugin's name.");
+}
+
+TEST_F(CommandTest, textFitsTheTerminal) {
     addSimulation();
     const std::string name = "a-plugin-with-quite-a-long-name-" + std::string(80, 'x');
     add(name, {"needs scene 7.0", "displayName " + std::string(150, 'y'), "version 1.2"});
@@ -340,14 +429,17 @@ TEST_F(CommandTest, textFitsAHundredColumns) {
                                       {"order"},          {"env"}};
     for (Texts words : commands) {
         words.insert(words.end(), {"--color", "never"});
-        std::istringstream lines(run(words).out);
+        std::istringstream lines(run(words, 60).out);
         for (std::string line; std::getline(lines, line);) {
-            EXPECT_LE(qvp::columnsOf(line), 100U) << line;
+            EXPECT_LE(qvp::columnsOf(line), 60U) << line;
             EXPECT_EQ(line.find('\033'), std::string::npos) << line;
         }
         words.back() = "always";
         EXPECT_NE(run(words).out.find("\033["), std::string::npos);
     }
+    // Without one, nothing is wrapped.
+    EXPECT_NE(run({"list"}).out.find(std::string(150, 'y')), std::string::npos);
+    EXPECT_NE(run({"info", name}).out.find(path(name + ".qvp") + "\n"), std::string::npos);
 }
 
 }  // namespace

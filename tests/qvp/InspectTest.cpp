@@ -115,6 +115,27 @@ TEST(Inspect, EndsChildrenThatTakeTooLong) {
     EXPECT_EQ(failure(inspections[1]), "descriptor: did not return from GetPluginInfo within 1 s");
 }
 
+// One after the other they would take 24 s.
+TEST(Inspect, ThoseThatOnlyWaitMakeRoom) {
+    const auto start = std::chrono::steady_clock::now();
+    std::size_t count = 0;
+    qvp::inspect(Texts(8, support::specimen("hangWhenOpened")), qvp::Depth::descriptor, {3s, 1},
+                 [&](std::size_t, const Inspection&) { ++count; });
+    EXPECT_EQ(count, 8U);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 18s);
+}
+
+// What one leaves in its process does not reach the next one.
+TEST(Inspect, EachIsInspectedInACleanProcess) {
+    if (kWindows) GTEST_SKIP() << "Wine does not limit a job's memory";
+    if (support::kAddressSanitizer || support::kThreadSanitizer)
+        GTEST_SKIP() << "it ends a process that gets no memory";
+    const Texts files(3, support::specimen("takesMemory"));
+    const auto inspections = inspectAll(files);
+    for (const Inspection& inspection : inspections)
+        EXPECT_EQ(failure(inspection), "descriptor: threw std::bad_alloc: std::bad_alloc in GetPluginInfo");
+}
+
 TEST(Inspect, EndsWhatAChildHasStarted) {
     const support::TemporaryFolder folder;
     const auto inspections = inspectAll({support::copySpecimen("startsAnother.qvp", folder.path())}, 8s);

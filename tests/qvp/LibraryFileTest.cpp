@@ -129,7 +129,8 @@ TEST(LibraryFile, SaysWhatAFileIsThatIsNoLibraryOfThisSystem) {
         EXPECT_EQ(file.problem, text.find("not a shared") != std::string::npos ? Problem::notALibrary
                                                                                : Problem::wrongArchitecture);
     }
-    EXPECT_EQ(qvp::readLibraryFile(folder.path(), qvp::Exports::skip).errorText, "it is not a file");
+    EXPECT_EQ(qvp::readLibraryFile(folder.path(), qvp::Exports::skip).errorText,
+              "it is a directory, not a file");
     const LibraryFile missing = qvp::readLibraryFile(folder.path() + "none", qvp::Exports::skip);
     EXPECT_EQ(missing.problem, Problem::missing);
     EXPECT_EQ(missing.errorNumber, 2);

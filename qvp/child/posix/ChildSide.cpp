@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 
 namespace qvp {
 namespace {
@@ -30,6 +31,17 @@ ReportArea* mapReport() {
     return memory == MAP_FAILED ? nullptr : static_cast<ReportArea*>(memory);
 }
 
+// On top of what the process has, which with a checker is much.
+void limitMemory() {
+    std::ifstream sizes("/proc/self/statm");
+    std::size_t pages = 0;
+    for (int column = 0; column < 6; ++column) sizes >> pages;  // the sixth: data and stack
+    if (!sizes) return;
+    const rlim_t most = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) + kMemoryLimit;
+    const rlimit limit{most, most};
+    setrlimit(RLIMIT_DATA, &limit);
+}
+
 }  // namespace
 
 bool prepareAsChild() {
@@ -38,6 +50,7 @@ bool prepareAsChild() {
     std::atexit(noteExit);
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
+    limitMemory();
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // A checker's handler would turn the crash into an exit code.
     for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(number, SIG_DFL);

@@ -29,6 +29,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 extern "C" {
@@ -156,6 +157,8 @@ struct RunningChild::Record {
         return status;
     }
 
+    pid_t pid() const { return pid_; }
+
     // The first one becomes readable when the process has ended.
     std::array<pollfd, 2> awaited() const {
         return {pollfd{process_.get(), POLLIN, 0}, pollfd{output.descriptor(), POLLIN, 0}};
@@ -208,6 +211,14 @@ void RunningChild::wait(const std::vector<RunningChild*>& children, std::chrono:
 }
 
 bool RunningChild::hasEnded() const { return record_->hasEnded; }
+
+std::chrono::milliseconds RunningChild::processorTime() const {
+    clockid_t clock = 0;
+    timespec time{};
+    if (clock_getcpuclockid(record_->pid(), &clock) != 0 || clock_gettime(clock, &time) != 0) return {};
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::seconds(time.tv_sec) +
+                                                                 std::chrono::nanoseconds(time.tv_nsec));
+}
 
 ChildEnd RunningChild::end() {
     const int status = record_->endGroup();

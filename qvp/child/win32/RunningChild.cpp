@@ -162,11 +162,13 @@ PROCESS_INFORMATION createSuspended(const std::wstring& program, const std::vect
     return isStarted ? started : PROCESS_INFORMATION{};
 }
 
-// Its processes end when its last handle is closed.
+// Its processes end when its last handle is closed, and share the memory limit.
 Handle createJob() {
     Handle job(CreateJobObjectW(nullptr, nullptr));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
-    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    limits.BasicLimitInformation.LimitFlags =
+        JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_JOB_MEMORY;
+    limits.JobMemoryLimit = kMemoryLimit;
     SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
     return job;
 }
@@ -243,6 +245,16 @@ void RunningChild::wait(const std::vector<RunningChild*>& children, std::chrono:
 }
 
 bool RunningChild::hasEnded() const { return record_->hasEnded; }
+
+std::chrono::milliseconds RunningChild::processorTime() const {
+    std::array<FILETIME, 4> times{};  // of creation and exit, in the kernel and in its own code
+    if (!GetProcessTimes(record_->process.get(), &times[0], &times[1], &times[2], &times[3])) return {};
+    const auto ticks = [](const FILETIME& time) {
+        return (std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime;
+    };
+    constexpr std::uint64_t kTicksPerMillisecond = 10000;
+    return std::chrono::milliseconds((ticks(times[2]) + ticks(times[3])) / kTicksPerMillisecond);
+}
 
 ChildEnd RunningChild::end() {
     DWORD code = 0;

@@ -1,5 +1,7 @@
 #include "report/Terminal.h"
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -13,6 +15,17 @@ bool isTerminal(bool standardError) {
            std::string_view(kind) != "dumb";
 }
 
-void prepareStandardOutput() {}
+std::size_t terminalColumns() {
+    winsize size{};
+    if (isatty(STDOUT_FILENO) != 1 || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+    return size.ws_col != 0 ? size.ws_col : 80;  // a serial line does not know
+}
+
+// The lowest free descriptor is taken; for reading only, so that writing fails as before.
+void prepareStandardOutput() {
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(standard, F_GETFD) == -1 && open("/dev/null", O_RDONLY) != standard) return;
+    }
+}
 
 }  // namespace qvp

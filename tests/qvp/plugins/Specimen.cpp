@@ -11,9 +11,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #if defined(CLOSES_DESCRIPTORS) && defined(__linux__)
 #include <unistd.h>
@@ -33,6 +35,19 @@ namespace {
 [[maybe_unused]] void hang() {
     for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
 }
+
+#if defined(TAKES_MEMORY)
+// Twice as much as it may have. Reports an environment variable that a previous call has left.
+std::string takeMemory() {
+    static std::vector<std::unique_ptr<char[]>> taken;
+    const std::string left = QvPlatform::getEnv("QVP_SPECIMEN");
+    if (!left.empty()) return left;
+    QvPlatform::putEnv("QVP_SPECIMEN", "left");
+    constexpr std::size_t kGigabyte = std::size_t{1} << 30U;
+    for (int i = 0; i < 8; ++i) taken.emplace_back(new char[kGigabyte]);
+    return "took it";
+}
+#endif
 
 #if defined(STARTS_ANOTHER)
 // A process that continues when the file "go" appears next to this one, and then creates another file.
@@ -100,6 +115,8 @@ bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) {
     hang();
 #elif defined(THROW_IN_INFO)
     throw 7;
+#elif defined(TAKES_MEMORY)
+    info.name = takeMemory();
 #elif !defined(EMPTY_NAME)
     info.name = "specimen";
 #endif

@@ -411,9 +411,10 @@ TEST_F(CommandTest, namesThatOnlyLookLikePlugins) {
               (Texts{"it is a directory, not a file", "",
                      "The plugin manager does not load this file: its extension is .QVP, not .qvp."}));
     if (support::kWindows) return;  // the file system finds it by its name
-    EXPECT_EQ(
-        json({"why", "world"}, 1)["advice"][0],
-        "Rename " + path("world.QVP") + " to world.qvp: dependents look for a file with the plugin's name.");
+    EXPECT_EQ(json({"why", "world"}, 1)["advice"][0],
+              "Rename " + path("world.QVP") +
+                  " to world.qvp: it contains the plugin world, and dependents look for a file of that "
+                  "name.");
 }
 
 TEST_F(CommandTest, textFitsTheTerminal) {

@@ -5,9 +5,9 @@
 
 #include <QvPlatform/filesystem/File.h>
 
+#include <compare>
 #include <map>
 #include <set>
-#include <tuple>
 #include <utility>
 
 namespace qvp {
@@ -65,9 +65,27 @@ std::string aboutMisdeed(const Step& failed, const std::string& file) {
     }
 }
 
-std::vector<std::string> aboutSymbols(const std::string& file, const std::vector<MissingSymbol>& symbols) {
+struct SymbolGroup {
+    std::string library;
+    bool isLinked = false;
+    bool isVersion = false;
+    auto operator<=>(const SymbolGroup&) const = default;
+};
+
+std::string aboutGroup(const std::string& file, const SymbolGroup& group,
+                       const std::vector<std::string>& all) {
     constexpr std::size_t kMost = 5;
-    std::map<std::tuple<std::string, bool, bool>, std::vector<std::string>> groups;
+    const std::string names = listed(firstOf(all, kMost));
+    if (group.library.empty())
+        return "Define " + names + ", or link " + file + " with the library that defines " +
+               (all.size() == 1 ? "it" : "them") + "; no library of the system does.";
+    if (!group.isLinked) return "Link " + file + " with " + group.library + ", which defines " + names + ".";
+    return "Install a build of " + group.library + " that has " + (group.isVersion ? "the version " : "") +
+           names + ", or build " + file + " with the one that is installed.";
+}
+
+std::vector<std::string> aboutSymbols(const std::string& file, const std::vector<MissingSymbol>& symbols) {
+    std::map<SymbolGroup, std::vector<std::string>> groups;
     std::set<std::string> versions;  // that are missing as a whole, with all their symbols
     for (const MissingSymbol& symbol : symbols) {
         if (symbol.name.empty()) versions.insert(symbol.version);
@@ -80,19 +98,8 @@ std::vector<std::string> aboutSymbols(const std::string& file, const std::vector
                                                                                  : symbol.name + version);
     }
     std::vector<std::string> advice;
-    for (const auto& [key, all] : groups) {
-        const auto& [library, isLinked, isVersion] = key;
-        const std::string names = listed(firstOf(all, kMost));
-        if (library.empty())
-            advice.push_back("Define " + names + ", or link " + file + " with the library that defines " +
-                             (all.size() == 1 ? "it" : "them") + "; no library of the system does.");
-        else if (isLinked)
-            advice.push_back("Install a build of " + library + " that has " +
-                             (isVersion ? "the version " : "") + names + ", or build " + file +
-                             " with the one that is installed.");
-        else
-            advice.push_back("Link " + file + " with " + library + ", which defines " + names + ".");
-    }
+    advice.reserve(groups.size());
+    for (const auto& [group, names] : groups) advice.push_back(aboutGroup(file, group, names));
     return advice;
 }
 

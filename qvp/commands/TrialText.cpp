@@ -73,7 +73,7 @@ std::string disturbanceOf(const Trial& trial) {
 
 std::string unloadingProblemOf(const Trial& trial) {
     if (!trial.initialized) return {};
-    const std::string disturbance = disturbanceOf(trial);
+    std::string disturbance = disturbanceOf(trial);
     if (!disturbance.empty() || trial.uninitialized) return disturbance;
     return "it could not be unloaded: " + failureOf(trial);
 }
@@ -89,6 +89,7 @@ std::vector<std::string> leftoverProblemsOf(const Trial& trial) {
         kind->second.push_back(leftover.text + round);
     }
     std::vector<std::string> problems;
+    problems.reserve(byKind.size());
     for (const auto& [kind, texts] : byKind)
         problems.push_back(sentenceFor(kind) + ": " + listed(firstOf(texts, kMost)));
     return problems;

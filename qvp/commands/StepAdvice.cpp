@@ -5,9 +5,9 @@
 
 #include <QvPlatform/filesystem/File.h>
 
-#include <compare>
 #include <map>
 #include <set>
+#include <tuple>
 #include <utility>
 
 namespace qvp {
@@ -69,7 +69,11 @@ struct SymbolGroup {
     std::string library;
     bool isLinked = false;
     bool isVersion = false;
-    auto operator<=>(const SymbolGroup&) const = default;
+
+    bool operator<(const SymbolGroup& other) const {
+        return std::tie(library, isLinked, isVersion) <
+               std::tie(other.library, other.isLinked, other.isVersion);
+    }
 };
 
 std::string aboutGroup(const std::string& file, const SymbolGroup& group,

@@ -127,12 +127,13 @@ std::optional<LibraryFile> findAsLoader(const DependencyChain& chain, NeededLibr
     return search.in({ownFolder(chain)}, "own folder");
 }
 
-// This process holds what they hold; the first entry is the program.
+// This process holds what they hold. The first entry, without a name, is the program, which defines the
+// symbols of a checker that it is built with.
 std::vector<std::string> librariesOfHost() {
     std::vector<std::string> paths;
     const auto take = [](dl_phdr_info* info, std::size_t, void* result) {
-        if (*info->dlpi_name == '/')
-            static_cast<std::vector<std::string>*>(result)->emplace_back(info->dlpi_name);
+        const std::string name = *info->dlpi_name ? info->dlpi_name : "/proc/self/exe";
+        if (name.front() == '/') static_cast<std::vector<std::string>*>(result)->push_back(name);
         return 0;
     };
     dl_iterate_phdr(take, &paths);

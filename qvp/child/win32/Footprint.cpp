@@ -1,5 +1,7 @@
 #include "child/Footprint.h"
 
+#include <QvPlatform/core/StringUtils.h>
+
 #include "os/win32/Windows.h"
 
 #include <psapi.h>
@@ -11,6 +13,7 @@ namespace qvp::footprint {
 namespace {
 
 using os::win32::Handle;
+using QvPlatform::StringConversions::toNarrow;
 
 std::vector<HMODULE> modules() {
     std::vector<HMODULE> all(1024);
@@ -21,16 +24,14 @@ std::vector<HMODULE> modules() {
     return all;
 }
 
-std::string fileOf(HMODULE module) {
-    return base::narrow(os::win32::universal(os::win32::fileOfModule(module)));
-}
+std::string fileOf(HMODULE module) { return toNarrow(os::win32::universal(os::win32::fileOfModule(module))); }
 
 void addEnvironment(Footprint::Items& items) {
     wchar_t* const block = GetEnvironmentStringsW();
     for (const wchar_t* at = block; at && *at; at += std::wcslen(at) + 1) {
         const std::wstring text = at;
         const auto end = std::min(text.find(L'=', 1), text.size());
-        items[base::narrow(text.substr(0, end))] = base::narrow(text.substr(std::min(end + 1, text.size())));
+        items[toNarrow(text.substr(0, end))] = toNarrow(text.substr(std::min(end + 1, text.size())));
     }
     if (block) FreeEnvironmentStringsW(block);
 }
@@ -43,23 +44,24 @@ bool isNewModule(std::uint64_t address, const Footprint::Items& known) {
     return known.count(fileOf(module)) == 0;
 }
 
-// Copied, because the loader's lock, which looking up a module takes, may be held by the stopped thread.
+// Copied, because the loader's lock, which looking up a module takes, may be held by the stopped thread; so
+// may that of the heap. The end of a very deep stack is left out.
 std::vector<std::uint64_t> copyOfStack(HANDLE thread) {
-    std::vector<std::uint64_t> words;
-    if (SuspendThread(thread) == static_cast<DWORD>(-1)) return words;
+    std::vector<std::uint64_t> words(std::size_t{1} << 17U);
+    SIZE_T read = 0;
+    if (SuspendThread(thread) == static_cast<DWORD>(-1)) return {};
     CONTEXT context{};
     context.ContextFlags = CONTEXT_CONTROL;
     MEMORY_BASIC_INFORMATION region{};
     if (GetThreadContext(thread, &context) &&
         VirtualQuery(reinterpret_cast<const void*>(context.Rsp), &region, sizeof region) != 0) {
         const auto end = reinterpret_cast<std::uintptr_t>(region.BaseAddress) + region.RegionSize;
-        words.resize((end - context.Rsp) / sizeof(std::uint64_t));
-        SIZE_T read = 0;
         ReadProcessMemory(GetCurrentProcess(), reinterpret_cast<const void*>(context.Rsp), words.data(),
-                          words.size() * sizeof(std::uint64_t), &read);
-        words.resize(read / sizeof(std::uint64_t));
+                          std::min<std::size_t>(end - context.Rsp, words.size() * sizeof(std::uint64_t)),
+                          &read);
     }
     ResumeThread(thread);
+    words.resize(read / sizeof(std::uint64_t));
     return words;
 }
 
@@ -73,7 +75,7 @@ void addSystemItems(Footprint& footprint) {
     addEnvironment(footprint.kinds["environment"]);
     const std::wstring directory =
         os::win32::filled([](wchar_t* text, DWORD size) { return GetCurrentDirectoryW(size, text); });
-    footprint.kinds["currentDirectory"][base::narrow(os::win32::universal(directory))] = {};
+    footprint.kinds["currentDirectory"][toNarrow(os::win32::universal(directory))] = {};
 }
 
 std::string threadText(unsigned long thread) { return std::to_string(thread); }

@@ -1,6 +1,6 @@
 #include "child/Footprint.h"
 
-#include <QvPlatform/core/StringUtils.h>
+#include <QvPlatform/core/StringConversions.h>
 
 #include "os/win32/Windows.h"
 

@@ -6,7 +6,7 @@
 
 #include <psapi.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 
 namespace qvp::footprint {
@@ -26,12 +26,20 @@ std::vector<HMODULE> modules() {
 
 std::string fileOf(HMODULE module) { return toNarrow(os::win32::universal(os::win32::fileOfModule(module))); }
 
+// The system ignores case in names, and a variable that is written again may get another one.
+std::string variableName(std::wstring_view name) {
+    std::string text = toNarrow(std::wstring(name));
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    return text;
+}
+
 void addEnvironment(Footprint::Items& items) {
     wchar_t* const block = GetEnvironmentStringsW();
     for (const wchar_t* at = block; at && *at; at += std::wcslen(at) + 1) {
         const std::wstring text = at;
         const auto end = std::min(text.find(L'=', 1), text.size());
-        items[toNarrow(text.substr(0, end))] = toNarrow(text.substr(std::min(end + 1, text.size())));
+        items[variableName(text.substr(0, end))] = toNarrow(text.substr(std::min(end + 1, text.size())));
     }
     if (block) FreeEnvironmentStringsW(block);
 }

@@ -176,8 +176,9 @@ TEST_P(CatalogueAgainstManagerTest, tellsBeforehandWhatTheManagerDoes) {
 
     manager->unloadAll();
     EXPECT_EQ(namesAt(catalogue, catalogue.unloadOrder()), witness.unloaded);
-    for (int i = 0; i < 12; ++i) manager->unloadAll();  // with duplicate names, one may have stayed
-    if (GetParam() < 6) expectSameFromWhy(catalogue, directories);
+    for (int i = 0; i < 12; ++i) manager->unloadAll();         // with duplicate names, one may have stayed
+    constexpr unsigned kAskedWhy = support::kWindows ? 1 : 6;  // a process for each plugin takes long there
+    if (GetParam() < kAskedWhy) expectSameFromWhy(catalogue, directories);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, CatalogueAgainstManagerTest, testing::Range(0U, 24U));

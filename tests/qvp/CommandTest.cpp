@@ -391,6 +391,7 @@ TEST_F(CommandTest, amongManyPluginsInfoExaminesThoseThatItNeeds) {
     EXPECT_TRUE(collision["dependents"].is_null());
     EXPECT_EQ(strings(collision["dependencies"], "name"), Texts{"scene"});
     EXPECT_EQ(strings(json({"info", "collision", "--dependents"}, 0)["dependents"], "name"), Texts{"world"});
+    if (support::kWindows) return;  // a process for each plugin takes minutes there
     // Which problem a plugin in a cycle has depends on all others.
     const Json list = json({"list"}, 1);
     for (const char* name : {"hinge", "motor", "fluid", "ragdoll", "text7"}) {

@@ -219,8 +219,12 @@ std::variant<RunningChild, ChildEnd> RunningChild::start(const std::vector<std::
     Handle report = createReport();
     if (!report) return notStarted(GetLastError());
     const std::string program = hostProgram();
-    const PROCESS_INFORMATION started =
-        createSuspended(toWide(program), arguments, output.writing.get(), report.get());
+    const auto create = [&] {
+        return createSuspended(toWide(program), arguments, output.writing.get(), report.get());
+    };
+    PROCESS_INFORMATION started = create();
+    // Wine rarely fails like this, and succeeds the next time.
+    if (!started.hProcess && GetLastError() == ERROR_INTERNAL_ERROR) started = create();
     if (!started.hProcess) return notStarted(GetLastError(), program);
     const Handle thread(started.hThread);
     Handle job = createJob();

@@ -91,6 +91,7 @@ private:
     std::optional<std::string> textAt(std::uint64_t offset, std::uint64_t& textsLeft) const;
     std::uint64_t mostTexts() const { return 4 * content_.size(); }
     std::optional<std::uint64_t> symbolCount() const;
+    std::optional<std::string> symbolTable() const;
     /// Versions by the number that a symbol states.
     std::map<unsigned, Version> numberedVersions() const;
     void addDefinedVersions(std::map<unsigned, Version>& versions) const;

@@ -54,16 +54,21 @@ std::optional<std::uint64_t> ElfReader::symbolCount() const {
     return 0;
 }
 
-std::optional<std::vector<std::string>> ElfReader::exportedNames() const {
+std::optional<std::string> ElfReader::symbolTable() const {
     const auto count = symbolCount();
     if (!count) return std::nullopt;
-    const std::string symbols = bytesAt(valueOf(Tag::symbolTable), *count * kSymbolSize);
-    if (symbols.size() < *count * kSymbolSize) return std::nullopt;
+    std::string table = bytesAt(valueOf(Tag::symbolTable), *count * kSymbolSize);
+    return table.size() < *count * kSymbolSize ? std::nullopt : std::optional(std::move(table));
+}
+
+std::optional<std::vector<std::string>> ElfReader::exportedNames() const {
+    const auto table = symbolTable();
+    if (!table) return std::nullopt;
     std::vector<std::string> names;
     std::uint64_t textsLeft = mostTexts();
-    for (std::size_t symbol = 0; symbol < symbols.size(); symbol += kSymbolSize) {
-        if (!isExported(symbols, symbol)) continue;
-        auto name = textAt(number32(symbols, symbol), textsLeft);
+    for (std::size_t at = 0; at < table->size(); at += kSymbolSize) {
+        if (!isExported(*table, at)) continue;
+        auto name = textAt(number32(*table, at), textsLeft);
         if (!name) return std::nullopt;
         names.push_back(std::move(*name));
     }
@@ -72,12 +77,12 @@ std::optional<std::vector<std::string>> ElfReader::exportedNames() const {
 
 std::optional<std::vector<ElfReader::Symbol>> ElfReader::symbols() const {
     constexpr unsigned kVersionNumber = 0x7FFF;
-    const auto count = symbolCount();
-    if (!count) return std::nullopt;
-    const std::string table = bytesAt(valueOf(Tag::symbolTable), *count * kSymbolSize);
-    if (table.size() < *count * kSymbolSize) return std::nullopt;
-    const std::string numbers =
-        has(Tag::symbolVersions) ? bytesAt(valueOf(Tag::symbolVersions), *count * 2) : std::string();
+    const auto read = symbolTable();
+    if (!read) return std::nullopt;
+    const std::string& table = *read;
+    const std::string numbers = has(Tag::symbolVersions)
+                                    ? bytesAt(valueOf(Tag::symbolVersions), table.size() / kSymbolSize * 2)
+                                    : std::string();
     const std::map<unsigned, Version> versions = numberedVersions();
     std::vector<Symbol> symbols;
     std::uint64_t textsLeft = mostTexts();
@@ -129,11 +134,12 @@ void ElfReader::addNeededVersions(std::map<unsigned, Version>& versions) const {
     if (!has(Tag::versionsNeeded)) return;
     const std::string table = bytesAt(valueOf(Tag::versionsNeeded), content_.size());
     std::uint64_t textsLeft = mostTexts();
+    std::uint64_t entriesLeft = table.size() / 16;  // lists that overlap would have more
     for (std::uint64_t at = 0; at + 16 <= table.size();) {
         const auto library = textAt(number32(table, at + 4), textsLeft);
         for (std::uint64_t each = at + number32(table, at + 8); each > at && each + 16 <= table.size();) {
             const auto name = textAt(number32(table, each + 8), textsLeft);
-            if (!library || !name) return;
+            if (!library || !name || entriesLeft-- == 0) return;
             versions[numberAt<std::uint16_t>(table, each + 6)] = {*name, *library};
             const std::uint64_t next = number32(table, each + 12);
             if (next == 0) break;

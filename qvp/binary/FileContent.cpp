@@ -17,6 +17,9 @@ namespace fs = std::filesystem;
 // Throws if the system has no such path, which happens on Windows for text that is not UTF-8.
 fs::path pathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
+// Windows has no status for a directory with a slash at its end.
+fs::path withoutFinalSlash(const fs::path& path) { return path.has_filename() ? path : path.parent_path(); }
+
 const char* nameOf(fs::file_type type) {
     switch (type) {
         case fs::file_type::directory:
@@ -61,8 +64,7 @@ FileContent::~FileContent() = default;
 void FileContent::open(const std::string& path) {
     const fs::path native = pathOf(path);
     std::error_code error;
-    // Windows has no status for a directory with a slash at its end.
-    const bool isDirectory = fs::is_directory(native.has_filename() ? native : native.parent_path(), error);
+    const bool isDirectory = fs::is_directory(withoutFinalSlash(native), error);
     const fs::file_type type = isDirectory ? fs::file_type::directory : fs::status(native, error).type();
     if (error) return failAt(native, error);
     if (type != fs::file_type::regular) {
@@ -112,10 +114,8 @@ std::string FileContent::read(std::uint64_t offset, std::uint64_t count) const {
 std::string directoryProblem(const std::string& path) {
     try {
         const fs::path native = pathOf(path);
-        // Windows has no status for a directory with a slash at its end.
-        const fs::path named = native.has_filename() ? native : native.parent_path();
         std::error_code error;
-        const fs::file_type type = fs::status(named, error).type();
+        const fs::file_type type = fs::status(withoutFinalSlash(native), error).type();
         if (type == fs::file_type::not_found) return "does not exist";
         if (type != fs::file_type::directory && !error) return "is not a directory";
         if (!error) const fs::directory_iterator opened(native, error);

@@ -26,6 +26,12 @@ std::string aboutCycle(const Catalogue& catalogue, std::size_t index) {
     return {};
 }
 
+// A plugin in this file, which dependents look for as `name` in the same folder.
+Misnamed lookedForAs(const std::string& name, const std::string& plugin, const std::string& file) {
+    const std::string fileName = name + rules::kExtension;
+    return {plugin, file, fileName, File(file).getFolderPath() + fileName};
+}
+
 std::string adviceForAbsent(const std::string& name) {
     return "Put " + name +
            ".qvp into one of the search directories, or add the directory that contains it with "
@@ -35,9 +41,8 @@ std::string adviceForAbsent(const std::string& name) {
 std::string aboutVersion(const Entry& dependent, const Entry::Edge& edge, const Entry& target) {
     const auto& found = *target.inspection.descriptor;
     if (!rules::isSameName(found.name, edge.name))
-        return adviceForMisnamed({found.name, target.path, found.name + rules::kExtension,
-                                  File(target.path).getFolderPath() + found.name + rules::kExtension}) +
-               " " + adviceForAbsent(edge.name);
+        return adviceForMisnamed(lookedForAs(found.name, found.name, target.path)) + " " +
+               adviceForAbsent(edge.name);
     const std::string version = shortVersion(found.version.toString());
     const std::string since = shortVersion(found.compatibilityVersion.toString());
     return "Install a version of " + found.name + " that is compatible with " +
@@ -105,9 +110,8 @@ std::vector<std::string> aboutDependencies(const Catalogue& catalogue, std::size
 }
 
 void addIfMisnamed(const Entry& entry, std::vector<Misnamed>& misnamed) {
-    if (entry.isCalledLikeItsPlugin()) return;
-    const std::string fileName = entry.name() + rules::kExtension;
-    misnamed.push_back({entry.name(), entry.path, fileName, File(entry.path).getFolderPath() + fileName});
+    if (!entry.isCalledLikeItsPlugin())
+        misnamed.push_back(lookedForAs(entry.name(), entry.name(), entry.path));
 }
 
 }  // namespace
@@ -129,11 +133,9 @@ std::vector<std::string> adviceFor(const Catalogue& catalogue, std::size_t index
 }
 
 std::optional<Misnamed> misnamedAs(const Catalogue& catalogue, const std::string& name) {
-    const std::string fileName = name + rules::kExtension;
     for (const std::size_t index : catalogue.readingOrder()) {
         const Entry& entry = catalogue.entries()[index];
-        if (rules::isSameName(entry.name(), name))
-            return Misnamed{entry.name(), entry.path, fileName, File(entry.path).getFolderPath() + fileName};
+        if (rules::isSameName(entry.name(), name)) return lookedForAs(name, entry.name(), entry.path);
     }
     return std::nullopt;
 }

@@ -43,10 +43,7 @@ private:
             if (step.state == StepState::failed)
                 return add(entry, stepDocument(step)["step"], step.text, entry.problem);
         }
-        std::vector<std::string> problems{entry.problem};
-        for (const Entry::Edge& edge : entry.dependencies) problems.push_back(edge.problem);
-        std::erase(problems, std::string());
-        for (const std::string& problem : firstOf(problems, kMostDependencies))
+        for (const std::string& problem : firstOf(entry.dependencyProblems(), kMostDependencies))
             add(entry, "dependencies", problem, entry.problem);
         const std::string fileName = QvPlatform::File(entry.path).getName();
         if (!entry.isCalledLikeItsPlugin())

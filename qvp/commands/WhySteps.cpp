@@ -18,11 +18,8 @@ const Step* firstFailed(const std::vector<Step>& steps) {
 Step unreached(StepName name) { return {name, StepState::notReached, 0, {}}; }
 
 Step dependenciesStep(const Entry& entry) {
-    // The manager's message comes first, and then what it would come upon next.
     constexpr std::size_t kMost = 5;
-    std::vector<std::string> problems{entry.problem};
-    for (const Entry::Edge& edge : entry.dependencies) problems.push_back(edge.problem);
-    std::erase(problems, std::string());
+    const std::vector<std::string> problems = entry.dependencyProblems();
     Step step{StepName::dependencies, problems.empty() ? StepState::ok : StepState::failed, 0, {}};
     for (const std::string& problem : firstOf(problems, kMost))
         step.text += (step.text.empty() ? "" : "; ") + problem;

@@ -51,6 +51,13 @@ std::string Entry::finding() const {
     return failed && problem.find(failed->text) == std::string::npos ? failed->text : std::string();
 }
 
+std::vector<std::string> Entry::dependencyProblems() const {
+    std::vector<std::string> problems{problem};
+    for (const Edge& edge : dependencies) problems.push_back(edge.problem);
+    std::erase(problems, std::string());
+    return problems;
+}
+
 bool Entry::isUsable() const {
     const auto& descriptor = inspection.descriptor;
     return descriptor && !descriptor->name.empty() &&

@@ -42,6 +42,8 @@ struct Entry {
     bool isUsable() const;
     /// True if the file is named after the plugin, so that dependents find it, and without a descriptor.
     bool isCalledLikeItsPlugin() const;
+    /// The manager's message first, and then what it would come upon next.
+    std::vector<std::string> dependencyProblems() const;
     /// `problem`, or else why the manager does not load this file, although it could be initialized.
     std::string shownProblem() const;
     bool isDuplicate() const { return takenInstead != kNone; }

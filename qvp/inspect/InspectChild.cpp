@@ -122,8 +122,8 @@ std::string buildProblem(const EntryPoints& entryPoints) {
 // The values that decide, on one side.
 std::string sideText(const char* side, std::string_view build) {
     std::string text = side;
+    const rules::BuildPairs pairs = rules::readBuildPairs(build);
     for (const char* const key : {"CompilerName", "Release"}) {
-        const rules::BuildPairs pairs = rules::readBuildPairs(build);
         const std::string_view* const value = rules::findBuildValue(pairs, key);
         text += std::string(" ") + key + " " + (value ? std::string(value->substr(0, 100)) : "(none)");
     }

@@ -1,3 +1,4 @@
+#include "binary/ElfReader.h"
 #include "binary/LibraryFile.h"
 
 #include "LibraryImages.h"
@@ -80,6 +81,15 @@ TEST(LibraryFile, RefusesTablesThatLie) {
         EXPECT_EQ(file.problem, Problem::damaged);
         EXPECT_EQ(file.errorText.substr(0, each.text.size()), each.text);
     }
+}
+
+// Each entry is read as a library and as a version, so that the lists share their bytes; all names are empty.
+TEST(LibraryFile, ReadsOverlappingListsOfVersionsInLinearTime) {
+    support::LibraryImage facts{{}, {"fifteenLetters_"}};  // the text at 16 is empty
+    for (int i = 0; i < 100'000; ++i)
+        facts.neededVersions += support::number(0, 8) + support::number(16, 4) + support::number(16, 4);
+    const auto content = qvp::FileContent::ofBytes(support::elfImage(facts));
+    EXPECT_EQ(qvp::ElfReader(content).versions().size(), 1U);
 }
 
 TEST(LibraryFile, ReadsWhatALibrarySaysOfItself) {

@@ -12,8 +12,9 @@ namespace support {
 struct LibraryImage {
     std::vector<std::string> needed;
     std::vector<std::string> exported;
-    std::string runpath{};    ///< ELF only
-    std::size_t repeats = 1;  ///< entries for each needed library, all with the same name
+    std::string runpath{};         ///< ELF only
+    std::size_t repeats = 1;       ///< entries for each needed library, all with the same name
+    std::string neededVersions{};  ///< ELF only: the table of versions that it needs
 };
 
 inline std::vector<std::string> entryPoints() {
@@ -73,14 +74,16 @@ inline std::string elfImage(const LibraryImage& facts) {
         for (std::size_t i = 0; i < facts.repeats; ++i) add(1, text);
     }
     if (!facts.runpath.empty()) add(29, texts.add(facts.runpath));
-    const std::size_t symbolsAt = kDynamic + dynamic.size() + 5 * 16;
+    const std::size_t symbolsAt = kDynamic + dynamic.size() + (facts.neededVersions.empty() ? 5 : 6) * 16;
     const std::size_t textsAt = symbolsAt + symbols.size();
+    const std::size_t versionsAt = textsAt + texts.bytes.size();
+    if (!facts.neededVersions.empty()) add(0x6FFFFFFE, versionsAt);
     add(4, kHash);
     add(5, textsAt);
     add(6, symbolsAt);
     add(10, texts.bytes.size());
     add(0, 0);
-    const std::size_t size = textsAt + texts.bytes.size();
+    const std::size_t size = versionsAt + facts.neededVersions.size();
     const auto segment = [](std::uint64_t type, std::uint64_t at, std::uint64_t length) {
         return number(type, 8) + number(at, 8) + number(at, 8) + number(at, 8) + number(length, 8) +
                number(length, 8) + number(8, 8);
@@ -90,7 +93,8 @@ inline std::string elfImage(const LibraryImage& facts) {
            number(64, 2) + number(56, 2) + number(3, 2) + number(0, 6) + segment(1, 0, size) +
            segment(2, kDynamic, dynamic.size()) + segment(4, kNote, 20) + number(1, 4) +
            number(symbols.size() / 24, 4) + number(4, 4) + number(4, 4) + number(3, 4) +
-           std::string("GNU\0", 4) + "\x01\x02\xFF\x7F" + dynamic + symbols + texts.bytes;
+           std::string("GNU\0", 4) + "\x01\x02\xFF\x7F" + dynamic + symbols + texts.bytes +
+           facts.neededVersions;
 }
 
 namespace peLayout {

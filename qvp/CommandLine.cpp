@@ -154,7 +154,8 @@ int runWithoutFlush(std::vector<std::string> arguments, Streams streams) {
     for (const auto& command : all) {
         CLI::App* subcommand = app.add_subcommand(command->name(), command->summary());
         subcommand->footer(kExitStatus);
-        command->addOptions(*subcommand);
+        Syntax syntax(*subcommand);
+        command->addOptions(syntax);
         subcommand->callback([&chosen, &command] { chosen = command.get(); });
     }
     try {

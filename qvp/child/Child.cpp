@@ -27,7 +27,10 @@ public:
     void run() {
         for (fill(); !places_.empty(); fill()) {
             wait();
-            for (Place& ended : takeEnded()) ended.onEnd(ended.child.end());
+            for (Place& ended : takeEnded()) {
+                isExhausted_ = false;  // what it reports may lead to another task
+                ended.onEnd(ended.child.end());
+            }
         }
     }
 

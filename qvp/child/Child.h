@@ -39,8 +39,9 @@ struct ChildTask {
 /// The program that runs plugins' code, `qvp-host`: next to this program, else where the package installs it.
 std::string hostProgram();
 
-/// Runs `hostProgram` for each task that `nextTask` returns, several at a time, until it returns none. A
-/// child that only waits makes room for another one. `nextTask` is called when another child can be started.
+/// Runs `hostProgram` for each task that `nextTask` returns, several at a time, until it returns none and all
+/// children have ended. A child that only waits makes room for another one. `nextTask` is called when another
+/// child can be started, and once more after each end if it had returned none.
 /// Both functions run on the calling thread; an exception from them ends all children and propagates.
 /// Processes that a child started do not outlive it.
 void runChildren(const std::function<std::optional<ChildTask>()>& nextTask, const ChildLimits& limits);

@@ -78,4 +78,8 @@ std::vector<Leftover> leftoversSince(const Footprint& before, bool withMappings)
     return leftovers;
 }
 
+bool isUnchangedSince(const Footprint& before) {
+    return newThreads(before).empty() && leftoversSince(before, true).empty();
+}
+
 }  // namespace qvp

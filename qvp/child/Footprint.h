@@ -35,6 +35,10 @@ std::vector<Leftover> leftoverThreads(const Footprint& before);
 /// Everything else that differs. `withMappings`: also the files that are still mapped.
 std::vector<Leftover> leftoversSince(const Footprint& before, bool withMappings);
 
+/// True if no thread was started and nothing else differs, mapped files included. Does not wait for threads
+/// that are about to end.
+bool isUnchangedSince(const Footprint& before);
+
 /// What the system's half of this provides.
 namespace footprint {
 

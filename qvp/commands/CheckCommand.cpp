@@ -4,8 +4,6 @@
 #include "commands/Documents.h"
 #include "report/Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <set>
 
@@ -106,12 +104,12 @@ public:
         return "Checks files, or all plugins: every step except initialization";
     }
 
-    void addOptions(CLI::App& app) override {
-        app.footer(
+    void addOptions(Syntax& syntax) override {
+        syntax.setFooter(
             "Exit status: 0 all is OK, 1 a problem was found, 2 invalid command line or failed output,\n"
             "3 nothing failed, but a plugin for the other system was only read.");
-        app.add_option("files", files_, "The files to check; by default, all in the search directories")
-            ->type_name("FILE");
+        syntax.add("files", files_, "The files to check; by default, all in the search directories",
+                   {.type = "FILE"});
     }
 
     Document run(const Setting& setting) override {

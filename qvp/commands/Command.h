@@ -1,5 +1,6 @@
 #pragma once
 
+#include "commands/Syntax.h"
 #include "inspect/Catalogue.h"
 #include "report/Page.h"
 
@@ -9,10 +10,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-}
 
 namespace qvp {
 
@@ -37,7 +34,7 @@ public:
     virtual const char* name() const = 0;
     virtual const char* summary() const = 0;
     /// Adds the options and arguments of this command.
-    virtual void addOptions(CLI::App&) {}
+    virtual void addOptions(Syntax&) {}
     /// Executes the command. In the result, "ok" is true if no problem was found.
     virtual Document run(const Setting& setting) = 0;
     /// The exit status of the process for a result of `run`.

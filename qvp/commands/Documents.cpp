@@ -4,8 +4,6 @@
 
 #include "report/Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <map>
 
 namespace qvp {
@@ -219,8 +217,8 @@ Inspection closeLookAt(const std::string& path, const Setting& setting) {
     return result;
 }
 
-void addPluginArgument(CLI::App& app, std::string& nameOrPath) {
-    app.add_option("plugin", nameOrPath, "The plugin's name or file")->type_name("NAME|FILE")->required();
+void addPluginArgument(Syntax& syntax, std::string& nameOrPath) {
+    syntax.add("plugin", nameOrPath, "The plugin's name or file", {.type = "NAME|FILE", .isRequired = true});
 }
 
 std::vector<std::string> filesFor(const std::string& nameOrPath, const Setting& setting) {

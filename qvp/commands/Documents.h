@@ -46,7 +46,7 @@ void printDuplicates(const Document& duplicates, Page& page);
 Inspection closeLookAt(const std::string& path, const Setting& setting);
 
 /// Adds the argument of commands for one plugin.
-void addPluginArgument(CLI::App& app, std::string& nameOrPath);
+void addPluginArgument(Syntax& syntax, std::string& nameOrPath);
 
 /// The files to add to the catalogue so that it contains the plugin: the file found for `nameOrPath`, else
 /// `nameOrPath` itself if it must be a path, else none.

@@ -7,8 +7,6 @@
 #include "inspect/DryRun.h"
 #include "report/Picture.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <array>
 #include <map>
@@ -110,11 +108,11 @@ public:
     const char* name() const override { return "graph"; }
     const char* summary() const override { return "Draws the plugins and their dependencies"; }
 
-    void addOptions(CLI::App& app) override {
-        app.add_option("--format", format_, "dot, svg (drawn by Graphviz) or mermaid")
-            ->check(CLI::IsMember({"dot", "svg", "mermaid"}));
-        app.add_option("-o,--output", output_, "The file to write; by default, standard output")
-            ->type_name("FILE");
+    void addOptions(Syntax& syntax) override {
+        syntax.add("--format", format_, "dot, svg (drawn by Graphviz) or mermaid",
+                   {.choices = {"dot", "svg", "mermaid"}});
+        syntax.add("-o,--output", output_, "The file to write; by default, standard output",
+                   {.type = "FILE"});
     }
 
     Document run(const Setting& setting) override {

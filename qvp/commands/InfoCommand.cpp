@@ -2,8 +2,6 @@
 #include "commands/Documents.h"
 #include "report/Text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <ctime>
 
 namespace qvp {
@@ -160,11 +158,11 @@ public:
     const char* name() const override { return "info"; }
     const char* summary() const override { return "Shows everything known about one plugin"; }
 
-    void addOptions(CLI::App& app) override {
-        addPluginArgument(app, plugin_);
-        app.add_flag("--dependents", wantsDependents_,
-                     "Examine all plugins for the dependents, also if there are more than " +
-                         std::to_string(kManyPlugins));
+    void addOptions(Syntax& syntax) override {
+        addPluginArgument(syntax, plugin_);
+        syntax.addFlag("--dependents", wantsDependents_,
+                       "Examine all plugins for the dependents, also if there are more than " +
+                           std::to_string(kManyPlugins));
     }
 
     Document run(const Setting& setting) override {

@@ -4,8 +4,6 @@
 #include <QvPlatform/core/StringUtils.h>
 #include <QvPlatform/filesystem/Environment.h>
 #include <QvPlatform/filesystem/Filesystem.h>
-#include <CLI/CLI.hpp>
-
 #include "binary/FileContent.h"
 #include "new/Templates.h"
 
@@ -87,11 +85,10 @@ public:
     const char* name() const override { return "new"; }
     const char* summary() const override { return "Creates a plugin project with a test"; }
 
-    void addOptions(CLI::App& app) override {
-        app.add_option("NAME", name_, "The plugin's name")->required()->check(problemOfName);
-        app.add_option("--into", into_,
-                       "Where to create the project's folder; by default, in the current folder")
-            ->type_name("DIR");
+    void addOptions(Syntax& syntax) override {
+        syntax.add("NAME", name_, "The plugin's name", {.isRequired = true, .problem = problemOfName});
+        syntax.add("--into", into_, "Where to create the project's folder; by default, in the current folder",
+                   {.type = "DIR"});
     }
 
     Document run(const Setting&) override {

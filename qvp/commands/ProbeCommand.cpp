@@ -2,8 +2,6 @@
 #include "commands/Documents.h"
 #include "commands/TrialText.h"
 
-#include <CLI/CLI.hpp>
-
 #include <array>
 #include <cstdio>
 
@@ -71,11 +69,9 @@ public:
         return "Loads, initializes, uninitializes and closes a plugin in a separate process";
     }
 
-    void addOptions(CLI::App& app) override {
-        app.add_option("FILE", file_, "The plugin's file or name")->required();
-        app.add_option("--repeat", rounds_, "How often to do it, in the same process")
-            ->type_name("N")
-            ->check(CLI::Range(1U, 1000000U));
+    void addOptions(Syntax& syntax) override {
+        syntax.add("FILE", file_, "The plugin's file or name", {.isRequired = true});
+        syntax.addNumber("--repeat", rounds_, 1000000, "How often to do it, in the same process");
     }
 
     Document run(const Setting& setting) override {

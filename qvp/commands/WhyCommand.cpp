@@ -114,7 +114,7 @@ public:
         return "Explains why a plugin is not loaded, lists its dependents, and says what to do";
     }
 
-    void addOptions(CLI::App& app) override { addPluginArgument(app, plugin_); }
+    void addOptions(Syntax& syntax) override { addPluginArgument(syntax, plugin_); }
 
     Document run(const Setting& setting) override {
         const Catalogue catalogue(setting.directories, filesFor(plugin_, setting), setting.limits,

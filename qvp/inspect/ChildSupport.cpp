@@ -62,7 +62,7 @@ std::optional<int> runAsChild(int argc, char** argv) {
     if (arguments.size() < 2 || (arguments[0] != kInspectArgument && arguments[0] != kTryArgument))
         return std::nullopt;
     if (!prepareAsChild()) return std::nullopt;
-    if (arguments[0] == kInspectArgument) inspectInChild(arguments[1]);
+    if (arguments[0] == kInspectArgument) inspectInChild({arguments.begin() + 1, arguments.end()});
     tryInChild(requestFrom(arguments));
 }
 

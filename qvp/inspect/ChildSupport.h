@@ -18,8 +18,9 @@ std::string classNameOf(const std::type_info& type);
 /// "std::runtime_error: text" for the exception being handled.
 std::string currentExceptionText();
 
-/// The code that child processes run.
-[[noreturn]] void inspectInChild(const std::string& file);
+/// The code that child processes run. `inspectInChild` ends before a file if an earlier one failed or left
+/// anything behind in the process.
+[[noreturn]] void inspectInChild(const std::vector<std::string>& files);
 [[noreturn]] void tryInChild(const TrialRequest& request);
 
 /// The request as arguments of a child, after `kTryArgument`, and back.

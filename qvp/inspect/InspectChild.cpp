@@ -1,6 +1,7 @@
 #include "QvPluginSystem/rules/BuildInfo.h"
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "child/Child.h"
+#include "child/Footprint.h"
 #include "inspect/ChildSupport.h"
 #include "inspect/InspectReport.h"
 #include "inspect/Steps.h"
@@ -11,8 +12,10 @@
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 
+#include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace qvp {
 namespace {
@@ -33,19 +36,19 @@ public:
     bool onAboutToInitialize(const QvPluginInfo& /*info*/) override { return false; }
 };
 
-// The failure is reported already: to report it once more, the manager runs the plugin's code again.
-[[noreturn]] void endAfterFailure(const std::string& file) {
-    Rehearsal rehearsal;
-    QvPluginManager::addListener(&rehearsal);
-    QvPluginManager::instance()->load(file);
-    endChild(1);
-}
-
 std::string inspectedFile;
+bool isFirstFile = true;
 
+// To report the failure once more, the manager runs the plugin's code again. That of a later file does not
+// count.
 [[noreturn]] void endWith(StepName step, const std::string& text, Misdeed misdeed = Misdeed::none) {
     reportFailure(step, text, misdeed);
-    endAfterFailure(inspectedFile);
+    if (isFirstFile) {
+        Rehearsal rehearsal;
+        QvPluginManager::addListener(&rehearsal);
+        QvPluginManager::instance()->load(inspectedFile);
+    }
+    endChild(1);
 }
 
 // Calls into the plugin; an exception is reported and ends the process.
@@ -59,11 +62,12 @@ auto guarded(Call call, StepName step, const char* where, Function function) {
     }
 }
 
-void* open(const std::string& file) {
+using Library = std::unique_ptr<QvPluginSystem::LoadSharedLibrary>;
+
+Library open(const std::string& file) {
     return guarded(Call::open, StepName::opened, "while it was opened", [&] {
-        // The process ends without closing it.
-        const auto& library = *new QvPluginSystem::LoadSharedLibrary(file);
-        if (library.handle) return library.handle;
+        auto library = std::make_unique<QvPluginSystem::LoadSharedLibrary>(file);
+        if (library->handle) return library;
         const std::string reason = QvPluginSystem::getLastError();
         const std::string text = reason.substr(0, reason.find_last_not_of("\r\n ") + 1);
         endWith(StepName::opened, text.empty() ? "the loader refused it without a reason" : text);
@@ -130,12 +134,12 @@ std::string sideText(const char* side, std::string_view build) {
     return text;
 }
 
-}  // namespace
-
-void inspectInChild(const std::string& file) {
-    silenceLog();
+// Returns with the library still open; a failure ends the process.
+Library inspectFile(const std::string& file) {
+    reportFile();
     inspectedFile = file;
-    const EntryPoints entryPoints = findEntryPoints(open(file));
+    Library library = open(file);
+    const EntryPoints entryPoints = findEntryPoints(library->handle);
     saidBuildInfo =
         guarded(Call::getPluginBuildInfo, StepName::buildInformation, "in GetPluginBuildInfo", [&] {
             const char* const text = entryPoints.getBuildInfo();
@@ -159,6 +163,21 @@ void inspectInChild(const std::string& file) {
         endChild(1);
     }
     writeReport({{"whole", true}});
+    return library;
+}
+
+}  // namespace
+
+void inspectInChild(const std::vector<std::string>& files) {
+    silenceLog();
+    const Footprint before = files.size() > 1 ? takeFootprint() : Footprint();
+    for (const std::string& file : files) {
+        Library library = inspectFile(file);
+        isFirstFile = false;
+        if (&file == &files.back()) endChild(0);
+        library.reset();
+        if (!isUnchangedSince(before)) endChild(0);
+    }
     endChild(0);
 }
 

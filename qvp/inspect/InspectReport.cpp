@@ -84,6 +84,8 @@ void writeReport(const json& line) {
     writeReportLine(line.dump(-1, ' ', false, json::error_handler_t::replace));
 }
 
+void reportFile() { writeReport({{"file", true}}); }
+
 void reportBegin(Call call) { writeReport({{"begin", static_cast<int>(call)}}); }
 
 void reportFailure(StepName step, const std::string& text, Misdeed misdeed) {
@@ -170,9 +172,20 @@ std::string exitText(const ChildEnd& end) {
            ", neither by a signal nor by exit() (by _exit(), or by the loader itself)";
 }
 
-void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& inspection) {
+std::vector<std::vector<json>> linesByFile(const std::string& report) {
+    std::vector<std::vector<json>> files;
+    for (json& line : linesOf(report)) {
+        if (line.contains("file")) files.emplace_back();
+        if (!files.empty()) files.back().push_back(std::move(line));
+    }
+    return files;
+}
+
+bool isWell(const std::vector<json>& lines) { return !lines.empty() && lines.back().contains("whole"); }
+
+void takeReport(const std::vector<json>& lines, const ChildEnd& end, const ChildLimits& limits,
+                Inspection& inspection) {
     inspection.printed = end.output;
-    const std::vector<json> lines = linesOf(end.report);
     const Step* const failed = inspection.firstStep(StepState::failed);
     const std::optional<Step> read =
         failed && !wasOpened(lines) ? std::optional<Step>(*failed) : std::nullopt;

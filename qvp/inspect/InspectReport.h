@@ -14,6 +14,7 @@ namespace qvp {
 enum class Call { open, getPluginBuildInfo, getPluginInfo };
 
 /// For the child. Invalid UTF-8 is replaced.
+void reportFile();  ///< what follows is about its next file
 void reportBegin(Call call);
 void reportFailure(StepName step, const std::string& text, Misdeed misdeed = Misdeed::none);
 void writeReport(const nlohmann::json& line);
@@ -29,7 +30,14 @@ QvPluginSystem::QvPluginInfo infoFrom(const nlohmann::json& value);
 /// "called exit(3)", or what else is known about a child that ended without a signal.
 std::string exitText(const ChildEnd& end);
 
-/// Adds the child's report and the way it ended to the inspection.
-void takeReport(const ChildEnd& end, const ChildLimits& limits, Inspection& inspection);
+/// The lines about each file that the child has begun, in order.
+std::vector<std::vector<nlohmann::json>> linesByFile(const std::string& report);
+
+/// True if these lines say that all steps of the file are OK.
+bool isWell(const std::vector<nlohmann::json>& lines);
+
+/// Adds the lines about the file, and the way in which the child ended if it ended over this file.
+void takeReport(const std::vector<nlohmann::json>& lines, const ChildEnd& end, const ChildLimits& limits,
+                Inspection& inspection);
 
 }  // namespace qvp

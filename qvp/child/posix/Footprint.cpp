@@ -6,8 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cinttypes>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -27,14 +30,13 @@ std::vector<Mapping> mappings() {
     std::vector<Mapping> all;
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
-        std::istringstream words(line);
         Mapping mapping;
-        std::string access;
-        std::string ignored;
-        char dash = 0;
-        words >> std::hex >> mapping.begin >> dash >> mapping.end >> access >> ignored >> ignored >> ignored;
-        std::getline(words >> std::ws, mapping.file);
-        mapping.isCode = access.size() > 2 && access[2] == 'x';
+        std::array<char, 5> access{};
+        int end = 0;  // of what stands before the name
+        std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR " %4s %*s %*s %*s %n", &mapping.begin,
+                    &mapping.end, access.data(), &end);
+        mapping.file = line.substr(static_cast<std::size_t>(end));
+        mapping.isCode = access[2] == 'x';
         all.push_back(std::move(mapping));
     }
     return all;

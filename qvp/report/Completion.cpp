@@ -155,13 +155,17 @@ std::string zshSpecs(const CommandWords& command) {
 std::string zshCompletion(const std::vector<CommandWords>& commands) {
     std::string text =
         "#compdef qvp\n# Completes qvp in zsh; made by \"qvp completion zsh\".\n"
+        "_qvp_directories() {\n"
+        "    local dir\n"
+        "    for dir in ${(s.:.)opt_args[--dir]}; do directories+=(--dir ${(Q)dir}); done\n"
+        "}\n"
         "_qvp_plugins() {\n"
         "    local -a names\n"
-        "    names=(${(f)\"$(${service:-qvp} ${opt_args[--dir]:+--dir} ${(Q)opt_args[--dir]} completion "
-        "names "
-        "2>/dev/null)\"})\n"
+        "    _qvp_directories\n"
+        "    names=(${(f)\"$(${service:-qvp} $directories completion names 2>/dev/null)\"})\n"
         "    compadd -a names\n    _files -g '*.qvp'\n}\n"
-        "_qvp() {\n    local context state line\n    typeset -A opt_args\n    local -a common commands\n"
+        "_qvp() {\n    local context state line\n    typeset -A opt_args\n"
+        "    local -a common commands directories\n"
         "    common=(" +
         zshSpecs(commands.front()) + ")\n    commands=(";
     for (const CommandWords& command : commands) {
@@ -169,7 +173,8 @@ std::string zshCompletion(const std::vector<CommandWords>& commands) {
             text += " " + asWord(command.name + ":" + withEscaped(command.description, ":\\"));
     }
     text +=
-        ")\n    _arguments -C $common '1:command:->command' '*::argument:->argument'\n"
+        ")\n    _arguments -C $common '(-): :->command' '(-)*:: :->argument'\n"
+        "    [[ $state != argument ]] || _qvp_directories  # the next call forgets them\n"
         "    case $state in\n    command) _describe command commands ;;\n    argument)\n"
         "        case $words[1] in\n";
     for (const CommandWords& command : commands) {

@@ -31,10 +31,11 @@ Document librariesOf(const Inspection& inspection) {
 }
 
 Document fileOf(const LibraryFile& file) {
+    const bool isThere = file.problem != LibraryFile::Problem::missing;
     return {{"path", file.path},
             {"description", file.description},
-            {"size", file.size},
-            {"modified", file.modified},
+            {"size", isThere ? Document(file.size) : Document()},
+            {"modified", isThere ? Document(file.modified) : Document()},
             {"buildId", file.buildId}};
 }
 
@@ -85,11 +86,12 @@ void printDescriptor(const Document& document, Page& page) {
                     {"url", textOf(info, "url")},
                     {"group", textOf(info, "group")}},
                    page);
+    const bool isThere = file["size"].is_number();
     printFacts("File",
                {{"path", textOf(file, "path")},
                 {"kind", textOf(file, "description")},
-                {"size", file["size"].dump() + " bytes"},
-                {"modified", timeText(file["modified"].get<std::int64_t>())},
+                {"size", isThere ? file["size"].dump() + " bytes" : ""},
+                {"modified", isThere ? timeText(file["modified"].get<std::int64_t>()) : ""},
                 {"build id", textOf(file, "buildId")}},
                page);
 }

@@ -1,6 +1,9 @@
 #include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "commands/TrialText.h"
+#include "inspect/PluginFinder.h"
+
+#include <QvPlatform/filesystem/File.h>
 
 #include <array>
 #include <cstdio>
@@ -62,6 +65,13 @@ void printNames(const std::string& title, const std::vector<std::string>& names,
     for (const std::string& name : names) page.paragraph({name, style}, 2, 2);
 }
 
+// Why the file is not tried; "" if it can be. To open a pipe would not end.
+std::string problemOfFile(const std::string& file) {
+    const std::string path = QvPlatform::File(file).toUniversalPath();
+    if (!regularFileIdentity(path).empty()) return {};
+    return "It was not opened: " + path + ": " + readLibraryFile(path, Exports::skip).errorText;
+}
+
 class ProbeCommand : public Command {
 public:
     const char* name() const override { return "probe"; }
@@ -81,8 +91,12 @@ public:
         for (const SearchDirectory& directory : setting.directories)
             request.directories.push_back(directory.path);
         request.rounds = rounds_;
-        const Trial trial = tryPlugin(request, setting.limits.time);
-        const std::vector<std::string> problems = problemsOf(trial);
+        const std::string unusable = files.empty()
+                                         ? "There is no plugin " + file_ + " in the search directories."
+                                         : problemOfFile(file);
+        const Trial trial = unusable.empty() ? tryPlugin(request, setting.limits.time) : Trial();
+        const std::vector<std::string> problems =
+            unusable.empty() ? problemsOf(trial) : std::vector<std::string>{unusable};
         return {{"ok", problems.empty()},
                 {"file", file},
                 {"initialized", trial.initialized},

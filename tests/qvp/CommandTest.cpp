@@ -308,6 +308,12 @@ TEST_F(CommandTest, probe) {
     const Json clean = json({"probe", support::specimen("independent")}, 0);
     EXPECT_EQ(strings(clean["phases"], "name"), (Texts{"load", "initialize", "uninitialize", "close"}));
     EXPECT_EQ(json({"probe", support::specimen("leavesObject")}, 1)["left"].size(), 1U);
+    EXPECT_EQ(json({"probe", "nowhere"}, 1)["problems"][0],
+              "There is no plugin nowhere in the search directories.");
+    const std::string missing = folder.path() + "nowhere.qvp";
+    EXPECT_EQ(json({"probe", missing}, 1)["problems"][0].get<std::string>().rfind(
+                  "It was not opened: " + missing + ": ", 0),
+              0U);
     addSimulation();
     EXPECT_EQ(json({"probe", "fluid"}, 1)["problems"][0],
               "It was not initialized: fluid: Could not find dependent plugin turbulence");

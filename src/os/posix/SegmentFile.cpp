@@ -136,10 +136,8 @@ bool SegmentFile::isOwn() noexcept { return look() && status_.st_uid == geteuid(
 
 // Never waits for another user's file: its owner could keep the gate closed forever.
 bool SegmentFile::lockGate() noexcept {
-    if (lockFile(file_.get(), LOCK_EX | LOCK_NB) != 0 &&
-        !(errno == EWOULDBLOCK && isOwn() && lockFile(file_.get(), LOCK_EX) == 0))
-        return false;
-    return isOwn();
+    if (lockFile(file_.get(), LOCK_EX | LOCK_NB) == 0) return isOwn();
+    return errno == EWOULDBLOCK && isOwn() && lockFile(file_.get(), LOCK_EX) == 0 && isOwn();
 }
 
 // The last close removes the file, so the file may be gone by the time its gate is entered: then try again.

@@ -48,7 +48,7 @@ bool readCommonEntry(const std::uint8_t* entry, CommonEntry& common) {
     if (reader.atEnd() || reader.take<std::uint32_t>() != 0) return false;
     const auto version = reader.take<std::uint8_t>();
     if (version != 1 && version != 3) return false;
-    const char* const letters = std::bit_cast<const char*>(reader.at());
+    const auto* const letters = reinterpret_cast<const char*>(reader.at());
     reader.skip(__builtin_strlen(letters) + 1);
     common.codeUnit = reader.uleb();
     common.dataUnit = reader.sleb();

@@ -9,6 +9,7 @@
 #include "inspect/Steps.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <deque>
 #include <iterator>
 #include <memory>
@@ -88,9 +89,10 @@ private:
             takeReport(lines[judged], end, limits_, jobs[judged].inspection);
             ++judged;
         } while (judged < jobs.size() && isWell(lines[judged]));
-        waiting_.insert(waiting_.begin(), std::make_move_iterator(jobs.begin() + judged),
+        const auto others = jobs.begin() + static_cast<std::ptrdiff_t>(judged);
+        waiting_.insert(waiting_.begin(), std::make_move_iterator(others),
                         std::make_move_iterator(jobs.end()));
-        for (std::size_t i = 0; i < judged; ++i) deliver(jobs[i]);
+        for (auto job = jobs.begin(); job != others; ++job) deliver(*job);
     }
 
     void deliver(Job& job) {

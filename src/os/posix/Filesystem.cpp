@@ -77,6 +77,15 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     return status.st_mtime;
 }
 
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+    struct stat status {};
+    if (stat(posix::systemPath(path).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return FileStamp{static_cast<std::uint64_t>(status.st_size),
+                     status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec,
+                     {status.st_dev, status.st_ino}};
+}
+
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,
                     std::string* error) {
     const CancellationShield shield;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace QvPluginSystem {
 namespace {
@@ -39,13 +40,23 @@ void ReloadFolders::set(const std::map<std::string, std::string>& folders) {
 
 void ReloadFolders::watch(Folder& folder) {
     folder.status = os::entryStatus(folder.widePath);
-    if (folder.status.kind != os::EntryKind::directory) return;
+    if (folder.status.kind != os::EntryKind::directory) return folder.problem.clear();
     std::string error;
     folder.isWatched = watch_.add(folder.number, folder.widePath, error);
-    if (folder.isWatched || folder.isReported) return;
-    folder.isReported = true;
+    const bool isNews = error != std::exchange(folder.problem, error);
+    if (folder.isWatched || !isNews) return;
     Qv::LogWarn("The folder %s is looked at once a second, because it cannot be watched: %s\n",
                 folder.path.c_str(), error.c_str());
+}
+
+std::string ReloadFolders::problem() const {
+    std::string text;
+    for (const Folder& folder : folders_) {
+        if (folder.problem.empty()) continue;
+        text += text.empty() ? "" : "; ";
+        text += folder.path + " cannot be watched: " + folder.problem;
+    }
+    return text;
 }
 
 // A folder above may have been renamed, which the system does not report.

@@ -25,6 +25,9 @@ public:
     /// Replaces the list of the watched folders, which are mapped from keys.
     void set(const std::map<std::string, std::string>& folders);
 
+    /// The folders that exist but cannot be watched, with the reasons; "" if there are none.
+    std::string problem() const;
+
     /// What has changed since the last call. `onEntry` receives a folder's path and the name of an entry;
     /// `onFolder` receives a folder's path if any of its entries may have changed. Never waits. `now` is in
     /// milliseconds.
@@ -39,7 +42,7 @@ private:
         std::wstring widePath;
         os::EntryStatus status;  // when it was last watched
         bool isWatched = false;
-        bool isReported = false;
+        std::string problem = {};  // why it cannot be watched
     };
 
     void watch(Folder& folder);

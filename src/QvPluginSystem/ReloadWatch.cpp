@@ -11,6 +11,8 @@
 #include "os/SharedLibrary.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace QvPluginSystem {
 namespace {
@@ -60,7 +62,6 @@ ReloadWatch::File& ReloadWatch::findOrAdd(const std::string& path) {
 
 void ReloadWatch::erase(const std::string& key) {
     const auto place = files_.find(key);
-    place->second.target.clear();
     std::erase_if(links_, [&](const auto& link) { return link.second == key; });
     files_.erase(place);
 }

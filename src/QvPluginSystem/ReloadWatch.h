@@ -30,6 +30,10 @@ public:
     /// Never waits.
     std::vector<std::string> take(std::int64_t now);
 
+    /// The folders that exist but cannot be watched, with the reasons; "" if there are none. They are looked
+    /// at once a second.
+    std::string problem() const { return folders_.problem(); }
+
 private:
     struct File {
         std::string path;

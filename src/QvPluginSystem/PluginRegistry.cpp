@@ -44,6 +44,7 @@ LoadedPlugin* PluginRegistry::findForDependency(const QvDependency& dependency) 
 }
 
 LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {
+    ++generation_;
     plugin->indexedName = plugin->name;
     byName_[plugin->indexedName].push_back(plugin.get());
     byFile_.add(plugin->file, plugin.get());
@@ -52,6 +53,7 @@ LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {
 }
 
 void PluginRegistry::remove(LoadedPlugin& plugin) {
+    ++generation_;
     const std::unique_ptr<LoadedPlugin> owner(&plugin);
     plugins_.erase(std::find(plugins_.begin(), plugins_.end(), &plugin));
     byFile_.remove(plugin.file);

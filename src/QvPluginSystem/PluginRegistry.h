@@ -5,6 +5,7 @@
 
 #include "QvPluginSystem/PluginFile.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -41,6 +42,9 @@ public:
 
     const Qv::QvArray<QvPluginInfo*>& plugins() const { return plugins_; }
 
+    /// A number that changes when a plugin is added or removed.
+    std::size_t generation() const { return generation_; }
+
     /// Each returns null if there is none; of several plugins with the same name, the first.
     LoadedPlugin* findByName(const std::string& name) const;
     LoadedPlugin* findByFile(const PluginFile& file) const { return byFile_.find(file); }
@@ -65,6 +69,7 @@ private:
     // Plugins whose names differ in letter case only stand together.
     std::unordered_map<std::string_view, std::vector<LoadedPlugin*>, FoldedHash, FoldedEqual> byName_;
     PluginFileIndex<LoadedPlugin> byFile_;
+    std::size_t generation_ = 0;
 };
 
 }  // namespace QvPluginSystem

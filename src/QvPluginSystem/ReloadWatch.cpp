@@ -27,9 +27,9 @@ std::string folderOf(const std::string& path) { return ReloadFolders::folderOf(p
 
 }  // namespace
 
-void ReloadWatch::setFiles(const std::vector<std::string>& paths) {
+void ReloadWatch::setFiles(const std::vector<Loaded>& files) {
     for (auto& [key, file] : files_) file.isListed = false;
-    for (const std::string& path : paths) findOrAdd(path).isListed = true;
+    for (const Loaded& loaded : files) findOrAdd(loaded.path, loaded.copy).isListed = true;
     std::vector<std::string> unused;
     for (const auto& [key, file] : files_) {
         if (!file.isListed && !searched_.contains(folderOf(key))) unused.push_back(key);
@@ -40,21 +40,23 @@ void ReloadWatch::setFiles(const std::vector<std::string>& paths) {
 }
 
 void ReloadWatch::setFolders(const std::vector<std::string>& folders) {
-    searched_.clear();
+    const auto before = std::exchange(searched_, {});
     for (const std::string& folder : folders) searched_.emplace(keyOf(folder), folder);
     watchFolders();
-    for (const std::string& folder : folders) {
+    for (const auto& [key, folder] : searched_) {
+        if (before.contains(key)) continue;
         for (const QvPlatform::File& file : rules::pluginFilesIn(folder)) findOrAdd(file.toUniversalPath());
     }
     settleNewFiles();
 }
 
-ReloadWatch::File& ReloadWatch::findOrAdd(const std::string& path) {
+ReloadWatch::File& ReloadWatch::findOrAdd(const std::string& path, const std::string& copy) {
     std::string key = keyOf(path);
     const auto [place, isNew] = files_.try_emplace(std::move(key));
     File& file = place->second;
     if (!isNew) return file;
     file.path = path;
+    file.copy = copy;
     file.widePath = base::widen(path);
     resolveLink(place->first, file);
     return file;
@@ -90,6 +92,12 @@ void ReloadWatch::settleNewFiles() {
     for (auto& [key, file] : files_) {
         if (!std::exchange(file.isNew, false)) continue;
         file.settled = file.seen = os::fileStamp(file.widePath);
+        if (file.copy.empty() || !file.settled) continue;
+        const auto loaded = os::fileStamp(base::widen(file.copy));
+        if (loaded && loaded->size == file.settled->size && loaded->modified == file.settled->modified)
+            continue;
+        file.settled.reset();
+        pending_.insert(key);
     }
 }
 

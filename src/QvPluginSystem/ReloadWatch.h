@@ -17,11 +17,17 @@ namespace QvPluginSystem {
 /// with "/". Times are in milliseconds. One thread at a time.
 class ReloadWatch {
 public:
-    /// Replaces the list of the watched files. A file that was not watched counts as seen.
-    void setFiles(const std::vector<std::string>& paths);
+    struct Loaded {
+        std::string path;
+        std::string copy;  ///< which is loaded in its place and has its size and time; "" if there is none
+    };
 
-    /// Replaces the list of the folders in which all plugin files are watched, new ones too. Those that are
-    /// there now count as seen.
+    /// Replaces the list of the watched files. A file that was not watched counts as seen as it is, or as its
+    /// copy is.
+    void setFiles(const std::vector<Loaded>& files);
+
+    /// Replaces the list of the folders in which all plugin files are watched, new ones too. The files in a
+    /// folder that was not watched count as seen.
     void setFolders(const std::vector<std::string>& folders);
 
     /// The watched files that have come or changed since they were seen or returned, and are complete: they
@@ -38,6 +44,7 @@ private:
     struct File {
         std::string path;
         std::wstring widePath;
+        std::string copy;
         std::string target;  // key of the file that a link leads to; "" if it is no link
         std::optional<os::FileStamp> settled;
         std::optional<os::FileStamp> seen;
@@ -47,7 +54,7 @@ private:
         bool isNew = true;
     };
 
-    File& findOrAdd(const std::string& path);
+    File& findOrAdd(const std::string& path, const std::string& copy = {});
     void erase(const std::string& key);
     void resolveLink(const std::string& key, File& file);
     void watchFolders();

@@ -50,6 +50,12 @@ protected:
         std::filesystem::rename(pathOf(path("new")), pathOf(path(name)));
     }
 
+    void listen(const Texts& names) {
+        std::vector<ReloadWatch::Loaded> files;
+        for (const std::string& name : names) files.push_back({path(name), {}});
+        watch.setFiles(files);
+    }
+
     /// Looks while the clock stands still until the system has had time for its notices.
     Texts takeNow() {
         Texts names;
@@ -87,7 +93,7 @@ private:
 
 TEST_F(ReloadWatchTest, returnsAChangedFileOnceItIsQuiet) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     EXPECT_EQ(takeAfter(10'000), Texts());
     write("a.qvp");
     EXPECT_EQ(takeNow(), Texts());
@@ -100,7 +106,7 @@ TEST_F(ReloadWatchTest, returnsAChangedFileOnceItIsQuiet) {
 
 TEST_F(ReloadWatchTest, returnsAFileThatIsReplacedManyTimesOnce) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     for (int i = 0; i < 10; ++i) {
         replace("a.qvp");
         EXPECT_EQ(takeAfter(100), Texts());
@@ -111,7 +117,7 @@ TEST_F(ReloadWatchTest, returnsAFileThatIsReplacedManyTimesOnce) {
 
 TEST_F(ReloadWatchTest, waitsUntilAllPartsAreWritten) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     const std::string content = completeFile();
     writeFile(path("a.qvp"), content.substr(0, 100));
     for (std::size_t part = 1; part < 4; ++part) {
@@ -125,7 +131,7 @@ TEST_F(ReloadWatchTest, waitsUntilAllPartsAreWritten) {
 
 TEST_F(ReloadWatchTest, returnsAFileThatNeverBecomesCompleteAfterSomeSeconds) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     writeFile(path("a.qvp"), "no library");
     EXPECT_EQ(takeNow(), Texts());
     EXPECT_EQ(takeAfter(4'000), Texts());
@@ -135,7 +141,7 @@ TEST_F(ReloadWatchTest, returnsAFileThatNeverBecomesCompleteAfterSomeSeconds) {
 
 TEST_F(ReloadWatchTest, returnsFilesThatChangeTogetherTogether) {
     for (const char* name : {"a.qvp", "b.qvp", "c.qvp"}) write(name);
-    watch.setFiles({path("a.qvp"), path("b.qvp"), path("c.qvp")});
+    listen({"a.qvp", "b.qvp", "c.qvp"});
     write("a.qvp");
     EXPECT_EQ(takeAfter(100), Texts());
     write("c.qvp");
@@ -147,7 +153,7 @@ TEST_F(ReloadWatchTest, returnsFilesThatChangeTogetherTogether) {
 TEST_F(ReloadWatchTest, doesNotWaitForAFileThatIsWrittenAllTheTime) {
     write("a.qvp");
     write("b.qvp");
-    watch.setFiles({path("a.qvp"), path("b.qvp")});
+    listen({"a.qvp", "b.qvp"});
     write("a.qvp");
     Texts taken;
     for (int i = 0; i < 30 && taken.empty(); ++i) {
@@ -159,7 +165,7 @@ TEST_F(ReloadWatchTest, doesNotWaitForAFileThatIsWrittenAllTheTime) {
 
 TEST_F(ReloadWatchTest, waitsForARemovedFileToComeBack) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     std::filesystem::remove(pathOf(path("a.qvp")));
     EXPECT_EQ(takeAfter(10'000), Texts());
     write("a.qvp");
@@ -168,16 +174,29 @@ TEST_F(ReloadWatchTest, waitsForARemovedFileToComeBack) {
 
 TEST_F(ReloadWatchTest, ignoresAFileThatWasAwayAndIsTheSame) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     std::filesystem::rename(pathOf(path("a.qvp")), pathOf(path("b")));
     EXPECT_EQ(takeAfter(1'000), Texts());
     std::filesystem::rename(pathOf(path("b")), pathOf(path("a.qvp")));
     for (int i = 0; i < 10; ++i) EXPECT_EQ(takeAfter(1'000), Texts());
 }
 
+TEST_F(ReloadWatchTest, returnsAFileThatChangedBeforeItWasWatched) {
+    write("a.qvp");
+    std::filesystem::copy_file(pathOf(path("a.qvp")), pathOf(path("copy")));
+    const auto time = std::filesystem::last_write_time(pathOf(path("a.qvp")));
+    std::filesystem::last_write_time(pathOf(path("copy")), time);
+    write("b.qvp");
+    std::filesystem::copy_file(pathOf(path("b.qvp")), pathOf(path("other")));
+    std::filesystem::last_write_time(pathOf(path("other")), time - std::chrono::seconds(1));
+    watch.setFiles({{path("a.qvp"), path("copy")}, {path("b.qvp"), path("other")}});
+    EXPECT_EQ(takeNext(), Texts{"b.qvp"});
+    EXPECT_EQ(takeAfter(1'000), Texts());
+}
+
 TEST_F(ReloadWatchTest, ignoresOtherFiles) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     write("b.qvp");
     write("a.qvp.tmp");
     folder.addDirectory("c.qvp");
@@ -186,12 +205,12 @@ TEST_F(ReloadWatchTest, ignoresOtherFiles) {
 
 TEST_F(ReloadWatchTest, forgetsFilesThatAreNoLongerListed) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     write("a.qvp");
     EXPECT_EQ(takeNow(), Texts());
     watch.setFiles({});
     EXPECT_EQ(takeAfter(1'000), Texts());
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     EXPECT_EQ(takeAfter(1'000), Texts());
     write("a.qvp");
     EXPECT_EQ(takeNext(), Texts{"a.qvp"});
@@ -200,7 +219,7 @@ TEST_F(ReloadWatchTest, forgetsFilesThatAreNoLongerListed) {
 TEST_F(ReloadWatchTest, followsAFolderThatIsRemovedAndMadeAgain) {
     const std::string inside = folder.addDirectory("build");
     write("build/a.qvp");
-    watch.setFiles({path("build/a.qvp")});
+    listen({"build/a.qvp"});
     EXPECT_EQ(takeNow(), Texts());
     std::filesystem::remove_all(pathOf(inside));
     EXPECT_EQ(takeAfter(2'000), Texts());
@@ -214,7 +233,7 @@ TEST_F(ReloadWatchTest, followsAFolderThatIsRemovedAndMadeAgain) {
 }
 
 TEST_F(ReloadWatchTest, watchesAFolderThatDoesNotExistYet) {
-    watch.setFiles({path("build/plugins/a.qvp")});
+    listen({"build/plugins/a.qvp"});
     EXPECT_EQ(watch.problem(), "");
     EXPECT_EQ(takeAfter(2'000), Texts());
     folder.addDirectory("build/plugins");
@@ -240,7 +259,7 @@ TEST_F(ReloadWatchTest, findsNewFilesInFolders) {
 
 TEST_F(ReloadWatchTest, survivesMoreChangesThanTheSystemKeeps) {
     write("a.qvp");
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     write("a.qvp");
     // Linux keeps 16,384 notices by default, Windows as many as its buffer holds.
     for (int i = 0; i < 9'000; ++i) {
@@ -258,7 +277,7 @@ TEST_F(ReloadWatchTest, followsLinks) {
     write("build/one.qvp");
     write("build/two.qvp");
     std::filesystem::create_symlink("build/one.qvp", pathOf(path("a.qvp")));
-    watch.setFiles({path("a.qvp")});
+    listen({"a.qvp"});
     write("build/one.qvp");
     EXPECT_EQ(takeNext(), Texts{"a.qvp"});
     std::filesystem::create_symlink("build/two.qvp", pathOf(path("link")));
@@ -273,7 +292,7 @@ TEST_F(ReloadWatchTest, followsLinks) {
 TEST_F(ReloadWatchTest, findsAnotherFolderUnderTheSameName) {
     folder.addDirectory("parent/build");
     write("parent/build/a.qvp");
-    watch.setFiles({path("parent/build/a.qvp")});
+    listen({"parent/build/a.qvp"});
     EXPECT_EQ(takeAfter(2'000), Texts());
     std::filesystem::rename(pathOf(path("parent")), pathOf(path("old")));
     folder.addDirectory("parent/build");

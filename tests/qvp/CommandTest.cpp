@@ -322,7 +322,7 @@ TEST_F(CommandTest, probe) {
 
 TEST_F(CommandTest, newMakesAProjectOnce) {
     const Json made = json({"new", "gravity", "--into", folder.path()}, 0);
-    EXPECT_EQ(made["files"].size(), 4U);
+    EXPECT_EQ(made["files"].size(), 5U);
     EXPECT_TRUE(made["prefix"].is_null());
     const std::string programs =
         QvPlatform::Directory(QvPlatform::Directory::kExecutableDirectory).toUniversalPath();
@@ -340,6 +340,7 @@ TEST_F(CommandTest, wrongUse) {
                                {"graph", "--format", "gif"},
                                {"new", "../x"},
                                {"new", "test"},
+                               {"new", "liveHost"},
                                {"completion", "csh"},
                                {"--exists"},
                                {"--exists", "x", "list"},

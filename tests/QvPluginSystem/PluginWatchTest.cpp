@@ -1,0 +1,246 @@
+// Watching with real plugins: what `poll` does when files change. Each test polls until something happens,
+// with a deadline of many seconds.
+
+#include <QvPlatform/QvPluginSystem/QvPluginReloader.h>
+
+#include "PluginFixture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+using namespace support;
+using QvPluginSystem::QvPluginReloader;
+using QvPluginSystem::QvReloadResult;
+using Outcome = QvReloadResult::Outcome;
+
+namespace {
+
+constexpr std::chrono::seconds kPatience{30};
+
+class PluginWatchTest : public PluginTest {
+protected:
+    ~PluginWatchTest() override { manager->reset(); }
+
+    Qv::QvArray<QvReloadResult> pollFor(std::chrono::milliseconds time) {
+        const auto deadline = std::chrono::steady_clock::now() + time;
+        Qv::QvArray<QvReloadResult> results;
+        while (results.empty() && std::chrono::steady_clock::now() < deadline) {
+            results = reloader.poll();
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return results;
+    }
+
+    /// The first results that come.
+    Qv::QvArray<QvReloadResult> poll() { return pollFor(kPatience); }
+
+    /// The same, if it is one.
+    QvReloadResult pollOne() {
+        const auto results = poll();
+        EXPECT_EQ(results.size(), 1U);
+        return results.empty() ? QvReloadResult() : results.front();
+    }
+
+    /// Whether nothing comes for longer than a file must be quiet.
+    bool staysQuiet() { return pollFor(std::chrono::milliseconds(800)).empty(); }
+
+    /// Gives a plugin file other content, which is also a plugin. By renaming, so that it also works for
+    /// files that are mapped.
+    void change(const std::string& name) {
+        const std::string content = readFile(path(name + ".qvp")) + ' ';
+        writeFile(path("new"), content);
+        std::filesystem::rename(pathOf(path("new")), pathOf(path(name + ".qvp")));
+    }
+
+    QvPluginReloader reloader;
+};
+
+Texts sorted(const Qv::QvArray<std::string>& names) {
+    Texts list(names.begin(), names.end());
+    std::sort(list.begin(), list.end());
+    return list;
+}
+
+}  // namespace
+
+TEST_F(PluginWatchTest, reloadsAPluginWhoseFileChanges) {
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    EXPECT_TRUE(staysQuiet());
+    takeCalls();
+    change("a");
+    const QvReloadResult result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+    EXPECT_EQ(sorted(result.plugins), Texts{"a"});
+    EXPECT_EQ(loadedNames(), Texts{"a"});
+    EXPECT_TRUE(staysQuiet());
+}
+
+TEST_F(PluginWatchTest, overwritingTheLoadedFileIsHarmless) {
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    const std::string content = readFile(path("a.qvp"));
+    for (std::size_t end = 0; end < content.size(); end += content.size() / 5)
+        writeFile(path("a.qvp"), content.substr(0, end));
+    EXPECT_TRUE(staysQuiet());
+    EXPECT_TRUE(manager->isLoaded(path("a.qvp")));
+    writeFile(path("a.qvp"), content + ' ');
+    EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
+    EXPECT_EQ(manager->unload("a"), true);
+}
+
+TEST_F(PluginWatchTest, aChangeBeforeTheWatchIsSeen) {
+    manager->load(add("a"));
+    change("a");
+    ASSERT_TRUE(reloader.watch());
+    EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
+}
+
+TEST_F(PluginWatchTest, theSameContentIsNoNews) {
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    writeFile(path("a.qvp"), readFile(path("a.qvp")));
+    EXPECT_TRUE(staysQuiet());
+}
+
+TEST_F(PluginWatchTest, aFailedVersionIsNotTriedAgain) {
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    writeFile(path("a.qvp"), "no library");
+    const QvReloadResult refused = pollOne();
+    EXPECT_EQ(refused.outcome, Outcome::refused);
+    EXPECT_NE(refused.reason, "");
+    EXPECT_TRUE(manager->isLoaded(path("a.qvp")));
+    EXPECT_TRUE(staysQuiet());
+    writeFile(path("a.qvp"), readFile(builtLibrary("scripted.qvp")) + ' ');
+    EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
+}
+
+TEST_F(PluginWatchTest, pluginsWithACommonDependentAreReloadedTogether) {
+    search();
+    add("a");
+    add("b");
+    add("other");
+    manager->load(add("c", {"needs a 0", "needs b 0"}));
+    manager->load(path("other.qvp"));
+    ASSERT_TRUE(reloader.watch());
+    change("a");
+    change("b");
+    change("other");
+    change("c");
+    const auto results = poll();
+    ASSERT_EQ(results.size(), 2U);
+    const std::size_t large = results[0].plugins.size() == 3 ? 0 : 1;
+    EXPECT_EQ(sorted(results[large].plugins), (Texts{"a", "b", "c"}));
+    EXPECT_EQ(results[large].outcome, Outcome::reloaded) << results[large].text();
+    EXPECT_EQ(sorted(results[1 - large].plugins), Texts{"other"});
+    EXPECT_EQ(manager->getPlugins().size(), 4U);
+}
+
+TEST_F(PluginWatchTest, whatFailedTogetherIsTriedAgainTogether) {
+    search();
+    add("a");
+    manager->load(add("b", {"needs a 0"}));
+    ASSERT_TRUE(reloader.watch());
+    change("a");
+    writeFile(path("b.qvp"), "no library");
+    const QvReloadResult refused = pollOne();
+    EXPECT_EQ(refused.outcome, Outcome::refused);
+    EXPECT_EQ(sorted(refused.plugins), (Texts{"a", "b"}));
+    writeFile(path("b.qvp"), readFile(builtLibrary("scripted.qvp")) + ' ');
+    const QvReloadResult result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+    EXPECT_EQ(sorted(result.plugins), (Texts{"a", "b"}));
+}
+
+TEST_F(PluginWatchTest, followsAHostThatLoadsAndUnloadsByItself) {
+    ASSERT_TRUE(reloader.watch());
+    for (const char* name : {"a", "b"}) {
+        manager->load(add(name));
+        EXPECT_TRUE(staysQuiet());
+        change(name);
+        EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
+    }
+    manager->unload("a");
+    change("a");
+    EXPECT_TRUE(staysQuiet());
+    EXPECT_EQ(loadedNames(), Texts{"b"});
+    manager->load(path("a.qvp"));
+    EXPECT_TRUE(staysQuiet());
+    change("a");
+    EXPECT_EQ(sorted(pollOne().plugins), Texts{"a"});
+}
+
+TEST_F(PluginWatchTest, aRemovedFileLeavesItsPluginLoaded) {
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    const std::string content = readFile(path("a.qvp"));
+    std::filesystem::remove(pathOf(path("a.qvp")));
+    EXPECT_TRUE(staysQuiet());
+    EXPECT_EQ(loadedNames(), Texts{"a"});
+    writeFile(path("a.qvp"), content + ' ');
+    EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
+}
+
+TEST_F(PluginWatchTest, newFilesAreLoadedOnRequest) {
+    search();
+    add("old");
+    ASSERT_TRUE(reloader.watch());
+    add("a");
+    EXPECT_TRUE(staysQuiet());
+    ASSERT_TRUE(reloader.watch(QvPluginReloader::NewFiles::load));
+    add("b");
+    QvReloadResult result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::loaded);
+    EXPECT_EQ(sorted(result.plugins), Texts{"b"});
+    EXPECT_EQ(loadedNames(), Texts{"b"});
+    add("c", {"initialize false"});
+    result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::refused);
+    EXPECT_NE(result.reason.find("initialize said no"), std::string::npos) << result.text();
+    EXPECT_TRUE(staysQuiet());
+}
+
+TEST_F(PluginWatchTest, pollFromAListenerKeepsTheChanges) {
+    class Poller : public QvPluginSystem::QvPluginManagerListener {
+    public:
+        explicit Poller(QvPluginReloader& polled) : reloader_(polled) {
+            QvPluginSystem::QvPluginManager::addListener(this);
+        }
+        Poller(const Poller&) = delete;
+        Poller& operator=(const Poller&) = delete;
+        ~Poller() override { QvPluginSystem::QvPluginManager::removeListener(this); }
+        void onPluginsChanged() override {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            resultsInside += reloader_.poll().size();
+        }
+        std::size_t resultsInside = 0;
+
+    private:
+        QvPluginReloader& reloader_;
+    };
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    EXPECT_TRUE(staysQuiet());
+    change("a");
+    Poller poller(reloader);
+    for (const char* name : {"b", "c"}) manager->load(add(name));
+    EXPECT_EQ(poller.resultsInside, 0U);
+    EXPECT_EQ(sorted(pollOne().plugins), Texts{"a"});
+}
+
+TEST_F(PluginWatchTest, nothingHappensBeforeTheWatch) {
+    manager->load(add("a"));
+    change("a");
+    EXPECT_TRUE(staysQuiet());
+}
+
+TEST_F(PluginWatchTest, aSecondCallOfWatchChangesNothing) {
+    manager->load(add("a"));
+    ASSERT_TRUE(reloader.watch());
+    ASSERT_TRUE(reloader.watch());
+    change("a");
+    EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
+    EXPECT_TRUE(staysQuiet());
+}

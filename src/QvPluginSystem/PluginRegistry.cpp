@@ -13,6 +13,8 @@
 #include "base/Fnv.h"
 
 #include <algorithm>
+#include <unordered_set>
+#include <utility>
 
 namespace QvPluginSystem {
 
@@ -36,11 +38,35 @@ LoadedPlugin* PluginRegistry::findByName(const std::string& name) const {
     return exact == found->second.end() ? nullptr : *exact;
 }
 
+const std::vector<LoadedPlugin*>* PluginRegistry::findNamesakes(std::string_view name) const {
+    const auto found = byName_.find(name);
+    return found == byName_.end() ? nullptr : &found->second;
+}
+
 LoadedPlugin* PluginRegistry::findForDependency(const QvDependency& dependency) const {
-    const auto found = byName_.find(dependency.name);
-    if (found == byName_.end()) return nullptr;
+    const auto* const namesakes = findNamesakes(dependency.name);
+    if (!namesakes) return nullptr;
     return *rules::pickForDependency(
-        found->second, dependency, [](const LoadedPlugin* plugin) -> const QvPluginInfo& { return *plugin; });
+        *namesakes, dependency, [](const LoadedPlugin* plugin) -> const QvPluginInfo& { return *plugin; });
+}
+
+// While a copy is mapped, its file may have been replaced, and the system may have given its identity to a
+// new file. Then the plugin gets the identity that its file has now.
+LoadedPlugin* PluginRegistry::findByFile(const PluginFile& file) {
+    LoadedPlugin* const found = byFile_.find(file);
+    if (!found || !found->runsCopy || PluginPathKey(found->file.path) == PluginPathKey(file.path))
+        return found;
+    const auto identity = PluginFile(found->file.path).status.identity;
+    if (identity == file.status.identity) return found;
+    byFile_.remove(found->file);
+    found->file.status.identity = identity;
+    byFile_.add(found->file, found);
+    return byFile_.find(file);
+}
+
+LoadedPlugin* PluginRegistry::findByPath(const std::string& path) {
+    LoadedPlugin* const found = byFile_.find(path);
+    return found && found->runsCopy ? findByFile(PluginFile(path)) : found;
 }
 
 LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {
@@ -65,6 +91,40 @@ void PluginRegistry::remove(LoadedPlugin& plugin) {
     if (namesakes.empty()) return;
     const std::string_view key = namesakes.front()->indexedName;
     byName_.emplace(key, std::move(namesakes));
+}
+
+namespace {
+
+// Collects plugins, each once and after those that it needs.
+class Arrangement {
+public:
+    explicit Arrangement(const Qv::QvArray<QvPluginInfo*>& plugins) {
+        for (QvPluginInfo* plugin : plugins) waiting_.insert(plugin);
+    }
+
+    void add(LoadedPlugin* plugin) {
+        if (waiting_.erase(plugin) == 0) return;
+        for (LoadedPlugin* needed : plugin->neededPlugins) add(needed);
+        list.push_back(plugin);
+    }
+
+    Qv::QvArray<QvPluginInfo*> list;
+
+private:
+    std::unordered_set<QvPluginInfo*> waiting_;
+};
+
+}  // namespace
+
+void PluginRegistry::arrange(const std::vector<LoadedPlugin*>& first) {
+    Arrangement arrangement(plugins_);
+    for (LoadedPlugin* plugin : first) arrangement.add(plugin);
+    for (QvPluginInfo* plugin : plugins_) arrangement.add(static_cast<LoadedPlugin*>(plugin));
+    NameIndex byName;
+    for (QvPluginInfo* plugin : arrangement.list)
+        byName[static_cast<LoadedPlugin*>(plugin)->indexedName].push_back(static_cast<LoadedPlugin*>(plugin));
+    plugins_ = std::move(arrangement.list);
+    byName_ = std::move(byName);
 }
 
 }  // namespace QvPluginSystem

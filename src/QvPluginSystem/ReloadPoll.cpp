@@ -185,7 +185,8 @@ void ReloadPoll::load(const std::string& path, Qv::QvArray<QvReloadResult>& resu
     if (state_.registry.findByPath(path)) return;
     const FileError error(state_.listeners, path);
     Qv::QvTimer timer(true);
-    manager_.load(path);
+    if (manager_.loader.load(path, PluginLoader::Request::direct))
+        state_.listeners.tell(&QvPluginManagerListener::onPluginsChanged);
     const LoadedPlugin* plugin = state_.registry.findByPath(path);
     QvReloadResult result;
     result.outcome = plugin ? QvReloadResult::Outcome::loaded : QvReloadResult::Outcome::refused;

@@ -2,7 +2,7 @@
 
 #include <QvPlatform/QvPluginSystem/QvPluginReloader.h>
 
-#include "QvPluginSystem/PluginSystemState.h"
+#include "QvPluginSystem/PluginManagerState.h"
 #include "QvPluginSystem/ReloadWatch.h"
 
 #include <cstddef>
@@ -24,8 +24,8 @@ public:
     using NewFiles = QvPluginReloader::NewFiles;
     using Reload = std::function<QvReloadResult(const Qv::QvArray<std::string>& names)>;
 
-    ReloadPoll(QvPluginManager& manager, PluginSystemState& state, Reload reload)
-        : manager_(manager), state_(state), reload_(std::move(reload)) {}
+    ReloadPoll(PluginManagerParts& manager, Reload reload)
+        : manager_(manager), state_(manager.shared), reload_(std::move(reload)) {}
 
     bool watch(NewFiles newFiles, std::string* error);
     /// Does nothing, and keeps the changes for later, while the manager is busy.
@@ -42,7 +42,7 @@ private:
     void reload(const NamesByPath& group, Qv::QvArray<QvReloadResult>& results);
     void load(const std::string& path, Qv::QvArray<QvReloadResult>& results);
 
-    QvPluginManager& manager_;
+    PluginManagerParts& manager_;
     PluginSystemState& state_;
     Reload reload_;
     ReloadWatch watch_;

@@ -25,6 +25,9 @@ bool removeDirectory(const std::wstring& path);
 /// if both are the same file. On Linux the target is replaced atomically: if the copy fails, it is unchanged.
 bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
 
+/// Hides a file from listings. On Linux only a name that begins with a dot does that.
+bool hideFile(const std::wstring& path);
+
 /// Returns false if the target exists, but true if it is the source itself.
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to);
 

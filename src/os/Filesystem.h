@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -39,6 +40,10 @@ std::optional<std::wstring> canonicalPath(const std::wstring& path);
 
 /// Seconds since 1970, UTC. Links are followed on Linux.
 std::optional<std::int64_t> modificationTime(const std::wstring& path);
+
+/// Reads a part of a file into `piece`, which is as large as the part, and returns how many bytes the file
+/// has there; nothing on failure.
+std::optional<std::size_t> readPart(const std::wstring& path, std::uint64_t offset, std::string& piece);
 
 struct DirectoryEntry {
     std::string_view name;     ///< UTF-8; valid during the visit

@@ -28,6 +28,10 @@ bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) 
     return CopyFileW(win32::systemPath(from).c_str(), win32::systemPath(to).c_str(), !overwrite) != 0;
 }
 
+bool hideFile(const std::wstring& path) {
+    return SetFileAttributesW(win32::systemPath(path).c_str(), FILE_ATTRIBUTE_HIDDEN) != 0;
+}
+
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to) {
     return MoveFileW(win32::systemPath(from).c_str(), win32::systemPath(to).c_str()) != 0;
 }

@@ -197,9 +197,9 @@ bool PluginLoader::initialize(Candidate& candidate) const {
 
 LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
+    plugin.runsCopy = candidate.library.isCopy();
     candidate.library.keep();
     plugin.explicitlyLoaded = request == Request::direct;
-    plugin.runsCopy = candidate.library.isCopy();
     plugin.neededPlugins = candidate.dependencies();
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());

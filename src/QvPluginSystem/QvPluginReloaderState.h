@@ -20,7 +20,7 @@ struct QvPluginReloader::State {
     /// Why this reloader does nothing now; "" if it may.
     std::string refusal() const {
         if (std::this_thread::get_id() != thread)
-            return "only the thread that created the reloader may use it";
+            return "only the thread that created the reloader may reload";
         if (!isOnlyOne) return "there is another reloader";
         return manager.shared.isBusy() ? "the manager is calling a plugin or a listener" : "";
     }

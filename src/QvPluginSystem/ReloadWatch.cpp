@@ -97,7 +97,7 @@ void ReloadWatch::settleNewFiles() {
         if (loaded && loaded->size == file.settled->size && loaded->modified == file.settled->modified)
             continue;
         file.settled.reset();
-        pending_.insert(key);
+        touch(key);
     }
 }
 

@@ -1,9 +1,7 @@
 // Watching with real plugins: what `poll` does when files change. Each test polls until something happens,
 // with a deadline of many seconds.
 
-#include <QvPlatform/QvPluginSystem/QvPluginReloader.h>
-
-#include "PluginFixture.h"
+#include "ReloadFixture.h"
 
 #include <algorithm>
 #include <chrono>
@@ -12,16 +10,13 @@
 using namespace support;
 using QvPluginSystem::QvPluginReloader;
 using QvPluginSystem::QvReloadResult;
-using Outcome = QvReloadResult::Outcome;
 
 namespace {
 
 constexpr std::chrono::seconds kPatience{30};
 
-class PluginWatchTest : public PluginTest {
+class PluginWatchTest : public ReloadTest {
 protected:
-    ~PluginWatchTest() override { manager->reset(); }
-
     Qv::QvArray<QvReloadResult> pollFor(std::chrono::milliseconds time) {
         const auto deadline = std::chrono::steady_clock::now() + time;
         Qv::QvArray<QvReloadResult> results;
@@ -45,14 +40,6 @@ protected:
     /// Whether nothing comes for longer than a file must be quiet.
     bool staysQuiet() { return pollFor(std::chrono::milliseconds(800)).empty(); }
 
-    /// Gives a plugin file other content, which is also a plugin. By renaming, so that it also works for
-    /// files that are mapped.
-    void change(const std::string& name) {
-        const std::string content = readFile(path(name + ".qvp")) + ' ';
-        writeFile(path("new"), content);
-        std::filesystem::rename(pathOf(path("new")), pathOf(path(name + ".qvp")));
-    }
-
     QvPluginReloader reloader;
 };
 
@@ -65,11 +52,11 @@ Texts sorted(const Qv::QvArray<std::string>& names) {
 }  // namespace
 
 TEST_F(PluginWatchTest, reloadsAPluginWhoseFileChanges) {
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
     EXPECT_TRUE(staysQuiet());
     takeCalls();
-    change("a");
+    put("a");
     const QvReloadResult result = pollOne();
     EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
     EXPECT_EQ(sorted(result.plugins), Texts{"a"});
@@ -78,34 +65,34 @@ TEST_F(PluginWatchTest, reloadsAPluginWhoseFileChanges) {
 }
 
 TEST_F(PluginWatchTest, overwritingTheLoadedFileIsHarmless) {
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
-    const std::string content = readFile(path("a.qvp"));
-    for (std::size_t end = 0; end < content.size(); end += content.size() / 5)
-        writeFile(path("a.qvp"), content.substr(0, end));
+    const std::string next = content("a", {});
+    for (std::size_t part = 0; part < 5; ++part)
+        writeFile(path("a.qvp"), next.substr(0, next.size() / 5 * part));
     EXPECT_TRUE(staysQuiet());
     EXPECT_TRUE(manager->isLoaded(path("a.qvp")));
-    writeFile(path("a.qvp"), content + ' ');
+    writeFile(path("a.qvp"), next);
     EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
     EXPECT_EQ(manager->unload("a"), true);
 }
 
 TEST_F(PluginWatchTest, aChangeBeforeTheWatchIsSeen) {
-    manager->load(add("a"));
-    change("a");
+    manager->load(put("a"));
+    put("a", {"displayName longer"});  // the times may be equal
     ASSERT_TRUE(reloader.watch());
     EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
 }
 
 TEST_F(PluginWatchTest, theSameContentIsNoNews) {
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
     writeFile(path("a.qvp"), readFile(path("a.qvp")));
     EXPECT_TRUE(staysQuiet());
 }
 
 TEST_F(PluginWatchTest, aFailedVersionIsNotTriedAgain) {
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
     writeFile(path("a.qvp"), "no library");
     const QvReloadResult refused = pollOne();
@@ -113,22 +100,22 @@ TEST_F(PluginWatchTest, aFailedVersionIsNotTriedAgain) {
     EXPECT_NE(refused.reason, "");
     EXPECT_TRUE(manager->isLoaded(path("a.qvp")));
     EXPECT_TRUE(staysQuiet());
-    writeFile(path("a.qvp"), readFile(builtLibrary("scripted.qvp")) + ' ');
+    writeFile(path("a.qvp"), content("a", {}));
     EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
 }
 
 TEST_F(PluginWatchTest, pluginsWithACommonDependentAreReloadedTogether) {
     search();
-    add("a");
-    add("b");
-    add("other");
-    manager->load(add("c", {"needs a 0", "needs b 0"}));
+    put("a");
+    put("b");
+    put("other");
+    manager->load(put("c", {"needs a 0", "needs b 0"}));
     manager->load(path("other.qvp"));
     ASSERT_TRUE(reloader.watch());
-    change("a");
-    change("b");
-    change("other");
-    change("c");
+    put("a");
+    put("b");
+    put("other");
+    put("c", {"needs a 0", "needs b 0"});
     const auto results = poll();
     ASSERT_EQ(results.size(), 2U);
     const std::size_t large = results[0].plugins.size() == 3 ? 0 : 1;
@@ -140,15 +127,16 @@ TEST_F(PluginWatchTest, pluginsWithACommonDependentAreReloadedTogether) {
 
 TEST_F(PluginWatchTest, whatFailedTogetherIsTriedAgainTogether) {
     search();
-    add("a");
-    manager->load(add("b", {"needs a 0"}));
+    put("a");
+    manager->load(put("b", {"needs a 0"}));
     ASSERT_TRUE(reloader.watch());
-    change("a");
-    writeFile(path("b.qvp"), "no library");
-    const QvReloadResult refused = pollOne();
-    EXPECT_EQ(refused.outcome, Outcome::refused);
-    EXPECT_EQ(sorted(refused.plugins), (Texts{"a", "b"}));
-    writeFile(path("b.qvp"), readFile(builtLibrary("scripted.qvp")) + ' ');
+    put("a");
+    put("b", {"needs a 0", "initialize false"});
+    const QvReloadResult failed = pollOne();
+    EXPECT_EQ(failed.outcome, Outcome::rolledBack) << failed.text();
+    EXPECT_EQ(sorted(failed.plugins), (Texts{"a", "b"}));
+    EXPECT_TRUE(staysQuiet());
+    put("b", {"needs a 0"});
     const QvReloadResult result = pollOne();
     EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
     EXPECT_EQ(sorted(result.plugins), (Texts{"a", "b"}));
@@ -157,45 +145,45 @@ TEST_F(PluginWatchTest, whatFailedTogetherIsTriedAgainTogether) {
 TEST_F(PluginWatchTest, followsAHostThatLoadsAndUnloadsByItself) {
     ASSERT_TRUE(reloader.watch());
     for (const char* name : {"a", "b"}) {
-        manager->load(add(name));
+        manager->load(put(name));
         EXPECT_TRUE(staysQuiet());
-        change(name);
+        put(name);
         EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
     }
     manager->unload("a");
-    change("a");
+    put("a");
     EXPECT_TRUE(staysQuiet());
     EXPECT_EQ(loadedNames(), Texts{"b"});
     manager->load(path("a.qvp"));
     EXPECT_TRUE(staysQuiet());
-    change("a");
+    put("a");
     EXPECT_EQ(sorted(pollOne().plugins), Texts{"a"});
 }
 
 TEST_F(PluginWatchTest, aRemovedFileLeavesItsPluginLoaded) {
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
-    const std::string content = readFile(path("a.qvp"));
+    const std::string next = content("a", {});
     std::filesystem::remove(pathOf(path("a.qvp")));
     EXPECT_TRUE(staysQuiet());
     EXPECT_EQ(loadedNames(), Texts{"a"});
-    writeFile(path("a.qvp"), content + ' ');
+    writeFile(path("a.qvp"), next);
     EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
 }
 
 TEST_F(PluginWatchTest, newFilesAreLoadedOnRequest) {
     search();
-    add("old");
+    put("old");
     ASSERT_TRUE(reloader.watch());
-    add("a");
+    put("a");
     EXPECT_TRUE(staysQuiet());
     ASSERT_TRUE(reloader.watch(QvPluginReloader::NewFiles::load));
-    add("b");
+    put("b");
     QvReloadResult result = pollOne();
     EXPECT_EQ(result.outcome, Outcome::loaded);
     EXPECT_EQ(sorted(result.plugins), Texts{"b"});
     EXPECT_EQ(loadedNames(), Texts{"b"});
-    add("c", {"initialize false"});
+    put("c", {"initialize false"});
     result = pollOne();
     EXPECT_EQ(result.outcome, Outcome::refused);
     EXPECT_NE(result.reason.find("initialize said no"), std::string::npos) << result.text();
@@ -220,27 +208,27 @@ TEST_F(PluginWatchTest, pollFromAListenerKeepsTheChanges) {
     private:
         QvPluginReloader& reloader_;
     };
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
     EXPECT_TRUE(staysQuiet());
-    change("a");
+    put("a");
     Poller poller(reloader);
-    for (const char* name : {"b", "c"}) manager->load(add(name));
+    for (const char* name : {"b", "c"}) manager->load(put(name));
     EXPECT_EQ(poller.resultsInside, 0U);
     EXPECT_EQ(sorted(pollOne().plugins), Texts{"a"});
 }
 
 TEST_F(PluginWatchTest, nothingHappensBeforeTheWatch) {
-    manager->load(add("a"));
-    change("a");
+    manager->load(put("a"));
+    put("a");
     EXPECT_TRUE(staysQuiet());
 }
 
 TEST_F(PluginWatchTest, aSecondCallOfWatchChangesNothing) {
-    manager->load(add("a"));
+    manager->load(put("a"));
     ASSERT_TRUE(reloader.watch());
     ASSERT_TRUE(reloader.watch());
-    change("a");
+    put("a");
     EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
     EXPECT_TRUE(staysQuiet());
 }

@@ -191,7 +191,8 @@ void ReloadPoll::load(const std::string& path, Qv::QvArray<QvReloadResult>& resu
     QvReloadResult result;
     result.outcome = plugin ? QvReloadResult::Outcome::loaded : QvReloadResult::Outcome::refused;
     result.plugins.push_back(plugin ? plugin->indexedName : QvPlatform::File(path).getBaseName());
-    if (!plugin) result.reason = error.text().empty() ? "a listener rejected it" : error.text();
+    if (!plugin)
+        result.reason = error.text().empty() ? "a listener refuses to let it be initialized" : error.text();
     result.steps.push_back({QvReloadStep::Action::load, result.plugins.front(), plugin != nullptr,
                             result.reason, timer.stop() * 1'000});
     results.push_back(std::move(result));

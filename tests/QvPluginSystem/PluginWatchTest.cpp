@@ -232,3 +232,55 @@ TEST_F(PluginWatchTest, aSecondCallOfWatchChangesNothing) {
     EXPECT_EQ(pollOne().outcome, Outcome::reloaded);
     EXPECT_TRUE(staysQuiet());
 }
+
+TEST_F(PluginWatchTest, anotherThreadIsRefused) {
+    manager->load(put("a"));
+    ASSERT_TRUE(reloader.watch());
+    std::thread([this] {
+        std::string error;
+        EXPECT_FALSE(reloader.watch(QvPluginReloader::NewFiles::load, &error));
+        EXPECT_NE(error, "");
+        EXPECT_EQ(pollOne().outcome, Outcome::refused);
+    }).join();
+    EXPECT_TRUE(staysQuiet());
+}
+
+TEST_F(PluginWatchTest, aSecondReloaderDoesNotWatch) {
+    QvPluginReloader second;
+    std::string error;
+    EXPECT_FALSE(second.watch(QvPluginReloader::NewFiles::ignore, &error));
+    EXPECT_EQ(error, "there is another reloader");
+    EXPECT_TRUE(second.poll().empty());
+}
+
+TEST_F(PluginWatchTest, lostPluginsComeBackWithTheNextVersion) {
+    class Refuser : public QvPluginSystem::QvPluginManagerListener {
+    public:
+        Refuser() { QvPluginSystem::QvPluginManager::addListener(this); }
+        Refuser(const Refuser&) = delete;
+        Refuser& operator=(const Refuser&) = delete;
+        ~Refuser() override { QvPluginSystem::QvPluginManager::removeListener(this); }
+        bool onAboutToInitialize(const QvPluginSystem::QvPluginInfo& info) override {
+            return info.name != refused;
+        }
+        std::string refused = "b";
+    };
+    search();
+    put("a");
+    manager->load(put("b", {"needs a 0"}));
+    ASSERT_TRUE(reloader.watch());
+    Refuser refuser;
+    put("a");
+    QvReloadResult result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::lost) << result.text();
+    EXPECT_EQ(sorted(result.lost), Texts{"b"});
+    put("b", {"needs a 0"});
+    result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::refused);
+    EXPECT_EQ(result.reason, "a listener refuses to let it be initialized");
+    refuser.refused.clear();
+    put("b", {"needs a 0"});
+    result = pollOne();
+    EXPECT_EQ(result.outcome, Outcome::loaded) << result.text();
+    EXPECT_EQ(loadedNames(), (Texts{"a", "b"}));
+}

@@ -15,6 +15,14 @@
 #include <thread>
 #include <vector>
 
+#ifndef _WIN32
+#include "support/DeniedCalls.h"
+#include "support/ForkAsNobody.h"
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#endif
+
 using namespace support;
 using QvPluginSystem::ReloadWatch;
 using Texts = std::vector<std::string>;
@@ -297,6 +305,50 @@ TEST_F(ReloadWatchTest, findsAnotherFolderUnderTheSameName) {
     std::filesystem::rename(pathOf(path("parent")), pathOf(path("old")));
     folder.addDirectory("parent/build");
     write("parent/build/a.qvp");
+    EXPECT_EQ(takeNext(), Texts{"a.qvp"});
+}
+
+TEST_F(ReloadWatchTest, looksAtFoldersThatCannotBeWatched) {
+    write("a.qvp");
+    inFork([this] {
+        denyCalls({SYS_inotify_add_watch});
+        listen({"a.qvp"});
+        EXPECT_EQ(watch.problem(), folder.path() + " cannot be watched: Operation not permitted");
+        EXPECT_EQ(takeAfter(10'000), Texts());
+        write("a.qvp");
+        EXPECT_EQ(takeNext(), Texts{"a.qvp"});
+        EXPECT_EQ(takeAfter(10'000), Texts());
+    });
+}
+
+TEST_F(ReloadWatchTest, namesTheLimitOfWatches) {
+    write("a.qvp");
+    inFork([this] {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit none{0, limit.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+        listen({"a.qvp"});
+        EXPECT_NE(watch.problem().find("fs.inotify.max_user_instances"), std::string::npos);
+        setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(takeAfter(2'000), Texts());
+        EXPECT_EQ(watch.problem(), "");
+        write("a.qvp");
+        EXPECT_EQ(takeNext(), Texts{"a.qvp"});
+    });
+}
+
+TEST_F(ReloadWatchTest, aForkedProcessWatchesByItself) {
+    write("a.qvp");
+    listen({"a.qvp"});
+    inFork([this] {
+        EXPECT_EQ(takeAfter(2'000), Texts());
+        write("a.qvp");
+        EXPECT_EQ(takeNext(), Texts{"a.qvp"});
+        listen({});
+    });
+    EXPECT_EQ(takeNext(), Texts{"a.qvp"});
+    write("a.qvp");
     EXPECT_EQ(takeNext(), Texts{"a.qvp"});
 }
 #endif

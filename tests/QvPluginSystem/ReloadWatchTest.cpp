@@ -4,6 +4,7 @@
 #include "QvPluginSystem/ReloadWatch.h"
 
 #include <QvPlatform/filesystem/Directory.h>
+#include <QvPlatform/filesystem/Filesystem.h>
 
 #include "support/TemporaryFolder.h"
 
@@ -191,12 +192,9 @@ TEST_F(ReloadWatchTest, ignoresAFileThatWasAwayAndIsTheSame) {
 
 TEST_F(ReloadWatchTest, returnsAFileThatChangedBeforeItWasWatched) {
     write("a.qvp");
-    std::filesystem::copy_file(pathOf(path("a.qvp")), pathOf(path("copy")));
-    const auto time = std::filesystem::last_write_time(pathOf(path("a.qvp")));
-    std::filesystem::last_write_time(pathOf(path("copy")), time);
+    QvPlatform::Filesystem::copy(QvPlatform::File(path("a.qvp")), QvPlatform::File(path("copy")), false);
+    writeFile(path("other"), "an older version");
     write("b.qvp");
-    std::filesystem::copy_file(pathOf(path("b.qvp")), pathOf(path("other")));
-    std::filesystem::last_write_time(pathOf(path("other")), time - std::chrono::seconds(1));
     watch.setFiles({{path("a.qvp"), path("copy")}, {path("b.qvp"), path("other")}});
     EXPECT_EQ(takeNext(), Texts{"b.qvp"});
     EXPECT_EQ(takeAfter(1'000), Texts());

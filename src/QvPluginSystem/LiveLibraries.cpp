@@ -45,6 +45,13 @@ std::optional<unsigned int> makerOf(std::string_view name) {
     return isOne ? std::optional(maker) : std::nullopt;
 }
 
+// Those of this process that are still wanted, and whether one that is not could not be removed.
+std::set<std::string_view>& wantedCopies() {
+    static auto& copies = *new std::set<std::string_view>;  // never destroyed: the manager is static too
+    return copies;
+}
+constinit bool isAnyLeftBehind = false;
+
 // Copies with this process's number are its own, or of an earlier process with the same number.
 void removeAbandonedCopies(const std::string& folder) {
     std::vector<std::string> abandoned;
@@ -52,8 +59,9 @@ void removeAbandonedCopies(const std::string& folder) {
         const auto maker = entry.isDirectory ? std::nullopt : makerOf(entry.name);
         if (!maker) return;
         std::string path = folder + std::string(entry.name);
-        const bool isUsed =
-            *maker == os::processId() ? os::isLibraryMapped(path) : os::isProcessRunning(*maker);
+        const bool isUsed = *maker == os::processId()
+                                ? wantedCopies().count(path) != 0 || os::isLibraryMapped(path)
+                                : os::isProcessRunning(*maker);
         if (!isUsed) abandoned.push_back(std::move(path));
     };
     os::visitDirectory(wide(folder), visit);
@@ -97,7 +105,9 @@ bool haveSameContent(const std::string& one, const std::string& other) {
 }
 
 LibraryCopy::LibraryCopy(std::string path, std::string original)
-    : path_(std::move(path)), original_(std::move(original)), maker_(os::processId()) {}
+    : path_(std::move(path)), original_(std::move(original)), maker_(os::processId()) {
+    wantedCopies().insert(path_);
+}
 
 std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const std::string& original,
                                                std::string& error) {
@@ -118,9 +128,13 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
 LibraryCopy::~LibraryCopy() {
     const os::CancellationShield shield;
     const os::LastErrorKeeper lastError;
+    wantedCopies().erase(path_);
+    if (maker_ != os::processId()) return;
     try {
-        if (maker_ == os::processId() && !os::isLibraryMapped(path_)) os::removeFile(wide(path_));
-    } catch (const std::bad_alloc&) {  // the next process removes it
+        const bool isGone = os::isLibraryMapped(path_) || os::removeFile(wide(path_));
+        isAnyLeftBehind = isAnyLeftBehind || !isGone;
+    } catch (const std::bad_alloc&) {
+        isAnyLeftBehind = true;
     }
 }
 
@@ -132,15 +146,20 @@ std::string LibraryCopy::inWordsOfOriginal(std::string message) const {
 
 std::shared_ptr<LibraryCopy> LiveLibraries::copyToOpen(const std::string& path, std::string& error) {
     const auto staged = staged_.find(path);
-    if (staged != staged_.end()) return staged->second;
-    const std::string folder = folderOf(path);
+    return staged == staged_.end() ? copy(path, path, error) : staged->second;
+}
+
+std::shared_ptr<LibraryCopy> LiveLibraries::copy(const std::string& source, const std::string& original,
+                                                 std::string& error) {
+    if (std::exchange(isAnyLeftBehind, false)) cleanedFolders_.clear();
+    const std::string folder = folderOf(original);
     if (cleanedFolders_.insert(folder).second) removeAbandonedCopies(folder);
-    return LibraryCopy::make(path, path, error);
+    return LibraryCopy::make(source, original, error);
 }
 
 void LiveLibraries::adopt(const std::string& path) {
     std::string ignored;
-    if (auto copy = LibraryCopy::make(path, path, ignored)) adopted_[path] = std::move(copy);
+    if (auto adopted = copy(path, path, ignored)) adopted_[path] = std::move(adopted);
 }
 
 std::shared_ptr<LibraryCopy> LiveLibraries::adopted(const std::string& path) const {

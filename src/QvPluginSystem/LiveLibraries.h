@@ -54,8 +54,12 @@ public:
     LiveLibraries(const ObjectPool& pool, const ListenerList& listeners)
         : pool_(pool), listeners_(listeners) {}
 
-    /// The copy from which a plugin file is to be opened: the one that was staged, else a new one. Null on
-    /// failure, with the reason in `error`. The first copy in a folder removes those of ended processes.
+    /// A new copy of `source`, which stands for a plugin file. Null on failure, with the reason in `error`.
+    /// The first copy in a folder removes those that were left behind there.
+    std::shared_ptr<LibraryCopy> copy(const std::string& source, const std::string& original,
+                                      std::string& error);
+
+    /// The copy from which a plugin file is to be opened: the one that was staged, else a new one.
     std::shared_ptr<LibraryCopy> copyToOpen(const std::string& path, std::string& error);
 
     /// Keeps a copy of a file that was opened before live mode, or before its copy was known, for a way back.

@@ -208,7 +208,7 @@ bool ReloadTransaction::takeDown(ReloadEntry& entry) {
     withMemory([&] {
         std::string ignored;
         if (!os::isLibraryMapped(entry.oldCopy->path())) return;
-        if (auto copy = LibraryCopy::make(entry.oldCopy->path(), entry.filePath, ignored))
+        if (auto copy = live_.copy(entry.oldCopy->path(), entry.filePath, ignored))
             entry.oldCopy = std::move(copy);
     });
     return true;

@@ -45,6 +45,13 @@ std::optional<unsigned int> makerOf(std::string_view name) {
     return isOne ? std::optional(maker) : std::nullopt;
 }
 
+// Those of this process that are still wanted, and whether one that is not could not be removed.
+std::set<std::string_view>& wantedCopies() {
+    static auto& copies = *new std::set<std::string_view>;  // never destroyed: the manager is static too
+    return copies;
+}
+constinit bool isAnyLeftBehind = false;
+
 // Copies with this process's number are its own, or of an earlier process with the same number.
 void removeAbandonedCopies(const std::string& folder) {
     std::vector<std::string> abandoned;
@@ -52,8 +59,9 @@ void removeAbandonedCopies(const std::string& folder) {
         const auto maker = entry.isDirectory ? std::nullopt : makerOf(entry.name);
         if (!maker) return;
         std::string path = folder + std::string(entry.name);
-        const bool isUsed =
-            *maker == os::processId() ? os::isLibraryMapped(path) : os::isProcessRunning(*maker);
+        const bool isUsed = *maker == os::processId()
+                                ? wantedCopies().count(path) != 0 || os::isLibraryMapped(path)
+                                : os::isProcessRunning(*maker);
         if (!isUsed) abandoned.push_back(std::move(path));
     };
     os::visitDirectory(wide(folder), visit);
@@ -85,9 +93,12 @@ void addTypes(const Objects& objects, const void* library, const std::string& ki
 bool isLibraryCopyName(std::string_view fileName) { return makerOf(fileName).has_value(); }
 
 bool haveSameContent(const std::string& one, const std::string& other) {
-    constexpr std::size_t kPiece = std::size_t{1} << 18U;
-    std::string pieces[] = {std::string(kPiece, '\0'), std::string(kPiece, '\0')};
+    constexpr std::size_t kPiece = std::size_t{1} << 15U;
     const std::wstring paths[] = {wide(one), wide(other)};
+    const auto stamp = os::fileStamp(paths[0]);
+    const auto otherStamp = os::fileStamp(paths[1]);
+    if (!stamp || !otherStamp || stamp->size != otherStamp->size) return false;
+    std::string pieces[] = {std::string(kPiece, '\0'), std::string(kPiece, '\0')};
     for (std::uint64_t offset = 0;; offset += kPiece) {
         const auto size = os::readPart(paths[0], offset, pieces[0]);
         if (!size || os::readPart(paths[1], offset, pieces[1]) != size) return false;
@@ -97,7 +108,9 @@ bool haveSameContent(const std::string& one, const std::string& other) {
 }
 
 LibraryCopy::LibraryCopy(std::string path, std::string original)
-    : path_(std::move(path)), original_(std::move(original)), maker_(os::processId()) {}
+    : path_(std::move(path)), original_(std::move(original)), maker_(os::processId()) {
+    wantedCopies().insert(path_);
+}
 
 std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const std::string& original,
                                                std::string& error) {
@@ -109,8 +122,7 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
         .append(os::randomText(kRandomLength));
     // First the owner, so that nothing is left behind if memory runs out.
     const std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
-    const std::wstring target = wide(copy->path_);
-    if (os::copyFile(wide(source), target, false) && os::hideFile(target)) return copy;
+    if (os::copyToHiddenFile(wide(source), wide(copy->path_))) return copy;
     error = "the file cannot be copied within its folder, as live mode requires: " + os::lastErrorText();
     return nullptr;
 }
@@ -118,9 +130,13 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
 LibraryCopy::~LibraryCopy() {
     const os::CancellationShield shield;
     const os::LastErrorKeeper lastError;
+    wantedCopies().erase(path_);
+    if (maker_ != os::processId()) return;
     try {
-        if (maker_ == os::processId() && !os::isLibraryMapped(path_)) os::removeFile(wide(path_));
-    } catch (const std::bad_alloc&) {  // the next process removes it
+        const bool isGone = isMapped() || os::removeFile(wide(path_));
+        isAnyLeftBehind = isAnyLeftBehind || !isGone;
+    } catch (const std::bad_alloc&) {
+        isAnyLeftBehind = true;
     }
 }
 
@@ -132,15 +148,20 @@ std::string LibraryCopy::inWordsOfOriginal(std::string message) const {
 
 std::shared_ptr<LibraryCopy> LiveLibraries::copyToOpen(const std::string& path, std::string& error) {
     const auto staged = staged_.find(path);
-    if (staged != staged_.end()) return staged->second;
-    const std::string folder = folderOf(path);
+    return staged == staged_.end() ? copy(path, path, error) : staged->second;
+}
+
+std::shared_ptr<LibraryCopy> LiveLibraries::copy(const std::string& source, const std::string& original,
+                                                 std::string& error) {
+    if (std::exchange(isAnyLeftBehind, false)) cleanedFolders_.clear();
+    const std::string folder = folderOf(original);
     if (cleanedFolders_.insert(folder).second) removeAbandonedCopies(folder);
-    return LibraryCopy::make(path, path, error);
+    return LibraryCopy::make(source, original, error);
 }
 
 void LiveLibraries::adopt(const std::string& path) {
     std::string ignored;
-    if (auto copy = LibraryCopy::make(path, path, ignored)) adopted_[path] = std::move(copy);
+    if (auto adopted = copy(path, path, ignored)) adopted_[path] = std::move(adopted);
 }
 
 std::shared_ptr<LibraryCopy> LiveLibraries::adopted(const std::string& path) const {
@@ -157,8 +178,9 @@ bool LiveLibraries::close(const OpenLibrary& library, bool isLast, std::string& 
         }
     };
     if (isLast && inMemory([&] { return isUsed(library, error); })) return false;
+    const void* const address = os::addressIn(library.handle);
     const bool isClosed = os::closeLibrary(library.handle, error);
-    if (isLast) inMemory([&] { return isStillMapped(library); });
+    if (isLast) inMemory([&] { return isStillMapped(library, address); });
     return isClosed;
 }
 
@@ -173,10 +195,12 @@ bool LiveLibraries::isUsed(const OpenLibrary& library, std::string& error) {
     return true;
 }
 
-bool LiveLibraries::isStillMapped(const OpenLibrary& library) {
-    if (!os::isLibraryMapped(library.path)) return false;
-    note(library, "it " + os::whyLibraryStays(library.path));
-    return true;
+// Asking for an address takes much less time than asking for a path. Another library may be there by now.
+bool LiveLibraries::isStillMapped(const OpenLibrary& library, const void* address) {
+    const bool isMapped = os::libraryContaining(address) && os::isLibraryMapped(library.path());
+    if (library.copy) library.copy->mayBeMapped = isMapped;
+    if (isMapped) note(library, "it " + os::whyLibraryStays(library.path()));
+    return isMapped;
 }
 
 void LiveLibraries::note(const OpenLibrary& library, const std::string& reason) {

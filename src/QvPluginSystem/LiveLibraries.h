@@ -2,6 +2,7 @@
 
 #include "QvPluginSystem/ListenerList.h"
 #include "QvPluginSystem/ObjectPool.h"
+#include "os/MappedLibraries.h"
 
 #include <memory>
 #include <string>
@@ -31,7 +32,11 @@ public:
     /// A message of the system, with the original's path in place of the copy's.
     std::string inWordsOfOriginal(std::string message) const;
 
-    int openings = 0;  ///< by the tables of libraries
+    /// Whether its library is in memory, even if it was closed.
+    bool isMapped() const { return mayBeMapped && os::isLibraryMapped(path_); }
+
+    int openings = 0;          ///< by the tables of libraries
+    bool mayBeMapped = false;  ///< it was opened, and not seen to be gone since
 
 private:
     LibraryCopy(std::string path, std::string original);
@@ -54,8 +59,12 @@ public:
     LiveLibraries(const ObjectPool& pool, const ListenerList& listeners)
         : pool_(pool), listeners_(listeners) {}
 
-    /// The copy from which a plugin file is to be opened: the one that was staged, else a new one. Null on
-    /// failure, with the reason in `error`. The first copy in a folder removes those of ended processes.
+    /// A new copy of `source`, which stands for a plugin file. Null on failure, with the reason in `error`.
+    /// The first copy in a folder removes those that were left behind there.
+    std::shared_ptr<LibraryCopy> copy(const std::string& source, const std::string& original,
+                                      std::string& error);
+
+    /// The copy from which a plugin file is to be opened: the one that was staged, else a new one.
     std::shared_ptr<LibraryCopy> copyToOpen(const std::string& path, std::string& error);
 
     /// Keeps a copy of a file that was opened before live mode, or before its copy was known, for a way back.
@@ -68,8 +77,10 @@ public:
 
     struct OpenLibrary {
         void* handle;
-        const std::string& path;      ///< from which it was opened
         const std::string& original;  ///< the plugin file
+        LibraryCopy* copy;            ///< from which it was opened; null if from the plugin file
+
+        const std::string& path() const { return copy ? copy->path() : original; }
     };
 
     /// Closes a library. `isLast`: no other opening is known. If something belongs to it, it is left open.
@@ -81,7 +92,7 @@ public:
 
 private:
     bool isUsed(const OpenLibrary& library, std::string& error);
-    bool isStillMapped(const OpenLibrary& library);
+    bool isStillMapped(const OpenLibrary& library, const void* address);
     void note(const OpenLibrary& library, const std::string& reason);
 
     const ObjectPool& pool_;

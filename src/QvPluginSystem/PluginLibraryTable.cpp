@@ -124,6 +124,7 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
 void* PluginLibraryTable::openCopy(PluginLibraryRecord& record, std::string& error) const {
     record.copy = live_->copyToOpen(record.libraryPath, error);
     if (!record.copy) return nullptr;
+    record.copy->mayBeMapped = true;
     void* handle = openBesideItsLibraries(record.libraryDirectory, record.copy->path(), error);
     const os::LastErrorKeeper lastError;
     if (handle)
@@ -136,8 +137,7 @@ void* PluginLibraryTable::openCopy(PluginLibraryRecord& record, std::string& err
 bool PluginLibraryTable::closeLibrary(PluginLibraryRecord& record, std::string& error) const {
     const bool isLast = !record.copy || --record.copy->openings == 0;
     if (!live_) return os::closeLibrary(record.moduleHandle, error);
-    const std::string& path = record.copy ? record.copy->path() : record.libraryPath;
-    return live_->close({record.moduleHandle, path, record.libraryPath}, isLast, error);
+    return live_->close({record.moduleHandle, record.libraryPath, record.copy.get()}, isLast, error);
 }
 
 bool PluginLibraryTable::close(const std::string& path, std::string& error) {

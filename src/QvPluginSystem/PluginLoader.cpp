@@ -53,8 +53,9 @@ public:
     }
 
     void announceName() {
-        foldedName_ = rules::foldedName(plugin->name);
-        loading_.foldedNames.insert(foldedName_);
+        std::string name = rules::foldedName(plugin->name);
+        loading_.foldedNames.insert(name);
+        foldedName_ = std::move(name);
     }
 
     void addDependency(LoadedPlugin& dependency) {
@@ -196,11 +197,11 @@ bool PluginLoader::initialize(Candidate& candidate) const {
 }
 
 LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
+    candidate.plugin->neededPlugins = candidate.dependencies();
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
     plugin.runsCopy = candidate.library.isCopy();
     candidate.library.keep();
     plugin.explicitlyLoaded = request == Request::direct;
-    plugin.neededPlugins = candidate.dependencies();
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
     return plugin;

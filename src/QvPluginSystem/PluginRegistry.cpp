@@ -13,6 +13,7 @@
 #include "base/Fnv.h"
 
 #include <algorithm>
+#include <new>
 #include <unordered_set>
 #include <utility>
 
@@ -72,25 +73,35 @@ LoadedPlugin* PluginRegistry::findByPath(const std::string& path) {
 LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {
     ++generation_;
     plugin->indexedName = plugin->name;
-    byName_[plugin->indexedName].push_back(plugin.get());
-    byFile_.add(plugin->file, plugin.get());
-    plugins_.push_back(plugin.get());
+    try {
+        plugins_.push_back(plugin.get());
+        byName_[plugin->indexedName].push_back(plugin.get());
+        byFile_.add(plugin->file, plugin.get());
+    } catch (const std::bad_alloc&) {
+        takeOut(*plugin);
+        throw;
+    }
     return *plugin.release();
 }
 
 void PluginRegistry::remove(LoadedPlugin& plugin) {
     ++generation_;
     const std::unique_ptr<LoadedPlugin> owner(&plugin);
-    plugins_.erase(std::find(plugins_.begin(), plugins_.end(), &plugin));
     byFile_.remove(plugin.file);
-    // The key may be a view of the name of the plugin that is removed.
+    takeOut(plugin);
+}
+
+// From wherever it is. The key of the name may be a view of the name of this plugin.
+void PluginRegistry::takeOut(const LoadedPlugin& plugin) {
+    plugins_.erase(std::remove(plugins_.begin(), plugins_.end(), &plugin), plugins_.end());
     const auto entry = byName_.find(plugin.indexedName);
-    std::vector<LoadedPlugin*> namesakes = std::move(entry->second);
-    byName_.erase(entry);
-    namesakes.erase(std::find(namesakes.begin(), namesakes.end(), &plugin));
+    if (entry == byName_.end()) return;
+    auto node = byName_.extract(entry);
+    auto& namesakes = node.mapped();
+    namesakes.erase(std::remove(namesakes.begin(), namesakes.end(), &plugin), namesakes.end());
     if (namesakes.empty()) return;
-    const std::string_view key = namesakes.front()->indexedName;
-    byName_.emplace(key, std::move(namesakes));
+    node.key() = namesakes.front()->indexedName;
+    byName_.insert(std::move(node));
 }
 
 namespace {

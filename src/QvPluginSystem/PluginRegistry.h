@@ -70,6 +70,8 @@ private:
         bool operator()(std::string_view a, std::string_view b) const;
     };
 
+    void takeOut(const LoadedPlugin& plugin);
+
     // Plugins whose names differ in letter case only stand together.
     using NameIndex =
         std::unordered_map<std::string_view, std::vector<LoadedPlugin*>, FoldedHash, FoldedEqual>;

@@ -41,7 +41,7 @@ bool ReloadPlan::copyChanged(const std::string& name, Targets& targets) {
     const std::string& file = plugin->file.path;
     if (!PluginFile(file).isRegular()) return refuse(name, "there is no file " + plugin->requestedPath);
     std::string error;
-    auto copy = LibraryCopy::make(file, file, error);
+    auto copy = live_.copy(file, file, error);
     if (!copy) return refuse(name, error);
     const auto running = runningCopy(*plugin);
     if (!running || !haveSameContent(running->path(), copy->path())) targets[plugin] = std::move(copy);

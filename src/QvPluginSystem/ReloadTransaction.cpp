@@ -207,8 +207,8 @@ bool ReloadTransaction::takeDown(ReloadEntry& entry) {
     // A library that stayed in memory would be found again with its old variables.
     withMemory([&] {
         std::string ignored;
-        if (!os::isLibraryMapped(entry.oldCopy->path())) return;
-        if (auto copy = LibraryCopy::make(entry.oldCopy->path(), entry.filePath, ignored))
+        if (!entry.oldCopy->isMapped()) return;
+        if (auto copy = live_.copy(entry.oldCopy->path(), entry.filePath, ignored))
             entry.oldCopy = std::move(copy);
     });
     return true;

@@ -25,8 +25,10 @@ bool removeDirectory(const std::wstring& path);
 /// if both are the same file. On Linux the target is replaced atomically: if the copy fails, it is unchanged.
 bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
 
-/// Hides a file from listings. On Linux only a name that begins with a dot does that.
-bool hideFile(const std::wstring& path);
+/// Copies a regular file, with permissions and time as `copyFile`, to a new file that is hidden; on Linux its
+/// name must begin with a dot. On failure nothing is left, but a process that is killed meanwhile leaves an
+/// incomplete file.
+bool copyToHiddenFile(const std::wstring& from, const std::wstring& to);
 
 /// Returns false if the target exists, but true if it is the source itself.
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to);

@@ -13,6 +13,9 @@ bool isLibraryMapped(const std::string& path);
 /// subject.
 std::string whyLibraryStays(const std::string& path);
 
+/// An address in an open library.
+const void* addressIn(void* handle);
+
 /// The handle of the library that contains `address`; null if none does.
 void* libraryContaining(const void* address);
 

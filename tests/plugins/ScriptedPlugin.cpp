@@ -174,6 +174,12 @@ bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string* e
     return outcome("uninitialize", error);
 }
 
+// Calls a function of the test, with this library on the call stack.
+extern "C" QV_PLUGIN_EXPORT void callBack(void (*function)(void*), void* argument) {
+    function(argument);
+    ++Counter::initializations;  // not a tail call
+}
+
 bool SavePluginState(std::string* state) {
     record("save");
     *state = valueOf("save");

@@ -30,8 +30,6 @@ bool removeDirectory(const std::wstring& path) {
     return rmdir(name.c_str()) == 0 || (errno == ENOTDIR && unlink(name.c_str()) == 0);
 }
 
-bool hideFile(const std::wstring& /*path*/) { return true; }
-
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to) {
     return posix::moveWithoutReplacing({AT_FDCWD, posix::withoutFinalSlash(from)},
                                        {AT_FDCWD, posix::withoutFinalSlash(to)});

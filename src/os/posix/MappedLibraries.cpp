@@ -120,6 +120,8 @@ std::string whyLibraryStays(const std::string& path) {
     return reason;
 }
 
+const void* addressIn(void* handle) { return static_cast<const link_map*>(handle)->l_ld; }
+
 void* libraryContaining(const void* address) { return recordContaining(address); }
 
 std::vector<void*> callingLibraries() {

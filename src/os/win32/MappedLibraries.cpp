@@ -26,6 +26,8 @@ std::string whyLibraryStays(const std::string& /*path*/) {
            "threads have yet to destroy, or another library needs it";
 }
 
+const void* addressIn(void* handle) { return handle; }
+
 void* libraryContaining(const void* address) {
     return moduleAt(static_cast<const wchar_t*>(address), GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS);
 }

@@ -118,7 +118,7 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
         .append("-")
         .append(os::randomText(kRandomLength));
     // First the owner, so that nothing is left behind if memory runs out.
-    const std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
+    std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
     const std::wstring target = wide(copy->path_);
     if (os::copyFile(wide(source), target, false) && os::hideFile(target)) return copy;
     error = "the file cannot be copied within its folder, as live mode requires: " + os::lastErrorText();

@@ -121,7 +121,7 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
         .append("-")
         .append(os::randomText(kRandomLength));
     // First the owner, so that nothing is left behind if memory runs out.
-    const std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
+    std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
     if (os::copyToHiddenFile(wide(source), wide(copy->path_))) return copy;
     error = "the file cannot be copied within its folder, as live mode requires: " + os::lastErrorText();
     return nullptr;

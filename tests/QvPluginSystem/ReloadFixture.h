@@ -3,6 +3,7 @@
 #include <QvPlatform/QvPluginSystem/QvPluginReloader.h>
 
 #include "PluginFixture.h"
+#include "support/Platform.h"
 
 #include <cstdio>
 #include <map>
@@ -26,7 +27,10 @@ protected:
     /// Creates or replaces a plugin file by another version, by renaming. Returns its path.
     std::string put(const std::string& name, const Texts& lines = {}) {
         writeFile(path(name + ".new"), content(name, lines));
-        std::filesystem::rename(pathOf(path(name + ".new")), pathOf(path(name + ".qvp")));
+        const auto file = pathOf(path(name + ".qvp"));
+        // Windows does not replace a file that is mapped, but renames it.
+        if (kWindows && exists(file)) rename(file, pathOf(path(name + ".old" + std::to_string(serial_))));
+        rename(pathOf(path(name + ".new")), file);
         return path(name + ".qvp");
     }
 

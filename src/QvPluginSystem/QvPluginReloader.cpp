@@ -70,7 +70,7 @@ std::string QvReloadResult::text() const {
     if (!reason.empty()) lines += ": " + reason;
     lines += '\n';
     for (const QvReloadStep& step : steps) {
-        if (!step.message.empty())
+        if (!step.message.empty() && reason.find(step.message) == std::string::npos)
             lines += std::string("  ") + textOf(step.action) + ' ' + step.plugin + ": " + step.message + '\n';
     }
     return lines;

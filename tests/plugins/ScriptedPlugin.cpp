@@ -62,8 +62,8 @@ std::string scriptInLibrary(const std::string& library) {
 // In live mode this library is a copy named ".NAME.qvp.live-...".
 std::string scriptNextTo(const QvPlatform::File& library) {
     std::string name = library.getName();
-    if (name.front() == '.') name.erase(0, 1);
-    std::ifstream file = openFile(library.getFolderPath() + name.substr(0, name.rfind(".qvp")) + ".txt");
+    if (name.front() == '.') name = name.substr(1, name.rfind(".live-") - 1);
+    std::ifstream file = openFile(library.getFolderPath() + name.substr(0, name.rfind('.')) + ".txt");
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -47,7 +47,8 @@ struct QvReloadResult {
     /// Whether the plugins now run as their files are.
     explicit operator bool() const noexcept { return outcome <= Outcome::unchanged; }
 
-    /// The result in one line, and one more line for each step that has a message. Each ends with a newline.
+    /// The result in one line, and one more line for each step whose message is not the reason. Each ends
+    /// with a newline.
     QV_API std::string text() const;
 };
 

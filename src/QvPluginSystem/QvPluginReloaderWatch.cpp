@@ -8,9 +8,7 @@ bool QvPluginReloader::watch(NewFiles newFiles, std::string* error) {
         if (error) *error = refusal;
         return false;
     }
-    if (!state_->polling)
-        state_->polling = std::make_unique<ReloadPoll>(
-            state_->manager, [this](const Qv::QvArray<std::string>& names) { return reload(names); });
+    if (!state_->polling) state_->polling = std::make_unique<ReloadPoll>(state_->manager, state_->live);
     return state_->polling->watch(newFiles, error);
 }
 

@@ -5,9 +5,8 @@
 #include "QvPluginSystem/ReloadPoll.h"
 
 #include <QvPlatform/filesystem/Directory.h>
-#include <QvPlatform/time/QvTimer.h>
 
-#include "QvPluginSystem/LiveLibraries.h"
+#include "QvPluginSystem/ReloadTransaction.h"
 #include "os/Clock.h"
 
 #include <algorithm>
@@ -67,28 +66,6 @@ std::vector<NamesByPath> groupsOf(const PluginRegistry& registry, const std::set
     for (auto& [set, group] : groups) list.push_back(std::move(group));
     return list;
 }
-
-// Keeps the first error that the manager reports for a file.
-class FileError : public QvPluginManagerListener {
-public:
-    FileError(ListenerList& listeners, std::string path) : listeners_(listeners), path_(std::move(path)) {
-        listeners_.add(this);
-    }
-    FileError(const FileError&) = delete;
-    FileError& operator=(const FileError&) = delete;
-    ~FileError() override { listeners_.remove(this); }
-
-    void onPluginError(const std::string& file, const QvPluginInfo*, const std::string& error) override {
-        if (file == path_ && text_.empty()) text_ = error;
-    }
-
-    const std::string& text() const { return text_; }
-
-private:
-    ListenerList& listeners_;
-    std::string path_;
-    std::string text_;
-};
 
 }  // namespace
 
@@ -151,7 +128,10 @@ Qv::QvArray<QvReloadResult> ReloadPoll::handle(const std::vector<std::string>& p
     if (std::any_of(toLoad.begin(), toLoad.end(), [&](const auto& path) { return lost_.contains(path); }))
         toLoad.insert(lost_.begin(), lost_.end());
     for (const NamesByPath& group : groupsOf(state_.registry, changed)) reload(group, results);
-    for (const std::string& path : toLoad) load(path, results);
+    for (const std::string& path : toLoad) {
+        if (!state_.registry.findByPath(path))
+            results.push_back(ReloadTransaction(manager_, live_).loadNew(path));
+    }
     return results;
 }
 
@@ -162,7 +142,7 @@ void ReloadPoll::reload(const NamesByPath& group, Qv::QvArray<QvReloadResult>& r
         names.push_back(name);
         paths.insert(path);
     }
-    QvReloadResult result = reload_(names);
+    QvReloadResult result = ReloadTransaction(manager_, live_).run(names);
     if (result.outcome == QvReloadResult::Outcome::unchanged) return;
     if (!result && paths.size() > 1) held_.push_back(std::move(paths));
     for (const std::string& name : result.lost) {
@@ -179,23 +159,6 @@ void ReloadPoll::addHeld(Paths& paths) {
         paths.insert(group.begin(), group.end());
         return true;
     });
-}
-
-void ReloadPoll::load(const std::string& path, Qv::QvArray<QvReloadResult>& results) {
-    if (state_.registry.findByPath(path)) return;
-    const FileError error(state_.listeners, path);
-    Qv::QvTimer timer(true);
-    if (manager_.loader.load(path, PluginLoader::Request::direct))
-        state_.listeners.tell(&QvPluginManagerListener::onPluginsChanged);
-    const LoadedPlugin* plugin = state_.registry.findByPath(path);
-    QvReloadResult result;
-    result.outcome = plugin ? QvReloadResult::Outcome::loaded : QvReloadResult::Outcome::refused;
-    result.plugins.push_back(plugin ? plugin->indexedName : QvPlatform::File(path).getBaseName());
-    if (!plugin)
-        result.reason = error.text().empty() ? "a listener refuses to let it be initialized" : error.text();
-    result.steps.push_back({QvReloadStep::Action::load, result.plugins.front(), plugin != nullptr,
-                            result.reason, timer.stop() * 1'000});
-    results.push_back(std::move(result));
 }
 
 }  // namespace QvPluginSystem

@@ -2,17 +2,16 @@
 
 #include <QvPlatform/QvPluginSystem/QvPluginReloader.h>
 
+#include "QvPluginSystem/LiveLibraries.h"
 #include "QvPluginSystem/PluginManagerState.h"
 #include "QvPluginSystem/ReloadWatch.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace QvPluginSystem {
@@ -22,10 +21,9 @@ namespace QvPluginSystem {
 class ReloadPoll {
 public:
     using NewFiles = QvPluginReloader::NewFiles;
-    using Reload = std::function<QvReloadResult(const Qv::QvArray<std::string>& names)>;
 
-    ReloadPoll(PluginManagerParts& manager, Reload reload)
-        : manager_(manager), state_(manager.shared), reload_(std::move(reload)) {}
+    ReloadPoll(PluginManagerParts& manager, LiveLibraries& live)
+        : manager_(manager), live_(live), state_(manager.shared) {}
 
     bool watch(NewFiles newFiles, std::string* error);
     /// Does nothing, and keeps the changes for later, while the manager is busy.
@@ -40,11 +38,10 @@ private:
     Qv::QvArray<QvReloadResult> handle(const std::vector<std::string>& paths);
     void addHeld(Paths& paths);
     void reload(const NamesByPath& group, Qv::QvArray<QvReloadResult>& results);
-    void load(const std::string& path, Qv::QvArray<QvReloadResult>& results);
 
     PluginManagerParts& manager_;
+    LiveLibraries& live_;
     PluginSystemState& state_;
-    Reload reload_;
     ReloadWatch watch_;
     bool isWatching_ = false;
     NewFiles newFiles_ = NewFiles::ignore;

@@ -96,12 +96,34 @@ QvReloadResult ReloadTransaction::run(const Qv::QvArray<std::string>& names) {
     result_.outcome = makePlan(names) ? replaceAll() : Outcome::refused;
     if (!hasChanged_) return std::move(result_);
     withMemory([&] { restoreOrder(); });
+    tellOfChange();
+    return std::move(result_);
+}
+
+QvReloadResult ReloadTransaction::loadNew(const std::string& path) {
+    const ManagerRequest underWay(manager_.shared);
+    result_.outcome = Outcome::refused;
+    withMemory([&] {
+        std::string name = QvPlatform::File(path).getBaseName();
+        const bool isUp = step(Action::load, name, [&](std::string& message) {
+            LoadedPlugin* const plugin = load(path, PluginFile(path), PluginLoader::Request::direct, message);
+            if (plugin) name = plugin->indexedName;
+            return plugin != nullptr;
+        });
+        result_.plugins.push_back(name);
+        if (!isUp) return void(failAt(name));
+        result_.outcome = Outcome::loaded;
+    });
+    if (result_.outcome == Outcome::loaded) tellOfChange();
+    return std::move(result_);
+}
+
+void ReloadTransaction::tellOfChange() {
     const auto tell = [&] {
         manager_.shared.listeners.tell(&QvPluginManagerListener::onPluginsChanged);
         return true;
     };
     callPlugin(tell, message_);
-    return std::move(result_);
 }
 
 bool ReloadTransaction::makePlan(const Qv::QvArray<std::string>& names) {
@@ -251,8 +273,10 @@ bool ReloadTransaction::bringUpAll(AfterFailure afterFailure) {
 }
 
 bool ReloadTransaction::bringUp(ReloadEntry& entry) {
+    using Request = PluginLoader::Request;
+    const Request request = entry.wasRequested ? Request::direct : Request::dependency;
     const bool isUp = step(Action::load, entry.name, [&](std::string& message) {
-        entry.plugin = load(entry, message);
+        entry.plugin = load(entry.path, entry.currentFile(), request, message);
         return entry.plugin != nullptr;
     });
     if (!isUp) return failAt(entry.name);
@@ -262,11 +286,10 @@ bool ReloadTransaction::bringUp(ReloadEntry& entry) {
     return true;
 }
 
-LoadedPlugin* ReloadTransaction::load(const ReloadEntry& entry, std::string& message) {
-    using Request = PluginLoader::Request;
-    const Request request = entry.wasRequested ? Request::direct : Request::dependency;
+LoadedPlugin* ReloadTransaction::load(const std::string& path, const PluginFile& file,
+                                      PluginLoader::Request request, std::string& message) {
     const ReportedErrors errors(manager_.shared.listeners);
-    LoadedPlugin* const plugin = manager_.loader.load(entry.path, entry.currentFile(), request);
+    LoadedPlugin* const plugin = manager_.loader.load(path, file, request);
     message = plugin ? live_.takeNotes() : errors.text;
     if (!plugin && message.empty()) message = "a listener refuses to let it be initialized";
     return plugin;

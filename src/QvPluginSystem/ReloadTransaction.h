@@ -9,7 +9,7 @@
 
 namespace QvPluginSystem {
 
-/// One reload. Used once.
+/// One reload, or the loading of one new file. Used once.
 class ReloadTransaction {
 public:
     ReloadTransaction(PluginManagerParts& manager, LiveLibraries& live)
@@ -20,6 +20,9 @@ public:
 
     /// What plugins and listeners throw counts as their failure.
     QvReloadResult run(const Qv::QvArray<std::string>& names);
+
+    /// Loads the plugin of a file from which none is loaded, at its absolute universal path.
+    QvReloadResult loadNew(const std::string& path);
 
 private:
     using Action = QvReloadStep::Action;
@@ -32,6 +35,7 @@ private:
     bool withMemory(Work work);
     bool failAt(const std::string& plugin);
 
+    void tellOfChange();
     bool makePlan(const Qv::QvArray<std::string>& names);
     Outcome replaceAll();
     Outcome bringNewUp();
@@ -46,7 +50,8 @@ private:
 
     bool bringUpAll(AfterFailure afterFailure);
     bool bringUp(ReloadEntry& entry);
-    LoadedPlugin* load(const ReloadEntry& entry, std::string& message);
+    LoadedPlugin* load(const std::string& path, const PluginFile& file, PluginLoader::Request request,
+                       std::string& message);
     void restoreState(const ReloadEntry& entry);
 
     void unloadUnneeded();

@@ -277,7 +277,7 @@ TEST_F(PluginWatchTest, lostPluginsComeBackWithTheNextVersion) {
     put("b", {"needs a 0"});
     result = pollOne();
     EXPECT_EQ(result.outcome, Outcome::refused);
-    EXPECT_EQ(result.reason, "a listener refuses to let it be initialized");
+    EXPECT_EQ(result.reason, "b: a listener refuses to let it be initialized");
     refuser.refused.clear();
     put("b", {"needs a 0"});
     result = pollOne();

@@ -63,6 +63,7 @@ std::vector<NamesByPath> groupsOf(const PluginRegistry& registry, const std::set
     for (const LoadedPlugin* plugin : changed)
         groups[sets.find(setOf.at(plugin))].emplace(plugin->file.path, plugin->indexedName);
     std::vector<NamesByPath> list;
+    list.reserve(groups.size());
     for (auto& [set, group] : groups) list.push_back(std::move(group));
     return list;
 }

@@ -12,6 +12,7 @@ namespace bench {
 enum class Layout : char {
     Independent = 'i',
     Layered = 'l',          ///< layers of twenty, each plugin on two of the layer below
+    Star = 's',             ///< all others on the first
     LadderOfDiamonds = 'd'  ///< each third plugin on the two before it, these two on the third one before
 };
 

@@ -24,7 +24,8 @@ const char* ownFileName() {
     if (_dl_find_object(const_cast<char*>(&anchor), &module) != 0) return "";
     const char* path = module.dlfo_link_map->l_name;
     const char* slash = std::strrchr(path, '/');
-    return slash ? slash + 1 : path;
+    const char* name = slash ? slash + 1 : path;
+    return *name == '.' ? name + 1 : name;  // in live mode it is a hidden copy
 }
 
 void dependOn(QvPluginInfo& info, char layout, std::size_t number) {
@@ -57,6 +58,7 @@ bool GetPluginInfo(QvPluginInfo& info) {
     const std::size_t number = std::strtoul(file + 1, nullptr, 10);
     if (*file == 'l') addLayeredDependencies(info, number);
     if (*file == 'd') addLadderDependencies(info, number);
+    if (*file == 's' && number != 0) dependOn(info, 's', 0);
     return true;
 }
 

@@ -35,6 +35,9 @@ public:
         object_.reset();
     }
 
+    /// Only while it is published.
+    T& get() { return *object_; }
+
 private:
     std::unique_ptr<T> object_;
 };

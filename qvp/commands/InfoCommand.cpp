@@ -1,7 +1,9 @@
 #include "commands/BuildInformation.h"
 #include "commands/Documents.h"
+#include "inspect/Steps.h"
 #include "report/Text.h"
 
+#include <algorithm>
 #include <ctime>
 
 namespace qvp {
@@ -37,6 +39,16 @@ Document fileOf(const LibraryFile& file) {
             {"size", isThere ? Document(file.size) : Document()},
             {"modified", isThere ? Document(file.modified) : Document()},
             {"buildId", file.buildId}};
+}
+
+Document entryPointsOf(const Inspection& inspection) {
+    const std::vector<std::string>& exported = inspection.file.exportedNames;
+    Document optional = Document::object();
+    for (const char* const name : kOptionalEntryPoints)
+        optional[name] = std::find(exported.begin(), exported.end(), name) != exported.end();
+    return {{"found", inspection.entryPointsFound},
+            {"missing", inspection.entryPointsMissing},
+            {"optional", std::move(optional)}};
 }
 
 Document dependentsOf(const Catalogue& catalogue, std::size_t index) {
@@ -120,6 +132,11 @@ void printEntryPoints(const Document& points, Page& page) {
     for (const std::string& name : textsOf(points["missing"]))
         table.rows.push_back({{{"missing", Style::bad}, {name}}, {}});
     if (table.rows.empty()) return;
+    for (const auto& [name, isFound] : points["optional"].items())
+        table.rows.push_back(
+            {{isFound.get<bool>() ? Cell{"found", Style::good} : Cell{"absent", Style::faint},
+              {name + " (optional: keeps the state in a reload)"}},
+             {}});
     page.heading("Entry points");
     page.table(table);
 }
@@ -191,8 +208,7 @@ public:
                  inspection.buildInformation.empty()
                      ? Document::array()
                      : compareBuildInformation(inspection.buildInformation, productBuildInformation())},
-                {"entryPoints",
-                 {{"found", inspection.entryPointsFound}, {"missing", inspection.entryPointsMissing}}},
+                {"entryPoints", entryPointsOf(inspection)},
                 {"libraries", librariesOf(inspection)},
                 {"dependencies", dependenciesDocument(catalogue, entry)},
                 {"dependents", examinesAll ? dependentsOf(catalogue, index) : Document()}};

@@ -18,9 +18,9 @@ namespace {
 
 using QvPlatform::Directory;
 
-// Names that CMake uses for its own targets, and that of the project's test program.
-constexpr std::array kReservedNames = {"all",     "clean",         "help", "install",   "loadTest",
-                                       "package", "rebuild_cache", "test", "edit_cache"};
+// Names that CMake uses for its own targets, and those of the project's programs.
+constexpr std::array kReservedNames = {"all",      "clean",   "help",          "install", "liveHost",
+                                       "loadTest", "package", "rebuild_cache", "test",    "edit_cache"};
 
 bool isLetterOrDigit(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
 
@@ -127,6 +127,7 @@ private:
         const NewFile files[] = {{"", "CMakeLists.txt", templates::kCMakeLists},
                                  {"", name_ + ".cpp", templates::kPlugin},
                                  {"test", "LoadTest.cpp", templates::kLoadTest},
+                                 {"test", "LiveHost.cpp", templates::kLiveHost},
                                  {"", "README.md", templates::kReadMe}};
         for (const NewFile& file : files) {
             const Directory folder = *file.folder ? project.directory(file.folder) : project;

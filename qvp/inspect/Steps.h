@@ -19,6 +19,9 @@ void failAt(Inspection& inspection, StepName name, int errorNumber, const std::s
 inline constexpr std::array<const char*, 4> kEntryPoints{"GetPluginInfo", "InitializePlugin",
                                                          "UninitializePlugin", "GetPluginBuildInfo"};
 
+/// The functions that a plugin exports to keep its state when it is reloaded.
+inline constexpr std::array<const char*, 2> kOptionalEntryPoints{"SavePluginState", "RestorePluginState"};
+
 /// "does not export GetPluginInfo, InitializePlugin".
 std::string missingEntryPointsText(const std::vector<std::string>& missing);
 

@@ -11,6 +11,7 @@ extern const char* const kPackageFolder;
 extern const char* const kCMakeLists;
 extern const char* const kPlugin;
 extern const char* const kLoadTest;
+extern const char* const kLiveHost;
 extern const char* const kReadMe;
 
 }  // namespace qvp::templates

@@ -8,6 +8,7 @@
 #include "os/SystemPaths.h"
 
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -56,9 +57,15 @@ struct PluginFile {
 template <typename Value>
 class PluginFileIndex {
 public:
+    /// Adds nothing if memory runs out.
     void add(const PluginFile& file, Value* value) {
-        byPath_[PluginPathKey(file.path)] = value;
-        if (file.status.identity) byIdentity_[*file.status.identity] = value;
+        const auto [entry, isNew] = byPath_.insert_or_assign(PluginPathKey(file.path), value);
+        try {
+            if (file.status.identity) byIdentity_[*file.status.identity] = value;
+        } catch (const std::bad_alloc&) {
+            if (isNew) byPath_.erase(entry);
+            throw;
+        }
     }
 
     void remove(const PluginFile& file) {

@@ -7,9 +7,13 @@
 // removed and the "Path" variable has its old value. `close` removes the record even if the system fails to
 // close the library. Records live in a list because `byPath_` has keys that point into them: an entry is
 // erased before its record.
+//
+// In live mode a copy of the file is opened in its place. The record and everybody who needs the copy later
+// share it; the last one removes the file. Several tables may open one copy, each once.
 
 #include "QvPluginSystem/PluginLibraryTable.h"
 
+#include "QvPluginSystem/LiveLibraries.h"
 #include "filesystem/WholeVariable.h"
 #include "os/Cancellation.h"
 #include "os/SharedLibrary.h"
@@ -41,9 +45,9 @@ private:
 };
 
 // The system's last error afterwards is that of opening.
-void* openBesideItsLibraries(const PluginLibraryRecord& record, std::string& error) {
-    std::optional<ScopedSearchPath> searchPath(std::in_place, record.libraryDirectory);
-    void* handle = os::openLibrary(record.libraryPath, error);
+void* openBesideItsLibraries(const std::string& directory, const std::string& file, std::string& error) {
+    std::optional<ScopedSearchPath> searchPath(std::in_place, directory);
+    void* handle = os::openLibrary(file, error);
     const os::LastErrorKeeper lastError;
     searchPath.reset();
     return handle;
@@ -62,6 +66,11 @@ QvPluginFuncInterface bindEntryPoints(void* handle) {
                  entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
 }
 
+PluginStateFunctions bindStateFunctions(void* handle) {
+    return {entryPoint<decltype(PluginStateFunctions::save)>(handle, "SavePluginState"),
+            entryPoint<decltype(PluginStateFunctions::restore)>(handle, "RestorePluginState")};
+}
+
 }  // namespace
 
 PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
@@ -71,7 +80,7 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
-    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0});
+    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0, {}, {}});
     byPath_[records_.back().libraryPath] = std::prev(records_.end());
     return records_.back();
 }
@@ -104,10 +113,31 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
     if (record.moduleHandle) return &record;
     error.clear();
     const Opening opening(*this, record);
-    record.moduleHandle = openBesideItsLibraries(record, error);
+    record.moduleHandle = live_ ? openCopy(record, error)
+                                : openBesideItsLibraries(record.libraryDirectory, record.libraryPath, error);
     if (!record.moduleHandle) return nullptr;
     record.entryPoints = bindEntryPoints(record.moduleHandle);
+    record.stateFunctions = bindStateFunctions(record.moduleHandle);
     return &record;
+}
+
+void* PluginLibraryTable::openCopy(PluginLibraryRecord& record, std::string& error) const {
+    record.copy = live_->copyToOpen(record.libraryPath, error);
+    if (!record.copy) return nullptr;
+    record.copy->mayBeMapped = true;
+    void* handle = openBesideItsLibraries(record.libraryDirectory, record.copy->path(), error);
+    const os::LastErrorKeeper lastError;
+    if (handle)
+        ++record.copy->openings;
+    else
+        error = record.copy->inWordsOfOriginal(error);
+    return handle;
+}
+
+bool PluginLibraryTable::closeLibrary(PluginLibraryRecord& record, std::string& error) const {
+    const bool isLast = !record.copy || --record.copy->openings == 0;
+    if (!live_) return os::closeLibrary(record.moduleHandle, error);
+    return live_->close({record.moduleHandle, record.libraryPath, record.copy.get()}, isLast, error);
 }
 
 bool PluginLibraryTable::close(const std::string& path, std::string& error) {
@@ -118,7 +148,7 @@ bool PluginLibraryTable::close(const std::string& path, std::string& error) {
     }
     if (--record->openCount >= 1) return false;
     error.clear();
-    const bool closed = os::closeLibrary(record->moduleHandle, error);
+    const bool closed = closeLibrary(*record, error);
     remove(path);
     return closed;
 }

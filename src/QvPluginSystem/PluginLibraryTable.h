@@ -4,12 +4,22 @@
 
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 namespace QvPluginSystem {
+
+class LibraryCopy;
+class LiveLibraries;
+
+/// The entry points of a plugin that keeps its state; each may be null.
+struct PluginStateFunctions {
+    bool (*save)(std::string* state) = nullptr;
+    bool (*restore)(const std::string& state) = nullptr;
+};
 
 /// One plugin library that is open.
 struct PluginLibraryRecord {
@@ -18,12 +28,18 @@ struct PluginLibraryRecord {
     void* moduleHandle = nullptr;
     std::optional<QvPluginFuncInterface> entryPoints;  ///< once the library is open
     std::int32_t openCount = 0;
+    PluginStateFunctions stateFunctions{};
+    std::shared_ptr<LibraryCopy> copy{};  ///< which is open in the file's place, in live mode
 };
 
 /// The open plugin libraries by their absolute universal path, in order of first use. Records keep their
 /// address until they are closed.
 class PluginLibraryTable {
 public:
+    /// Begins live mode; null ends it. Not owned.
+    void setLive(LiveLibraries* live) { live_ = live; }
+    bool isLive() const { return live_ != nullptr; }
+
     /// Null when the library is not open.
     PluginLibraryRecord* find(const std::string& path);
 
@@ -41,8 +57,11 @@ private:
     using Records = std::list<PluginLibraryRecord>;
 
     PluginLibraryRecord& findOrAdd(const std::string& path);
+    void* openCopy(PluginLibraryRecord& record, std::string& error) const;
+    bool closeLibrary(PluginLibraryRecord& record, std::string& error) const;
     void remove(const std::string& path);
 
+    LiveLibraries* live_ = nullptr;
     Records records_;
     std::unordered_map<std::string_view, Records::iterator> byPath_;  // keys lie in the records
 };
@@ -61,6 +80,7 @@ public:
     bool open(const std::string& path, std::string& error);
     /// The entry points; only after `open` succeeded.
     const QvPluginFuncInterface& entryPoints() const { return *record_->entryPoints; }
+    bool isCopy() const { return record_->copy != nullptr; }
     /// Leaves the library open for good.
     void keep() { record_ = nullptr; }
 

@@ -21,16 +21,21 @@
 #include <utility>
 
 namespace QvPluginSystem {
-namespace {
 
-// Overwrites what the plugin may have written into the fields that the manager owns.
-void resetManagersFields(QvPluginInfo& info, const std::string& path) {
+bool readDescriptor(const QvPluginFuncInterface& entryPoints, QvPluginInfo& info, std::string& reason) {
+    const std::string path = info.path;
+    const auto read = [&] {
+        if (!entryPoints.isValid(&reason)) return false;
+        entryPoints.getPluginInfo(info);
+        return true;
+    };
+    if (!callPlugin(read, reason)) return false;
+    // The plugin may have written into the fields that the manager owns.
     info.path = path;
     info.dependentCount = 0;
     info.explicitlyLoaded = false;
+    return true;
 }
-
-}  // namespace
 
 /// A load in progress; its destructor undoes what `accept` has not taken over.
 class PluginLoader::Candidate {
@@ -48,8 +53,9 @@ public:
     }
 
     void announceName() {
-        foldedName_ = rules::foldedName(plugin->name);
-        loading_.foldedNames.insert(foldedName_);
+        std::string name = rules::foldedName(plugin->name);
+        loading_.foldedNames.insert(name);
+        foldedName_ = std::move(name);
     }
 
     void addDependency(LoadedPlugin& dependency) {
@@ -73,8 +79,13 @@ private:
 bool PluginLoader::load(const std::string& path, Request request) {
     const PluginSearchPath::Request scope(state_.searchPath);
     const auto known = state_.searchPath.recallPath(path);
-    return (known ? loadFile(path, known->file, request) : loadFile(path, PluginFile(path), request)) !=
-           nullptr;
+    return (known ? load(path, known->file, request) : load(path, PluginFile(path), request)) != nullptr;
+}
+
+LoadedPlugin* PluginLoader::load(const std::string& path, const PluginFile& file, Request request) {
+    const PluginSearchPath::Request scope(state_.searchPath);
+    const ManagerRequest underWay(state_);
+    return loadFile(path, file, request);
 }
 
 LoadedPlugin* PluginLoader::loadFile(const std::string& path, const PluginFile& file, Request request) {
@@ -128,16 +139,8 @@ bool PluginLoader::describe(Candidate& candidate) const {
         const os::LastErrorKeeper lastError;  // `getLastError` returns the error of opening
         return cannotLoad(reason);
     }
-    const QvPluginFuncInterface& entryPoints = candidate.library.entryPoints();
-    if (!callPlugin([&] { return entryPoints.isValid(&reason); }, reason)) return cannotLoad(reason);
-
     auto plugin = std::make_unique<LoadedPlugin>(candidate.path, candidate.file);
-    const auto fill = [&] {
-        entryPoints.getPluginInfo(*plugin);
-        return true;
-    };
-    if (!callPlugin(fill, reason)) return cannotLoad(reason);
-    resetManagersFields(*plugin, candidate.path);
+    if (!readDescriptor(candidate.library.entryPoints(), *plugin, reason)) return cannotLoad(reason);
     candidate.plugin = std::move(plugin);
     return true;
 }
@@ -194,16 +197,18 @@ bool PluginLoader::initialize(Candidate& candidate) const {
 }
 
 LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
+    candidate.plugin->neededPlugins = candidate.dependencies();
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
+    plugin.runsCopy = candidate.library.isCopy();
     candidate.library.keep();
     plugin.explicitlyLoaded = request == Request::direct;
-    plugin.neededPlugins = candidate.dependencies();
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
     return plugin;
 }
 
 QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {
+    const ManagerRequest underWay(state_);
     const auto found = state_.searchPath.find(nameOrPath);
     if (!found) {
         Qv::LogWarn("QvPluginManager:loadInfo - Error cannot find plugin file: %s\n", nameOrPath.c_str());
@@ -213,14 +218,7 @@ QvPluginInfo PluginLoader::readInfo(const std::string& nameOrPath) const {
     OpenPluginLibrary library(state_.libraries);
     if (!library.open(found->file.path, ignored)) return {};
     QvPluginInfo info(found->path);
-    const auto read = [&] {
-        if (!library.entryPoints().isValid(&ignored)) return false;
-        library.entryPoints().getPluginInfo(info);
-        return true;
-    };
-    if (!callPlugin(read, ignored)) return {};
-    resetManagersFields(info, found->path);
-    return info;
+    return readDescriptor(library.entryPoints(), info, ignored) ? info : QvPluginInfo();
 }
 
 }  // namespace QvPluginSystem

@@ -7,6 +7,9 @@
 
 namespace QvPluginSystem {
 
+/// Checks an open library and fills in its plugin's descriptor, which names the file. False with the reason.
+bool readDescriptor(const QvPluginFuncInterface& entryPoints, QvPluginInfo& info, std::string& reason);
+
 /// Loads plugin files: opens and checks the library, asks the listeners, loads what the plugin depends on
 /// and initializes it.
 class PluginLoader {
@@ -18,6 +21,8 @@ public:
     /// Returns whether the file's plugin is now loaded. Failures are reported, and a failed plugin leaves
     /// nothing behind; if a listener rejects a plugin, it fails without a report.
     bool load(const std::string& path, Request request);
+    /// The same for a path whose file is known. Returns the plugin; null if it failed or was rejected.
+    LoadedPlugin* load(const std::string& path, const PluginFile& file, Request request);
 
     /// The plugin's descriptor, read without initializing it; a default one on failure.
     QvPluginInfo readInfo(const std::string& nameOrPath) const;

@@ -13,6 +13,9 @@
 #include "base/Fnv.h"
 
 #include <algorithm>
+#include <new>
+#include <unordered_set>
+#include <utility>
 
 namespace QvPluginSystem {
 
@@ -36,33 +39,103 @@ LoadedPlugin* PluginRegistry::findByName(const std::string& name) const {
     return exact == found->second.end() ? nullptr : *exact;
 }
 
+const std::vector<LoadedPlugin*>* PluginRegistry::findNamesakes(std::string_view name) const {
+    const auto found = byName_.find(name);
+    return found == byName_.end() ? nullptr : &found->second;
+}
+
 LoadedPlugin* PluginRegistry::findForDependency(const QvDependency& dependency) const {
-    const auto found = byName_.find(dependency.name);
-    if (found == byName_.end()) return nullptr;
+    const auto* const namesakes = findNamesakes(dependency.name);
+    if (!namesakes) return nullptr;
     return *rules::pickForDependency(
-        found->second, dependency, [](const LoadedPlugin* plugin) -> const QvPluginInfo& { return *plugin; });
+        *namesakes, dependency, [](const LoadedPlugin* plugin) -> const QvPluginInfo& { return *plugin; });
+}
+
+// While a copy is mapped, its file may have been replaced, and the system may have given its identity to a
+// new file. Then the plugin gets the identity that its file has now.
+LoadedPlugin* PluginRegistry::findByFile(const PluginFile& file) {
+    LoadedPlugin* const found = byFile_.find(file);
+    if (!found || !found->runsCopy || PluginPathKey(found->file.path) == PluginPathKey(file.path))
+        return found;
+    const auto identity = PluginFile(found->file.path).status.identity;
+    if (identity == file.status.identity) return found;
+    byFile_.remove(found->file);
+    found->file.status.identity = identity;
+    byFile_.add(found->file, found);
+    return byFile_.find(file);
+}
+
+LoadedPlugin* PluginRegistry::findByPath(const std::string& path) {
+    LoadedPlugin* const found = byFile_.find(path);
+    return found && found->runsCopy ? findByFile(PluginFile(path)) : found;
 }
 
 LoadedPlugin& PluginRegistry::add(std::unique_ptr<LoadedPlugin> plugin) {
+    ++generation_;
     plugin->indexedName = plugin->name;
-    byName_[plugin->indexedName].push_back(plugin.get());
-    byFile_.add(plugin->file, plugin.get());
-    plugins_.push_back(plugin.get());
+    try {
+        plugins_.push_back(plugin.get());
+        byName_[plugin->indexedName].push_back(plugin.get());
+        byFile_.add(plugin->file, plugin.get());
+    } catch (const std::bad_alloc&) {
+        takeOut(*plugin);
+        throw;
+    }
     return *plugin.release();
 }
 
 void PluginRegistry::remove(LoadedPlugin& plugin) {
+    ++generation_;
     const std::unique_ptr<LoadedPlugin> owner(&plugin);
-    plugins_.erase(std::find(plugins_.begin(), plugins_.end(), &plugin));
     byFile_.remove(plugin.file);
-    // The key may be a view of the name of the plugin that is removed.
+    takeOut(plugin);
+}
+
+// From wherever it is. The key of the name may be a view of the name of this plugin.
+void PluginRegistry::takeOut(const LoadedPlugin& plugin) {
+    plugins_.erase(std::remove(plugins_.begin(), plugins_.end(), &plugin), plugins_.end());
     const auto entry = byName_.find(plugin.indexedName);
-    std::vector<LoadedPlugin*> namesakes = std::move(entry->second);
-    byName_.erase(entry);
-    namesakes.erase(std::find(namesakes.begin(), namesakes.end(), &plugin));
+    if (entry == byName_.end()) return;
+    auto node = byName_.extract(entry);
+    auto& namesakes = node.mapped();
+    namesakes.erase(std::remove(namesakes.begin(), namesakes.end(), &plugin), namesakes.end());
     if (namesakes.empty()) return;
-    const std::string_view key = namesakes.front()->indexedName;
-    byName_.emplace(key, std::move(namesakes));
+    node.key() = namesakes.front()->indexedName;
+    byName_.insert(std::move(node));
+}
+
+namespace {
+
+// Collects plugins, each once and after those that it needs.
+class Arrangement {
+public:
+    explicit Arrangement(const Qv::QvArray<QvPluginInfo*>& plugins) {
+        for (QvPluginInfo* plugin : plugins) waiting_.insert(plugin);
+    }
+
+    void add(LoadedPlugin* plugin) {
+        if (waiting_.erase(plugin) == 0) return;
+        for (LoadedPlugin* needed : plugin->neededPlugins) add(needed);
+        list.push_back(plugin);
+    }
+
+    Qv::QvArray<QvPluginInfo*> list;
+
+private:
+    std::unordered_set<QvPluginInfo*> waiting_;
+};
+
+}  // namespace
+
+void PluginRegistry::arrange(const std::vector<LoadedPlugin*>& first) {
+    Arrangement arrangement(plugins_);
+    for (LoadedPlugin* plugin : first) arrangement.add(plugin);
+    for (QvPluginInfo* plugin : plugins_) arrangement.add(static_cast<LoadedPlugin*>(plugin));
+    NameIndex byName;
+    for (QvPluginInfo* plugin : arrangement.list)
+        byName[static_cast<LoadedPlugin*>(plugin)->indexedName].push_back(static_cast<LoadedPlugin*>(plugin));
+    plugins_ = std::move(arrangement.list);
+    byName_ = std::move(byName);
 }
 
 }  // namespace QvPluginSystem

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "QvPluginSystem/ListenerList.h"
+#include "QvPluginSystem/ObjectPool.h"
 #include "QvPluginSystem/PluginLibraryTable.h"
 #include "QvPluginSystem/PluginRegistry.h"
 #include "QvPluginSystem/PluginSearchPath.h"
@@ -18,6 +19,22 @@ struct PluginSystemState {
     PluginLibraryTable libraries;
     PluginSearchPath searchPath;
     ListenerList listeners;
+    ObjectPool pool{listeners};
+    int requests = 0;  ///< to load, unload or describe plugins that are under way
+
+    bool isBusy() const { return requests > 0 || listeners.isCalling(); }
+};
+
+/// Counts one request for as long as it lives.
+class ManagerRequest {
+public:
+    explicit ManagerRequest(PluginSystemState& state) : state_(state) { ++state_.requests; }
+    ManagerRequest(const ManagerRequest&) = delete;
+    ManagerRequest& operator=(const ManagerRequest&) = delete;
+    ~ManagerRequest() { --state_.requests; }
+
+private:
+    PluginSystemState& state_;
 };
 
 /// Calls into a plugin. What it throws counts as false, its text in `error`: the exception's own memory

@@ -15,6 +15,7 @@
 #include <QvPlatform/diagnostics/Log.h>
 
 #include "QvPluginSystem/rules/PluginRules.h"
+#include "base/Demangle.h"
 
 namespace QvPluginSystem {
 namespace {
@@ -78,22 +79,30 @@ private:
 
 PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
     LoadedPlugin* plugin = state_.registry.findByName(name);
-    if (!plugin) return Result::notLoaded;
-    if (plugin->isUnloading) return Result::stays;
-    ScopedFlag notRequested(plugin->explicitlyLoaded, false);
-    const bool isNeeded = plugin->isNeeded();
-    if (!isNeeded && !stop(*plugin)) return Result::stays;
+    return plugin ? unload(*plugin, nullptr) : Result::notLoaded;
+}
+
+PluginUnloader::Result PluginUnloader::unload(LoadedPlugin& plugin, Refusal* refusal) {
+    const ManagerRequest underWay(state_);
+    if (plugin.isUnloading) return Result::stays;
+    ScopedFlag notRequested(plugin.explicitlyLoaded, false);
+    const bool isNeeded = plugin.isNeeded();
+    if (!isNeeded && !stop(plugin, refusal)) return Result::stays;
     notRequested.keep();
     if (isNeeded) return Result::stays;
-    release(*plugin);
+    release(plugin);
     return Result::unloaded;
 }
 
 // Uninitializes the plugin. Returns false, with the plugin unchanged, if a listener or the plugin refuses.
-bool PluginUnloader::stop(LoadedPlugin& plugin) {
+bool PluginUnloader::stop(LoadedPlugin& plugin, Refusal* refusal) {
     ScopedFlag unloading(plugin.isUnloading, true);
-    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, plugin)) return false;
-    if (!uninitialize(plugin)) {
+    QvPluginManagerListener* refuser = nullptr;
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToUninitialize, plugin, &refuser)) {
+        if (refusal) refusal->by = base::typeName(*refuser);
+        return false;
+    }
+    if (!uninitialize(plugin, refusal)) {
         state_.listeners.reportError(plugin.requestedPath, &plugin,
                                      "Problem calling UninitializePlugin function");
         return false;
@@ -102,11 +111,14 @@ bool PluginUnloader::stop(LoadedPlugin& plugin) {
     return true;
 }
 
-bool PluginUnloader::uninitialize(const LoadedPlugin& plugin) const {
+bool PluginUnloader::uninitialize(const LoadedPlugin& plugin, Refusal* refusal) const {
     const PluginLibraryRecord* library = state_.libraries.find(plugin.file.path);
     std::string ignored;
-    return library &&
-           callPlugin([&] { return library->entryPoints->uninitialize(manager_, nullptr); }, ignored);
+    std::string* const words = refusal ? &refusal->words : nullptr;
+    const auto call = [&] { return library->entryPoints->uninitialize(manager_, words); };
+    if (library && callPlugin(call, words ? *words : ignored)) return true;
+    if (refusal) refusal->by = plugin.indexedName;
+    return false;
 }
 
 // Closes the library of an uninitialized plugin and removes the plugin, also when a listener throws.
@@ -121,7 +133,7 @@ void PluginUnloader::release(LoadedPlugin& plugin) {
                              [&](LoadedPlugin* dependency) {
                                  const bool isUnused =
                                      dependency->getUseCount() == 0 && dependency->pins == 0;
-                                 if (isUnused && !dependency->isUnloading && stop(*dependency))
+                                 if (isUnused && !dependency->isUnloading && stop(*dependency, nullptr))
                                      release(*dependency);
                              });
 }

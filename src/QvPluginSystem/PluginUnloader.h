@@ -17,12 +17,20 @@ public:
         stays
     };
 
+    /// Who keeps a plugin loaded, and the words in which a plugin says why.
+    struct Refusal {
+        std::string by;  ///< the plugin's name, the listener's type, or "" if others depend on the plugin
+        std::string words;
+    };
+
     /// Withdraws the request for the plugin of this name.
     Result unload(const std::string& name);
+    /// The same for this plugin. Asks it for its words only if `refusal` is given.
+    Result unload(LoadedPlugin& plugin, Refusal* refusal);
 
 private:
-    bool stop(LoadedPlugin& plugin);
-    bool uninitialize(const LoadedPlugin& plugin) const;
+    bool stop(LoadedPlugin& plugin, Refusal* refusal);
+    bool uninitialize(const LoadedPlugin& plugin, Refusal* refusal) const;
     void release(LoadedPlugin& plugin);
 
     QvPluginManager& manager_;

@@ -3,10 +3,8 @@
 #include <QvPlatform/diagnostics/Log.h>
 #include <QvPlatform/diagnostics/QvAssert.h>
 
-#include "QvPluginSystem/ObjectPool.h"
 #include "QvPluginSystem/PluginGraph.h"
-#include "QvPluginSystem/PluginLoader.h"
-#include "QvPluginSystem/PluginUnloader.h"
+#include "QvPluginSystem/PluginManagerState.h"
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "diagnostics/log/LogQuietly.h"
 
@@ -18,18 +16,7 @@ constinit bool instanceExists = false;
 
 }  // namespace
 
-struct QvPluginManager::State {
-    explicit State(QvPluginManager& manager)
-        : pool(shared.listeners), loader(manager, shared), unloader(manager, shared) {}
-
-    PluginSystemState shared;
-    ObjectPool pool;
-    PluginLoader loader;
-    PluginUnloader unloader;
-    const bool isFirst = !instanceExists;
-};
-
-QvPluginManager::QvPluginManager() : state_(std::make_unique<State>(*this)) {
+QvPluginManager::QvPluginManager() : state_(std::make_unique<State>(*this, !instanceExists)) {
     Qv::QvAssertImplementation("QvPluginManager", __LINE__, state_->isFirst,
                                "Only one instance of the QvPluginManager class must exist.");
     instanceExists = true;
@@ -157,12 +144,14 @@ void QvPluginManager::removeListener(QvPluginManagerListener* listener) {
     if (instanceExists) instance()->state_->shared.listeners.remove(listener);
 }
 
-void QvPluginManager::addObject(QvPluginObject* object) { state_->pool.add(object); }
+void QvPluginManager::addObject(QvPluginObject* object) { state_->shared.pool.add(object); }
 
 void QvPluginManager::removeObject(QvPluginObject* object) {
-    if (instanceExists) state_->pool.remove(object);
+    if (instanceExists) state_->shared.pool.remove(object);
 }
 
-const Qv::QvArray<QvPluginObject*>& QvPluginManager::getAllObjects() const { return state_->pool.objects(); }
+const Qv::QvArray<QvPluginObject*>& QvPluginManager::getAllObjects() const {
+    return state_->shared.pool.objects();
+}
 
 }  // namespace QvPluginSystem

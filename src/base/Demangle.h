@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <typeinfo>
 
 namespace base {
 
@@ -14,6 +15,14 @@ inline std::string demangled(const char* name) {
     const std::unique_ptr<char, void (*)(void*)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status),
                                                       std::free);
     return text ? text.get() : "";
+}
+
+/// The plain name of an object's own type.
+template <typename Object>
+std::string typeName(const Object& object) {
+    const char* const name = typeid(object).name();
+    std::string plain = demangled(name);
+    return plain.empty() ? name : plain;
 }
 
 }  // namespace base

@@ -25,6 +25,11 @@ bool removeDirectory(const std::wstring& path);
 /// if both are the same file. On Linux the target is replaced atomically: if the copy fails, it is unchanged.
 bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite);
 
+/// Copies a regular file, with permissions and time as `copyFile`, to a new file that is hidden; on Linux its
+/// name must begin with a dot. On failure nothing is left, but a process that is killed meanwhile leaves an
+/// incomplete file.
+bool copyToHiddenFile(const std::wstring& from, const std::wstring& to);
+
 /// Returns false if the target exists, but true if it is the source itself.
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -40,12 +41,27 @@ std::optional<std::wstring> canonicalPath(const std::wstring& path);
 /// Seconds since 1970, UTC. Links are followed on Linux.
 std::optional<std::int64_t> modificationTime(const std::wstring& path);
 
+/// Reads a part of a file into `piece`, which is as large as the part, and returns how many bytes the file
+/// has there; nothing on failure.
+std::optional<std::size_t> readPart(const std::wstring& path, std::uint64_t offset, std::string& piece);
+
 struct DirectoryEntry {
     std::string_view name;     ///< UTF-8; valid during the visit
     bool isDirectory = false;  ///< or a link to one
     bool isLink = false;
     bool isHidden = false;  ///< or a system file
 };
+
+/// What changes when a file is written or replaced.
+struct FileStamp {
+    std::uint64_t size = 0;
+    std::int64_t modified = 0;  ///< in the system's finest units
+    FileIdentity identity;
+    bool operator==(const FileStamp&) const = default;
+};
+
+/// Nothing if there is no regular file. Links are followed.
+std::optional<FileStamp> fileStamp(const std::wstring& path);
 
 /// Calls `visit` with each entry of a directory except "." and "..", in the system's order. `directory` ends
 /// with "/". If the directory cannot be read, returns false and stores the system's text in `*error` unless

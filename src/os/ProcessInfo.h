@@ -11,6 +11,8 @@ namespace os {
 std::string hostName();
 
 unsigned int processId();
+/// False also for the number of an ended process that its parent has not waited for.
+bool isProcessRunning(unsigned int id);
 
 /// Bytes in physical memory; 0 if unavailable.
 std::uint64_t residentBytes();

@@ -12,6 +12,10 @@ namespace os {
 /// ends its thread, the unwinding continues to the caller and the library is refused, too.
 void* openLibrary(const std::string& path, std::string& error);
 
+/// True if the file has all parts that its headers list and, on Windows, no program has it open for writing.
+/// False if it is no library of this system.
+bool isCompleteLibrary(const std::wstring& path);
+
 /// False on failure, with the system's text in `error`, which is otherwise unchanged.
 bool closeLibrary(void* handle, std::string& error);
 

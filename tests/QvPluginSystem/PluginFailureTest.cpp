@@ -41,17 +41,6 @@ protected:
         return failures;
     }
 
-    /// On Linux in a separate process: after a static initializer threw, no other thread can use the loader.
-    static void runApart(const std::function<void()>& test) {
-        if (support::kWindows) return test();
-        const auto runAndLeave = [&] {
-            test();
-            std::fflush(nullptr);
-            std::_Exit(HasFailure() ? 1 : 0);
-        };
-        EXPECT_EXIT(runAndLeave(), testing::ExitedWithCode(0), "");
-    }
-
     void expectFailure(const std::string& file, const std::string& failure) {
         EXPECT_EQ(failuresOf(file), Texts{failure});
         EXPECT_FALSE(manager->isLoaded(file));

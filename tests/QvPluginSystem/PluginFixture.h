@@ -5,11 +5,15 @@
 
 #include "plugins/CallLog.h"
 #include "support/LogCapture.h"
+#include "support/Platform.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -96,6 +100,17 @@ protected:
         Texts names;
         for (const auto* info : infos) names.push_back(info->name);
         return names;
+    }
+
+    /// On Linux in a separate process: after a static initializer threw, no other thread can use the loader.
+    static void runApart(const std::function<void()>& test) {
+        if (kWindows) return test();
+        const auto runAndLeave = [&] {
+            test();
+            std::fflush(nullptr);
+            std::_Exit(HasFailure() ? 1 : 0);
+        };
+        EXPECT_EXIT(runAndLeave(), testing::ExitedWithCode(0), "");
     }
 
     QvPluginSystem::QvPluginManager* manager = QvPluginSystem::QvPluginManager::instance();

@@ -1,5 +1,6 @@
 // A plugin that does what a text file next to it says, so that a test creates the plugins that it needs by
-// copying this one. Each line of NAME.txt next to NAME.qvp is a keyword and its value:
+// copying this one. Each line of a text at the end of NAME.qvp itself, and of NAME.txt next to it, is a
+// keyword and its value:
 //     name, displayName, version, compatibility, needs NAME VERSION      for the descriptor
 //     claims                                                            to record what the manager keeps
 //     build LINE                                                         for the build information
@@ -9,6 +10,8 @@
 //     whenInitialized|whenUninitialized  load PATH|unload NAME           to call the manager from there
 //     counted                                                            to record the number of
 //     initializations
+//     publishes|listens                                                  and never takes it back
+//     save STATE, save|restore false|throw                               as the state of a reload
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
 #include <QvPlatform/filesystem/File.h>
@@ -17,6 +20,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -35,13 +40,40 @@ struct Counter {
     inline static int initializations = 0;
 };
 
-// Read each time, because a test may change it.
+std::ifstream openFile(const std::string& path) {
+    return std::ifstream(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+}
+
+// The text of a version's own script, which follows the library and is followed by its size in 8 digits and
+// "QVSCRIPT"; "" if there is none.
+std::string scriptInLibrary(const std::string& library) {
+    constexpr std::streamoff kSizeAndMark = 16;
+    std::ifstream file = openFile(library);
+    std::string end(kSizeAndMark, ' ');
+    file.seekg(-kSizeAndMark, std::ios::end);
+    file.read(end.data(), kSizeAndMark);
+    if (!file || end.compare(8, 8, "QVSCRIPT") != 0) return {};
+    std::string text(std::stoul(end.substr(0, 8)), ' ');
+    file.seekg(-kSizeAndMark - static_cast<std::streamoff>(text.size()), std::ios::end);
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    return text;
+}
+
+// In live mode this library is a copy named ".NAME.qvp.live-...".
+std::string scriptNextTo(const QvPlatform::File& library) {
+    std::string name = library.getName();
+    if (name.front() == '.') name = name.substr(1, name.rfind(".live-") - 1);
+    std::ifstream file = openFile(library.getFolderPath() + name.substr(0, name.rfind('.')) + ".txt");
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A text file is read each time, because a test may change it.
 Script script() {
     const QvPlatform::File self = QvPlatform::File::thatContains(&anchor);
-    const std::string path = self.getFolderPath() + self.getBaseName() + ".txt";
-    std::ifstream file(std::filesystem::path(std::u8string(path.begin(), path.end())));
+    static const std::string own = scriptInLibrary(self.toUniversalPath());
+    std::istringstream text(own + scriptNextTo(self));
     Script lines;
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; std::getline(text, line);) {
         const auto blank = line.find(' ');
         lines.emplace_back(line.substr(0, blank), blank == std::string::npos ? "" : line.substr(blank + 1));
     }
@@ -59,6 +91,18 @@ void record(const std::string& call) {
     for (QvPluginSystem::QvPluginObject* object :
          QvPluginSystem::QvPluginManager::instance()->getAllObjects()) {
         if (auto* log = dynamic_cast<CallLog*>(object)) log->record(call + " " + valueOf("name"));
+    }
+}
+
+class Published : public QvPluginSystem::QvPluginObject {};
+class Listening : public QvPluginSystem::QvPluginManagerListener {};
+Published published;
+Listening listening;
+
+void leaveBehind(QvPluginSystem::QvPluginManager& manager) {
+    for (const auto& line : script()) {
+        if (line.first == "publishes") manager.addObject(&published);
+        if (line.first == "listens") QvPluginSystem::QvPluginManager::addListener(&listening);
     }
 }
 
@@ -117,6 +161,7 @@ bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int argc, char**
     ++Counter::initializations;
     record(argc == 0 && !argv ? "initialize" : "initialize with arguments");
     callManager(manager, "whenInitialized");
+    leaveBehind(manager);
     return outcome("initialize", error);
 }
 
@@ -127,6 +172,23 @@ bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string* e
     }
     callManager(manager, "whenUninitialized");
     return outcome("uninitialize", error);
+}
+
+// Calls a function of the test, with this library on the call stack.
+extern "C" QV_PLUGIN_EXPORT void callBack(void (*function)(void*), void* argument) {
+    function(argument);
+    ++Counter::initializations;  // not a tail call
+}
+
+bool SavePluginState(std::string* state) {
+    record("save");
+    *state = valueOf("save");
+    return !state->empty() && outcome("save", nullptr);
+}
+
+bool RestorePluginState(const std::string& state) {
+    record("restore " + state);
+    return outcome("restore", nullptr);
 }
 
 const char* GetPluginBuildInfo() {

@@ -235,6 +235,8 @@ TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {
     const Json info = json({"info", "terrain"}, 1);
     EXPECT_EQ(info["problem"], "This plugin is for " + system + ": it is only read.");
     EXPECT_EQ(info["entryPoints"]["found"].size(), 4U);
+    EXPECT_EQ(info["entryPoints"]["optional"],
+              (Json{{"SavePluginState", false}, {"RestorePluginState", false}}));
     EXPECT_EQ(strings(info["libraries"], "foundBy"), Texts{"not searched"});
 
     add("ship", {"needs terrain 1.0"});
@@ -263,6 +265,8 @@ TEST_F(CommandTest, listAndOrder) {
     EXPECT_EQ(scene["descriptor"]["displayName"], "The Scene");
     EXPECT_EQ(scene["dependents"].size(), 3U);
     EXPECT_EQ(scene["entryPoints"]["missing"].size(), 0U);
+    EXPECT_EQ(scene["entryPoints"]["optional"],
+              (Json{{"SavePluginState", true}, {"RestorePluginState", true}}));
     for (const Json& row : scene["buildInformation"]) EXPECT_TRUE(row["same"]) << row;
 
     const Json order = json({"order"}, 1);
@@ -328,7 +332,7 @@ TEST_F(CommandTest, probe) {
 
 TEST_F(CommandTest, newMakesAProjectOnce) {
     const Json made = json({"new", "gravity", "--into", folder.path()}, 0);
-    EXPECT_EQ(made["files"].size(), 4U);
+    EXPECT_EQ(made["files"].size(), 5U);
     EXPECT_TRUE(made["prefix"].is_null());
     const std::string programs =
         QvPlatform::Directory(QvPlatform::Directory::kExecutableDirectory).toUniversalPath();
@@ -346,6 +350,7 @@ TEST_F(CommandTest, wrongUse) {
                                {"graph", "--format", "gif"},
                                {"new", "../x"},
                                {"new", "test"},
+                               {"new", "liveHost"},
                                {"completion", "csh"},
                                {"--exists"},
                                {"--exists", "x", "list"},

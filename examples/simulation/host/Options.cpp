@@ -3,6 +3,7 @@
 #include <QvPlatform/core/QvCommandLine.h>
 
 #include <iostream>
+#include <limits>
 
 namespace {
 
@@ -15,6 +16,9 @@ void addHelp(Qv::QvCommandLine& line, const Options& defaults) {
                                     .c_str());
     line.addOption("--realtime", "each step takes as long as it simulates; else as fast as it can");
     line.addOption("--watch", "shows the state of the simulation that another process runs");
+    line.addOption("--live",
+                   "steps in real time, and reloads plugins whose files change; without --steps, until it is "
+                   "interrupted");
     line.addOption("--crash", "crashes half-way, to show the report of a crash");
     line.addOption("--result FILE",
                    ("where the bodies' paths are written; else " + defaults.resultFile).c_str());
@@ -41,6 +45,8 @@ Answer readOptions(int argc, char** argv, Options& options) {
     options.watch = line.checkFor("--watch", true);
     options.realtime = line.checkFor("--realtime", true);
     options.crash = line.checkFor("--crash", true);
+    options.live = line.checkFor("--live", true);
+    if (options.live) options.steps = std::numeric_limits<int>::max();
     if (line.checkFor("--steps", false)) options.steps = line.getInt("--steps", true);
     takeText(line, "--result", options.resultFile);
     takeText(line, "--log", options.logFile);

@@ -7,7 +7,8 @@ struct Options {
     bool watch = false;  ///< look at another process's simulation instead of running one
     bool realtime = false;
     bool crash = false;  ///< half-way
-    int steps = 240;
+    bool live = false;   ///< reload plugins whose files change
+    int steps = 240;     ///< with `live`, unlimited by default
     std::string resultFile = "simulation.csv";
     /// Where log files go, and what their names begin with.
     std::string logFile = "simulation-logs/host";

@@ -7,6 +7,7 @@
 #include "CrashReport.h"
 #include "Expectations.h"
 #include "HostListener.h"
+#include "Live.h"
 #include "Options.h"
 #include "Report.h"
 #include "Run.h"
@@ -101,6 +102,18 @@ bool demonstrate(const Options& options) {
     return expectations.met();
 }
 
+/// Every plugin runs from a copy, so that a build can overwrite its file.
+bool demonstrateLive(const Options& options) {
+    auto& manager = *QvPluginManager::instance();
+    QvPluginSystem::QvPluginReloader reloader;
+    const HostListener listener("telemetry", "");
+    const auto queue = loadPlugins(manager);
+    reportLoading(manager, listener, queue);
+    runLive(manager, reloader, options);
+    manager.unloadAll();
+    return manager.getPlugins().empty();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -113,7 +126,7 @@ int main(int argc, char** argv) {
     QvPlatform::Filesystem::create(Directory(QvPlatform::File(options.logFile)));
     Qv::setLogFile(options.logFile);
     try {
-        return demonstrate(options) ? 0 : 1;
+        return (options.live ? demonstrateLive(options) : demonstrate(options)) ? 0 : 1;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;

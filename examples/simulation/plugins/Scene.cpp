@@ -1,6 +1,7 @@
 // The plugin "scene": owns the spheres. It depends on nothing; everything else depends on it.
 
 #include "../ObjectPool.h"
+#include "../PluginState.h"
 #include "../Simulation.h"
 
 #include <numbers>
@@ -67,6 +68,17 @@ bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int, char**, std
 bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string*) {
     scene.withdraw(manager);
     return true;
+}
+
+bool SavePluginState(std::string* state) {
+    const auto& spheres = scene.get().spheres();
+    *state = simulation::stateOf(spheres.data(), spheres.size());
+    return true;
+}
+
+bool RestorePluginState(const std::string& state) {
+    auto& spheres = scene.get().spheres();
+    return simulation::restoreState(state, spheres.data(), spheres.size());
 }
 
 const char* GetPluginBuildInfo() { return QV_PLUGIN_BUILD_INFO; }

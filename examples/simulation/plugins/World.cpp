@@ -1,9 +1,15 @@
 // The plugin "world": makes steps out of what "integrator" and "collision" offer.
 
 #include "../ObjectPool.h"
+#include "../PluginState.h"
 #include "../Simulation.h"
 
 namespace {
+
+struct Progress {
+    double time = 0.0;
+    int contacts = 0;
+};
 
 class SteppedWorld : public simulation::World {
 public:
@@ -13,19 +19,20 @@ public:
     /// Contacts are resolved before anything moves, so that what lies on the floor stays on it.
     void step(double seconds) override {
         integrator_.accelerate(seconds);
-        contactCount_ += solver_.resolve(seconds);
+        progress_.contacts += solver_.resolve(seconds);
         integrator_.move(seconds);
-        time_ += seconds;
+        progress_.time += seconds;
     }
 
-    double time() const override { return time_; }
-    int contactCount() const override { return contactCount_; }
+    double time() const override { return progress_.time; }
+    int contactCount() const override { return progress_.contacts; }
+
+    Progress& progress() { return progress_; }
 
 private:
     simulation::Integrator& integrator_;
     simulation::CollisionSolver& solver_;
-    double time_ = 0.0;
-    int contactCount_ = 0;
+    Progress progress_;
 };
 
 simulation::PublishedObject<SteppedWorld> world;
@@ -51,6 +58,15 @@ bool InitializePlugin(QvPluginSystem::QvPluginManager& manager, int, char**, std
 bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string*) {
     world.withdraw(manager);
     return true;
+}
+
+bool SavePluginState(std::string* state) {
+    *state = simulation::stateOf(&world.get().progress(), 1);
+    return true;
+}
+
+bool RestorePluginState(const std::string& state) {
+    return simulation::restoreState(state, &world.get().progress(), 1);
 }
 
 const char* GetPluginBuildInfo() { return QV_PLUGIN_BUILD_INFO; }

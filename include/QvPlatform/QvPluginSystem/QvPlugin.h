@@ -1,7 +1,8 @@
 #pragma once
 
 /// The header for plugin authors. A plugin is a shared library with the extension ".qvp" that defines the
-/// four functions below; `qv_add_plugin` of the CMake package builds it.
+/// first four functions below, and both of the others if it keeps its state when it is reloaded (see
+/// `QvPluginReloader`); `qv_add_plugin` of the CMake package builds it.
 ///
 ///     bool GetPluginInfo(QvPluginSystem::QvPluginInfo& info) { info.name = "hello"; return true; }
 ///     const char* GetPluginBuildInfo() { return QV_PLUGIN_BUILD_INFO; }
@@ -60,4 +61,14 @@ QV_PLUGIN_EXPORT bool UninitializePlugin(QvPluginSystem::QvPluginManager& manage
 
 /// `QV_PLUGIN_BUILD_INFO`, as static text.
 QV_PLUGIN_EXPORT const char* GetPluginBuildInfo();
+
+/// Optional. Called before `UninitializePlugin` when the plugin is to be reloaded, also on account of a
+/// plugin that it depends on. Stores any bytes in `*state`, which is empty, for the version that comes next,
+/// so no pointers. If it returns false or throws, the next version starts without a state.
+QV_PLUGIN_EXPORT bool SavePluginState(std::string* state);
+
+/// Optional. Called after `InitializePlugin` with what `SavePluginState` stored, perhaps in another version
+/// of the plugin. If `state` is of no use, leave the plugin as `InitializePlugin` did and return false, or
+/// throw; the plugin stays loaded and the failure is reported.
+QV_PLUGIN_EXPORT bool RestorePluginState(const std::string& state);
 }

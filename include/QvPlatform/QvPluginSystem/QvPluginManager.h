@@ -116,6 +116,7 @@ protected:
     ~QvPluginManager();
 
 private:
+    friend class QvPluginReloader;
     struct State;
     std::unique_ptr<State> state_;
 };

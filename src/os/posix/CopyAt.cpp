@@ -91,6 +91,14 @@ bool fill(Descriptor& copy, int source, const struct stat& status) {
     return copy.close();
 }
 
+// Invalid if it is not a regular file. Non-blocking, because opening a pipe without a writer would block.
+Descriptor openSource(const Place& from, bool followsLink, struct stat& status) {
+    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followsLink ? 0 : O_NOFOLLOW);
+    Descriptor source(openat(from.directory, from.name.c_str(), flags));
+    if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return Descriptor();
+    return source;
+}
+
 bool mayReplace(const Place& target, const struct stat& source, bool overwrite) {
     const char* const name = target.name.c_str();
     struct stat status {};
@@ -104,12 +112,9 @@ bool mayReplace(const Place& target, const struct stat& source, bool overwrite) 
 }  // namespace
 
 bool posix::copyFile(const Place& from, bool followsLink, const Place& to, bool overwrite) {
-    // Non-blocking, because opening a pipe without a writer would block.
-    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followsLink ? 0 : O_NOFOLLOW);
-    const Descriptor source(openat(from.directory, from.name.c_str(), flags));
     struct stat status {};
-    if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    if (to.name.empty() || !mayReplace(to, status, overwrite)) return false;
+    const Descriptor source = openSource(from, followsLink, status);
+    if (!source || to.name.empty() || !mayReplace(to, status, overwrite)) return false;
     Descriptor file;
     TemporaryEntry copy(to);
     const auto create = [&](int directory, const char* name) {
@@ -135,6 +140,20 @@ bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) 
     const auto resolved = isLink(to) ? canonicalPath(to) : std::nullopt;
     return posix::copyFile({AT_FDCWD, posix::systemPath(from)}, true,
                            {AT_FDCWD, posix::systemPath(resolved.value_or(to))}, overwrite);
+}
+
+bool copyToHiddenFile(const std::wstring& from, const std::wstring& to) {
+    struct stat status {};
+    const std::string target = posix::systemPath(to);
+    const Descriptor source = openSource({AT_FDCWD, posix::systemPath(from)}, true, status);
+    if (!source) return false;
+    Descriptor file(open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!file) return false;
+    if (fill(file, source.get(), status)) return true;
+    const int error = errno;
+    unlink(target.c_str());
+    errno = error;
+    return false;
 }
 
 }  // namespace os

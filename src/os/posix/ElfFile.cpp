@@ -33,6 +33,7 @@ public:
         if (!isKnown(header)) return;
         const Elf64_Off tableSize = Elf64_Off{header.e_phnum} * sizeof(Elf64_Phdr);
         isCut_ = endsBefore(header.e_phoff, tableSize);
+        hasSections_ = !endsBefore(header.e_shoff, Elf64_Off{header.e_shnum} * header.e_shentsize);
         segments_ = segmentsIn(start, header.e_phoff, tableSize);
     }
 
@@ -41,6 +42,9 @@ public:
                    return segment.p_type == PT_LOAD && endsBefore(segment.p_offset, segment.p_filesz);
                });
     }
+
+    /// Linkers write the table of sections last.
+    bool isWhole() const { return !segments_.empty() && hasSections_ && !isTruncated(); }
 
     std::vector<Elf64_Dyn> dynamicEntries() const {
         for (const Elf64_Phdr& segment : segments_) {
@@ -93,6 +97,7 @@ private:
     Descriptor file_;
     Elf64_Off size_ = 0;
     bool isCut_ = false;
+    bool hasSections_ = false;
     std::vector<Elf64_Phdr> segments_;
 };
 
@@ -111,6 +116,8 @@ std::string textAt(const std::vector<char>& texts, Elf64_Xword offset) {
 }  // namespace
 
 bool isTruncatedLibrary(const char* path) { return ElfFile(path).isTruncated(); }
+
+bool isWholeLibrary(const char* path) { return ElfFile(path).isWhole(); }
 
 LinkNames readLinkNames(const char* path) {
     const ElfFile file(path);

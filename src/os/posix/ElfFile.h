@@ -9,6 +9,9 @@ namespace os::posix {
 /// crash with a bus error. False if the file is not a library; the loader reports that itself.
 bool isTruncatedLibrary(const char* path);
 
+/// True if the file has all the segments and sections that its header lists. False if it is not a library.
+bool isWholeLibrary(const char* path);
+
 /// The names by which the loader identifies libraries.
 struct LinkNames {
     std::string own;                  ///< by which other files need it; "" if that is the file's name

@@ -40,6 +40,11 @@ DirectoryEntry describe(int directory, const dirent64& entry) {
     return {entry.d_name, isDirectory, isLink, entry.d_name[0] == '.'};
 }
 
+// Non-blocking, because opening a pipe without a writer would block.
+posix::Descriptor openToRead(const std::wstring& path) {
+    return posix::Descriptor(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+}
+
 struct EntryBuffer {
     alignas(dirent64) char bytes[32'768];
 };
@@ -54,8 +59,7 @@ EntryStatus entryStatus(const std::wstring& path) {
 
 bool isReadableFile(const std::wstring& path) {
     const CancellationShield shield;
-    // Non-blocking, because opening a pipe without a writer would block.
-    const posix::Descriptor file(open(posix::systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const posix::Descriptor file = openToRead(path);
     struct stat status {};
     return file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
@@ -75,6 +79,31 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     struct stat status {};
     if (stat(posix::systemPath(path).c_str(), &status) != 0) return std::nullopt;
     return status.st_mtime;
+}
+
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+    struct stat status {};
+    if (stat(posix::systemPath(path).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return FileStamp{static_cast<std::uint64_t>(status.st_size),
+                     status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec,
+                     {status.st_dev, status.st_ino}};
+}
+
+std::optional<std::size_t> readPart(const std::wstring& path, std::uint64_t offset, std::string& piece) {
+    const CancellationShield shield;
+    const posix::Descriptor file = openToRead(path);
+    std::size_t size = 0;
+    while (size < piece.size()) {
+        const ssize_t more = posix::retryOnInterrupt([&] {
+            return pread(file.get(), piece.data() + size, piece.size() - size,
+                         static_cast<off_t>(offset + size));
+        });
+        if (more < 0) return std::nullopt;
+        if (more == 0) break;
+        size += static_cast<std::size_t>(more);
+    }
+    return size;
 }
 
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,

@@ -6,8 +6,11 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <ctime>
 #include <fstream>
+#include <string>
 
 namespace os {
 std::string hostName() {
@@ -17,6 +20,15 @@ std::string hostName() {
 }
 
 unsigned int processId() { return static_cast<unsigned int>(getpid()); }
+
+bool isProcessRunning(unsigned int id) {
+    // The state is behind the program's name, which may contain parentheses.
+    std::ifstream file("/proc/" + std::to_string(id) + "/stat");
+    std::string line;
+    if (!std::getline(file, line)) return kill(static_cast<pid_t>(id), 0) == 0 || errno == EPERM;
+    const auto name = line.rfind(')');
+    return name == std::string::npos || line.compare(name + 1, 2, " Z") != 0;
+}
 
 std::uint64_t residentBytes() {
     std::ifstream statistics("/proc/self/statm");

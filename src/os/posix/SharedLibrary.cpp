@@ -162,6 +162,11 @@ void* openLibrary(const std::string& path, std::string& error) {
     return FolderOpening(path.substr(0, path.rfind('/') + 1)).open(path, error);
 }
 
+bool isCompleteLibrary(const std::wstring& path) {
+    const CancellationShield shield;
+    return posix::isWholeLibrary(posix::systemPath(path).c_str());
+}
+
 bool closeLibrary(void* handle, std::string& error) {
     if (dlclose(handle) == 0) return true;
     takeLoaderError(error);

@@ -28,6 +28,15 @@ bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) 
     return CopyFileW(win32::systemPath(from).c_str(), win32::systemPath(to).c_str(), !overwrite) != 0;
 }
 
+bool copyToHiddenFile(const std::wstring& from, const std::wstring& to) {
+    if (!copyFile(from, to, false)) return false;
+    if (SetFileAttributesW(win32::systemPath(to).c_str(), FILE_ATTRIBUTE_HIDDEN)) return true;
+    const DWORD error = GetLastError();
+    removeFile(to);
+    SetLastError(error);
+    return false;
+}
+
 bool moveWithoutReplacing(const std::wstring& from, const std::wstring& to) {
     return MoveFileW(win32::systemPath(from).c_str(), win32::systemPath(to).c_str()) != 0;
 }

@@ -27,6 +27,11 @@ DirectoryEntry describe(const WIN32_FIND_DATAW& found, std::string_view name) {
             (found.dwFileAttributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM)) != 0};
 }
 
+win32::Handle openToRead(const std::wstring& path) {
+    return win32::Handle(CreateFileW(win32::systemPath(path).c_str(), GENERIC_READ, kAnySharing, nullptr,
+                                     OPEN_EXISTING, 0, nullptr));
+}
+
 }  // namespace
 
 EntryStatus entryStatus(const std::wstring& path) {
@@ -36,10 +41,7 @@ EntryStatus entryStatus(const std::wstring& path) {
     return {isDirectory ? EntryKind::directory : EntryKind::regularFile, std::nullopt};
 }
 
-bool isReadableFile(const std::wstring& path) {
-    return bool(win32::Handle(CreateFileW(win32::systemPath(path).c_str(), GENERIC_READ, kAnySharing, nullptr,
-                                          OPEN_EXISTING, 0, nullptr)));
-}
+bool isReadableFile(const std::wstring& path) { return bool(openToRead(path)); }
 
 bool isLink(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(win32::systemPath(path).c_str());
@@ -66,6 +68,28 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     if (!GetFileAttributesExW(win32::systemPath(path).c_str(), GetFileExInfoStandard, &data))
         return std::nullopt;
     return win32::secondsSince1970(data.ftLastWriteTime);
+}
+
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    const win32::Handle file(CreateFileW(win32::systemPath(path).c_str(), FILE_READ_ATTRIBUTES, kAnySharing,
+                                         nullptr, OPEN_EXISTING, 0, nullptr));
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!file || !GetFileInformationByHandle(file.get(), &info)) return std::nullopt;
+    const FILETIME& time = info.ftLastWriteTime;
+    return FileStamp{win32::joined(info.nFileSizeHigh, info.nFileSizeLow),
+                     static_cast<std::int64_t>(win32::joined(time.dwHighDateTime, time.dwLowDateTime)),
+                     {info.dwVolumeSerialNumber, win32::joined(info.nFileIndexHigh, info.nFileIndexLow)}};
+}
+
+std::optional<std::size_t> readPart(const std::wstring& path, std::uint64_t offset, std::string& piece) {
+    const win32::Handle file = openToRead(path);
+    LARGE_INTEGER position{};
+    position.QuadPart = static_cast<LONGLONG>(offset);
+    DWORD size = 0;
+    if (!file || !SetFilePointerEx(file.get(), position, nullptr, FILE_BEGIN) ||
+        !ReadFile(file.get(), piece.data(), static_cast<DWORD>(piece.size()), &size, nullptr))
+        return std::nullopt;
+    return size;
 }
 
 bool visitDirectory(const std::wstring& directory, const std::function<void(const DirectoryEntry&)>& visit,

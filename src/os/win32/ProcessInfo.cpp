@@ -70,6 +70,13 @@ std::string hostName() {
 
 unsigned int processId() { return GetCurrentProcessId(); }
 
+// A process that may not be opened is running.
+bool isProcessRunning(unsigned int id) {
+    const win32::Handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
+    if (!process) return GetLastError() == ERROR_ACCESS_DENIED;
+    return WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT;
+}
+
 std::uint64_t residentBytes() {
     PROCESS_MEMORY_COUNTERS counters{};
     counters.cb = sizeof counters;

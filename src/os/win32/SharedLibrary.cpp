@@ -1,8 +1,12 @@
 #include "os/SharedLibrary.h"
 
+#include "os/Filesystem.h"
 #include "os/RefusedLibraries.h"
 #include "os/win32/GuardedEntry.h"
 #include "os/win32/Windows.h"
+
+#include <cstddef>
+#include <cstring>
 
 namespace os {
 namespace {
@@ -71,6 +75,31 @@ HMODULE load(const std::wstring& path) {
     return module;
 }
 
+// Copies an item out of the beginning of a file; false if it ends before.
+template <typename Item>
+bool readAt(const std::string& bytes, std::size_t offset, Item& item) {
+    if (offset > bytes.size() || sizeof item > bytes.size() - offset) return false;
+    std::memcpy(&item, bytes.data() + offset, sizeof item);
+    return true;
+}
+
+bool hasAllSections(const std::string& headers, std::uint64_t size) {
+    IMAGE_DOS_HEADER start{};
+    IMAGE_NT_HEADERS64 header{};
+    if (!readAt(headers, 0, start) || start.e_magic != IMAGE_DOS_SIGNATURE || start.e_lfanew < 0)
+        return false;
+    const auto headerOffset = static_cast<std::size_t>(start.e_lfanew);
+    if (!readAt(headers, headerOffset, header) || header.Signature != IMAGE_NT_SIGNATURE) return false;
+    std::size_t offset =
+        headerOffset + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + header.FileHeader.SizeOfOptionalHeader;
+    for (WORD i = 0; i < header.FileHeader.NumberOfSections; ++i, offset += sizeof(IMAGE_SECTION_HEADER)) {
+        IMAGE_SECTION_HEADER section{};
+        if (!readAt(headers, offset, section)) return false;
+        if (std::uint64_t{section.PointerToRawData} + section.SizeOfRawData > size) return false;
+    }
+    return header.FileHeader.NumberOfSections > 0;
+}
+
 }  // namespace
 
 void* openLibrary(const std::string& path, std::string& error) {
@@ -89,6 +118,20 @@ void* openLibrary(const std::string& path, std::string& error) {
     const std::string reason = initializersThrew(*guard.thrown());
     refuseLibrary(path, {}, reason);
     return failWith(reason, error);
+}
+
+// Opening without sharing for writing comes last, because it disturbs a writer that opens the file meanwhile.
+bool isCompleteLibrary(const std::wstring& path) {
+    constexpr std::size_t kMostHeaders = 65'536;
+    std::string headers(kMostHeaders, '\0');
+    const auto stamp = fileStamp(path);
+    const auto count = readPart(path, 0, headers);
+    if (!stamp || !count) return false;
+    headers.resize(*count);
+    return hasAllSections(headers, stamp->size) &&
+           win32::Handle(CreateFileW(win32::systemPath(path).c_str(), GENERIC_READ,
+                                     FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0,
+                                     nullptr));
 }
 
 bool closeLibrary(void* handle, std::string& error) {

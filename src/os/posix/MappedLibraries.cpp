@@ -1,0 +1,133 @@
+#include "os/MappedLibraries.h"
+
+#include "os/posix/PosixSupport.h"
+
+#include <elf.h>
+#include <unwind.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+namespace os {
+namespace {
+
+// With this loader a handle is the library's record itself.
+void* recordContaining(const void* address) {
+    dl_find_object found{};
+    const bool isFound = _dl_find_object(const_cast<void*>(address), &found) == 0;
+    return isFound ? static_cast<void*>(found.dlfo_link_map) : nullptr;
+}
+
+_Unwind_Reason_Code addLibrary(_Unwind_Context* frame, void* list) {
+    auto& libraries = *static_cast<std::vector<void*>*>(list);
+    void* const library = recordContaining(reinterpret_cast<const void*>(_Unwind_GetIP(frame)));
+    const bool isNew = std::find(libraries.begin(), libraries.end(), library) == libraries.end();
+    if (library && isNew) libraries.push_back(library);
+    return _URC_NO_REASON;
+}
+
+/// The dynamic section of a library in memory, whose addresses the loader has relocated.
+class DynamicSection {
+public:
+    explicit DynamicSection(const link_map& library) : entries_(library.l_ld) {}
+
+    bool mustStay() const { return (valueOf(DT_FLAGS_1) & DF_1_NODELETE) != 0; }
+
+    /// The name of a symbol that exists once in the process; "" if there is none.
+    std::string uniqueSymbol() const {
+        return findSymbol([](const Elf64_Sym& symbol, const char*) {
+            return ELF64_ST_BIND(symbol.st_info) == STB_GNU_UNIQUE;
+        });
+    }
+
+    /// Whether it registers destructors of thread-local objects.
+    bool hasThreadLocalObjects() const {
+        return !findSymbol([](const Elf64_Sym&, const char* name) {
+                    return std::string_view(name).starts_with("__cxa_thread_atexit");
+                }).empty();
+    }
+
+private:
+    Elf64_Xword valueOf(Elf64_Sxword tag) const {
+        const Elf64_Dyn* entry = entries_;
+        while (entry->d_tag != DT_NULL && entry->d_tag != tag) ++entry;
+        return entry->d_tag == DT_NULL ? 0 : entry->d_un.d_val;
+    }
+
+    template <typename Item>
+    const Item* tableAt(Elf64_Sxword tag) const {
+        return reinterpret_cast<const Item*>(valueOf(tag));
+    }
+
+    // The string table follows the symbol table with every linker; a library without symbols has neither.
+    template <typename Fits>
+    std::string findSymbol(Fits fits) const {
+        const auto* symbols = tableAt<Elf64_Sym>(DT_SYMTAB);
+        const char* const names = tableAt<char>(DT_STRTAB);
+        if (!symbols || !names) return {};
+        const auto* const end = symbols + symbolCount();
+        const auto* const found = std::find_if(symbols, end, [&](const Elf64_Sym& symbol) {
+            return symbol.st_name != 0 && fits(symbol, names + symbol.st_name);
+        });
+        return found == end ? std::string() : names + found->st_name;
+    }
+
+    std::size_t symbolCount() const {
+        if (const auto* const table = tableAt<Elf64_Word>(DT_HASH)) return table[1];
+        const auto* const table = tableAt<Elf64_Word>(DT_GNU_HASH);
+        return table ? countByGnuHash(table) : 0;
+    }
+
+    // The table holds the number of buckets, the first symbol in them, the size of a filter in words of 64
+    // bits and a shift; then the filter, each bucket's first symbol, and a hash for each symbol, whose lowest
+    // bit ends a bucket.
+    static std::size_t countByGnuHash(const Elf64_Word* table) {
+        constexpr std::size_t kHeader = 4;
+        const Elf64_Word* const buckets = table + kHeader + std::size_t{2} * table[2];
+        const Elf64_Word* const hashes = buckets + table[0];
+        std::size_t last = 0;
+        for (const Elf64_Word* bucket = buckets; bucket != hashes; ++bucket)
+            last = std::max<std::size_t>(last, *bucket);
+        if (last < table[1]) return table[1];
+        while ((hashes[last - table[1]] & 1U) == 0) ++last;
+        return last + 1;
+    }
+
+    const Elf64_Dyn* entries_;
+};
+
+}  // namespace
+
+bool isLibraryMapped(const std::string& path) { return posix::isLoaded(path.c_str()); }
+
+std::string whyLibraryStays(const std::string& path) {
+    const char* const kUnknown = "is still in use: another library needs it, or something has opened it too";
+    void* const handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (!handle) return kUnknown;
+    std::string reason = kUnknown;
+    if (const link_map* const library = posix::linkMapOf(handle)) {
+        const DynamicSection section(*library);
+        const std::string unique = section.uniqueSymbol();
+        if (section.mustStay())
+            reason = "is marked as not to be unloaded (-z nodelete)";
+        else if (!unique.empty())
+            reason = "defines unique symbols, such as " + unique + " (-fno-gnu-unique avoids them)";
+        else if (section.hasThreadLocalObjects())
+            reason = "has thread-local objects, which threads that still run have yet to destroy";
+    }
+    dlclose(handle);
+    return reason;
+}
+
+const void* addressIn(void* handle) { return static_cast<const link_map*>(handle)->l_ld; }
+
+void* libraryContaining(const void* address) { return recordContaining(address); }
+
+std::vector<void*> callingLibraries() {
+    std::vector<void*> libraries;
+    _Unwind_Backtrace(addLibrary, &libraries);
+    return libraries;
+}
+
+}  // namespace os

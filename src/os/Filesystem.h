@@ -52,6 +52,17 @@ struct DirectoryEntry {
     bool isHidden = false;  ///< or a system file
 };
 
+/// What changes when a file is written or replaced.
+struct FileStamp {
+    std::uint64_t size = 0;
+    std::int64_t modified = 0;  ///< in the system's finest units
+    FileIdentity identity;
+    bool operator==(const FileStamp&) const = default;
+};
+
+/// Nothing if there is no regular file. Links are followed.
+std::optional<FileStamp> fileStamp(const std::wstring& path);
+
 /// Calls `visit` with each entry of a directory except "." and "..", in the system's order. `directory` ends
 /// with "/". If the directory cannot be read, returns false and stores the system's text in `*error` unless
 /// `error` is null.

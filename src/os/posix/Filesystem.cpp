@@ -81,6 +81,15 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     return status.st_mtime;
 }
 
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+    struct stat status {};
+    if (stat(posix::systemPath(path).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return FileStamp{static_cast<std::uint64_t>(status.st_size),
+                     status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec,
+                     {status.st_dev, status.st_ino}};
+}
+
 std::optional<std::size_t> readPart(const std::wstring& path, std::uint64_t offset, std::string& piece) {
     const CancellationShield shield;
     const posix::Descriptor file = openToRead(path);

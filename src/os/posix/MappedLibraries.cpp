@@ -99,7 +99,13 @@ private:
 
 }  // namespace
 
-bool isLibraryMapped(const std::string& path) { return posix::isLoaded(path.c_str()); }
+// Looks through the list of libraries, because asking for one by its path opens the file.
+bool isLibraryMapped(const std::string& path) {
+    const auto isIt = [](dl_phdr_info* library, std::size_t, void* wanted) {
+        return *static_cast<const std::string*>(wanted) == library->dlpi_name ? 1 : 0;
+    };
+    return dl_iterate_phdr(isIt, const_cast<std::string*>(&path)) != 0;
+}
 
 std::string whyLibraryStays(const std::string& path) {
     const char* const kUnknown = "is still in use: another library needs it, or something has opened it too";

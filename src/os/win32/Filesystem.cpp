@@ -70,6 +70,17 @@ std::optional<std::int64_t> modificationTime(const std::wstring& path) {
     return win32::secondsSince1970(data.ftLastWriteTime);
 }
 
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    const win32::Handle file(CreateFileW(win32::systemPath(path).c_str(), FILE_READ_ATTRIBUTES, kAnySharing,
+                                         nullptr, OPEN_EXISTING, 0, nullptr));
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!file || !GetFileInformationByHandle(file.get(), &info)) return std::nullopt;
+    const FILETIME& time = info.ftLastWriteTime;
+    return FileStamp{win32::joined(info.nFileSizeHigh, info.nFileSizeLow),
+                     static_cast<std::int64_t>(win32::joined(time.dwHighDateTime, time.dwLowDateTime)),
+                     {info.dwVolumeSerialNumber, win32::joined(info.nFileIndexHigh, info.nFileIndexLow)}};
+}
+
 std::optional<std::size_t> readPart(const std::wstring& path, std::uint64_t offset, std::string& piece) {
     const win32::Handle file = openToRead(path);
     LARGE_INTEGER position{};

@@ -126,7 +126,7 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
         .append("-")
         .append(os::randomText(kRandomLength));
     // First the owner, so that nothing is left behind if memory runs out.
-    std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
+    auto copy = std::make_shared<LibraryCopy>(std::move(path), original);
     const std::wstring target = wide(copy->path_);
     if (os::copyFile(wide(source), target, false) && os::hideFile(target)) return copy;
     error = "the file cannot be copied within its folder, as live mode requires: " + os::lastErrorText();

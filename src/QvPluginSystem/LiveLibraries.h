@@ -21,6 +21,8 @@ public:
     static std::shared_ptr<LibraryCopy> make(const std::string& source, const std::string& original,
                                              std::string& error);
 
+    /// Takes charge of the copy that is, or will be, at `path`.
+    LibraryCopy(std::string path, std::string original);
     LibraryCopy(const LibraryCopy&) = delete;
     LibraryCopy& operator=(const LibraryCopy&) = delete;
     ~LibraryCopy();
@@ -34,8 +36,6 @@ public:
     int openings = 0;  ///< by the tables of libraries
 
 private:
-    LibraryCopy(std::string path, std::string original);
-
     std::string path_;
     std::string original_;
     unsigned int maker_;

@@ -92,18 +92,23 @@ void addTypes(const Objects& objects, const void* library, const std::string& ki
 
 bool isLibraryCopyName(std::string_view fileName) { return makerOf(fileName).has_value(); }
 
+// Different libraries usually differ near their beginning, so the first piece is small.
 bool haveSameContent(const std::string& one, const std::string& other) {
-    constexpr std::size_t kPiece = std::size_t{1} << 15U;
+    constexpr std::size_t kFirstPiece = std::size_t{1} << 14U;
+    constexpr std::size_t kLargestPiece = std::size_t{1} << 20U;
     const std::wstring paths[] = {wide(one), wide(other)};
     const auto stamp = os::fileStamp(paths[0]);
     const auto otherStamp = os::fileStamp(paths[1]);
     if (!stamp || !otherStamp || stamp->size != otherStamp->size) return false;
-    std::string pieces[] = {std::string(kPiece, '\0'), std::string(kPiece, '\0')};
-    for (std::uint64_t offset = 0;; offset += kPiece) {
+    std::string pieces[2];
+    std::uint64_t offset = 0;
+    for (std::size_t wanted = kFirstPiece;; wanted = std::min(2 * wanted, kLargestPiece)) {
+        for (std::string& piece : pieces) piece.resize(wanted);
         const auto size = os::readPart(paths[0], offset, pieces[0]);
         if (!size || os::readPart(paths[1], offset, pieces[1]) != size) return false;
         if (std::memcmp(pieces[0].data(), pieces[1].data(), *size) != 0) return false;
-        if (*size < kPiece) return true;
+        if (*size < wanted) return true;
+        offset += *size;
     }
 }
 
@@ -121,7 +126,7 @@ std::shared_ptr<LibraryCopy> LibraryCopy::make(const std::string& source, const 
         .append("-")
         .append(os::randomText(kRandomLength));
     // First the owner, so that nothing is left behind if memory runs out.
-    std::shared_ptr<LibraryCopy> copy(new LibraryCopy(std::move(path), original));
+    auto copy = std::make_shared<LibraryCopy>(std::move(path), original);
     if (os::copyToHiddenFile(wide(source), wide(copy->path_))) return copy;
     error = "the file cannot be copied within its folder, as live mode requires: " + os::lastErrorText();
     return nullptr;

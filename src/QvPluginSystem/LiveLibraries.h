@@ -22,6 +22,8 @@ public:
     static std::shared_ptr<LibraryCopy> make(const std::string& source, const std::string& original,
                                              std::string& error);
 
+    /// Takes charge of the copy that is, or will be, at `path`.
+    LibraryCopy(std::string path, std::string original);
     LibraryCopy(const LibraryCopy&) = delete;
     LibraryCopy& operator=(const LibraryCopy&) = delete;
     ~LibraryCopy();
@@ -39,8 +41,6 @@ public:
     bool mayBeMapped = false;  ///< it was opened, and not seen to be gone since
 
 private:
-    LibraryCopy(std::string path, std::string original);
-
     std::string path_;
     std::string original_;
     unsigned int maker_;

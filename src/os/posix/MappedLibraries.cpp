@@ -6,8 +6,8 @@
 #include <unwind.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
-#include <limits>
 
 namespace os {
 namespace {
@@ -21,7 +21,7 @@ void* recordContaining(const void* address) {
 
 _Unwind_Reason_Code addLibrary(_Unwind_Context* frame, void* list) {
     auto& libraries = *static_cast<std::vector<void*>*>(list);
-    void* const library = recordContaining(reinterpret_cast<const void*>(_Unwind_GetIP(frame)));
+    void* const library = recordContaining(std::bit_cast<const void*>(_Unwind_GetIP(frame)));
     const bool isNew = std::find(libraries.begin(), libraries.end(), library) == libraries.end();
     if (library && isNew) libraries.push_back(library);
     return _URC_NO_REASON;
@@ -57,7 +57,7 @@ private:
 
     template <typename Item>
     const Item* tableAt(Elf64_Sxword tag) const {
-        return reinterpret_cast<const Item*>(valueOf(tag));
+        return std::bit_cast<const Item*>(valueOf(tag));
     }
 
     // The string table follows the symbol table with every linker; a library without symbols has neither.
@@ -99,7 +99,13 @@ private:
 
 }  // namespace
 
-bool isLibraryMapped(const std::string& path) { return posix::isLoaded(path.c_str()); }
+// Looks through the list of libraries, because asking for one by its path opens the file.
+bool isLibraryMapped(const std::string& path) {
+    const auto isIt = [](dl_phdr_info* library, std::size_t, void* wanted) {
+        return *static_cast<const std::string*>(wanted) == library->dlpi_name ? 1 : 0;
+    };
+    return dl_iterate_phdr(isIt, const_cast<std::string*>(&path)) != 0;
+}
 
 std::string whyLibraryStays(const std::string& path) {
     const char* const kUnknown = "is still in use: another library needs it, or something has opened it too";

@@ -53,6 +53,7 @@ install(
   FILES
     "${PROJECT_BINARY_DIR}/QvPlatformConfig.cmake"
     "${PROJECT_BINARY_DIR}/QvPlatformConfigVersion.cmake"
+    cmake/QvPlatform.manifest
     cmake/QvPlatformPlugin.cmake
   DESTINATION "${package_folder}" COMPONENT Development)
 

@@ -183,6 +183,7 @@ AddressDescription DebugHelp::describe(DWORD64 address) const {
         known.moduleError = failure();
     } else {
         known.module = fromSystem(module.ModuleName);
+        known.moduleStart = module.BaseOfImage;
         known.symbolKind = symbolKind(module.SymType);
     }
     return known;

@@ -31,6 +31,16 @@ if(TARGET qvp)
     install(FILES "${PROJECT_SOURCE_DIR}/docs/qvp.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT Development)
   endif()
 endif()
+# The linker writes the PDB files next to the programs.
+if(MINGW AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  set(QV_SYMBOL_COMPONENT Symbols)
+  foreach(target IN ITEMS QvPlatform qvp qvp-host)
+    if(TARGET ${target})
+      install(FILES "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}.pdb" DESTINATION "${CMAKE_INSTALL_BINDIR}"
+        COMPONENT ${QV_SYMBOL_COMPONENT})
+    endif()
+  endforeach()
+endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/QvPlatform" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
   COMPONENT Development)
 
@@ -53,6 +63,7 @@ install(
   FILES
     "${PROJECT_BINARY_DIR}/QvPlatformConfig.cmake"
     "${PROJECT_BINARY_DIR}/QvPlatformConfigVersion.cmake"
+    cmake/QvPlatform.manifest
     cmake/QvPlatformPlugin.cmake
   DESTINATION "${package_folder}" COMPONENT Development)
 

@@ -1,5 +1,6 @@
 # Packages by CPack, made by tools/build-packages: for Debian the library's run time, and apart from it what
-# developing with it takes; for Windows one archive of everything, with every library that it needs.
+# developing with it takes; for Windows one archive of everything, with every library that it needs, and another one
+# of the PDB files.
 
 option(QV_DEBIAN_PACKAGES "Install what Debian's policy asks for, and no run paths" OFF)
 
@@ -15,9 +16,21 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "platform layer of a real-time physics sim
 set(CPACK_PACKAGE_VENDOR QvPlatform)
 set(CPACK_PACKAGE_CONTACT "QvPlatform maintainers <maintainers@qvplatform.example>")
 set(CPACK_PACKAGE_FILE_NAME "QvPlatform-${PROJECT_VERSION}-windows-x86_64")
-set(CPACK_STRIP_FILES ON)
+if(NOT QV_SYMBOL_COMPONENT)  # else the files hold no symbols
+  set(CPACK_STRIP_FILES ON)
+endif()
 set(CPACK_THREADS 0)
 set(CPACK_COMPONENTS_ALL Runtime Development)
+if(QV_SYMBOL_COMPONENT)
+  list(APPEND CPACK_COMPONENTS_ALL ${QV_SYMBOL_COMPONENT})
+  set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
+  set(CPACK_COMPONENT_RUNTIME_GROUP Everything)
+  set(CPACK_COMPONENT_DEVELOPMENT_GROUP Everything)
+  set(CPACK_COMPONENT_SYMBOLS_GROUP Symbols)
+  set(CPACK_ARCHIVE_EVERYTHING_FILE_NAME "${CPACK_PACKAGE_FILE_NAME}")
+  set(CPACK_ARCHIVE_SYMBOLS_FILE_NAME "${CPACK_PACKAGE_FILE_NAME}-symbols")
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
@@ -78,7 +91,7 @@ if(QV_DEBIAN_PACKAGES)
 endif()
 
 # The terms of the libraries that are shipped along.
-if(MINGW)
+if(MINGW AND CMAKE_CROSSCOMPILING)
   foreach(package IN ITEMS g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev libtbb-dev)
     install(FILES "/usr/share/doc/${package}/copyright" RENAME "${package}.txt" DESTINATION licenses
       COMPONENT Runtime)

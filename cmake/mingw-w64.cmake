@@ -1,10 +1,8 @@
-# Tool chain: 64-bit Windows from Linux, mingw-w64 with posix threads; programs run under Wine.
+# What the tool chains for 64-bit Windows share: built on Linux by the headers and libraries of mingw-w64 with posix
+# threads, and run under Wine. Included by mingw-w64-clang.cmake and mingw-w64-gcc.cmake.
 
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
-
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
-set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
 # tools/build-onetbb-windows leaves this link to what it built.
@@ -23,3 +21,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tools/wine-run")
+
+# The folder of GCC's libraries and headers, whose C++ runtime both compilers use.
+execute_process(
+  COMMAND x86_64-w64-mingw32-g++-posix -print-libgcc-file-name
+  OUTPUT_VARIABLE QV_GCC_FOLDER OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+cmake_path(GET QV_GCC_FOLDER PARENT_PATH QV_GCC_FOLDER)
+set(QV_RUNTIME_FOLDERS "${QV_GCC_FOLDER}" /usr/x86_64-w64-mingw32/lib)

@@ -5,8 +5,7 @@
 #include "QvPluginSystem/PluginLibraryTable.h"
 #include "QvPluginSystem/PluginRegistry.h"
 #include "QvPluginSystem/PluginSearchPath.h"
-
-#include <cxxabi.h>
+#include "base/ForcedUnwind.h"
 
 #include <exception>
 #include <string>
@@ -43,7 +42,7 @@ template <typename Call>
 bool callPlugin(Call call, std::string& error) {
     try {
         return call();
-    } catch (const abi::__forced_unwind&) {
+    } catch (const base::ForcedUnwind&) {
         throw;
     } catch (const std::exception& exception) {
         error = exception.what();

@@ -26,6 +26,15 @@ void appendAddress(std::string& text, std::uintptr_t address) {
     appendNumber(text, address, 16);
 }
 
+void appendModule(std::string& text, std::uintptr_t address, const os::AddressDescription& known) {
+    if (known.module.empty()) {
+        text += "(module-name not available)";
+        return;
+    }
+    text += known.module + '+';
+    appendAddress(text, address - known.moduleStart);
+}
+
 void appendFrame(std::string& text, std::uintptr_t address, const os::AddressDescription& known) {
     if (known.symbolError != 0) appendError(text, "SymGetSymFromAddr64", known.symbolError, address);
     if (known.lineError != 0) appendError(text, "SymGetLineFromAddr64", known.lineError, address);
@@ -33,7 +42,7 @@ void appendFrame(std::string& text, std::uintptr_t address, const os::AddressDes
     if (known.file.empty()) {
         appendAddress(text, address);
         text += " (";
-        text += known.module.empty() ? "(module-name not available)" : known.module;
+        appendModule(text, address, known);
         text += "): (filename not available): ";
     } else {
         text += known.file;

@@ -30,7 +30,8 @@ struct AddressDescription {
     unsigned long line = 0;
     ErrorCode moduleError = 0;
     std::string module;
-    std::string symbolKind;  ///< of the module
+    std::uintptr_t moduleStart = 0;  ///< where the module is mapped
+    std::string symbolKind;          ///< of the module
 };
 
 /// The thread whose stack is read: by handle if given, else by number if not 0, else the calling thread or

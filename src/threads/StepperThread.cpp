@@ -12,12 +12,11 @@
 
 #include <QvPlatform/threads/StepperThread.h>
 
+#include "base/ForcedUnwind.h"
 #include "os/CriticalSection.h"
 #include "os/OutputStream.h"
 #include "os/Semaphore.h"
 #include "os/Thread.h"
-
-#include <cxxabi.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -184,7 +183,7 @@ bool StepperThread::takeStep() {
     const auto guard = record_->enterStep();
     try {
         return step();
-    } catch (const abi::__forced_unwind&) {
+    } catch (const base::ForcedUnwind&) {
         throw;
     } catch (const std::exception& exception) {
         report(exception.what());

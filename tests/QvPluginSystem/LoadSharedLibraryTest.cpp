@@ -1,3 +1,6 @@
+#ifdef _WIN32
+#include <windows.h>
+#endif
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 
 #include "PluginFixture.h"
@@ -89,6 +92,16 @@ TEST(LoadSharedLibraryTest, theLastErrorIsTheLatestOfLoaderAndSystem) {
     EXPECT_NE(std::string(getLastError()).find("junk"), std::string::npos);
     errno = ENOENT;
     EXPECT_EQ(std::string(getLastError()), std::strerror(ENOENT));
+}
+#else
+// Its text is in the user's language.
+TEST(LoadSharedLibraryTest, aSystemErrorHasItsNumber) {
+    const support::LogCapture capture;
+    const support::TemporaryFolder folder;
+    const LoadSharedLibrary junk(folder.addFile("junk"));
+    EXPECT_EQ(std::string(getLastError()).rfind("error 193: ", 0), 0U) << getLastError();
+    SetLastError(0x2fffffff);
+    EXPECT_EQ(std::string(getLastError()), "error 805306367");
 }
 #endif
 

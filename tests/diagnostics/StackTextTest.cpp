@@ -71,13 +71,14 @@ private:
     std::size_t position_ = 0;
 };
 
-AddressDescription description(std::string function, std::string file, unsigned long line,
-                               std::string module) {
+AddressDescription description(std::string function, std::string file, unsigned long line, std::string module,
+                               std::uintptr_t moduleStart = 0) {
     AddressDescription known;
     known.function = std::move(function);
     known.file = std::move(file);
     known.line = line;
     known.module = std::move(module);
+    known.moduleStart = moduleStart;
     known.symbolError = known.function.empty() ? 487 : 0;
     known.lineError = known.file.empty() ? 126 : 0;
     known.moduleError = known.module.empty() ? 1114 : 0;
@@ -90,10 +91,10 @@ TEST(StackText, saysOfEachFrameWhatIsKnown) {
         walker.add(address, address + 1);
     walker.descriptions = {
         {0x10, description("first(int)", "a.cpp", 7, "m")},
-        {0x20, description("second", "", 0, "m")},
+        {0x20, description("second", "", 0, "m", 0x10)},
         {0x30, description("", "b%s.cpp", 4294967295, "")},
         {0x40, description("third", "", 0, "")},
-        {0xfedcba9876543210, description("", "", 0, "libphysics.so+0x1a2b")},
+        {0xfedcba9876543210, description("", "", 0, "libphysics.so", 0xfedcba9876540000)},
     };
     walker.end = 0xffffffff;
     std::string text;
@@ -101,7 +102,7 @@ TEST(StackText, saysOfEachFrameWhatIsKnown) {
     EXPECT_EQ(text,
               "a.cpp (7): first(int)\n"
               "ERROR: SymGetLineFromAddr64, GetLastError: 126 (Address: 0x20)\n"
-              "0x20 (m): (filename not available): second\n"
+              "0x20 (m+0x10): (filename not available): second\n"
               "ERROR: SymGetSymFromAddr64, GetLastError: 487 (Address: 0x30)\n"
               "ERROR: SymGetModuleInfo64, GetLastError: 1114 (Address: 0x30)\n"
               "b%s.cpp (4294967295): (function-name not available)\n"
@@ -110,7 +111,7 @@ TEST(StackText, saysOfEachFrameWhatIsKnown) {
               "0x40 ((module-name not available)): (filename not available): third\n"
               "ERROR: SymGetSymFromAddr64, GetLastError: 487 (Address: 0xfedcba9876543210)\n"
               "ERROR: SymGetLineFromAddr64, GetLastError: 126 (Address: 0xfedcba9876543210)\n"
-              "0xfedcba9876543210 (libphysics.so+0x1a2b): (filename not available): "
+              "0xfedcba9876543210 (libphysics.so+0x3210): (filename not available): "
               "(function-name not available)\n"
               "ERROR: StackWalk64, GetLastError: -1 (Address: 0xbad)\n");
 }

@@ -66,7 +66,7 @@ protected:
 
 TEST_F(Registry, givesBackEachTextAsItWasStored) {
     Names texts = {"", "\xC3\xA9 \xE5\x90\x8D \xF0\x9F\x98\x80", "\xED\xA0\x80 alone", {"a\0b", 3}};
-    for (const std::size_t length : {130, 131, 132, 300'000}) texts.emplace_back(length, 'x');
+    for (const std::size_t length : {130U, 131U, 132U, 300'000U}) texts.emplace_back(length, 'x');
     for (const std::string& text : texts)
         for (const char* const name : {"", "\xC3\xA4"}) {
             set(name[0] == '\0', kKey + "\\made\\at once", text, name);
@@ -79,11 +79,11 @@ TEST_F(Registry, readsWhatOthersStoredAsText) {
         EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kWideKey.c_str(), L"v", type, data, size), 0);
         return get(true, kKey, error);
     };
-    for (const DWORD size : {6, 8, 12}) EXPECT_EQ(readBack(REG_SZ, L"abc\0\0", size), "abc") << size;
+    for (const DWORD size : {6U, 8U, 12U}) EXPECT_EQ(readBack(REG_SZ, L"abc\0\0", size), "abc") << size;
     EXPECT_EQ(readBack(REG_SZ, L"ab", 3) + readBack(REG_SZ, L"\0\0", 6), "a");
     EXPECT_EQ(readBack(REG_EXPAND_SZ, L"%PATH%", 14), "%PATH%");
-    for (const DWORD type : {REG_BINARY, REG_MULTI_SZ, REG_NONE})
-        for (const DWORD size : {0, 4, 2000})
+    for (const unsigned type : {0U + REG_BINARY, 0U + REG_MULTI_SZ, 0U + REG_NONE})
+        for (const DWORD size : {0U, 4U, 2000U})
             EXPECT_EQ(readBack(type, std::string(size, 'x').data(), size, ERROR_UNSUPPORTED_TYPE), "");
 }
 

@@ -4,12 +4,6 @@
 
 #include <QvPlatform/threads/QvThread.h>
 
-#ifdef _WIN32
-#define EXPORTED __declspec(dllexport)
-#else
-#define EXPORTED __attribute__((visibility("default")))
-#endif
-
 namespace {
 
 std::atomic<std::uint64_t> seenInside{0};
@@ -23,5 +17,5 @@ const std::uint64_t returned = Qv::QvThreadCreate(tellIdentifier, nullptr);
 
 }  // namespace
 
-EXPORTED std::uint64_t returnedAtLoad() { return returned; }
-EXPORTED std::uint64_t seenByThreadAtLoad() { return seenInside; }
+std::uint64_t returnedAtLoad() { return returned; }
+std::uint64_t seenByThreadAtLoad() { return seenInside; }

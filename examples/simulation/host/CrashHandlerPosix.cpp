@@ -26,7 +26,7 @@ void onCrash(int signal, siginfo_t*, void* context) {
 
 }  // namespace
 
-void reportCrashes() {
+void reportCrashes(const std::string&) {
     // The first viewer opens the library for names, which a crash within the loader would leave no chance to.
     const QvPlatform::CallStackViewer viewer(QvSim::Process::getProcessID(), nullptr);
 

@@ -117,10 +117,10 @@ bool demonstrateLive(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    reportCrashes();
     Options options;
     const Answer answer = readOptions(argc, argv, options);
     if (answer != Answer::Run) return answer == Answer::Done ? 0 : 2;
+    reportCrashes(options.logFile + ".dmp");
     Qv::LogSetLevel(Qv::kLogLevelInfo);
     if (options.watch) return watchSimulation();
     QvPlatform::Filesystem::create(Directory(QvPlatform::File(options.logFile)));

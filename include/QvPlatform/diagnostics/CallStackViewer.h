@@ -21,10 +21,10 @@ namespace QvPlatform {
 ///     std::cerr << viewer.getOutput();
 ///
 /// Each frame is a line, the innermost first: "file (line): function" if the source is known, else "address
-/// (module): (filename not available): function". On Linux the module is followed by the address's offset in
-/// it, as in "libphysics.so+0x1a2b". Each failed lookup adds a line "ERROR: call, GetLastError: code
-/// (Address: address)", with the system's error code, before the line of its frame. If a frame repeats its
-/// caller's address more than 1000 times, the walk ends, so the text of a runaway recursion is bounded.
+/// (module+offset): (filename not available): function", as in "libphysics.so+0x1a2b". Each failed lookup
+/// adds a line "ERROR: call, GetLastError: code (Address: address)", with the system's error code, before the
+/// line of its frame. If a frame repeats its caller's address more than 1000 times, the walk ends, so the
+/// text of a runaway recursion is bounded.
 ///
 /// On Windows symbols are read with dbghelp.dll, which is opened at a viewer's first walk. On Linux they are
 /// read with libdw.so.1 (package libdw1), or the library named by the environment variable QV_LIBDW. The

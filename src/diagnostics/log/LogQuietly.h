@@ -1,8 +1,7 @@
 #pragma once
 
+#include "base/ForcedUnwind.h"
 #include "os/Cancellation.h"
-
-#include <cxxabi.h>
 
 namespace Qv::detail {
 
@@ -15,7 +14,7 @@ void logQuietly(Log log) {
     const os::CancellationShield shield;
     try {
         log();
-    } catch (abi::__forced_unwind&) {  // the system's own unwinding must continue
+    } catch (base::ForcedUnwind&) {  // the system's own unwinding must continue
         throw;
     } catch (...) {  // there is no way to report it
     }

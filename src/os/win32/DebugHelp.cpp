@@ -11,6 +11,8 @@
 
 #include "base/Demangle.h"
 #include "os/ProcessLock.h"
+#include "os/win32/ExportNames.h"
+#include "os/win32/SymbolFile.h"
 
 #include <array>
 #include <cstdio>
@@ -21,6 +23,7 @@ namespace os::win32 {
 namespace {
 
 constexpr DWORD kLongestName = 1024;
+constexpr DWORD kNoSymbols = 4;  // the tool chain's headers lack it
 
 constexpr ProcessLock kLibraryLock{LockRank::debugInfo};
 
@@ -104,7 +107,7 @@ bool DebugHelp::resolve() {
            library_.resolve(getModuleInfo_, "SymGetModuleInfo64") &&
            library_.resolve(getSymbol_, "SymGetSymFromAddr64") &&
            library_.resolve(undecorate_, "UnDecorateSymbolName") &&
-           library_.resolve(loadModule_, "SymLoadModule64") &&
+           library_.resolve(loadModule_, "SymLoadModuleEx") &&
            library_.resolve(getSearchPath_, "SymGetSearchPath");
 }
 
@@ -145,11 +148,21 @@ bool DebugHelp::refresh(DWORD processId, HANDLE process, const std::string& sear
             return false;
         }
     }
+    const std::wstring folders = base::widen(searchPath);
     for (const LoadedModule& module : now)
-        if (!isThere(modules_, module))
-            loadModule_(process, nullptr, module.file.c_str(), module.name.c_str(), module.base, module.size);
+        if (!isThere(modules_, module)) load(module, folders);
     modules_ = now;
     return true;
+}
+
+// The library may not return from reading a symbol file that was cut, so that one is not read.
+void DebugHelp::load(const LoadedModule& module, const std::wstring& searchPath) const {
+    const DWORD options = getOptions_();
+    const bool isDamaged = hasDamagedSymbolFile(base::widen(fromSystem(module.file.c_str())), searchPath);
+    if (isDamaged) setOptions_((options | SYMOPT_PUBLICS_ONLY) & ~DWORD{SYMOPT_DEFERRED_LOADS});
+    loadModule_(process_, nullptr, module.file.c_str(), module.name.c_str(), module.base, module.size,
+                nullptr, isDamaged ? kNoSymbols : 0);
+    if (isDamaged) setOptions_(options);
 }
 
 ErrorCode DebugHelp::step(HANDLE thread, STACKFRAME64& frame, CONTEXT& context,
@@ -183,6 +196,7 @@ AddressDescription DebugHelp::describe(DWORD64 address) const {
         known.moduleError = failure();
     } else {
         known.module = fromSystem(module.ModuleName);
+        known.moduleStart = module.BaseOfImage;
         known.symbolKind = symbolKind(module.SymType);
     }
     return known;
@@ -194,10 +208,21 @@ void DebugHelp::nameSymbol(DWORD64 address, AddressDescription& known) const {
     symbol->SizeOfStruct = sizeof(IMAGEHLP_SYMBOL64);
     symbol->MaxNameLength = kLongestName;
     DWORD64 offset = 0;
-    if (!getSymbol_(process_, address, &offset, symbol))
-        known.symbolError = failure();
+    const bool isKnown = getSymbol_(process_, address, &offset, symbol);
+    const ErrorCode error = isKnown ? 0 : failure();
+    const std::string name = isKnown ? symbol->Name : exportedFunction(address);
+    if (name.empty())
+        known.symbolError = error;
     else
-        known.function = undecorated(symbol->Name);
+        known.function = undecorated(name.c_str());
+}
+
+// The library's own search names the nearest export below an address, which may be another function.
+std::string DebugHelp::exportedFunction(DWORD64 address) const {
+    const void* const found = functionTable_(process_, address);
+    if (!found) return {};
+    const auto* const function = static_cast<const IMAGE_RUNTIME_FUNCTION_ENTRY*>(found);
+    return exportedName(process_, getModuleBase_(process_, address), function->BeginAddress);
 }
 
 // Prefers the complete form to the name only. This compiler's names have neither and are demangled instead.

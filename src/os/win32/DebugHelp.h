@@ -36,7 +36,9 @@ private:
     bool resolve();
     bool begin(const std::string& searchPath, void (*inform)(const std::string&));
     void end();
+    void load(const LoadedModule& module, const std::wstring& searchPath) const;
     void nameSymbol(DWORD64 address, AddressDescription& known) const;
+    std::string exportedFunction(DWORD64 address) const;
     std::string undecorated(const char* name) const;
 
     RuntimeLibrary library_;
@@ -54,7 +56,7 @@ private:
     decltype(::SymGetModuleInfo64)* getModuleInfo_ = nullptr;
     decltype(::SymGetSymFromAddr64)* getSymbol_ = nullptr;
     decltype(::UnDecorateSymbolName)* undecorate_ = nullptr;
-    decltype(::SymLoadModule64)* loadModule_ = nullptr;
+    decltype(::SymLoadModuleEx)* loadModule_ = nullptr;
     decltype(::SymGetSearchPath)* getSearchPath_ = nullptr;
 };
 

@@ -95,8 +95,8 @@ TreeCursor::TreeCursor(const std::wstring& root, TreeUse use) {
     const bool followsLink = use != TreeUse::remove;
     const std::wstring path = followsLink ? win32::systemPath(root) : win32::withoutFinalSlash(root);
     auto state = std::make_unique<State>();
-    state->levels.emplace_back(
-        Handle(openDirectory(path, followsLink ? FILE_FLAG_BACKUP_SEMANTICS : kEntryItself)), 0U);
+    state->levels.push_back(
+        {Handle(openDirectory(path, followsLink ? FILE_FLAG_BACKUP_SEMANTICS : kEntryItself)), 0});
     const Handle& directory = state->levels.back().directory;
     if (!directory || !isDirectoryItself(directory.get())) return;
     state->path = pathOf(directory.get(), root);
@@ -118,7 +118,7 @@ bool TreeCursor::visit(const std::function<void(const DirectoryEntry&)>& visit) 
 bool TreeCursor::enter(const std::string& name) {
     Handle directory(openDirectory(state_->at(name), kEntryItself));
     if (!directory || !isDirectoryItself(directory.get())) return false;
-    state_->levels.emplace_back(std::move(directory), state_->path.size());
+    state_->levels.push_back({std::move(directory), state_->path.size()});
     state_->path += base::widen(name) + L'\\';
     return true;
 }

@@ -22,12 +22,16 @@
 /// resources. All of it is inline; only `errorText` needs base/Utf.cpp.
 namespace os::win32 {
 
-/// The system's text for an error code, including the line end; "" for an unknown code.
+/// "error 126: " and the system's text, which is in the user's language and ends its line. Without a number
+/// for success, and without a text for an unknown code.
 inline std::wstring wideErrorText(DWORD code) {
     wchar_t buffer[512] = L"";
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                         code, 0, buffer, sizeof buffer / sizeof *buffer, nullptr);
-    return {buffer, length};
+    const std::wstring text(buffer, length);
+    if (code == ERROR_SUCCESS) return text;
+    const std::wstring number = L"error " + std::to_wstring(code);
+    return text.empty() ? number : number + L": " + text;
 }
 
 inline std::string errorText(DWORD code) { return base::narrow(wideErrorText(code)); }

@@ -10,7 +10,6 @@
 #include "os/posix/stack/StackSymbols.h"
 
 #include "base/Demangle.h"
-#include "base/Hexadecimal.h"
 #include "os/posix/stack/OwnStack.h"
 
 #include <unistd.h>
@@ -144,8 +143,8 @@ StackSymbols::Known StackSymbols::lookUp(const FrameAddress& frame, DebugInfo* d
         known.moduleError = ENOENT;
         return result;
     }
-    known.module = result.path.substr(result.path.rfind('/') + 1) + "+0x" +
-                   base::hexadecimal(frame.programCounter - base);
+    known.module = result.path.substr(result.path.rfind('/') + 1);
+    known.moduleStart = base;
     known.symbolKind = symbolKind(result.path, known.function, address, debugInfo);
     return result;
 }

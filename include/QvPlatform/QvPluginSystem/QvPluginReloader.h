@@ -107,9 +107,10 @@ public:
     /// others are watched. A further call only changes `newFiles`.
     bool watch(NewFiles newFiles = NewFiles::ignore, std::string* error = nullptr);
 
-    /// Reloads the plugins whose files have changed and are complete. Plugins that depend on each other are
-    /// reloaded together; there is one result for each such group. Empty if nothing is to be done, which
-    /// takes less than a microsecond, and before `watch`. A removed file is ignored until there is a new one.
+    /// Reloads the plugins whose files have changed and are complete. Plugins that depend on each other, or
+    /// have a common dependent, are reloaded together; there is one result for each such group. Empty if
+    /// nothing is to be done, which takes less than a microsecond, and before `watch`. A removed file is
+    /// ignored until there is a new one.
     Qv::QvArray<QvReloadResult> poll();
 
 private:

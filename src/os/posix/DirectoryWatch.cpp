@@ -89,7 +89,7 @@ struct DirectoryWatch::State {
 
     void takeLoss(int descriptor, const Visit& visit) {
         const auto isOther = [=](const Watched& watched) { return watched.descriptor != descriptor; };
-        const auto lost = std::stable_partition(directories.begin(), directories.end(), isOther);
+        const auto lost = std::partition(directories.begin(), directories.end(), isOther);
         if (lost == directories.end()) return;
         inotify_rm_watch(queue.get(), descriptor);  // a moved directory still has its watch
         for (auto watched = lost; watched != directories.end(); ++watched)

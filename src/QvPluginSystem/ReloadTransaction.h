@@ -2,6 +2,7 @@
 
 #include <QvPlatform/QvPluginSystem/QvPluginReloader.h>
 
+#include "QvPluginSystem/ReloadMoves.h"
 #include "QvPluginSystem/ReloadPlan.h"
 
 #include <string>
@@ -13,7 +14,7 @@ namespace QvPluginSystem {
 class ReloadTransaction {
 public:
     ReloadTransaction(PluginManagerParts& manager, LiveLibraries& live)
-        : manager_(manager), live_(live), plan_(manager, live) {}
+        : manager_(manager), plan_(manager, live), moves_(manager, live, record_) {}
     ReloadTransaction(const ReloadTransaction&) = delete;
     ReloadTransaction& operator=(const ReloadTransaction&) = delete;
     ~ReloadTransaction();
@@ -29,12 +30,6 @@ private:
     using Outcome = QvReloadResult::Outcome;
     enum class AfterFailure { stop, tryOthers };
 
-    template <typename Work>
-    bool step(Action action, const std::string& plugin, Work work);
-    template <typename Work>
-    bool withMemory(Work work);
-    bool failAt(const std::string& plugin);
-
     void tellOfChange();
     bool makePlan(const Qv::QvArray<std::string>& names);
     Outcome replaceAll();
@@ -43,32 +38,21 @@ private:
     void pinAll();
 
     bool takeDownAll();
-    void saveState(ReloadEntry& entry);
-    bool takeDown(ReloadEntry& entry);
-    bool unload(LoadedPlugin& plugin, std::string& message);
     bool takeNewDown();
-
     bool bringUpAll(AfterFailure afterFailure);
-    bool bringUp(ReloadEntry& entry);
-    LoadedPlugin* load(const std::string& path, const PluginFile& file, PluginLoader::Request request,
-                       std::string& message);
-    void restoreState(const ReloadEntry& entry);
 
     void unloadUnneeded();
     void unloadNewcomers();
     void restoreOrder();
     void listLost();
-    bool isLoaded(const LoadedPlugin* plugin) const;
 
     PluginManagerParts& manager_;
-    LiveLibraries& live_;
     ReloadPlan plan_;
-    QvReloadResult result_;
-    std::string message_;                    ///< of the last step
+    ReloadRecord record_;
+    ReloadMoves moves_;
     std::vector<std::string> filesBefore_;   ///< of all loaded plugins, in their order
     std::vector<LoadedPlugin*> neighbours_;  ///< what the plugins need outside the plan; pinned
     bool arePinned_ = false;
-    bool hasChanged_ = false;
 };
 
 }  // namespace QvPluginSystem

@@ -18,10 +18,6 @@ constexpr std::size_t kSegmentSize = 56;
 constexpr std::size_t kEntrySize = 16;
 constexpr std::uint64_t kMostNotes = std::uint64_t{1} << 20U;
 
-std::uint32_t number32(const std::string& bytes, std::size_t offset) {
-    return numberAt<std::uint32_t>(bytes, offset);
-}
-
 std::uint64_t number64(const std::string& bytes, std::size_t offset) {
     return numberAt<std::uint64_t>(bytes, offset);
 }

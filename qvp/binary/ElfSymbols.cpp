@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::size_t kSymbolSize = 24;
 
-std::uint32_t number32(const std::string& bytes, std::size_t offset) {
-    return numberAt<std::uint32_t>(bytes, offset);
-}
-
 // Defined here, of global, weak or unique binding, and neither hidden nor internal.
 bool isExported(const std::string& symbols, std::size_t symbol) {
     const unsigned binding = numberAt<std::uint8_t>(symbols, symbol + 4) >> 4U;

@@ -32,5 +32,8 @@ Number numberAt(std::string_view bytes, std::size_t offset) {
         value = static_cast<Number>(value << 8U | static_cast<unsigned char>(bytes[offset + i]));
     return value;
 }
+inline std::uint32_t number32(std::string_view bytes, std::size_t offset) {
+    return numberAt<std::uint32_t>(bytes, offset);
+}
 
 }  // namespace qvp

@@ -21,10 +21,6 @@ constexpr std::size_t kImports = 1;
 constexpr std::size_t kDebug = 6;
 constexpr std::size_t kDelayedImports = 13;
 
-std::uint32_t numberIn(std::string_view bytes, std::size_t place) {
-    return numberAt<std::uint32_t>(bytes, place);
-}
-
 }  // namespace
 
 PeReader::PeReader(const FileContent& content) : content_(content), readingLeft_(16 * content.size()) {
@@ -32,7 +28,7 @@ PeReader::PeReader(const FileContent& content) : content_(content), readingLeft_
 }
 
 void PeReader::readHeaders() {
-    const std::uint32_t begin = numberIn(content_.read(kPeOffsetPlace, 4), 0);
+    const std::uint32_t begin = number32(content_.read(kPeOffsetPlace, 4), 0);
     const std::string fileHeader = content_.read(begin, kFileHeaderSize);
     const std::size_t sectionCount = numberAt<std::uint16_t>(fileHeader, 6);
     const std::size_t optionalSize = numberAt<std::uint16_t>(fileHeader, 20);
@@ -46,18 +42,18 @@ void PeReader::readHeaders() {
     }
     if (optional.size() < optionalSize || table.size() < sectionCount * kSectionSize)
         damage_ = "it is cut short";
-    const std::size_t directoryCount = std::min<std::size_t>(numberIn(optional, 108), directories_.size());
+    const std::size_t directoryCount = std::min<std::size_t>(number32(optional, 108), directories_.size());
     for (std::size_t i = 0; i < directoryCount; ++i)
-        directories_[i] = {numberIn(optional, kDirectoriesPlace + 8 * i),
-                           numberIn(optional, kDirectoriesPlace + 8 * i + 4)};
-    sections_.push_back({0, numberIn(optional, 60), 0});
+        directories_[i] = {number32(optional, kDirectoriesPlace + 8 * i),
+                           number32(optional, kDirectoriesPlace + 8 * i + 4)};
+    sections_.push_back({0, number32(optional, 60), 0});
     takeSections(table);
 }
 
 void PeReader::takeSections(const std::string& table) {
     for (std::size_t place = 0; place + kSectionSize <= table.size(); place += kSectionSize) {
-        const Section section{numberIn(table, place + 12), numberIn(table, place + 16),
-                              numberIn(table, place + 20)};
+        const Section section{number32(table, place + 12), number32(table, place + 16),
+                              number32(table, place + 20)};
         sections_.push_back(section);
         if (section.size != 0 && std::uint64_t{section.offset} + section.size > content_.size())
             damage_ = "it is cut short: its sections reach beyond its " + std::to_string(content_.size()) +
@@ -110,7 +106,7 @@ std::optional<std::vector<std::string>> PeReader::namesIn(const Directory& direc
     if (directory.address == 0) return texts(names);
     for (std::string_view entries = at(directory.address); entries.size() >= entrySize;
          entries.remove_prefix(entrySize)) {
-        const std::uint32_t name = numberIn(entries, namePlace);
+        const std::uint32_t name = number32(entries, namePlace);
         if (name == 0) return texts(names);
         names.push_back(name);
     }
@@ -131,8 +127,8 @@ std::optional<std::vector<std::string>> PeReader::namesFrom(std::size_t import) 
     constexpr std::size_t kHint = 2;
     const std::string_view entries = at(directories_[kImports].address);
     if (entries.size() / kEntrySize <= import) return std::nullopt;
-    const std::uint32_t lookup = numberIn(entries, import * kEntrySize);
-    const std::uint32_t bound = numberIn(entries, import * kEntrySize + 16);
+    const std::uint32_t lookup = number32(entries, import * kEntrySize);
+    const std::uint32_t bound = number32(entries, import * kEntrySize + 16);
     std::vector<std::uint32_t> names;
     std::string_view list = at(lookup != 0 ? lookup : bound);
     for (;; list.remove_prefix(sizeof(std::uint64_t))) {
@@ -149,11 +145,11 @@ std::optional<std::vector<std::string>> PeReader::exportedNames() {
     if (directories_[kExports].address == 0) return texts(names);
     const std::string_view table = at(directories_[kExports].address);
     if (table.size() < kTableSize) return std::nullopt;
-    const std::size_t count = numberIn(table, 24);
+    const std::size_t count = number32(table, 24);
     if (count == 0) return texts(names);
-    const std::string_view addresses = at(numberIn(table, 32));
+    const std::string_view addresses = at(number32(table, 32));
     if (addresses.size() / sizeof(std::uint32_t) < count) return std::nullopt;
-    for (std::size_t i = 0; i < count; ++i) names.push_back(numberIn(addresses, i * sizeof(std::uint32_t)));
+    for (std::size_t i = 0; i < count; ++i) names.push_back(number32(addresses, i * sizeof(std::uint32_t)));
     return texts(names);
 }
 
@@ -167,8 +163,8 @@ std::string PeReader::buildId() {
     const std::string entries(
         at(directory.address).substr(0, std::min<std::size_t>(directory.size, 64 * kEntrySize)));
     for (std::size_t entry = 0; entry + kEntrySize <= entries.size(); entry += kEntrySize) {
-        if (numberIn(entries, entry + 12) != kCodeView) continue;
-        const std::string_view record = at(numberIn(entries, entry + 20));
+        if (number32(entries, entry + 12) != kCodeView) continue;
+        const std::string_view record = at(number32(entries, entry + 20));
         if (record.starts_with("RSDS") && record.size() >= kIdentifierEnd)
             return base::hexadecimalBytes(record.substr(kIdentifierBegin, kIdentifierEnd - kIdentifierBegin));
     }

@@ -13,7 +13,7 @@ constexpr const char* kStepNames[] = {"found",        "readable",      "architec
                                       "opened",       "entryPoints",   "buildInformation", "descriptor",
                                       "dependencies", "initialization"};
 
-const char* textOf(StepState state) {
+const char* stateText(StepState state) {
     switch (state) {
         case StepState::ok:
             return "ok";
@@ -122,7 +122,7 @@ std::vector<SearchDirectory> unusableDirectories(const Setting& setting) {
 
 Document stepDocument(const Step& step) {
     return {{"step", kStepNames[static_cast<std::size_t>(step.name)]},
-            {"state", textOf(step.state)},
+            {"state", stateText(step.state)},
             {"errorNumber", step.errorNumber},
             {"text", step.text}};
 }

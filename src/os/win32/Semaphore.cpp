@@ -8,26 +8,20 @@
 #include <new>
 
 namespace os {
-namespace {
-
-HANDLE handleIn(unsigned char* storage) { return base::objectIn<win32::Handle>(storage)->get(); }
-
-}  // namespace
-
 Semaphore::Semaphore(unsigned int initialCount) {
     new (storage_)
         win32::Handle(CreateSemaphoreW(nullptr, static_cast<LONG>(initialCount), LONG_MAX, nullptr));
-    isValid_ = handleIn(storage_) != nullptr;
+    isValid_ = win32::handleIn(storage_) != nullptr;
 }
 
 Semaphore::~Semaphore() { std::destroy_at(base::objectIn<win32::Handle>(storage_)); }
 
 void Semaphore::acquire() {
-    if (isValid_) WaitForSingleObject(handleIn(storage_), INFINITE);
+    if (isValid_) WaitForSingleObject(win32::handleIn(storage_), INFINITE);
 }
 
 void Semaphore::release() {
-    if (isValid_) ReleaseSemaphore(handleIn(storage_), 1, nullptr);
+    if (isValid_) ReleaseSemaphore(win32::handleIn(storage_), 1, nullptr);
 }
 
 }  // namespace os

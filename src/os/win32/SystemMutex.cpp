@@ -8,28 +8,22 @@
 
 namespace os {
 
-namespace {
-
-HANDLE handleIn(unsigned char* storage) { return base::objectIn<win32::Handle>(storage)->get(); }
-
-}  // namespace
-
 SystemMutex::SystemMutex() noexcept {
     new (storage_) win32::Handle(CreateMutexW(nullptr, FALSE, nullptr));
-    isValid_ = handleIn(storage_) != nullptr;
+    isValid_ = win32::handleIn(storage_) != nullptr;
 }
 
 SystemMutex::~SystemMutex() { std::destroy_at(base::objectIn<win32::Handle>(storage_)); }
 
 WaitResult SystemMutex::lock() noexcept {
-    return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), INFINITE));
+    return static_cast<WaitResult>(WaitForSingleObject(win32::handleIn(storage_), INFINITE));
 }
 
 WaitResult SystemMutex::tryLock() noexcept {
-    return static_cast<WaitResult>(WaitForSingleObject(handleIn(storage_), 0));
+    return static_cast<WaitResult>(WaitForSingleObject(win32::handleIn(storage_), 0));
 }
 
-bool SystemMutex::unlock() noexcept { return ReleaseMutex(handleIn(storage_)) != 0; }
+bool SystemMutex::unlock() noexcept { return ReleaseMutex(win32::handleIn(storage_)) != 0; }
 
 bool SystemMutex::retire() noexcept { return true; }
 
@@ -46,7 +40,7 @@ bool Signal::isValid() const noexcept { return record_ && record_->event; }
 void Signal::give() noexcept { SetEvent(record_->event.get()); }
 
 void Signal::wait(SystemMutex& mutex) {
-    SignalObjectAndWait(handleIn(mutex.storage_), record_->event.get(), INFINITE, FALSE);
+    SignalObjectAndWait(win32::handleIn(mutex.storage_), record_->event.get(), INFINITE, FALSE);
     mutex.lock();
 }
 

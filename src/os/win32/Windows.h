@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ObjectIn.h"
 #include "base/Utf.h"
 
 // The only file that includes the system's header.
@@ -64,6 +65,9 @@ public:
 private:
     HANDLE handle_;
 };
+
+/// Of the `Handle` that lives in this storage.
+inline HANDLE handleIn(void* storage) { return base::objectIn<Handle>(storage)->get(); }
 
 /// A path for a system call. Returns "", which names no file, if the path contains a zero: the system would
 /// ignore the rest and use another file.

@@ -147,11 +147,11 @@ timespec timeAfter(std::time_t seconds) {
     return time;
 }
 
-bool waitFor(std::uint64_t state, std::time_t seconds) {
+bool waitFor(std::uint64_t wanted, std::time_t seconds) {
     const timespec end = timeAfter(seconds);
-    while (slot.state.load() != state)
+    while (slot.state.load() != wanted)
         if (retryOnInterrupt([&] { return sem_clockwait(&slot.done, CLOCK_MONOTONIC, &end); }) != 0)
-            return slot.state.load() == state;
+            return slot.state.load() == wanted;
     return true;
 }
 

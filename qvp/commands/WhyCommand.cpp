@@ -1,10 +1,12 @@
 #include "QvPluginSystem/rules/PluginRules.h"
+#include "base/DepthFirst.h"
 #include "commands/Advice.h"
 #include "commands/CommonText.h"
 #include "commands/Documents.h"
 #include "commands/WhySteps.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 
 namespace qvp {
@@ -17,11 +19,8 @@ public:
 
     Document of(std::size_t index) {
         seen_.insert(index);
-        for (const std::size_t dependent : catalogue_.entries()[index].dependents) {
-            for (const Entry::Edge& edge : catalogue_.entries()[dependent].dependencies) {
-                if (edge.target == index && add(dependent, edge, 1)) break;
-            }
-        }
+        const Dependent itself{index, nullptr, 0};
+        for (std::size_t i = 0; const auto dependent = dependentOf(itself, i); ++i) add(*dependent);
         return std::move(list_);
     }
 
@@ -29,28 +28,49 @@ public:
     Document of(const std::string& name) {
         for (const std::size_t index : catalogue_.readingOrder()) {
             for (const Entry::Edge& edge : catalogue_.entries()[index].dependencies) {
-                if (QvPluginSystem::rules::isSameName(edge.name, name) && add(index, edge, 1)) break;
+                if (!QvPluginSystem::rules::isSameName(edge.name, name)) continue;
+                add({index, &edge, 1});
+                break;
             }
         }
         return std::move(list_);
     }
 
 private:
-    bool add(std::size_t index, const Entry::Edge& dependency, int level) {
-        if (!seen_.insert(index).second) return false;
-        const Entry& entry = catalogue_.entries()[index];
+    struct Dependent {
+        std::size_t index;
+        const Entry::Edge* dependency;
+        int level;
+    };
+
+    void add(const Dependent& first) {
+        base::visitDepthFirst(
+            first, [this](const Dependent& each) { return enter(each); },
+            [this](const Dependent& each, std::size_t i) { return dependentOf(each, i); },
+            [](const Dependent&) {});
+    }
+
+    bool enter(const Dependent& dependent) {
+        if (!seen_.insert(dependent.index).second) return false;
+        const Entry& entry = catalogue_.entries()[dependent.index];
         Document document = shortDocument(entry);
-        document["asksFor"] = dependency.name;
-        document["required"] = dependency.version.toString();
+        document["asksFor"] = dependent.dependency->name;
+        document["required"] = dependent.dependency->version.toString();
         document["state"] = stateOf(entry);
-        document["level"] = level;
+        document["level"] = dependent.level;
         list_.push_back(std::move(document));
-        for (const std::size_t dependent : entry.dependents) {
-            for (const Entry::Edge& edge : catalogue_.entries()[dependent].dependencies) {
-                if (edge.target == index && add(dependent, edge, level + 1)) break;
-            }
-        }
         return true;
+    }
+
+    // Nothing past the last one.
+    std::optional<Dependent> dependentOf(const Dependent& needed, std::size_t i) const {
+        const auto& dependents = catalogue_.entries()[needed.index].dependents;
+        if (i == dependents.size()) return std::nullopt;
+        const auto& edges = catalogue_.entries()[dependents[i]].dependencies;
+        const auto edge = std::find_if(edges.begin(), edges.end(),
+                                       [&](const Entry::Edge& each) { return each.target == needed.index; });
+        if (edge == edges.end()) return needed;
+        return Dependent{dependents[i], &*edge, needed.level + 1};
     }
 
     const Catalogue& catalogue_;

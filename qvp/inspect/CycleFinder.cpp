@@ -1,6 +1,6 @@
 // Tarjan's algorithm for strongly connected components, extended to record paths. The constructor does all
 // the work and visits each plugin once, in `order`. `open_` is the algorithm's stack; `path_` has the plugins
-// from the first one to the one being visited. Recursion is as deep as the longest such path.
+// from the first one to the one being visited.
 //
 // Each dependency that leads to a plugin on `path_` closes a cycle and adds one path, so there is a path for
 // each such dependency, and not for each possible cycle. A path begins with its first plugin in `order`.
@@ -10,6 +10,7 @@
 #include "inspect/CycleFinder.h"
 
 #include "QvPluginSystem/rules/PluginRules.h"
+#include "base/DepthFirst.h"
 
 #include <algorithm>
 
@@ -24,40 +25,49 @@ CycleFinder::CycleFinder(const std::vector<Entry>& entries, const std::vector<st
       depth_(entries.size()) {
     for (std::size_t i = 0; i < order.size(); ++i) rank_[order[i]] = i;
     for (const std::size_t index : order) {
-        if (visitedAs_[index] == 0) visit(index);
+        if (visitedAs_[index] != 0) continue;
+        base::visitDepthFirst(
+            index, [this](std::size_t target) { return enter(target); },
+            [this](std::size_t dependent, std::size_t i) { return targetOf(dependent, i); },
+            [this](std::size_t left) { leave(left); });
     }
 }
 
-void CycleFinder::visit(std::size_t index) {
+// What a plugin's i-th dependency leads to, kNone if nowhere. A plugin that needs its own name depends on
+// itself, whatever file has that name.
+std::optional<std::size_t> CycleFinder::targetOf(std::size_t index, std::size_t i) const {
+    const Entry& entry = entries_[index];
+    if (i == entry.dependencies.size()) return std::nullopt;
+    const Entry::Edge& edge = entry.dependencies[i];
+    return QvPluginSystem::rules::isSameName(edge.name, entry.name()) ? index : edge.target;
+}
+
+// From the plugin at the end of the path; whether it is new.
+bool CycleFinder::enter(std::size_t index) {
+    if (index == Entry::kNone) return false;
+    if (depth_[index] != 0) closePath(index);
+    if (visitedAs_[index] != 0) {
+        if (component_[index] == Entry::kNone)
+            lowest_[path_.back()] = std::min(lowest_[path_.back()], visitedAs_[index]);
+        return false;
+    }
     visitedAs_[index] = lowest_[index] = ++visits_;
     open_.push_back(index);
     path_.push_back(index);
     depth_[index] = path_.size();
-    const std::string name = QvPluginSystem::rules::foldedName(entries_[index].name());
-    for (const Entry::Edge& edge : entries_[index].dependencies) {
-        // A plugin that needs its own name depends on itself, whatever file has that name.
-        const bool dependsOnItself = QvPluginSystem::rules::foldedName(edge.name) == name;
-        if (dependsOnItself || edge.target != Entry::kNone)
-            follow(index, dependsOnItself ? index : edge.target);
-    }
+    return true;
+}
+
+void CycleFinder::leave(std::size_t index) {
     depth_[index] = 0;
     path_.pop_back();
+    if (!path_.empty()) lowest_[path_.back()] = std::min(lowest_[path_.back()], lowest_[index]);
     if (lowest_[index] != visitedAs_[index]) return;
     std::size_t member = Entry::kNone;
     while (member != index) {
         member = open_.back();
         open_.pop_back();
         component_[member] = index;
-    }
-}
-
-void CycleFinder::follow(std::size_t index, std::size_t target) {
-    if (depth_[target] != 0) closePath(target);
-    if (visitedAs_[target] == 0) {
-        visit(target);
-        lowest_[index] = std::min(lowest_[index], lowest_[target]);
-    } else if (component_[target] == Entry::kNone) {
-        lowest_[index] = std::min(lowest_[index], visitedAs_[target]);
     }
 }
 

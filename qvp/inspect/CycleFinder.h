@@ -2,6 +2,7 @@
 
 #include "inspect/Catalogue.h"
 
+#include <optional>
 #include <vector>
 
 namespace qvp {
@@ -18,8 +19,9 @@ public:
     bool areOnOneCycle(std::size_t a, std::size_t b) const { return component_[a] == component_[b]; }
 
 private:
-    void visit(std::size_t index);
-    void follow(std::size_t index, std::size_t target);
+    bool enter(std::size_t index);
+    void leave(std::size_t index);
+    std::optional<std::size_t> targetOf(std::size_t index, std::size_t i) const;
     void closePath(std::size_t target);
 
     const std::vector<Entry>& entries_;

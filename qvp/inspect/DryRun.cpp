@@ -19,51 +19,93 @@ namespace qvp {
 
 namespace rules = QvPluginSystem::rules;
 
-/// Answers what `rules::resolve` asks about one dependency.
-class DryRun::Resolution {
+/// The plugins that are being loaded, each a dependency of the one before it; see `rules::load`.
+class DryRun::Chain {
 public:
-    Resolution(DryRun& dryRun, std::size_t dependent, const Entry::Edge& needed)
-        : edge(needed), dryRun_(dryRun), dependent_(dependent) {}
+    using Answer = std::optional<Plugin*>;
+
+    explicit Chain(DryRun& dryRun) : dryRun_(dryRun) {}
+
+    // The manager tries a failed plugin again for each dependent; this tries it again only if the outcome may
+    // differ.
+    Answer begin(Plugin* plugin) {
+        constexpr Plugin* kNone = nullptr;
+        if (!plugin || plugin->isLoaded) return plugin;
+        if (plugin->failure && dryRun_.stillHolds(*plugin->failure)) return kNone;
+        const std::size_t index = dryRun_.indexOf(plugin);
+        const Entry& entry = dryRun_.entries_[index];
+        if (!entry.isUsable()) {
+            plugin->failure = Failure{};
+            return kNone;
+        }
+        const auto& info = dryRun_.infoOf(index);
+        links_.push_back({plugin, &entry, &info, rules::foldedName(info.name), nullptr});
+        plugin->isLoading = true;
+        ++dryRun_.loadingNames_[links_.back().foldedName];
+        return std::nullopt;
+    }
+    auto* innermost() { return links_.empty() ? nullptr : &links_.back(); }
 
     bool isLoadingName(const std::string& name) const {
         const auto loading = dryRun_.loadingNames_.find(rules::foldedName(name));
         return loading != dryRun_.loadingNames_.end() && loading->second > 0;
     }
-    bool isLoadingFile(Plugin* plugin) const { return plugin->isLoading; }
-    Plugin* find(const std::string&) const { return pluginAt(edge.target); }
-    Plugin* loadedFor(const QvPluginSystem::QvDependency&) const { return pluginAt(dryRun_.loadedFor(edge)); }
-    Plugin* load(Plugin* plugin) const { return dryRun_.load(indexOf(plugin)) ? plugin : nullptr; }
+    static bool isLoadingFile(const Plugin* plugin) { return plugin->isLoading; }
+    Plugin* find(const std::string&) const { return pluginAt(edge().target); }
+    Answer loadedFor(const QvPluginSystem::QvDependency&) const {
+        return pluginAt(dryRun_.loadedFor(edge()));
+    }
     static bool isUnloading(const Plugin*) { return false; }
     const QvPluginSystem::QvPluginInfo& infoOf(const Plugin* plugin) const {
-        return dryRun_.infoOf(indexOf(plugin));
+        return dryRun_.infoOf(dryRun_.indexOf(plugin));
     }
-    Plugin* refuse(rules::Unmet reason) {
-        Entry& entry = dryRun_.entries_[dependent_];
+
+    void meet(const Plugin* plugin) { links_.back().plugin->references.push_back(dryRun_.indexOf(plugin)); }
+    void refuse(rules::Unmet reason) {
+        Plugin& plugin = *links_.back().plugin;
+        Entry& entry = dryRun_.entries_[dryRun_.indexOf(&plugin)];
         if (entry.problem.empty()) {
-            entry.problem = rules::messageFor(reason, {edge.name, edge.version});
-            entry.dependencies[static_cast<std::size_t>(&edge - entry.dependencies.data())].problem =
-                entry.problem;
+            entry.problem = rules::messageFor(reason, *links_.back().dependency());
+            entry.dependencies[plugin.references.size()].problem = entry.problem;
         }
-        failure = failureFor(reason);
-        return nullptr;
+        plugin.failure = failureFor(reason);
+        plugin.references.clear();
+        end();
     }
-
-    std::size_t indexOf(const Plugin* plugin) const {
-        return static_cast<std::size_t>(plugin - dryRun_.plugins_.data());
+    Plugin* complete() {
+        Plugin* const plugin = links_.back().plugin;
+        plugin->failure.reset();
+        end();
+        dryRun_.accept(dryRun_.indexOf(plugin));
+        return plugin;
     }
-
-    const Entry::Edge& edge;
-    std::optional<Failure> failure;
 
 private:
+    struct Link {
+        Plugin* plugin;
+        const Entry* entry;
+        const QvPluginSystem::QvPluginInfo* info;
+        std::string foldedName;
+        Plugin* file;
+
+        const QvPluginSystem::QvDependency* dependency() const {
+            const auto& all = info->dependencies;
+            return plugin->references.size() < all.size() ? &all[plugin->references.size()] : nullptr;
+        }
+    };
+
+    const Entry::Edge& edge() const {
+        const Link& link = links_.back();
+        return link.entry->dependencies[link.plugin->references.size()];
+    }
     Plugin* pluginAt(std::size_t index) const {
         return index == Entry::kNone ? nullptr : &dryRun_.plugins_[index];
     }
 
     Failure failureFor(rules::Unmet reason) const {
-        const Plugin* const file = pluginAt(edge.target);
+        const Plugin* const file = pluginAt(edge().target);
         const bool isFileLoading = file && file->isLoading;
-        const std::string name = rules::foldedName(edge.name);
+        const std::string name = rules::foldedName(edge().name);
         switch (reason) {
             case rules::Unmet::nameIsLoading:
             case rules::Unmet::fileIsLoading:
@@ -77,8 +119,14 @@ private:
         return {true, file ? std::string() : name, dryRun_.namesakesOf(name)};
     }
 
+    void end() {
+        --dryRun_.loadingNames_[links_.back().foldedName];
+        links_.back().plugin->isLoading = false;
+        links_.pop_back();
+    }
+
     DryRun& dryRun_;
-    std::size_t dependent_;
+    std::vector<Link> links_;
 };
 
 DryRun::DryRun(std::vector<Entry>& entries) : entries_(entries), plugins_(entries.size()) {
@@ -87,43 +135,10 @@ DryRun::DryRun(std::vector<Entry>& entries) : entries_(entries), plugins_(entrie
 
 void DryRun::loadEverything() {
     for (std::size_t index = 0; index < entries_.size(); ++index) {
-        if (entries_[index].isListed && load(index)) plugins_[index].isRequested = true;
+        if (!entries_[index].isListed) continue;
+        Chain chain(*this);
+        if (rules::load(chain, chain.begin(&plugins_[index]))) plugins_[index].isRequested = true;
     }
-}
-
-// The manager tries a failed plugin again for each dependent; this tries it again only if the outcome may
-// differ.
-bool DryRun::load(std::size_t index) {
-    Plugin& plugin = plugins_[index];
-    if (plugin.isLoaded) return true;
-    if (plugin.failure && stillHolds(*plugin.failure)) return false;
-    plugin.failure = loadNew(index);
-    if (!plugin.failure) accept(index);
-    return plugin.isLoaded;
-}
-
-std::optional<DryRun::Failure> DryRun::loadNew(std::size_t index) {
-    const Entry& entry = entries_[index];
-    if (!entry.isUsable()) return Failure{};
-    const std::string name = rules::foldedName(infoOf(index).name);
-    plugins_[index].isLoading = true;
-    ++loadingNames_[name];
-    std::optional<Failure> failure;
-    for (const Entry::Edge& edge : entry.dependencies) {
-        failure = resolve(index, edge);
-        if (failure) break;
-    }
-    --loadingNames_[name];
-    plugins_[index].isLoading = false;
-    if (failure) plugins_[index].references.clear();
-    return failure;
-}
-
-std::optional<DryRun::Failure> DryRun::resolve(std::size_t index, const Entry::Edge& edge) {
-    Resolution resolution(*this, index, edge);
-    if (const Plugin* const found = rules::resolve(resolution, {edge.name, edge.version}))
-        plugins_[index].references.push_back(resolution.indexOf(found));
-    return resolution.failure;
 }
 
 void DryRun::accept(std::size_t index) {
@@ -161,34 +176,44 @@ std::vector<std::size_t> DryRun::unloadEverything() {
     return order;
 }
 
+/// A plugin that is being unloaded.
+class DryRun::Unloading {
+public:
+    Unloading(DryRun& dryRun, std::size_t index) : dryRun_(&dryRun), index_(index) {}
+
+    Plugin* releaseOne() {
+        Plugin& plugin = dryRun_->plugins_[index_];
+        if (released_ == plugin.references.size()) {
+            std::erase(dryRun_->loadedByName_[rules::foldedName(dryRun_->infoOf(index_).name)], index_);
+            return nullptr;
+        }
+        Plugin& dependency = dryRun_->plugins_[plugin.references[released_++]];
+        --dependency.dependents;
+        return &dependency;
+    }
+
+private:
+    DryRun* dryRun_;
+    std::size_t index_;
+    std::size_t released_ = 0;
+};
+
 // A name always means the first plugin of that name, even if that one stays and another could be unloaded.
 void DryRun::unload(const std::string& name, std::vector<std::size_t>& order) {
     const std::vector<std::size_t>& namesakes = loadedByName_[rules::foldedName(name)];
     const auto found = std::find_if(namesakes.begin(), namesakes.end(),
                                     [&](std::size_t index) { return infoOf(index).name == name; });
     if (found == namesakes.end()) return;
-    const std::size_t index = *found;
-    plugins_[index].isRequested = false;
-    if (plugins_[index].dependents == 0) release(index, order);
-}
-
-void DryRun::release(std::size_t index, std::vector<std::size_t>& order) {
-    Plugin& plugin = plugins_[index];
-    order.push_back(index);
-    plugin.isLoaded = false;
-    auto next = plugin.references.begin();
-    const auto releaseOne = [&]() -> Plugin* {
-        if (next == plugin.references.end()) return nullptr;
-        Plugin& dependency = plugins_[*next++];
-        --dependency.dependents;
-        return &dependency;
+    std::vector<Unloading> unloading;
+    const auto unloadIfUnused = [&](Plugin* plugin) {
+        if (plugin->dependents != 0 || plugin->isRequested || !plugin->isLoaded) return;
+        plugin->isLoaded = false;
+        order.push_back(indexOf(plugin));
+        unloading.emplace_back(*this, indexOf(plugin));
     };
-    rules::releaseReferences(releaseOne, [&](Plugin* dependency) {
-        const bool isUnused = dependency->dependents == 0 && !dependency->isRequested;
-        if (isUnused && dependency->isLoaded)
-            release(static_cast<std::size_t>(dependency - plugins_.data()), order);
-    });
-    std::erase(loadedByName_[rules::foldedName(infoOf(index).name)], index);
+    plugins_[*found].isRequested = false;
+    unloadIfUnused(&plugins_[*found]);
+    rules::releaseReferences(unloading, unloadIfUnused);
 }
 
 }  // namespace qvp

@@ -40,10 +40,12 @@ private:
         std::optional<Failure> failure;
     };
 
-    bool load(std::size_t index);
-    std::optional<Failure> loadNew(std::size_t index);
-    class Resolution;
-    std::optional<Failure> resolve(std::size_t index, const Entry::Edge& edge);
+    class Chain;
+    class Unloading;
+
+    std::size_t indexOf(const Plugin* plugin) const {
+        return static_cast<std::size_t>(plugin - plugins_.data());
+    }
     const QvPluginSystem::QvPluginInfo& infoOf(std::size_t index) const {
         return *entries_[index].inspection.descriptor;
     }
@@ -51,7 +53,6 @@ private:
     bool stillHolds(const Failure& failure) const;
     std::size_t namesakesOf(const std::string& foldedName) const;
     void unload(const std::string& name, std::vector<std::size_t>& order);
-    void release(std::size_t index, std::vector<std::size_t>& order);
 
     std::vector<Entry>& entries_;
     std::vector<Plugin> plugins_;

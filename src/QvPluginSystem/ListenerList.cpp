@@ -2,6 +2,8 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
+#include "base/Shortened.h"
+
 #include <algorithm>
 
 namespace QvPluginSystem {
@@ -19,7 +21,8 @@ void ListenerList::remove(QvPluginManagerListener* listener) {
 void ListenerList::reportError(const std::string& file, const QvPluginInfo* info,
                                const std::string& error) const {
     tell(&QvPluginManagerListener::onPluginError, file, info, error);
-    Qv::LogWarn("QvPluginManager - Error %s on file %s.\n", error.c_str(), file.c_str());
+    const std::string shown = base::shortened(error, 8192);
+    Qv::LogWarn("QvPluginManager - Error %s on file %s.\n", shown.c_str(), file.c_str());
 }
 
 }  // namespace QvPluginSystem

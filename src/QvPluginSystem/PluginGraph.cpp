@@ -5,29 +5,37 @@
 //
 // Both walks are depth-first and visit a plugin once, so they end even if the descriptors form a cycle; a
 // plugin whose answer is pending then counts as no dependent. `queueOf` is a post-order, so without a cycle
-// all dependents of a plugin come after it: `dependentsOf` looks only there. Recursion is as deep as the
-// longest chain of dependencies.
+// all dependents of a plugin come after it: `dependentsOf` looks only there.
 
 #include "QvPluginSystem/PluginGraph.h"
 
 #include "QvPluginSystem/rules/PluginRules.h"
+#include "base/DepthFirst.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
 namespace QvPluginSystem {
 namespace {
 
+// The plugin that the i-th dependency names, null if it is not loaded; nothing past the last dependency.
+std::optional<QvPluginInfo*> dependencyOf(const PluginRegistry& registry, const QvPluginInfo& info,
+                                          std::size_t i) {
+    if (i == info.dependencies.size()) return std::nullopt;
+    return registry.findByName(info.dependencies[i].name);
+}
+
 class Collector {
 public:
     explicit Collector(const PluginRegistry& registry) : registry_(registry) {}
 
-    void collect(QvPluginInfo* info) {
-        if (!info || !visited_.insert(info).second) return;
-        for (const QvDependency& dependency : info->dependencies)
-            collect(registry_.findByName(dependency.name));
-        collected_.push_back(info);
+    void collect(QvPluginInfo* root) {
+        base::visitDepthFirst(
+            root, [this](const QvPluginInfo* info) { return info && visited_.insert(info).second; },
+            [this](const QvPluginInfo* info, std::size_t i) { return dependencyOf(registry_, *info, i); },
+            [this](QvPluginInfo* info) { collected_.push_back(info); });
     }
 
     Qv::QvArray<QvPluginInfo*> take() { return std::move(collected_); }
@@ -44,27 +52,37 @@ public:
     DependentFinder(const PluginRegistry& registry, const QvPluginInfo& target)
         : registry_(registry), target_(target) {}
 
-    bool dependsOnTarget(const QvPluginInfo* plugin) {
-        const auto [known, isNew] = answers_.try_emplace(plugin, false);
-        if (!isNew) return known->second;
-        const bool answer = dependsDirectly(*plugin) || dependsIndirectly(*plugin);
-        answers_[plugin] = answer;
-        return answer;
+    bool dependsOnTarget(QvPluginInfo* plugin) {
+        base::visitDepthFirst(
+            plugin, [this](const QvPluginInfo* each) { return each && begin(*each); },
+            [this](const QvPluginInfo* each, std::size_t i) { return nextUnlessAnswered(*each, i); },
+            [](const QvPluginInfo*) {});
+        return answers_.at(plugin);
     }
 
 private:
+    // Whether what the plugin depends on is still of interest.
+    bool begin(const QvPluginInfo& plugin) {
+        const auto [answer, isNew] = answers_.try_emplace(&plugin, false);
+        if (isNew) answer->second = dependsDirectly(plugin);
+        return isNew && !answer->second;
+    }
+
+    std::optional<QvPluginInfo*> nextUnlessAnswered(const QvPluginInfo& plugin, std::size_t i) {
+        if (i > 0) {
+            const QvPluginInfo* const previous = *dependencyOf(registry_, plugin, i - 1);
+            if (previous && answers_.at(previous)) {
+                answers_[&plugin] = true;
+                return std::nullopt;
+            }
+        }
+        return dependencyOf(registry_, plugin, i);
+    }
+
     bool dependsDirectly(const QvPluginInfo& plugin) const {
         return std::any_of(
             plugin.dependencies.begin(), plugin.dependencies.end(),
             [&](const QvDependency& dependency) { return rules::satisfies(target_, dependency); });
-    }
-
-    bool dependsIndirectly(const QvPluginInfo& plugin) {
-        return std::any_of(plugin.dependencies.begin(), plugin.dependencies.end(),
-                           [&](const QvDependency& dependency) {
-                               const QvPluginInfo* needed = registry_.findByName(dependency.name);
-                               return needed && dependsOnTarget(needed);
-                           });
     }
 
     const PluginRegistry& registry_;
@@ -94,7 +112,7 @@ Qv::QvArray<QvPluginInfo*> dependentsOf(const PluginRegistry& registry, QvPlugin
     if (self == queue.end()) return result;
     DependentFinder finder(registry, *info);
     std::copy_if(self + 1, queue.end(), std::back_inserter(result),
-                 [&](const QvPluginInfo* plugin) { return finder.dependsOnTarget(plugin); });
+                 [&](QvPluginInfo* plugin) { return finder.dependsOnTarget(plugin); });
     return result;
 }
 

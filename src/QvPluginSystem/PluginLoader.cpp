@@ -1,5 +1,6 @@
 // Loads a file in fixed order: open the library and read the descriptor (`describe`), ask the listeners,
-// resolve the dependencies depth-first in the descriptor's order, initialize, register (`accept`).
+// resolve the dependencies depth-first in the descriptor's order, initialize, register (`accept`). A `Chain`
+// holds the candidates of one request: the plugin, the dependency that is loaded for it, and so on.
 //
 // Until `accept`, the `Candidate` owns the load. If a step fails, a listener throws or the thread is
 // cancelled, its destructor releases the pins on the dependencies, removes its name and file from `loading_`
@@ -17,7 +18,9 @@
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "os/SharedLibrary.h"
 
+#include <deque>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace QvPluginSystem {
@@ -40,16 +43,21 @@ bool readDescriptor(const QvPluginFuncInterface& entryPoints, QvPluginInfo& info
 /// A load in progress; its destructor undoes what `accept` has not taken over.
 class PluginLoader::Candidate {
 public:
-    Candidate(PluginLoader& loader, const std::string& libraryPath, const PluginFile& libraryFile)
-        : path(libraryPath), file(libraryFile), library(loader.state_.libraries), loading_(loader.loading_) {
-        loading_.files.add(file, &path);
+    Candidate(PluginLoader& loader, const std::string& libraryPath, const PluginFile& libraryFile,
+              Request reason)
+        : path(libraryPath),
+          ownFile(libraryFile),
+          request(reason),
+          library(loader.state_.libraries),
+          loading_(loader.loading_) {
+        loading_.files.add(ownFile, &path);
     }
     Candidate(const Candidate&) = delete;
     Candidate& operator=(const Candidate&) = delete;
     ~Candidate() {
         for (LoadedPlugin* dependency : pinned_) --dependency->pins;
         if (!foldedName_.empty()) loading_.foldedNames.erase(loading_.foldedNames.find(foldedName_));
-        loading_.files.remove(file);
+        loading_.files.remove(ownFile);
     }
 
     void announceName() {
@@ -58,17 +66,22 @@ public:
         foldedName_ = std::move(name);
     }
 
+    const QvDependency* dependency() const {
+        const auto& all = plugin->dependencies;
+        return pinned_.size() < all.size() ? &all[pinned_.size()] : nullptr;
+    }
     void addDependency(LoadedPlugin& dependency) {
         pinned_.push_back(&dependency);
         ++dependency.pins;
     }
+    const Qv::QvArray<LoadedPlugin*>& dependencies() const { return pinned_; }
 
     const std::string& path;
-    const PluginFile& file;
+    const PluginFile& ownFile;
+    const Request request;
+    std::shared_ptr<const PluginSearchPath::Found> file;  // that the first dependency to be met has
     OpenPluginLibrary library;
     std::unique_ptr<LoadedPlugin> plugin;  // destroyed before the library that filled it
-
-    const Qv::QvArray<LoadedPlugin*>& dependencies() const { return pinned_; }
 
 private:
     Loading& loading_;
@@ -82,24 +95,76 @@ bool PluginLoader::load(const std::string& path, Request request) {
     return (known ? load(path, known->file, request) : load(path, PluginFile(path), request)) != nullptr;
 }
 
-LoadedPlugin* PluginLoader::load(const std::string& path, const PluginFile& file, Request request) {
-    const PluginSearchPath::Request scope(state_.searchPath);
-    const ManagerRequest underWay(state_);
-    return loadFile(path, file, request);
-}
+/// The loads for one request, each for a dependency of the one before it; see `rules::load`.
+class PluginLoader::Chain {
+public:
+    using File = std::shared_ptr<const PluginSearchPath::Found>;
+    using Answer = std::optional<LoadedPlugin*>;
 
-LoadedPlugin* PluginLoader::loadFile(const std::string& path, const PluginFile& file, Request request) {
+    explicit Chain(PluginLoader& loader) : loader_(loader) {}
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+    ~Chain() {
+        while (!candidates_.empty()) candidates_.pop_back();  // the last one first
+    }
+
+    Answer begin(const std::string& path, const PluginFile& file, Request request);
+    Answer begin(const File& file) { return begin(file->path, file->file, Request::dependency); }
+    Candidate* innermost() { return candidates_.empty() ? nullptr : &candidates_.back(); }
+
+    bool isLoadingName(const std::string& name) const {
+        return loader_.loading_.foldedNames.count(rules::foldedName(name)) != 0;
+    }
+    bool isLoadingFile(const File& file) const { return loader_.loading_.files.find(file->file) != nullptr; }
+    File find(const std::string& name) const { return loader_.state_.searchPath.find(name); }
+    Answer loadedFor(const QvDependency& dependency) const {
+        return loader_.state_.registry.findForDependency(dependency);
+    }
+    static bool isUnloading(const LoadedPlugin* plugin) { return plugin->isUnloading; }
+    static const QvPluginInfo& infoOf(const LoadedPlugin* plugin) { return *plugin; }
+
+    void meet(LoadedPlugin* plugin) { candidates_.back().addDependency(*plugin); }
+    void refuse(rules::Unmet reason) {
+        const Candidate& candidate = candidates_.back();
+        loader_.fail(candidate, rules::messageFor(reason, *candidate.dependency()));
+        candidates_.pop_back();
+    }
+    LoadedPlugin* complete() {
+        Candidate& candidate = candidates_.back();
+        LoadedPlugin* const plugin = loader_.initialize(candidate) ? &loader_.accept(candidate) : nullptr;
+        candidates_.pop_back();
+        return plugin;
+    }
+
+private:
+    PluginLoader& loader_;
+    std::deque<Candidate> candidates_;  // never moved
+};
+
+PluginLoader::Chain::Answer PluginLoader::Chain::begin(const std::string& path, const PluginFile& file,
+                                                       Request request) {
+    constexpr LoadedPlugin* kNone = nullptr;
     Qv::LogDebug("QvPluginManager - Loading plugin file: %s\n", path.c_str());
     if (!file.isRegular()) {
         Qv::LogWarn("QvPluginManager - Error cannot find plugin file: %s\n", path.c_str());
-        return nullptr;
+        return kNone;
     }
-    if (LoadedPlugin* loaded = state_.registry.findByFile(file)) return reuse(*loaded, request);
-    if (const std::string* first = loading_.files.find(file)) {
-        state_.listeners.reportError(path, nullptr, rules::cycleMessage(*first));
-        return nullptr;
+    if (LoadedPlugin* loaded = loader_.state_.registry.findByFile(file))
+        return loader_.reuse(*loaded, request);
+    if (const std::string* first = loader_.loading_.files.find(file)) {
+        loader_.state_.listeners.reportError(path, nullptr, rules::cycleMessage(*first));
+        return kNone;
     }
-    return loadNew(path, file, request);
+    if (loader_.prepare(candidates_.emplace_back(loader_, path, file, request))) return std::nullopt;
+    candidates_.pop_back();
+    return kNone;
+}
+
+LoadedPlugin* PluginLoader::load(const std::string& path, const PluginFile& file, Request request) {
+    const PluginSearchPath::Request scope(state_.searchPath);
+    const ManagerRequest underWay(state_);
+    Chain chain(*this);
+    return rules::load(chain, chain.begin(path, file, request));
 }
 
 LoadedPlugin* PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
@@ -111,18 +176,12 @@ LoadedPlugin* PluginLoader::reuse(LoadedPlugin& loaded, Request request) const {
     return &loaded;
 }
 
-LoadedPlugin* PluginLoader::loadNew(const std::string& path, const PluginFile& file, Request request) {
-    Candidate candidate(*this, path, file);
-    if (!describe(candidate)) return nullptr;
-    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.plugin))
-        return nullptr;
-    if (candidate.plugin->name.empty()) {
-        fail(candidate, rules::kEmptyNameMessage);
-        return nullptr;
-    }
+bool PluginLoader::prepare(Candidate& candidate) const {
+    if (!describe(candidate)) return false;
+    if (!state_.listeners.ask(&QvPluginManagerListener::onAboutToInitialize, *candidate.plugin)) return false;
+    if (candidate.plugin->name.empty()) return fail(candidate, rules::kEmptyNameMessage);
     candidate.announceName();
-    if (!resolveDependencies(candidate) || !initialize(candidate)) return nullptr;
-    return &accept(candidate, request);
+    return true;
 }
 
 bool PluginLoader::fail(const Candidate& candidate, const std::string& error) const {
@@ -135,55 +194,13 @@ bool PluginLoader::describe(Candidate& candidate) const {
         return fail(candidate, rules::cannotLoadMessage(reason));
     };
     std::string reason;
-    if (!candidate.library.open(candidate.file.path, reason)) {
+    if (!candidate.library.open(candidate.ownFile.path, reason)) {
         const os::LastErrorKeeper lastError;  // `getLastError` returns the error of opening
         return cannotLoad(reason);
     }
-    auto plugin = std::make_unique<LoadedPlugin>(candidate.path, candidate.file);
+    auto plugin = std::make_unique<LoadedPlugin>(candidate.path, candidate.ownFile);
     if (!readDescriptor(candidate.library.entryPoints(), *plugin, reason)) return cannotLoad(reason);
     candidate.plugin = std::move(plugin);
-    return true;
-}
-
-/// Answers what `rules::resolve` asks about one dependency of a candidate.
-class PluginLoader::Resolution {
-public:
-    using File = std::shared_ptr<const PluginSearchPath::Found>;
-
-    Resolution(PluginLoader& loader, const Candidate& candidate, const QvDependency& dependency)
-        : loader_(loader), candidate_(candidate), dependency_(dependency) {}
-
-    bool isLoadingName(const std::string& name) const {
-        return loader_.loading_.foldedNames.count(rules::foldedName(name)) != 0;
-    }
-    bool isLoadingFile(const File& file) const { return loader_.loading_.files.find(file->file) != nullptr; }
-    File find(const std::string& name) const { return loader_.state_.searchPath.find(name); }
-    LoadedPlugin* loadedFor(const QvDependency& dependency) const {
-        return loader_.state_.registry.findForDependency(dependency);
-    }
-    LoadedPlugin* load(const File& file) const {
-        return loader_.loadFile(file->path, file->file, Request::dependency);
-    }
-    static bool isUnloading(const LoadedPlugin* plugin) { return plugin->isUnloading; }
-    static const QvPluginInfo& infoOf(const LoadedPlugin* plugin) { return *plugin; }
-    LoadedPlugin* refuse(rules::Unmet reason) const {
-        loader_.fail(candidate_, rules::messageFor(reason, dependency_));
-        return nullptr;
-    }
-
-private:
-    PluginLoader& loader_;
-    const Candidate& candidate_;
-    const QvDependency& dependency_;
-};
-
-bool PluginLoader::resolveDependencies(Candidate& candidate) {
-    for (const QvDependency& dependency : candidate.plugin->dependencies) {
-        Resolution resolution(*this, candidate, dependency);
-        LoadedPlugin* resolved = rules::resolve(resolution, dependency);
-        if (!resolved) return false;
-        candidate.addDependency(*resolved);
-    }
     return true;
 }
 
@@ -196,12 +213,12 @@ bool PluginLoader::initialize(Candidate& candidate) const {
     return callPlugin(call, error) || fail(candidate, error);
 }
 
-LoadedPlugin& PluginLoader::accept(Candidate& candidate, Request request) const {
+LoadedPlugin& PluginLoader::accept(Candidate& candidate) const {
     candidate.plugin->neededPlugins = candidate.dependencies();
     LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
     plugin.runsCopy = candidate.library.isCopy();
     candidate.library.keep();
-    plugin.explicitlyLoaded = request == Request::direct;
+    plugin.explicitlyLoaded = candidate.request == Request::direct;
     for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
     return plugin;

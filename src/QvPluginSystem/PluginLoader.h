@@ -29,20 +29,17 @@ public:
 
 private:
     class Candidate;
-    class Resolution;
+    class Chain;
     struct Loading {
         std::unordered_multiset<std::string> foldedNames;
         PluginFileIndex<const std::string> files;  // to the path that is being loaded
     };
 
-    // These yield the loaded plugin, or null when it failed or was refused.
-    LoadedPlugin* loadFile(const std::string& path, const PluginFile& file, Request request);
     LoadedPlugin* reuse(LoadedPlugin& loaded, Request request) const;
-    LoadedPlugin* loadNew(const std::string& path, const PluginFile& file, Request request);
+    bool prepare(Candidate& candidate) const;
     bool describe(Candidate& candidate) const;
-    bool resolveDependencies(Candidate& candidate);
     bool initialize(Candidate& candidate) const;
-    LoadedPlugin& accept(Candidate& candidate, Request request) const;
+    LoadedPlugin& accept(Candidate& candidate) const;
     bool fail(const Candidate& candidate, const std::string& error) const;
 
     QvPluginManager& manager_;

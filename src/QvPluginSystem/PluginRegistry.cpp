@@ -10,10 +10,12 @@
 
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "base/AsciiCase.h"
+#include "base/DepthFirst.h"
 #include "base/Fnv.h"
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
@@ -114,9 +116,13 @@ public:
     }
 
     void add(LoadedPlugin* plugin) {
-        if (waiting_.erase(plugin) == 0) return;
-        for (LoadedPlugin* needed : plugin->neededPlugins) add(needed);
-        list.push_back(plugin);
+        base::visitDepthFirst(
+            plugin, [this](LoadedPlugin* each) { return waiting_.erase(each) != 0; },
+            [](const LoadedPlugin* each, std::size_t i) -> std::optional<LoadedPlugin*> {
+                if (i == each->neededPlugins.size()) return std::nullopt;
+                return each->neededPlugins[i];
+            },
+            [this](LoadedPlugin* each) { list.push_back(each); });
     }
 
     Qv::QvArray<QvPluginInfo*> list;

@@ -1,12 +1,12 @@
 // `unload` withdraws the explicit request. If nothing needs the plugin, `stop` asks the listeners and calls
-// the plugin's uninitialize function, then `release` closes the library, releases the references on the
-// dependencies one by one, unloads each dependency that became unused, and removes the plugin from the
-// registry last.
+// the plugin's uninitialize function. Then its library is closed, the references on the dependencies are
+// released one by one, each dependency that became unused is unloaded, and the plugin is removed from the
+// registry last. The plugins that are being unloaded are a list, each a dependency of the one before it.
 //
 // If a listener or the plugin refuses, or a listener throws, in `stop`, all flags get their old values back:
-// the plugin is as before. After `stop` succeeded, `release` always completes: if a listener throws while a
-// dependency is stopped, the remaining references are released and the plugin is removed, but the remaining
-// dependencies stay loaded.
+// the plugin is as before. After `stop` succeeded, the plugin always goes: if a listener throws while a
+// dependency is stopped, or memory runs out, the remaining references are released and the plugin is removed,
+// but the remaining dependencies stay loaded.
 //
 // While `isUnloading` is set the plugin is still in the registry; nested requests to load or unload it fail.
 
@@ -16,6 +16,8 @@
 
 #include "QvPluginSystem/rules/PluginRules.h"
 #include "base/Demangle.h"
+
+#include <utility>
 
 namespace QvPluginSystem {
 namespace {
@@ -37,45 +39,50 @@ private:
     bool kept_ = false;
 };
 
-// Removes the plugin from the registry at the end, also when a listener throws.
-class RemovalAtEnd {
-public:
-    RemovalAtEnd(PluginRegistry& registry, LoadedPlugin& plugin) : registry_(registry), plugin_(plugin) {}
-    RemovalAtEnd(const RemovalAtEnd&) = delete;
-    RemovalAtEnd& operator=(const RemovalAtEnd&) = delete;
-    ~RemovalAtEnd() { registry_.remove(plugin_); }
+}  // namespace
 
-private:
-    PluginRegistry& registry_;
-    LoadedPlugin& plugin_;
-};
-
-// Releases a plugin's references on its dependencies one by one; the destructor releases the rest, also when
-// a listener throws.
-class References {
+/// A plugin that was uninitialized and is being unloaded. The destructor releases the references that are
+/// left and removes the plugin from the registry, also when a listener throws.
+class PluginUnloader::Unloading {
 public:
-    explicit References(const Qv::QvArray<LoadedPlugin*>& dependencies) : dependencies_(dependencies) {}
-    References(const References&) = delete;
-    References& operator=(const References&) = delete;
-    ~References() {
-        while (releaseOne()) {
+    Unloading(PluginSystemState& state, LoadedPlugin& plugin) noexcept : state_(state), plugin_(&plugin) {}
+    Unloading(Unloading&& other) noexcept
+        : state_(other.state_),
+          plugin_(std::exchange(other.plugin_, nullptr)),
+          isClosed_(other.isClosed_),
+          released_(other.released_) {}
+    Unloading(const Unloading&) = delete;
+    Unloading& operator=(const Unloading&) = delete;
+    Unloading& operator=(Unloading&&) = delete;
+    ~Unloading() {
+        if (!plugin_) return;
+        while (releaseNext()) {
         }
+        state_.registry.remove(*plugin_);
     }
 
-    /// Returns the dependency that lost a reference; null if none is left.
+    /// Closes the library first. Returns the dependency that lost a reference; null if none is left.
     LoadedPlugin* releaseOne() {
-        if (next_ == dependencies_.size()) return nullptr;
-        LoadedPlugin* dependency = dependencies_[next_++];
+        if (!std::exchange(isClosed_, true)) {
+            const OpenPluginLibrary closedAtEnd(state_.libraries, plugin_->file.path);
+            Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin_->requestedPath.c_str());
+        }
+        return releaseNext();
+    }
+
+private:
+    LoadedPlugin* releaseNext() {
+        if (released_ == plugin_->neededPlugins.size()) return nullptr;
+        LoadedPlugin* const dependency = plugin_->neededPlugins[released_++];
         --dependency->dependentCount;
         return dependency;
     }
 
-private:
-    const Qv::QvArray<LoadedPlugin*>& dependencies_;
-    std::size_t next_ = 0;
+    PluginSystemState& state_;
+    LoadedPlugin* plugin_;
+    bool isClosed_ = false;
+    std::size_t released_ = 0;
 };
-
-}  // namespace
 
 PluginUnloader::Result PluginUnloader::unload(const std::string& name) {
     LoadedPlugin* plugin = state_.registry.findByName(name);
@@ -86,12 +93,24 @@ PluginUnloader::Result PluginUnloader::unload(LoadedPlugin& plugin, Refusal* ref
     const ManagerRequest underWay(state_);
     if (plugin.isUnloading) return Result::stays;
     ScopedFlag notRequested(plugin.explicitlyLoaded, false);
+    std::vector<Unloading> unloading;
     const bool isNeeded = plugin.isNeeded();
-    if (!isNeeded && !stop(plugin, refusal)) return Result::stays;
+    if (!isNeeded && !begin(unloading, plugin, refusal)) return Result::stays;
     notRequested.keep();
     if (isNeeded) return Result::stays;
-    release(plugin);
+    rules::releaseReferences(unloading, [&](LoadedPlugin* dependency) {
+        const bool isUnused = dependency->getUseCount() == 0 && dependency->pins == 0;
+        if (isUnused && !dependency->isUnloading) begin(unloading, *dependency, nullptr);
+    });
     return Result::unloaded;
+}
+
+// Stops the plugin and adds it to those that are being unloaded. Once it is stopped, nothing may fail.
+bool PluginUnloader::begin(std::vector<Unloading>& unloading, LoadedPlugin& plugin, Refusal* refusal) {
+    if (unloading.size() == unloading.capacity()) unloading.reserve(2 * unloading.size() + 1);
+    if (!stop(plugin, refusal)) return false;
+    unloading.emplace_back(state_, plugin);
+    return true;
 }
 
 // Uninitializes the plugin. Returns false, with the plugin unchanged, if a listener or the plugin refuses.
@@ -119,23 +138,6 @@ bool PluginUnloader::uninitialize(const LoadedPlugin& plugin, Refusal* refusal) 
     if (library && callPlugin(call, words ? *words : ignored)) return true;
     if (refusal) refusal->by = plugin.indexedName;
     return false;
-}
-
-// Closes the library of an uninitialized plugin and removes the plugin, also when a listener throws.
-void PluginUnloader::release(LoadedPlugin& plugin) {
-    const RemovalAtEnd removal(state_.registry, plugin);
-    References references(plugin.neededPlugins);
-    {
-        const OpenPluginLibrary closedAtEnd(state_.libraries, plugin.file.path);
-        Qv::LogDebug("QvPluginManager - Unloading plugin file: %s\n", plugin.requestedPath.c_str());
-    }
-    rules::releaseReferences([&] { return references.releaseOne(); },
-                             [&](LoadedPlugin* dependency) {
-                                 const bool isUnused =
-                                     dependency->getUseCount() == 0 && dependency->pins == 0;
-                                 if (isUnused && !dependency->isUnloading && stop(*dependency, nullptr))
-                                     release(*dependency);
-                             });
 }
 
 }  // namespace QvPluginSystem

@@ -3,6 +3,7 @@
 #include "QvPluginSystem/PluginSystemState.h"
 
 #include <string>
+#include <vector>
 
 namespace QvPluginSystem {
 
@@ -29,9 +30,11 @@ public:
     Result unload(LoadedPlugin& plugin, Refusal* refusal);
 
 private:
+    class Unloading;
+
+    bool begin(std::vector<Unloading>& unloading, LoadedPlugin& plugin, Refusal* refusal);
     bool stop(LoadedPlugin& plugin, Refusal* refusal);
     bool uninitialize(const LoadedPlugin& plugin, Refusal* refusal) const;
-    void release(LoadedPlugin& plugin);
 
     QvPluginManager& manager_;
     PluginSystemState& state_;

@@ -2,7 +2,9 @@
 
 #include "QvPluginSystem/rules/PluginRules.h"
 
-#include <algorithm>
+#include <memory>
+#include <optional>
+#include <unordered_set>
 
 namespace QvPluginSystem {
 
@@ -20,28 +22,11 @@ ReloadJudge::Plugin* ReloadJudge::add(const PluginFile& file, const QvPluginInfo
     return &plugins_.emplace_back(Plugin{file, info, loaded, isJudged});
 }
 
-bool ReloadJudge::accepts() {
-    const PluginSearchPath::Request request(state_.searchPath);
-    const std::size_t count = plugins_.size();  // judging adds others
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!judge(plugins_[i])) return false;
-    }
-    return true;
-}
-
 // The first reason is the cause of all further ones.
 void ReloadJudge::reject(const std::string& plugin, const std::string& reason) {
     if (!reason_.empty()) return;
     rejected_ = plugin;
     reason_ = reason;
-}
-
-bool ReloadJudge::judge(Plugin& plugin) {
-    if (plugin.isJudged) return true;
-    path_.push_back(&plugin);
-    plugin.isJudged = resolveDependencies(plugin);
-    path_.pop_back();
-    return plugin.isJudged;
 }
 
 // A plugin that stays loaded as it is is not judged.
@@ -51,67 +36,94 @@ ReloadJudge::Plugin* ReloadJudge::plannedFor(LoadedPlugin& loaded) {
     return planned;
 }
 
-/// Answers what `rules::resolve` asks about one dependency of a plugin.
-class ReloadJudge::Resolution {
+// Null if the file has no plugin.
+ReloadJudge::Plugin* ReloadJudge::plannedFor(const PluginSearchPath::Found& found) {
+    if (LoadedPlugin* loaded = state_.registry.findByFile(found.file)) return plannedFor(*loaded);
+    if (Plugin* known = newFiles_.find(found.file)) return known;
+    const QvPluginInfo info = loader_.readInfo(found.path);
+    if (info.name.empty()) return nullptr;
+    Plugin* const added = add(found.file, info, nullptr, false);
+    newFiles_.add(added->file, added);
+    return added;
+}
+
+/// The plugins that are being judged, each a dependency of the one before it; see `rules::load`.
+class ReloadJudge::Chain {
 public:
     using File = std::shared_ptr<const PluginSearchPath::Found>;
+    using Answer = std::optional<Plugin*>;
 
-    Resolution(ReloadJudge& judge, const Plugin& plugin, const QvDependency& dependency)
-        : judge_(judge), plugin_(plugin), dependency_(dependency) {}
+    explicit Chain(ReloadJudge& judge) : judge_(judge) {}
 
-    bool isLoadingName(const std::string& name) const {
-        return anyOnPath([&](const Plugin& plugin) { return rules::isSameName(plugin.info.name, name); });
+    Answer begin(Plugin* plugin) {
+        if (!plugin || plugin->isJudged) return plugin;
+        links_.push_back({plugin, rules::foldedName(plugin->info.name), 0, nullptr});
+        names_.insert(links_.back().foldedName);
+        files_.add(plugin->file, plugin);
+        return std::nullopt;
     }
-    bool isLoadingFile(const File& file) const {
-        const PluginPathKey key(file->file.path);
-        return anyOnPath([&](const Plugin& plugin) { return PluginPathKey(plugin.file.path) == key; });
-    }
+    Answer begin(const File& file) { return begin(judge_.plannedFor(*file)); }
+    auto* innermost() { return links_.empty() ? nullptr : &links_.back(); }
+
+    bool isLoadingName(const std::string& name) const { return names_.count(rules::foldedName(name)) != 0; }
+    bool isLoadingFile(const File& file) const { return files_.find(file->file) != nullptr; }
     File find(const std::string& name) const { return judge_.state_.searchPath.find(name); }
-
-    Plugin* loadedFor(const QvDependency& dependency) const {
+    Answer loadedFor(const QvDependency& dependency) {
         const auto* const namesakes = judge_.state_.registry.findNamesakes(dependency.name);
-        if (!namesakes) return nullptr;
+        if (!namesakes) return begin(nullptr);
         LoadedPlugin* const picked = *rules::pickForDependency(
             *namesakes, dependency,
             [&](LoadedPlugin* loaded) -> const QvPluginInfo& { return judge_.plannedFor(*loaded)->info; });
-        return accepted(judge_.plannedFor(*picked));
+        return begin(judge_.plannedFor(*picked));
     }
-
-    Plugin* load(const File& file) const {
-        if (LoadedPlugin* loaded = judge_.state_.registry.findByFile(file->file))
-            return accepted(judge_.plannedFor(*loaded));
-        if (Plugin* known = judge_.newFiles_.find(file->file)) return accepted(known);
-        const QvPluginInfo info = judge_.loader_.readInfo(file->path);
-        if (info.name.empty()) return nullptr;
-        Plugin* const added = judge_.add(file->file, info, nullptr, false);
-        judge_.newFiles_.add(added->file, added);
-        return accepted(added);
-    }
-
     static bool isUnloading(const Plugin* plugin) { return plugin->loaded && plugin->loaded->isUnloading; }
     static const QvPluginInfo& infoOf(const Plugin* plugin) { return plugin->info; }
-    Plugin* refuse(rules::Unmet reason) const {
-        judge_.reject(plugin_.info.name, rules::messageFor(reason, dependency_));
-        return nullptr;
+
+    void meet(const Plugin*) { ++links_.back().met; }
+    void refuse(rules::Unmet reason) {
+        const Link& link = links_.back();
+        judge_.reject(link.plugin->info.name, rules::messageFor(reason, *link.dependency()));
+        end();
+    }
+    Plugin* complete() {
+        Plugin* const plugin = links_.back().plugin;
+        plugin->isJudged = true;
+        end();
+        return plugin;
     }
 
 private:
-    template <typename Fits>
-    bool anyOnPath(Fits fits) const {
-        return std::any_of(judge_.path_.begin(), judge_.path_.end(),
-                           [&](const Plugin* plugin) { return fits(*plugin); });
+    struct Link {
+        Plugin* plugin;
+        std::string foldedName;
+        std::size_t met;
+        File file;
+
+        const QvDependency* dependency() const {
+            const auto& all = plugin->info.dependencies;
+            return met < all.size() ? &all[met] : nullptr;
+        }
+    };
+
+    void end() {
+        const Link& link = links_.back();
+        names_.erase(names_.find(link.foldedName));
+        files_.remove(link.plugin->file);
+        links_.pop_back();
     }
-    Plugin* accepted(Plugin* plugin) const { return judge_.judge(*plugin) ? plugin : nullptr; }
 
     ReloadJudge& judge_;
-    const Plugin& plugin_;
-    const QvDependency& dependency_;
+    std::vector<Link> links_;
+    std::unordered_multiset<std::string> names_;  // folded
+    PluginFileIndex<Plugin> files_;
 };
 
-bool ReloadJudge::resolveDependencies(const Plugin& plugin) {
-    for (const QvDependency& dependency : plugin.info.dependencies) {
-        Resolution resolution(*this, plugin, dependency);
-        if (!rules::resolve(resolution, dependency)) return false;
+bool ReloadJudge::accepts() {
+    const PluginSearchPath::Request request(state_.searchPath);
+    const std::size_t count = plugins_.size();  // judging adds others
+    for (std::size_t i = 0; i < count; ++i) {
+        Chain chain(*this);
+        if (!rules::load(chain, chain.begin(&plugins_[i]))) return false;
     }
     return true;
 }

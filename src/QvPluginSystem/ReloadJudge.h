@@ -23,7 +23,7 @@ public:
     const std::string& reason() const { return reason_; }
 
 private:
-    class Resolution;
+    class Chain;
     struct Plugin {
         PluginFile file;
         QvPluginInfo info;
@@ -31,9 +31,8 @@ private:
         bool isJudged;
     };
 
-    bool judge(Plugin& plugin);
-    bool resolveDependencies(const Plugin& plugin);
     Plugin* plannedFor(LoadedPlugin& loaded);
+    Plugin* plannedFor(const PluginSearchPath::Found& found);
     Plugin* add(const PluginFile& file, const QvPluginInfo& info, const LoadedPlugin* loaded, bool isJudged);
     void reject(const std::string& plugin, const std::string& reason);
 
@@ -42,7 +41,6 @@ private:
     std::deque<Plugin> plugins_;  // never moved
     std::unordered_map<const LoadedPlugin*, Plugin*> byLoaded_;
     PluginFileIndex<Plugin> newFiles_;
-    std::vector<const Plugin*> path_;  // of plugins whose dependencies are being judged
     std::string rejected_;
     std::string reason_;
 };

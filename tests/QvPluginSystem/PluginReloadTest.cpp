@@ -1,5 +1,6 @@
 #include "ReloadFixture.h"
 #include "support/Platform.h"
+#include "support/SmallStack.h"
 
 #include <stdexcept>
 #include <thread>
@@ -332,6 +333,31 @@ TEST_F(PluginReloadTest, requestsOfPluginsMeanwhileAreHonoured) {
     put("base", {"version 1.4"});
     EXPECT_EQ(reloader.reload("base").outcome, Outcome::reloaded);
     EXPECT_EQ(loadedNames(), (Texts{"base", "left", "right", "top", "fresh"}));
+}
+
+class PluginChainTest : public support::ReloadTest {};
+
+TEST_F(PluginChainTest, takesNoStackHoweverLongItIs) {
+    constexpr int kLength = 300;
+    search();
+    put("p0");
+    for (int i = 1; i < kLength; ++i)
+        put("p" + std::to_string(i), {"needs p" + std::to_string(i - 1) + " 0"});
+    bool ended = false;
+    support::onSmallStack([&] {
+        QvPluginReloader reloader;
+        manager->load(path("p299.qvp"));
+        EXPECT_EQ(manager->getPlugins().size(), static_cast<std::size_t>(kLength));
+        EXPECT_EQ(manager->getProvidedPlugins(manager->getPluginForName("p0")).size(),
+                  static_cast<std::size_t>(kLength));
+        put("p0");
+        const QvReloadResult result = reloader.reload("p0");
+        EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+        EXPECT_TRUE(manager->unload("p299"));
+        EXPECT_EQ(loadedNames(), Texts{});
+        ended = true;
+    });
+    EXPECT_TRUE(ended);
 }
 
 }  // namespace

@@ -80,20 +80,36 @@ TEST(PluginRules, OfPluginsWithOneNameTheFirstThatFitsCountsElseTheFirst) {
     EXPECT_EQ(rules::pickForDependency(none, {"a", QvVersion("1.0")}, itself), none.end());
 }
 
-/// A host whose plugins are known by their names: each has a file, is loaded, or fails.
+/// A host whose plugins are known by their names: each has a file, is loaded, or fails. The first one needs
+/// one other.
 struct Host {
     using Plugin = const QvPluginInfo*;
+    struct Load {
+        const QvDependency* dependency() const { return met ? nullptr : &needed; }
+        QvDependency needed;
+        Plugin file = nullptr;
+        Plugin met = nullptr;
+    };
 
+    std::optional<Plugin> begin(Plugin file) const { return file->name == failing ? nullptr : file; }
+    Load* innermost() { return first ? &*first : nullptr; }
     bool isLoadingName(const std::string& name) const { return name == loadingName; }
     bool isLoadingFile(Plugin file) const { return file->name == loadingFile; }
     Plugin find(const std::string& name) const { return named(files, name); }
-    Plugin loadedFor(const QvDependency& dependency) const { return named(loaded, dependency.name); }
-    Plugin load(Plugin file) const { return file->name == failing ? nullptr : file; }
+    std::optional<Plugin> loadedFor(const QvDependency& dependency) const {
+        return named(loaded, dependency.name);
+    }
     bool isUnloading(Plugin plugin) const { return plugin->name == unloading; }
     static const QvPluginInfo& infoOf(Plugin plugin) { return *plugin; }
-    Plugin refuse(Unmet why) {
+    void meet(Plugin plugin) { first->met = plugin; }
+    void refuse(Unmet why) {
         reason = why;
-        return nullptr;
+        first.reset();
+    }
+    Plugin complete() {
+        const Plugin met = first->met;
+        first.reset();
+        return met;
     }
 
     static Plugin named(const std::map<std::string, QvPluginInfo>& plugins, const std::string& name) {
@@ -104,6 +120,7 @@ struct Host {
     std::map<std::string, QvPluginInfo> files;
     std::map<std::string, QvPluginInfo> loaded;
     std::string loadingName, loadingFile, failing, unloading;
+    std::optional<Load> first;
     std::optional<Unmet> reason;
 };
 
@@ -113,7 +130,8 @@ TEST(PluginRules, ADependencyIsRefusedForTheFirstReasonThatApplies) {
     const auto resolve = [&host](const char* name) {
         host.reason.reset();
         const QvDependency needed{name, QvVersion("1.0")};
-        const QvPluginInfo* const found = rules::resolve(host, needed);
+        host.first = Host::Load{needed};
+        const QvPluginInfo* const found = rules::load(host, std::optional<Host::Plugin>());
         return found ? found->path : rules::messageFor(host.reason.value(), needed);
     };
     host.files["file"] = plugin("file", "1.0", "1.0");
@@ -145,21 +163,20 @@ TEST(PluginRules, WhatBecomesUnusedIsUnloadedBeforeTheNextClaim) {
     std::map<std::string, Texts> claims{{"top", {"left", "right"}}, {"left", {"base"}}, {"right", {"base"}}};
     std::map<std::string, int> dependents{{"left", 1}, {"right", 1}, {"base", 2}};
     Texts order;
-    const std::function<void(const std::string&)> release = [&](const std::string& name) {
-        order.push_back(name);
-        std::size_t next = 0;
-        rules::releaseReferences(
-            [&]() -> const std::string* {
-                const Texts& all = claims[name];
-                if (next == all.size()) return nullptr;
-                --dependents[all[next]];
-                return &all[next++];
-            },
-            [&](const std::string* dependency) {
-                if (dependents[*dependency] == 0) release(*dependency);
-            });
+    struct Unloading {
+        std::string* releaseOne() { return next == claims->end() ? nullptr : &*next++; }
+        Texts* claims;
+        Texts::iterator next = claims->begin();
     };
-    release("top");
+    std::vector<Unloading> unloading;
+    const auto unload = [&](const std::string& name) {
+        order.push_back(name);
+        unloading.push_back({&claims[name]});
+    };
+    unload("top");
+    rules::releaseReferences(unloading, [&](const std::string* dependency) {
+        if (--dependents[*dependency] == 0) unload(*dependency);
+    });
     EXPECT_EQ(order, (Texts{"top", "left", "right", "base"}));
 }
 

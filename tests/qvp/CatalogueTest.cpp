@@ -4,6 +4,7 @@
 
 #include "QvPluginSystem/PluginFixture.h"
 #include "support/Platform.h"
+#include "support/SmallStack.h"
 
 #include <nlohmann/json.hpp>
 
@@ -77,6 +78,23 @@ std::string unexpectedFailuresIn(const qvp::Catalogue& catalogue) {
             text.append(entry.path).append(": ").append(step->text).append("\n");
     }
     return text;
+}
+
+// A circle of all of them, and all but one of them in a row.
+TEST_F(CatalogueTest, aLongChainTakesNoStack) {
+    constexpr std::size_t kLength = 300;
+    add("p0", {"needs p" + std::to_string(kLength - 1) + " 0"});
+    for (std::size_t i = 1; i < kLength; ++i)
+        add("p" + std::to_string(i), {"needs p" + std::to_string(i - 1) + " 0"});
+    const auto directories = searchOnly({folder.path()});
+    support::onSmallStack([&] {
+        const qvp::Catalogue circle = catalogueOf(directories);
+        ASSERT_EQ(circle.cycles().size(), 1U);
+        EXPECT_EQ(circle.cycles().front().size(), kLength + 1);
+        EXPECT_EQ(circle.initializationOrder().size(), 0U);
+        support::writeFile(path("p0.txt"), "name p0\n");
+        EXPECT_EQ(catalogueOf(directories).initializationOrder().size(), kLength);
+    });
 }
 
 /// Uses few names for many files, so that there are cycles, duplicate names and files that are named

@@ -4,8 +4,15 @@
 #include <QvPlatform/filesystem/Directory.h>
 
 #include "base/AsciiCase.h"
+#include "base/Shortened.h"
 
 namespace QvPluginSystem::rules {
+namespace {
+
+// A name is whatever a plugin says, of any length.
+std::string shown(const std::string& name) { return base::shortened(name, 4096); }
+
+}  // namespace
 
 std::vector<QvPlatform::File> pluginFilesIn(const std::string& directory) {
     std::vector<QvPlatform::File> files = QvPlatform::Directory(directory).files();
@@ -24,21 +31,24 @@ bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency) {
            QvVersion::compare(plugin.compatibilityVersion, dependency.version) <= 0;
 }
 
-std::string cycleMessage(const std::string& plugin) { return "Circular dependency detected with " + plugin; }
+std::string cycleMessage(const std::string& plugin) {
+    return "Circular dependency detected with " + shown(plugin);
+}
 
 std::string messageFor(Unmet reason, const QvDependency& dependency) {
+    const std::string name = shown(dependency.name);
     switch (reason) {
         case Unmet::nameIsLoading:
         case Unmet::fileIsLoading:
-            return cycleMessage(dependency.name);
+            return cycleMessage(name);
         case Unmet::notFound:
-            return "Could not find dependent plugin " + dependency.name;
+            return "Could not find dependent plugin " + name;
         case Unmet::notInitialized:
-            return "The following dependency has not been initialized : " + dependency.name;
+            return "The following dependency has not been initialized : " + name;
         case Unmet::notCompatible:
             break;
     }
-    return dependency.name + " is not compatible. Expected version " + dependency.version.toString();
+    return name + " is not compatible. Expected version " + dependency.version.toString();
 }
 
 }  // namespace QvPluginSystem::rules

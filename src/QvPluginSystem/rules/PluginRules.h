@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -70,34 +71,77 @@ inline std::string cannotLoadMessage(const std::string& reason) {
 }
 inline constexpr const char* kEmptyNameMessage = "This plugin has an empty name.";
 
-/// Returns the plugin that a dependency means, after loading it if necessary. The host does the work:
+/// Seeks the file or the plugin for the load's next dependency, and begins to load it. A reason if that is in
+/// vain.
+template <typename Host, typename Load, typename Answer>
+std::optional<Unmet> request(Host& host, Load& load, Answer& answer) {
+    const QvDependency& dependency = *load.dependency();
+    if (host.isLoadingName(dependency.name)) return Unmet::nameIsLoading;
+    load.file = host.find(dependency.name);
+    if (load.file && host.isLoadingFile(load.file)) return Unmet::fileIsLoading;
+    answer = load.file ? host.begin(load.file) : host.loadedFor(dependency);
+    return std::nullopt;
+}
+
+/// Why the plugin that was requested for the load's next dependency does not meet it; nothing if it does.
+template <typename Host, typename Load, typename Plugin>
+std::optional<Unmet> examine(const Host& host, const Load& load, const Plugin& plugin) {
+    if (!plugin && !load.file) return Unmet::notFound;
+    if (!plugin || host.isUnloading(plugin)) return Unmet::notInitialized;
+    if (!satisfies(host.infoOf(plugin), *load.dependency())) return Unmet::notCompatible;
+    return std::nullopt;
+}
+
+/// Loads a plugin after those that it depends on, depth-first in the descriptors' order, and returns it; null
+/// if that fails. The loads that are under way are a list of the host's, so a chain of dependencies may be
+/// longer than the thread's stack is deep. `answer` is what `begin` returned for the plugin. The host does
+/// the work:
+/// - `begin(file)`: the plugin if it is loaded, null if it cannot be, nothing if its dependencies come first;
+///   then its load is now the innermost one;
+/// - `innermost()`: the load that began last and has not ended; null if there is none. Its `dependency()` is
+///   the first one that is not met yet, null if all are, and `file` keeps what was found for it;
 /// - `isLoadingName(name)`, `isLoadingFile(file)`: whether a plugin of this name, or from this file, is being
 ///   loaded; if so, the dependency closes a cycle;
 /// - `find(name)`: the file that `search` finds, or a value that converts to false;
 /// - `loadedFor(dependency)`: the loaded plugin by `pickForDependency`, for a name without a file: it may
 /// have
-///   been loaded from outside the search directories;
-/// - `load(file)`: loads the plugin unless it is loaded; null if that fails;
+///   been loaded from outside the search directories. It answers as `begin` does;
 /// - `isUnloading(plugin)`, `infoOf(plugin)`: whether it is being unloaded; its descriptor;
-/// - `refuse(reason)`: reports the failure and returns the null plugin.
-template <typename Host>
-auto resolve(Host& host, const QvDependency& dependency) -> decltype(host.refuse(Unmet())) {
-    if (host.isLoadingName(dependency.name)) return host.refuse(Unmet::nameIsLoading);
-    const auto file = host.find(dependency.name);
-    if (file && host.isLoadingFile(file)) return host.refuse(Unmet::fileIsLoading);
-    auto plugin = file ? host.load(file) : host.loadedFor(dependency);
-    if (!plugin && !file) return host.refuse(Unmet::notFound);
-    if (!plugin || host.isUnloading(plugin)) return host.refuse(Unmet::notInitialized);
-    if (!satisfies(host.infoOf(plugin), dependency)) return host.refuse(Unmet::notCompatible);
-    return plugin;
+/// - `meet(plugin)`: the innermost load's dependency is met by this plugin;
+/// - `refuse(reason)`: it cannot be met; reports that and ends the load;
+/// - `complete()`: loads the innermost load's own plugin, ends the load and returns the plugin, or null.
+template <typename Host, typename Plugin>
+Plugin load(Host& host, std::optional<Plugin> answer) {
+    while (auto* const innermost = host.innermost()) {
+        std::optional<Unmet> unmet;
+        if (answer) {
+            unmet = examine(host, *innermost, *answer);
+            if (!unmet) host.meet(*answer);
+            answer.reset();
+        } else if (innermost->dependency()) {
+            unmet = request(host, *innermost, answer);
+        } else {
+            answer = host.complete();
+        }
+        if (!unmet) continue;
+        host.refuse(*unmet);
+        answer = Plugin();
+    }
+    return *answer;
 }
 
-/// Releases the references of a plugin on its dependencies, in the descriptor's order. A dependency that
-/// becomes unused is unloaded at once, and with it its own dependencies, before the next reference is
-/// released. `releaseOne()` returns the dependency that lost a reference, and null after the last one.
-template <typename ReleaseOne, typename UnloadIfUnused>
-void releaseReferences(ReleaseOne releaseOne, UnloadIfUnused unloadIfUnused) {
-    while (auto dependency = releaseOne()) unloadIfUnused(dependency);
+/// Releases the references of the plugins in the list on their dependencies, in the descriptors' order. A
+/// dependency that becomes unused is unloaded at once, and with it its own dependencies, before the next
+/// reference is released. `releaseOne()` of an element returns the dependency that lost a reference, and null
+/// after the last one. `unloadIfUnused(dependency)` adds to the list what it unloads.
+template <typename Unloading, typename UnloadIfUnused>
+void releaseReferences(std::vector<Unloading>& unloading, UnloadIfUnused unloadIfUnused) {
+    while (!unloading.empty()) {
+        if (const auto dependency = unloading.back().releaseOne())
+            unloadIfUnused(dependency);
+        else
+            unloading.pop_back();
+    }
 }
 
 }  // namespace QvPluginSystem::rules

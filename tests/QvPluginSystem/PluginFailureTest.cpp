@@ -291,4 +291,27 @@ TEST_F(PluginFailureTest, aVetoIsSilentAndLoadsNoDependency) {
     expectFailure(path("top.qvp"), "top.qvp (top): The following dependency has not been initialized : base");
 }
 
+TEST_F(PluginFailureTest, aDescriptorMaySayAnything) {
+    search();
+    const std::string huge(3'000'000, 'x');
+    manager->load(add("huge", {"name " + huge, "version 99999999999999999999.-1.x"}));
+    EXPECT_EQ(loadedNames(), Texts{huge});
+    takeCalls();
+    manager->load(add("a", {"needs " + huge + " 1"}));
+    const std::string odd("\xff\xc3\0\x1b[2J", 7);
+    manager->load(add("b", {"name " + odd, "needs " + odd + "! 0"}));
+    std::size_t length = 0;
+    for (const std::string& call : takeCalls()) length += call.size();
+    EXPECT_LT(length, 10'000U);
+    EXPECT_EQ(loadedNames(), Texts{huge});
+
+    constexpr std::size_t kMany = 30'000;
+    Texts needs(kMany, "needs base 0");
+    add("base");
+    manager->load(add("greedy", needs));
+    EXPECT_EQ(manager->getPluginForName("base")->getUseCount(), kMany);
+    EXPECT_TRUE(manager->unload("greedy"));
+    EXPECT_EQ(loadedNames(), Texts{huge});
+}
+
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <elf.h>
 #include <sys/single_threaded.h>
+#include <sys/stat.h>
 #include <unwind.h>
 
 #include <algorithm>
@@ -56,6 +57,12 @@ bool mayBeOnStack(const link_map& library, std::uintptr_t stackPointer) {
          at += sizeof word)
         if (word >= begin && word < end) return true;
     return false;
+}
+
+// Needs no memory. The folder's links are two, as of every folder, and one for each thread.
+bool isOnlyThread() {
+    struct stat folder {};
+    return __libc_single_threaded || (stat("/proc/self/task", &folder) == 0 && folder.st_nlink == 3);
 }
 
 // A thread that cannot be interrupted and never waits may be anywhere.
@@ -190,7 +197,7 @@ std::vector<void*> callingLibraries() {
 }
 
 std::vector<unsigned long> threadsIn(const void* handle) {
-    if (__libc_single_threaded) return {};
+    if (isOnlyThread()) return {};
     std::vector<unsigned long> threads = threadIds(static_cast<unsigned long>(getpid()));
     const auto own = static_cast<unsigned long>(gettid());
     std::erase_if(threads, [&](unsigned long thread) {

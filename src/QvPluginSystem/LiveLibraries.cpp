@@ -7,7 +7,7 @@
 #include <QvPlatform/core/StringConversions.h>
 #include <QvPlatform/diagnostics/Log.h>
 
-#include "base/Demangle.h"
+#include "QvPluginSystem/LibraryUsers.h"
 #include "os/Cancellation.h"
 #include "os/FileOperations.h"
 #include "os/Filesystem.h"
@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -66,26 +67,6 @@ void removeAbandonedCopies(const std::string& folder) {
     };
     os::visitDirectory(wide(folder), visit);
     for (const std::string& path : abandoned) os::removeFile(wide(path));
-}
-
-// The code of an object is that of its table of virtual functions.
-template <typename Object>
-const void* tableOf(const Object* object) {
-    const void* table = nullptr;
-    std::memcpy(&table, static_cast<const void*>(object), sizeof table);
-    return table;
-}
-
-// Adds the types of those objects whose code is in the library. Neighbours are usually of the same type.
-template <typename Objects>
-void addTypes(const Objects& objects, const void* library, const std::string& kind,
-              std::set<std::string>& types) {
-    const void* last = nullptr;
-    for (const auto* object : objects) {
-        const void* const table = tableOf(object);
-        if (std::exchange(last, table) == table) continue;
-        if (os::libraryContaining(table) == library) types.insert(kind + base::typeName(*object));
-    }
 }
 
 }  // namespace
@@ -175,11 +156,12 @@ std::shared_ptr<LibraryCopy> LiveLibraries::adopted(const std::string& path) con
 }
 
 bool LiveLibraries::close(const OpenLibrary& library, bool isLast, std::string& error) noexcept {
-    const auto inMemory = [&](const auto& work) {
+    // If memory runs out before the question is answered, the library may be used.
+    const auto inMemory = [](const auto& work) {
         try {
             return work();
         } catch (const std::bad_alloc&) {
-            return false;
+            return true;
         }
     };
     if (isLast && inMemory([&] { return isUsed(library, error); })) return false;
@@ -190,13 +172,10 @@ bool LiveLibraries::close(const OpenLibrary& library, bool isLast, std::string& 
 }
 
 bool LiveLibraries::isUsed(const OpenLibrary& library, std::string& error) {
-    std::set<std::string> types;
-    addTypes(pool_.objects(), library.handle, "object ", types);
-    addTypes(listeners_.listeners(), library.handle, "listener ", types);
-    if (types.empty()) return false;
-    error = "what is still published or registered belongs to it:";
-    for (const std::string& type : types) error += (error.back() == ':' ? " " : ", ") + type;
-    note(library, error);
+    const std::string users = usersOf(library.handle, pool_, listeners_);
+    if (users.empty()) return false;
+    error = users;
+    note(library, users);
     return true;
 }
 

@@ -53,7 +53,7 @@ bool isLibraryCopyName(std::string_view fileName);
 bool haveSameContent(const std::string& one, const std::string& other);
 
 /// Live mode of the table of libraries: plugin files are opened from copies, and a library is closed only if
-/// nothing that the manager knows belongs to it.
+/// nothing that the manager knows belongs to it and no other thread is in one of its functions.
 class LiveLibraries {
 public:
     LiveLibraries(const ObjectPool& pool, const ListenerList& listeners)

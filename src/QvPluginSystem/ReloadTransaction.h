@@ -4,6 +4,7 @@
 
 #include "QvPluginSystem/ReloadMoves.h"
 #include "QvPluginSystem/ReloadPlan.h"
+#include "os/Cancellation.h"
 
 #include <string>
 #include <vector>
@@ -14,7 +15,9 @@ namespace QvPluginSystem {
 class ReloadTransaction {
 public:
     ReloadTransaction(PluginManagerParts& manager, LiveLibraries& live)
-        : manager_(manager), plan_(manager, live), moves_(manager, live, record_) {}
+        : manager_(manager), plan_(manager, live), moves_(manager, live, record_) {
+        live.takeNotes();  // of unloading before this reload
+    }
     ReloadTransaction(const ReloadTransaction&) = delete;
     ReloadTransaction& operator=(const ReloadTransaction&) = delete;
     ~ReloadTransaction();
@@ -46,6 +49,7 @@ private:
     void restoreOrder();
     void listLost();
 
+    os::CancellationShield untilTheEnd_;  ///< first, so that it lasts until all is closed
     PluginManagerParts& manager_;
     ReloadPlan plan_;
     ReloadRecord record_;

@@ -10,11 +10,17 @@
 #include <algorithm>
 #include <new>
 #include <optional>
+#include <utility>
 
 #ifndef _WIN32
 #include "support/ForkAsNobody.h"
 
+#include <pthread.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
+#include <thread>
 #endif
 
 namespace {
@@ -26,6 +32,17 @@ using support::Texts;
 class PluginLiveModeTest : public support::ReloadTest {
 protected:
     QvReloadResult reload(const std::string& name) { return reloader->reload(name); }
+
+    /// A function that the running version of a plugin exports; null if there is none.
+    template <typename Function>
+    Function* functionIn(const std::string& plugin, const char* name) const {
+        for (const std::string& copy : copies()) {
+            if (!copy.starts_with('.' + plugin + '.')) continue;
+            const QvPluginSystem::LoadSharedLibrary library(path(copy));
+            return reinterpret_cast<Function*>(QvPluginSystem::getSymbolAddress(library.handle, name));
+        }
+        return nullptr;
+    }
 
     std::optional<QvPluginReloader> reloader{std::in_place};
 };
@@ -139,16 +156,42 @@ TEST_F(PluginLiveModeTest, whatIsStillPublishedKeepsItsLibraryMapped) {
     EXPECT_EQ(copies().size(), 3U);
 }
 
+TEST_F(PluginLiveModeTest, aThreadThatWasLeftKeepsItsLibraryMapped) {
+    for (const std::string how : {"leavesThread", "leavesThread deaf"}) {
+        const std::string name = how.ends_with("deaf") ? "b" : "a";
+        manager->load(put(name, {how}));
+        auto* const endLeftThread = functionIn<void()>(name, "endLeftThread");
+        ASSERT_TRUE(endLeftThread);
+        put(name, {"version 2"});
+        const QvReloadResult result = reload(name);
+        EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+        const std::string message = messagesOf(result, Action::unload);
+        EXPECT_EQ(message.find("the library stays in memory: thread "), 0U) << message;
+        EXPECT_NE(message.find(" is still in "), message.npos) << message;
+        // It is in no other library.
+        put(name, {"version 3"});
+        EXPECT_EQ(messagesOf(reload(name), Action::unload), "");
+        endLeftThread();
+    }
+}
+
 TEST_F(PluginLiveModeTest, aLibraryThatTheSystemKeepsIsReported) {
-    if (support::kWindows) GTEST_SKIP() << "the link option is for ELF files";
-    const std::string text = support::readFile(support::builtLibrary("staying.qvp"));
-    support::writeFile(path("incomplete.qvp"), text);
-    manager->load(path("incomplete.qvp"));
-    support::writeFile(path("incomplete.qvp"), text + ' ');
-    const QvReloadResult result = reload("incomplete");
-    EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
-    EXPECT_EQ(messagesOf(result, Action::unload),
-              "the library stays in memory: it is marked as not to be unloaded (-z nodelete)");
+    if (support::kWindows) GTEST_SKIP() << "the reasons are those of ELF files";
+    const std::pair<const char*, const char*> libraries[] = {
+        {"staying.qvp", "is marked as not to be unloaded (-z nodelete)"},
+        {"unique.qvp", "defines unique symbols, such as uniqueVariable (-fno-gnu-unique avoids them)"},
+        {"threadLocal.qvp", "has thread-local objects, which threads that still run have yet to destroy"}};
+    for (const auto& [library, reason] : libraries) {
+        const std::string text = support::readFile(support::builtLibrary(library));
+        support::writeFile(path("incomplete.qvp"), text);
+        manager->load(path("incomplete.qvp"));
+        support::writeFile(path("incomplete.qvp"), text + ' ');
+        const QvReloadResult result = reload("incomplete");
+        EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+        EXPECT_EQ(messagesOf(result, Action::unload),
+                  "the library stays in memory: it " + std::string(reason));
+        manager->unloadAll();
+    }
 }
 
 TEST_F(PluginLiveModeTest, aPluginOnTheCallStackIsNotUnloaded) {
@@ -157,13 +200,7 @@ TEST_F(PluginLiveModeTest, aPluginOnTheCallStackIsNotUnloaded) {
     manager->load(put("b", {"needs a 0"}));
     put("a", {"version 2"});
     using Function = void (*)(void*);
-    void (*callBack)(Function, void*) = nullptr;
-    for (const std::string& copy : copies()) {
-        if (copy.rfind(".b.", 0) != 0) continue;
-        const QvPluginSystem::LoadSharedLibrary library(path(copy));
-        callBack = reinterpret_cast<void (*)(Function, void*)>(
-            QvPluginSystem::getSymbolAddress(library.handle, "callBack"));
-    }
+    auto* const callBack = functionIn<void(Function, void*)>("b", "callBack");
     ASSERT_TRUE(callBack);
     QvReloadResult result;
     struct Call {
@@ -197,6 +234,44 @@ TEST_F(PluginLiveModeTest, aFolderThatCannotBeWrittenIsAClearError) {
     support::inFork([&] { manager->unloadAll(); });
     EXPECT_EQ(copies().size(), 1U);
     EXPECT_EQ(reload("a").outcome, Outcome::reloaded);
+}
+
+TEST_F(PluginLiveModeTest, ifTheCopyCannotBeWrittenTheOldVersionRuns) {
+    manager->load(put("a", {"version 1"}));
+    put("a", {"version 2"});
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{1'000, before.rlim_max};
+    const auto onLimit = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    QvReloadResult result = reload("a");
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, onLimit);
+    EXPECT_EQ(result.outcome, Outcome::refused);
+    EXPECT_EQ(result.reason,
+              "a: the file cannot be copied within its folder, as live mode requires: File too large");
+    EXPECT_EQ(manager->getPluginForName("a")->version.toString(), "1.0.0.0");
+    EXPECT_EQ(copies().size(), 1U);
+    result = reload("a");
+    EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+}
+
+TEST_F(PluginLiveModeTest, aCancellationWaitsForTheEndOfTheReload) {
+    reloader.reset();
+    Outcome outcome = Outcome::refused;
+    bool isCancelled = true;
+    std::thread([&] {
+        QvPluginReloader own;
+        manager->load(put("a", {"version 1"}));
+        put("a", {"version 2"});
+        pthread_cancel(pthread_self());
+        outcome = own.reload("a").outcome;
+        pthread_testcancel();
+        isCancelled = false;
+    }).join();
+    EXPECT_EQ(outcome, Outcome::reloaded);
+    EXPECT_TRUE(isCancelled);
+    EXPECT_EQ(manager->getPluginForName("a")->version.toString(), "2.0.0.0");
 }
 #endif
 

@@ -11,6 +11,7 @@
 //     counted                                                            to record the number of
 //     initializations
 //     publishes|listens                                                  and never takes it back
+//     leavesThread, leavesThread deaf                                    running; deaf: it blocks all signals
 //     save STATE, save|restore false|throw                               as the state of a reload
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
@@ -18,15 +19,19 @@
 
 #include "CallLog.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #ifdef __ELF__
 #include <pthread.h>
+
+#include <csignal>
 #endif
 
 namespace {
@@ -99,8 +104,27 @@ class Listening : public QvPluginSystem::QvPluginManagerListener {};
 Published published;
 Listening listening;
 
+enum ThreadState { kNotStarted, kRunning, kToldToEnd };
+std::thread leftThread;
+std::atomic<ThreadState> leftThreadState{kNotStarted};
+
+void stayInLibrary() {
+#ifdef __ELF__
+    sigset_t all;
+    sigfillset(&all);
+    if (valueOf("leavesThread") == "deaf") pthread_sigmask(SIG_SETMASK, &all, nullptr);
+#endif
+    leftThreadState = kRunning;
+    leftThreadState.notify_all();
+    leftThreadState.wait(kRunning);
+}
+
 void leaveBehind(QvPluginSystem::QvPluginManager& manager) {
     for (const auto& line : script()) {
+        if (line.first == "leavesThread") {
+            leftThread = std::thread(stayInLibrary);
+            leftThreadState.wait(kNotStarted);
+        }
         if (line.first == "publishes") manager.addObject(&published);
         if (line.first == "listens") QvPluginSystem::QvPluginManager::addListener(&listening);
     }
@@ -178,6 +202,12 @@ bool UninitializePlugin(QvPluginSystem::QvPluginManager& manager, std::string* e
 extern "C" QV_PLUGIN_EXPORT void callBack(void (*function)(void*), void* argument) {
     function(argument);
     ++Counter::initializations;  // not a tail call
+}
+
+extern "C" QV_PLUGIN_EXPORT void endLeftThread() {
+    leftThreadState = kToldToEnd;
+    leftThreadState.notify_all();
+    leftThread.join();
 }
 
 bool SavePluginState(std::string* state) {

@@ -71,8 +71,10 @@ struct QvReloadResult {
 /// A plugin keeps its state if it defines `SavePluginState` and `RestorePluginState` (`QvPlugin.h`). What
 /// survives and what cannot is described in docs/guide/live.md.
 ///
-/// A library stays in memory, and the step's message names the reason, if an object in the pool, a listener
-/// or a calling function belongs to it, or if the system does not unload it.
+/// A library stays in memory, and the step's message names the reason, if an object in the pool or a listener
+/// belongs to it, if another thread is in one of its functions, or if the system does not unload it. To find
+/// such threads, closing a library briefly interrupts every other thread of the process: by a signal on
+/// Linux, by suspending it on Windows.
 ///
 /// One thread, which creates, uses and destroys the reloader and uses the manager. Only one reloader at a
 /// time: a second one refuses everything.
@@ -94,7 +96,7 @@ public:
     /// If a listener or a plugin refuses or throws, or memory runs out, everything is undone. Listeners are
     /// notified as by any unloading and loading, and once of the change. Refused while the manager is
     /// calling a plugin or a listener, from another thread, and while a function of a plugin that would be
-    /// unloaded is on the call stack.
+    /// unloaded is on the call stack. On Linux a cancellation of the thread is put off until the end.
     QvReloadResult reload(const std::string& name);
     /// The same for several plugins at once: all or none. Unchanged ones among them are only dependents.
     QvReloadResult reload(const Qv::QvArray<std::string>& names);

@@ -1,13 +1,20 @@
 #include "os/MappedLibraries.h"
 
 #include "os/posix/PosixSupport.h"
+#include "os/posix/stack/LocalMemory.h"
+#include "os/posix/stack/ThreadInterrupt.h"
 
 #include <elf.h>
+#include <sys/single_threaded.h>
+#include <sys/stat.h>
 #include <unwind.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <ctime>
+#include <fstream>
+#include <optional>
 
 namespace os {
 namespace {
@@ -25,6 +32,59 @@ _Unwind_Reason_Code addLibrary(_Unwind_Context* frame, void* list) {
     const bool isNew = std::find(libraries.begin(), libraries.end(), library) == libraries.end();
     if (library && isNew) libraries.push_back(library);
     return _URC_NO_REASON;
+}
+
+// Where a thread that waits in the kernel has its stack pointer; 0 if it runs, nothing if it has ended. The
+// line of the system ends with the stack pointer and the program counter.
+std::optional<std::uintptr_t> stackPointerOf(unsigned long threadId) {
+    std::ifstream file("/proc/self/task/" + std::to_string(threadId) + "/syscall");
+    std::string line;
+    if (!std::getline(file, line)) return std::nullopt;
+    const auto last = line.rfind(" 0x");
+    const auto beforeLast = last == 0 || last == std::string::npos ? last : line.rfind(" 0x", last - 1);
+    return beforeLast == std::string::npos ? 0 : std::strtoull(line.c_str() + beforeLast, nullptr, 16);
+}
+
+bool mayBeOnStack(const link_map& library, std::uintptr_t stackPointer) {
+    constexpr std::uintptr_t kBytes = 1 << 16;
+    dl_find_object found{};
+    if (_dl_find_object(library.l_ld, &found) != 0) return false;
+    const auto begin = std::bit_cast<std::uintptr_t>(found.dlfo_map_start);
+    const auto end = std::bit_cast<std::uintptr_t>(found.dlfo_map_end);
+    posix::LocalMemory memory;
+    std::uintptr_t word = 0;
+    for (std::uintptr_t at = stackPointer; at != stackPointer + kBytes && memory.read(at, word);
+         at += sizeof word)
+        if (word >= begin && word < end) return true;
+    return false;
+}
+
+// Needs no memory. The folder's links are two, as of every folder, and one for each thread.
+bool isOnlyThread() {
+    struct stat folder {};
+    return __libc_single_threaded || (stat("/proc/self/task", &folder) == 0 && folder.st_nlink == 3);
+}
+
+// A thread that cannot be interrupted and never waits may be anywhere.
+bool isDeafThreadIn(const link_map& library, unsigned long threadId) {
+    constexpr int kTries = 100;
+    constexpr timespec kPause{0, 1'000'000};
+    for (int i = 0; i < kTries; ++i) {
+        const auto stackPointer = stackPointerOf(threadId);
+        if (!stackPointer) return false;
+        if (*stackPointer != 0) return mayBeOnStack(library, *stackPointer);
+        nanosleep(&kPause, nullptr);
+    }
+    return true;
+}
+
+bool isThreadIn(const link_map& library, unsigned long threadId) {
+    if (posix::blocksInterrupt(threadId)) return isDeafThreadIn(library, threadId);
+    const auto stack = posix::interruptThread({nullptr, threadId});
+    return std::any_of(stack.frames.begin(), stack.frames.end(), [&](const posix::FrameAddress& frame) {
+        const std::uintptr_t address = frame.programCounter - (frame.isInterrupted ? 0 : 1);
+        return recordContaining(std::bit_cast<const void*>(address)) == &library;
+    });
 }
 
 /// The dynamic section of a library in memory, whose addresses the loader has relocated.
@@ -134,6 +194,16 @@ std::vector<void*> callingLibraries() {
     std::vector<void*> libraries;
     _Unwind_Backtrace(addLibrary, &libraries);
     return libraries;
+}
+
+std::vector<unsigned long> threadsIn(const void* handle) {
+    if (isOnlyThread()) return {};
+    std::vector<unsigned long> threads = threadIds(static_cast<unsigned long>(getpid()));
+    const auto own = static_cast<unsigned long>(gettid());
+    std::erase_if(threads, [&](unsigned long thread) {
+        return thread == own || !isThreadIn(*static_cast<const link_map*>(handle), thread);
+    });
+    return threads;
 }
 
 }  // namespace os

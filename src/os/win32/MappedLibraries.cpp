@@ -1,6 +1,9 @@
 #include "os/MappedLibraries.h"
 
+#include "os/CallStack.h"
 #include "os/win32/Windows.h"
+
+#include <bit>
 
 namespace os {
 namespace {
@@ -10,6 +13,37 @@ HMODULE moduleAt(const wchar_t* pathOrAddress, DWORD flags) {
     const BOOL isFound =
         GetModuleHandleExW(flags | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, pathOrAddress, &module);
     return isFound ? module : nullptr;
+}
+
+// The size that the headers of a module in memory state.
+DWORD64 sizeOf(const void* module) {
+    const auto* const bytes = static_cast<const char*>(module);
+    const auto* const start = static_cast<const IMAGE_DOS_HEADER*>(module);
+    const auto* const headers =
+        static_cast<const IMAGE_NT_HEADERS64*>(static_cast<const void*>(bytes + start->e_lfanew));
+    return headers->OptionalHeader.SizeOfImage;
+}
+
+// Between suspending and resuming there are only system calls, because the thread may hold any lock. Reads
+// the stack from the stack pointer to the end of the committed part that it points into.
+bool mayRunIn(DWORD64 begin, DWORD64 size, HANDLE thread) {
+    if (SuspendThread(thread) == static_cast<DWORD>(-1)) return false;
+    CONTEXT context{};
+    context.ContextFlags = CONTEXT_FULL;
+    MEMORY_BASIC_INFORMATION region{};
+    bool isFound = false;
+    if (GetThreadContext(thread, &context)) {
+        isFound = context.Rip - begin < size;
+        const auto* const top = std::bit_cast<const DWORD64*>(context.Rsp);
+        if (VirtualQuery(top, &region, sizeof region) != 0 && region.State == MEM_COMMIT) {
+            const DWORD64 bytes =
+                std::bit_cast<DWORD64>(region.BaseAddress) + region.RegionSize - context.Rsp;
+            const auto isInside = [&](DWORD64 word) { return word - begin < size; };
+            isFound = isFound || std::any_of(top, top + bytes / sizeof *top, isInside);
+        }
+    }
+    ResumeThread(thread);
+    return isFound;
 }
 
 }  // namespace
@@ -42,6 +76,20 @@ std::vector<void*> callingLibraries() {
             libraries.push_back(library);
     }
     return libraries;
+}
+
+// The word found may be the rest of an earlier call.
+std::vector<unsigned long> threadsIn(const void* handle) {
+    constexpr DWORD kAccess = THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT | THREAD_QUERY_INFORMATION;
+    const auto begin = std::bit_cast<DWORD64>(handle);
+    const DWORD64 size = sizeOf(handle);
+    std::vector<unsigned long> threads = threadIds(GetCurrentProcessId());
+    std::erase_if(threads, [&](unsigned long id) {
+        if (id == GetCurrentThreadId()) return true;
+        const win32::Handle thread(OpenThread(kAccess, FALSE, id));
+        return !thread.get() || !mayRunIn(begin, size, thread.get());
+    });
+    return threads;
 }
 
 }  // namespace os

@@ -27,9 +27,12 @@
 #include <bit>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
+#include <fstream>
 #include <mutex>
 #include <optional>
+#include <string>
 
 namespace os::posix {
 namespace {
@@ -192,6 +195,17 @@ int ask(const StackThread& thread) {
 }
 
 }  // namespace
+
+bool blocksInterrupt(unsigned long threadId) {
+    std::ifstream status("/proc/self/task/" + std::to_string(threadId) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (!line.starts_with("SigBlk:")) continue;
+        constexpr std::size_t kDigits = 16;
+        const std::uint64_t blocked = std::strtoull(line.c_str() + line.size() - kDigits, nullptr, 16);
+        return std::countr_one(blocked >> static_cast<unsigned>(SIGRTMIN - 1)) > SIGRTMAX - SIGRTMIN;
+    }
+    return false;
+}
 
 InterruptedStack interruptThread(const StackThread& thread) {
     InterruptedStack stack;

@@ -51,4 +51,7 @@ inline constexpr std::size_t kMostInterruptedFrames = 4096;
 /// end, E2BIG past `kMostInterruptedFrames`.
 InterruptedStack interruptThread(const StackThread& thread);
 
+/// True if a thread of this process blocks all real-time signals, so that `interruptThread` would fail.
+bool blocksInterrupt(unsigned long threadId);
+
 }  // namespace os::posix

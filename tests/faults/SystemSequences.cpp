@@ -85,7 +85,7 @@ void files() {
     check(!Filesystem::createUniqueName("a prefix with some length").empty());
     const File temporary = Filesystem::createTempFile("a prefix with some length");
     check(Filesystem::remove(temporary), true);
-    check(!Filesystem::createTempFileName("prefix").exists());
+    check(!Filesystem::createTempFileName("prefix").exists(), true);
 }
 
 // The size of a file, or -1.

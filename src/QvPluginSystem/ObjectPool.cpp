@@ -2,27 +2,30 @@
 
 #include <QvPlatform/diagnostics/Log.h>
 
-#include <algorithm>
 #include <cstddef>
+#include <new>
+#include <utility>
 
 namespace QvPluginSystem {
-namespace {
-
-// An element at an array's end for as long as it lives; others that come later go earlier.
-class ScopedLast {
+// A list on the stack, because a removal must not fail: removals that begin later end earlier.
+class ObjectPool::Leaving {
 public:
-    ScopedLast(Qv::QvArray<QvPluginObject*>& array, QvPluginObject* object) : array_(array) {
-        array_.push_back(object);
+    Leaving(ObjectPool& pool, const QvPluginObject* object)
+        : pool_(pool), object_(object), outer_(std::exchange(pool.leaving_, this)) {}
+    Leaving(const Leaving&) = delete;
+    Leaving& operator=(const Leaving&) = delete;
+    ~Leaving() { pool_.leaving_ = outer_; }
+
+    static bool contains(const Leaving* newest, const QvPluginObject* object) {
+        while (newest && newest->object_ != object) newest = newest->outer_;
+        return newest != nullptr;
     }
-    ScopedLast(const ScopedLast&) = delete;
-    ScopedLast& operator=(const ScopedLast&) = delete;
-    ~ScopedLast() { array_.pop_back(); }
 
 private:
-    Qv::QvArray<QvPluginObject*>& array_;
+    ObjectPool& pool_;
+    const QvPluginObject* object_;
+    const Leaving* outer_;
 };
-
-}  // namespace
 
 void ObjectPool::add(QvPluginObject* object) {
     if (!object) {
@@ -33,7 +36,12 @@ void ObjectPool::add(QvPluginObject* object) {
         Qv::LogTrace("QvPluginManager::addObject(): trying to add duplicate object\n");
         return;
     }
-    objects_.push_back(object);
+    try {
+        objects_.push_back(object);
+    } catch (const std::bad_alloc&) {
+        members_.erase(object);
+        throw;
+    }
     listeners_.tell(&QvPluginManagerListener::onObjectAdded, object);
 }
 
@@ -43,8 +51,8 @@ void ObjectPool::remove(QvPluginObject* object) {
         Qv::LogTrace("QvPluginManager::removeObject(): object not in list.\n");
         return;
     }
-    if (std::find(leaving_.begin(), leaving_.end(), object) != leaving_.end()) return;
-    const ScopedLast leaving(leaving_, object);
+    if (Leaving::contains(leaving_, object)) return;
+    const Leaving leaving(*this, object);
     listeners_.tell(&QvPluginManagerListener::onRemoveObject, object);
     takeOut(object);
 }

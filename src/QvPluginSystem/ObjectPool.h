@@ -21,12 +21,14 @@ public:
     void remove(QvPluginObject* object);
 
 private:
+    class Leaving;
+
     void takeOut(QvPluginObject* object);
 
     const ListenerList& listeners_;
     Qv::QvArray<QvPluginObject*> objects_;
     std::unordered_set<QvPluginObject*> members_;
-    Qv::QvArray<QvPluginObject*> leaving_;  // those whose removal the listeners are hearing of; very few
+    const Leaving* leaving_ = nullptr;  // the newest of those whose removal the listeners are hearing of
 };
 
 }  // namespace QvPluginSystem

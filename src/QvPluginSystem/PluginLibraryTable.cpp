@@ -18,6 +18,7 @@
 #include "os/Cancellation.h"
 #include "os/SharedLibrary.h"
 
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -38,7 +39,12 @@ public:
     }
     ScopedSearchPath(const ScopedSearchPath&) = delete;
     ScopedSearchPath& operator=(const ScopedSearchPath&) = delete;
-    ~ScopedSearchPath() { QvPlatform::detail::restoreVariable(kSearchPathVariable, previous_); }
+    ~ScopedSearchPath() {
+        try {
+            QvPlatform::detail::restoreVariable(kSearchPathVariable, previous_);
+        } catch (const std::bad_alloc&) {  // the directory stays in the variable
+        }
+    }
 
 private:
     std::optional<std::string> previous_;
@@ -81,7 +87,12 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
     records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0, {}, {}});
-    byPath_[records_.back().libraryPath] = std::prev(records_.end());
+    try {
+        byPath_[records_.back().libraryPath] = std::prev(records_.end());
+    } catch (const std::bad_alloc&) {
+        records_.pop_back();
+        throw;
+    }
     return records_.back();
 }
 

@@ -28,16 +28,25 @@ PluginSearchPath::PluginSearchPath() { reset(); }
 
 bool PluginSearchPath::add(const std::string& directory) {
     if (contains(added_, directory)) return false;
-    added_.push_back(directory);
-    if (contains(effective_, directory)) return false;
-    addEffective(added_.back());
-    return true;
+    std::string text = directory;  // it may be in the array
+    const bool isNew = !contains(effective_, text);
+    added_.reserve(added_.size() + 1);
+    if (isNew) addEffective(text);
+    added_.push_back(std::move(text));
+    return isNew;
 }
 
+PluginSearchPath::Place PluginSearchPath::placeOf(const std::string& directory) {
+    return {QvPlatform::PathText::isRelative(directory) ? std::wstring() : pathOf(directory)};
+}
+
+// If memory runs out, nothing is changed.
 void PluginSearchPath::addEffective(const std::string& directory) {
-    forget();
+    Place place = placeOf(directory);
+    places_.reserve(places_.size() + 1);
     effective_.push_back(directory);
-    places_.push_back({QvPlatform::PathText::isRelative(directory) ? std::wstring() : pathOf(directory)});
+    places_.push_back(std::move(place));
+    forget();
 }
 
 bool PluginSearchPath::remove(const std::string& directory) {
@@ -54,10 +63,15 @@ bool PluginSearchPath::remove(const std::string& directory) {
 }
 
 void PluginSearchPath::reset() {
+    const std::string standard =
+        Directory(Directory::kLibraryDirectory).directory("plugins").toUniversalPath();
+    Qv::QvArray<std::string> effective{standard};
+    std::vector<Place> places{placeOf(standard)};
+    // From here nothing throws.
     added_.clear();
-    effective_.clear();
-    places_.clear();
-    addEffective(Directory(Directory::kLibraryDirectory).directory("plugins").toUniversalPath());
+    effective_.swap(effective);
+    places_.swap(places);
+    forget();
 }
 
 void PluginSearchPath::forget() {

@@ -60,6 +60,7 @@ private:
         Presence presence = Presence::unknown;
     };
 
+    static Place placeOf(const std::string& directory);
     void addEffective(const std::string& directory);
     void forget();
     std::shared_ptr<const Found> search(const std::string& name);

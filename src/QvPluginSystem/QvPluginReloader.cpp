@@ -88,9 +88,7 @@ QvPluginReloader::QvPluginReloader() : state_(std::make_unique<State>(*QvPluginM
     }
 }
 
-QvPluginReloader::~QvPluginReloader() {
-    if (state_->isOnlyOne) state_->manager.shared.libraries.setLive(nullptr);
-}
+QvPluginReloader::~QvPluginReloader() = default;
 
 QvReloadResult QvPluginReloader::reload(const std::string& name) { return reload(Qv::QvArray{name}); }
 

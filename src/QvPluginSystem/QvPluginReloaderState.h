@@ -16,6 +16,12 @@ namespace QvPluginSystem {
 struct QvPluginReloader::State {
     explicit State(PluginManagerParts& managersParts)
         : manager(managersParts), live(manager.shared.pool, manager.shared.listeners) {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    /// Ends live mode, also if memory runs out while it begins.
+    ~State() {
+        if (isOnlyOne) manager.shared.libraries.setLive(nullptr);
+    }
 
     /// Why this reloader does nothing now; "" if it may.
     std::string refusal() const {

@@ -80,11 +80,10 @@ bool ReloadPoll::watch(NewFiles newFiles, std::string* error) {
 }
 
 void ReloadPoll::update() {
-    knownGeneration_ = state_.registry.generation();
-    knownDirectories_ = state_.searchPath.effective();
+    Qv::QvArray<std::string> directories = state_.searchPath.effective();
     std::vector<std::string> folders;
     if (newFiles_ == NewFiles::load) {
-        for (const std::string& directory : knownDirectories_)
+        for (const std::string& directory : directories)
             folders.push_back(QvPlatform::Directory(directory).toUniversalPath());
     }
     watch_.setFolders(folders);
@@ -100,6 +99,9 @@ void ReloadPoll::update() {
     }
     for (const std::string& path : lost_) files.push_back({path, {}});
     watch_.setFiles(files);
+    // Only now: if memory runs out before, the next look tries again.
+    knownGeneration_ = state_.registry.generation();
+    knownDirectories_.swap(directories);
 }
 
 bool ReloadPoll::isOutdated() const {
@@ -115,8 +117,11 @@ Qv::QvArray<QvReloadResult> ReloadPoll::poll() {
     if (ticks < nextLook_ || state_.isBusy()) return {};
     nextLook_ = ticks + os::counterFrequency() / kLooksPerSecond;
     if (isOutdated()) update();
-    const std::vector<std::string> paths = watch_.take(millisecondsOf(ticks));
-    return paths.empty() ? Qv::QvArray<QvReloadResult>() : handle(paths);
+    if (unhandled_.empty()) unhandled_ = watch_.take(millisecondsOf(ticks));
+    if (unhandled_.empty()) return {};
+    Qv::QvArray<QvReloadResult> results = handle(unhandled_);
+    unhandled_.clear();
+    return results;
 }
 
 Qv::QvArray<QvReloadResult> ReloadPoll::handle(const std::vector<std::string>& paths) {

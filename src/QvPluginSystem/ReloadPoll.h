@@ -49,8 +49,9 @@ private:
     std::size_t knownGeneration_ = 0;
     Qv::QvArray<std::string> knownDirectories_;
     std::unordered_map<std::string, std::string> knownFiles_;  // of the loaded plugins, by name
-    Paths lost_;                                               // files of plugins that a reload has lost
-    std::vector<Paths> held_;  // files that failed together, perhaps because of one of them
+    std::vector<std::string> unhandled_;  // changed files; kept if memory runs out while they are reloaded
+    Paths lost_;                          // files of plugins that a reload has lost
+    std::vector<Paths> held_;             // files that failed together, perhaps because of one of them
 };
 
 }  // namespace QvPluginSystem

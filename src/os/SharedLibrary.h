@@ -16,7 +16,7 @@ void* openLibrary(const std::string& path, std::string& error);
 /// False if it is no library of this system.
 bool isCompleteLibrary(const std::wstring& path);
 
-/// False on failure, with the system's text in `error`, which is otherwise unchanged.
+/// False on failure, with the system's text in `error`, which is otherwise unchanged. Does not throw.
 bool closeLibrary(void* handle, std::string& error);
 
 /// The address of a symbol that the library itself defines; null if it does not.

@@ -144,9 +144,9 @@ ProcessHandle* createProcessHandle() { return new ProcessHandle; }
 void destroyProcessHandle(ProcessHandle*& handle) { delete std::exchange(handle, nullptr); }
 
 ProcessHandle* execute(const std::string& command, const std::string& arguments) {
-    auto child = os::ChildProcess::start(command + " " + arguments, false);
-    if (!child) return nullptr;
-    return new ProcessHandle{std::move(child)};
+    auto handle = std::make_unique<ProcessHandle>();  // before there is a child that it would lose
+    handle->child = os::ChildProcess::start(command + " " + arguments, false);
+    return handle->child ? handle.release() : nullptr;
 }
 
 void kill(ProcessHandle* handle) {

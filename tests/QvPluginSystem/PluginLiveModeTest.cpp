@@ -1,14 +1,12 @@
 // Live mode: the copies that are opened in the place of plugin files, and libraries that stay in memory.
 
 #include "ReloadFixture.h"
-#include "support/MemoryLimit.h"
 #include "support/Platform.h"
 
 #include <QvPlatform/QvPluginSystem/LoadSharedLibrary.h>
 #include <QvPlatform/system/Process.h>
 
 #include <algorithm>
-#include <new>
 #include <optional>
 #include <utility>
 
@@ -318,39 +316,6 @@ TEST_F(PluginLiveModeTest, aThousandReloadsLeaveNothingBehind) {
     const bool isSanitized = support::kAddressSanitizer || support::kThreadSanitizer;
     EXPECT_LT(after.bytes, before.bytes + (isSanitized ? 400'000'000 : 4'000'000));
     EXPECT_EQ(copies().size(), 1U);
-}
-
-// Apart, because static initializers run out of memory as well.
-TEST_F(PluginLiveModeTest, runningOutOfMemoryLeavesEverythingWhole) {
-    if (support::kWindows) GTEST_SKIP() << "the library allocates by a function of its own there";
-    if (support::kThreadSanitizer) GTEST_SKIP() << "the exception passes through the loader";
-    search();
-    manager->load(put("a", {"save 1"}));
-    manager->load(put("b", {"needs a 0"}));
-    const Texts before = standing();
-    const Qv::QvArray<std::string> names{"a"};
-    const auto reloadWith = [&](int allocations) {
-        QvReloadResult result;
-        allocationsLeft = allocations;
-        try {
-            result = reloader->reload(names);
-        } catch (const std::bad_alloc&) {  // by making the result
-            result.outcome = Outcome::refused;
-        }
-        const bool isEnough = allocationsLeft > 0;
-        allocationsLeft = -1;
-        if (result.outcome == Outcome::lost) manager->load({path("a.qvp"), path("b.qvp")});
-        EXPECT_EQ(standing(), before) << allocations << ": " << result.text();
-        takeCalls();
-        logCapture.take();
-        return isEnough;
-    };
-    runApart([&] {
-        for (int allocations = 0; !HasFailure(); ++allocations) {
-            put("a", {"save 1"});
-            if (reloadWith(allocations)) return;
-        }
-    });
 }
 
 }  // namespace

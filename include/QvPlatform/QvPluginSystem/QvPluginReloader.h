@@ -80,7 +80,7 @@ struct QvReloadResult {
 /// time: a second one refuses everything.
 class QV_API QvPluginReloader {
 public:
-    /// Starts live mode of `QvPluginManager::instance()`. Never fails.
+    /// Starts live mode of `QvPluginManager::instance()`. Throws only if memory runs out.
     QvPluginReloader();
     QvPluginReloader(const QvPluginReloader&) = delete;
     QvPluginReloader& operator=(const QvPluginReloader&) = delete;

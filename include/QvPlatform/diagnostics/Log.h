@@ -46,8 +46,8 @@ QV_API double LogGetExpiration();
 
 /// Sets an ECMAScript regular expression that filters warnings, infos, debug and trace messages: a message
 /// passes if the first 4999 bytes of its formatted text contain a match. An empty filter passes all messages.
-/// The expression is not checked here: if it is invalid, the four log functions throw `std::regex_error`. It
-/// is compiled again for every message, so use it for diagnosis only.
+/// The expression is not checked here: if it is invalid, the four log functions throw `std::regex_error`, and
+/// `std::bad_alloc` if memory runs out. It is compiled again for every message, so use it for diagnosis only.
 ///
 /// Matching runs on the thread that logs and uses at most 384 KiB of its stack. Beyond these limits the four
 /// functions also throw `std::regex_error`:

@@ -15,9 +15,9 @@ namespace QvPlatform {
 ///     plugins.toUniversalPath();                       // "C:/app/plugins/"
 ///     for (const auto& file : plugins.files()) ...
 ///
-/// Texts are UTF-8. Nothing is cached: each query reads the disk again. No operation throws or logs; on
-/// failure the result is an empty path, false, or an empty listing. A value type; two threads must not change
-/// the same value at once.
+/// Texts are UTF-8. Nothing is cached: each query reads the disk again. Operations throw only if memory runs
+/// out, and do not log; on failure the result is an empty path, false, or an empty listing. A value type; two
+/// threads must not change the same value at once.
 ///
 /// Traps: comparison ignores ASCII case on both platforms (a `std::set` merges "A/" and "a/"; compare
 /// `widePath()` for exact equality); a text that contains ":" counts as absolute, also on Linux; `parent()`

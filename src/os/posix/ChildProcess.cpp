@@ -107,10 +107,10 @@ std::optional<std::int64_t> ChildProcess::wait(unsigned long& error) {
 
 void ChildProcess::kill() {
     if (record_->pid == 0) return;
-    if (record_->descriptor)
-        pidfd_send_signal(record_->descriptor.get(), SIGKILL, nullptr, 0);
-    else
-        ::kill(record_->pid, SIGKILL);
+    const bool isSent =
+        (record_->descriptor && pidfd_send_signal(record_->descriptor.get(), SIGKILL, nullptr, 0) == 0) ||
+        ::kill(record_->pid, SIGKILL) == 0;
+    if (!isSent) return;  // it may have another user's rights
     waitFor(record_->pid, nullptr);
     record_->pid = 0;
 }

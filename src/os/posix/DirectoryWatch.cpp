@@ -49,7 +49,7 @@ struct DirectoryWatch::State {
         std::string path;
     };
 
-    explicit State(int openedQueue) : queue(openedQueue) {}
+    explicit State(posix::Descriptor openedQueue) : queue(std::move(openedQueue)) {}
 
     bool isOwn() const { return owner == getpid(); }
 
@@ -110,22 +110,25 @@ DirectoryWatch::~DirectoryWatch() = default;
 
 bool DirectoryWatch::add(std::size_t directory, const std::wstring& path, std::string& error) {
     if (!state_ || !state_->isOwn()) {
-        state_ = std::make_unique<State>(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-        const int reason = errno;
-        if (!state_->queue) {
-            state_.reset();
-            error = reasonFor(reason);
+        state_.reset();
+        posix::Descriptor queue(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+        if (!queue) {
+            error = reasonFor(errno);
             return false;
         }
+        state_ = std::make_unique<State>(std::move(queue));
     }
-    std::string name = posix::systemPath(path);
+    const std::string name = posix::systemPath(path);
+    auto& directories = state_->directories;
+    directories.push_back({directory, -1, name + (name.ends_with('/') ? "" : "/")});
     const int descriptor = inotify_add_watch(state_->queue.get(), name.c_str(), kEvents | IN_ONLYDIR);
     if (descriptor < 0) {
-        error = reasonFor(errno);
+        const int reason = errno;
+        directories.pop_back();
+        error = reasonFor(reason);
         return false;
     }
-    if (!name.ends_with('/')) name += '/';
-    state_->directories.push_back({directory, descriptor, std::move(name)});
+    directories.back().descriptor = descriptor;
     return true;
 }
 

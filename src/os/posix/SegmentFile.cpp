@@ -162,10 +162,11 @@ bool SegmentFile::hold(std::size_t size) noexcept {
     return lockRange(file_.get(), F_RDLCK);
 }
 
-void SegmentFile::leave() noexcept {
-    lockFile(file_.get(), LOCK_UN);
+bool SegmentFile::leave() noexcept {
+    if (lockFile(file_.get(), LOCK_UN) != 0) return false;
     const std::lock_guard guard(kSegments);
     removeEntry(entry_);
+    return true;
 }
 
 // The gate is entered through a newly opened file: a forked child may share the old one, and would keep the

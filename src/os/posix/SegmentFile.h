@@ -41,8 +41,8 @@ public:
     /// Takes a hold, and gives a new segment its size with all its memory reserved. Returns false if memory
     /// runs out. Precondition: inside the gate.
     bool hold(std::size_t size) noexcept;
-    /// Leaves the gate and keeps the hold.
-    void leave() noexcept;
+    /// Leaves the gate and keeps the hold. Returns false, still inside, if the system does not unlock it.
+    bool leave() noexcept;
     /// Gives up the hold, removes the file if that was the last hold, and leaves the gate. May be called
     /// inside or outside the gate. In a forked process the hold belongs to the parent, so the file is only
     /// closed.

@@ -17,7 +17,9 @@
 
 #include <cerrno>
 #include <exception>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
@@ -26,19 +28,27 @@
 namespace os {
 namespace {
 
-// The loader's text of this thread's last failure; valid until another call sets errno.
-thread_local std::string loaderError;
+constexpr const char* kNoMemory = "out of memory";  // short enough for a string without an allocation
+
+// The loader's text of this thread's last failure, truncated; valid until another call sets errno. Not a
+// string: the C library ends the process if it has no memory to register a thread's destructor.
+thread_local char loaderError[1024] = "";
 
 void* failWith(const std::string& text, std::string& error) {
-    error = loaderError = text;
+    loaderError[text.copy(loaderError, sizeof loaderError - 1)] = '\0';
+    error = text;
     errno = 0;
     return nullptr;
 }
 
 void takeLoaderError(std::string& error) {
-    const std::lock_guard guard(kEnvironmentLock);  // translating the text reads environment variables
-    const char* text = dlerror();
-    failWith(text ? text : "", error);
+    try {
+        const std::lock_guard guard(kEnvironmentLock);  // translating the text reads environment variables
+        const char* text = dlerror();
+        failWith(text ? text : "", error);
+    } catch (const std::bad_alloc&) {
+        failWith(kNoMemory, error);
+    }
 }
 
 // Called through a pointer, because the declaration promises the compiler that it never throws.
@@ -93,7 +103,7 @@ public:
     FolderOpening& operator=(const FolderOpening&) = delete;
     // By now the library that needs the neighbours keeps them open, or they are not needed.
     ~FolderOpening() {
-        for (auto handle = neighbours_.rbegin(); handle != neighbours_.rend(); ++handle) dlclose(*handle);
+        while (!neighbours_.empty()) neighbours_.pop_back();
     }
 
     void* open(const std::string& path, std::string& error) {
@@ -109,6 +119,11 @@ public:
     }
 
 private:
+    struct Close {
+        void operator()(void* handle) const { dlclose(handle); }
+    };
+    using Neighbour = std::unique_ptr<void, Close>;
+
     /// The reason why the library is, or would use, a partly initialized one.
     static std::string reasonIn(std::string name, const std::string& reason) {
         name += ": ";
@@ -139,9 +154,11 @@ private:
         for (const std::string& name : posix::readLinkNames(path.c_str()).needed) {
             if (!tried_.insert(name).second || !isNeighbour(name) || posix::isLoaded(name.c_str())) continue;
             std::string reason;
-            void* handle = open(folder_ + name, reason);
-            if (handle) neighbours_.push_back(handle);
-            if (!handle && error.empty()) error = reasonIn(name, reason);
+            Neighbour neighbour(open(folder_ + name, reason));
+            if (neighbour)
+                neighbours_.push_back(std::move(neighbour));
+            else if (error.empty())
+                error = reasonIn(name, reason);
         }
         return neighbours_.size() != before;
     }
@@ -153,7 +170,7 @@ private:
 
     std::string folder_;
     std::set<std::string> tried_;
-    std::vector<void*> neighbours_;
+    std::vector<Neighbour> neighbours_;
 };
 
 }  // namespace

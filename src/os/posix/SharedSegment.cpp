@@ -57,9 +57,9 @@ SegmentFailure SharedSegment::Record::take(std::size_t size) noexcept {
 
 SegmentFailure SharedSegment::Record::open(std::size_t size) noexcept {
     if (!file.enter()) return SegmentFailure::mutex;
-    const SegmentFailure failure = take(size);
+    SegmentFailure failure = take(size);
+    if (failure == SegmentFailure::none && !file.leave()) failure = SegmentFailure::mutex;
     if (failure == SegmentFailure::none) {
-        file.leave();
         mapping->leaveGate();
     } else {
         mapping.reset();

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace os {
 namespace {
@@ -136,7 +137,11 @@ bool isCompleteLibrary(const std::wstring& path) {
 
 bool closeLibrary(void* handle, std::string& error) {
     if (FreeLibrary(static_cast<HMODULE>(handle))) return true;
-    error = lastErrorText();
+    try {
+        error = lastErrorText();
+    } catch (const std::bad_alloc&) {
+        error.clear();
+    }
     return false;
 }
 

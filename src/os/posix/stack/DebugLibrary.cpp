@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <string>
 
 namespace os::posix {
@@ -60,11 +61,15 @@ struct DebugLibrary::Opening {
         state = isOpen ? State::open : State::missing;
         return nullptr;
     }
-    static void start() {
-        const std::string chosen = readVariable("QV_LIBDW").value_or("");
-        std::snprintf(name, sizeof name, "%s", chosen.empty() ? "libdw.so.1" : chosen.c_str());
+    static bool isStarted() {
+        try {
+            const std::string chosen = readVariable("QV_LIBDW").value_or("");
+            std::snprintf(name, sizeof name, "%s", chosen.empty() ? "libdw.so.1" : chosen.c_str());
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
         opener = getpid();
-        if (!startThread(run, nullptr)) state = State::closed;
+        return startThread(run, nullptr);
     }
 };
 
@@ -75,7 +80,8 @@ const DebugLibrary* DebugLibrary::get() {
     // A forked child has not inherited the thread.
     if (state == State::opening && opener != 0 && opener != getpid()) state = State::closed;
     State expected = State::closed;
-    if (state.compare_exchange_strong(expected, State::opening)) Opening::start();
+    if (state.compare_exchange_strong(expected, State::opening) && !Opening::isStarted())
+        state = State::closed;
     waitForOpener();
     return state == State::open ? &Opening::functions : nullptr;
 }

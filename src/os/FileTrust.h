@@ -15,7 +15,8 @@ struct WeakPoint {
 /// The first weak point among the root, each directory and link on the way to `path`, and `path` itself;
 /// nothing if only trusted users can change what is there. Each directory is judged before the entry in it is
 /// looked at. So after a result of nothing, only a trusted user can replace the file or anything above it.
-/// `path` is absolute UTF-8 with "/" separators. If it does not exist, the result is about what exists of it.
+/// `path` is UTF-8 with "/" separators, and on Linux weak if it is not absolute. If it does not exist, the
+/// result is about what exists of it.
 std::optional<WeakPoint> findWeakPoint(const std::string& path);
 
 }  // namespace os

@@ -26,6 +26,10 @@ bool satisfies(const QvPluginInfo& plugin, const QvDependency& dependency) {
 
 std::string cycleMessage(const std::string& plugin) { return "Circular dependency detected with " + plugin; }
 
+std::string unsafeFileMessage(const std::string& path, const os::WeakPoint& weak) {
+    return "Other users can change " + path + ": " + weak.path + " " + weak.why;
+}
+
 std::string messageFor(Unmet reason, const QvDependency& dependency) {
     switch (reason) {
         case Unmet::nameIsLoading:

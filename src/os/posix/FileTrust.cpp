@@ -16,6 +16,8 @@ std::string weaknessOf(const struct stat& status) {
 }  // namespace
 
 std::optional<WeakPoint> findWeakPoint(const std::string& path) {
+    // Where it leads depends on the current directory, whose way is not known.
+    if (!path.starts_with('/')) return WeakPoint{path, "is not an absolute path"};
     std::optional<WeakPoint> found;
     posix::walkPath(path, [&](const posix::PathStep& step) {
         // Everyone may write a link, but nobody can: whoever may write its directory replaces it.

@@ -2,6 +2,7 @@
 
 #include "commands/CommonText.h"
 #include "commands/Documents.h"
+#include "commands/Warnings.h"
 #include "report/Text.h"
 
 #include <algorithm>
@@ -120,12 +121,14 @@ public:
         std::vector<std::size_t> indices = catalogue.readingOrder();
         std::erase_if(indices, [&](std::size_t index) { return !files_.empty() && given.count(index) == 0; });
 
+        std::vector<std::string> checkedFiles;
         Document checked = Document::array();
         Document onlyRead = Document::array();
         for (const std::size_t index : indices) {
             Document plugin = shortDocument(catalogue.entries()[index]);
             plugin["state"] = stateOf(catalogue.entries()[index]);
             checked.push_back(std::move(plugin));
+            checkedFiles.push_back(catalogue.entries()[index].path);
             if (catalogue.entries()[index].inspection.isOnlyRead())
                 onlyRead.push_back(onlyReadDocument(catalogue.entries()[index]));
         }
@@ -140,6 +143,7 @@ public:
         return {{"ok", problems.empty() && onlyRead.empty()},
                 {"checked", std::move(checked)},
                 {"problems", std::move(problems)},
+                {"warnings", warningsDocument(setting.directories, checkedFiles)},
                 {"onlyRead", std::move(onlyRead)},
                 {"cycles", cyclesDocument(catalogue)},
                 {"duplicates", duplicatesDocument(catalogue)}};
@@ -163,6 +167,7 @@ public:
             printOutput(problem, page);
         }
         printOnlyRead(document["onlyRead"], page);
+        printWarnings(document["warnings"], page);
         printDuplicates(document["duplicates"], page);
         const std::size_t all = document["checked"].size();
         if (all == 0) return page.heading("Checked no files");

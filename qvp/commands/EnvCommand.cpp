@@ -4,6 +4,7 @@
 
 #include "commands/BuildInformation.h"
 #include "commands/Documents.h"
+#include "commands/Warnings.h"
 
 namespace qvp {
 namespace {
@@ -72,6 +73,7 @@ public:
             build[textOf(row, "key")] = row["product"];
         return {{"ok", unusableDirectories(setting).empty()},
                 {"directories", directoriesDocument(setting.directories)},
+                {"warnings", warningsDocument(setting.directories, {})},
                 {"product", {{"version", Qv::QvGetVersion()}, {"buildInformation", std::move(build)}}},
                 {"processor", processorDocument()},
                 {"logFile", Qv::getLogFile().empty() ? Document() : Document(Qv::getLogFile())}};
@@ -79,6 +81,7 @@ public:
 
     void print(const Document& document, Page& page) const override {
         printDirectories(document["directories"], page);
+        printWarnings(document["warnings"], page);
         page.heading("Product");
         Table product;
         product.rows.push_back({{{"version", Style::faint}, {textOf(document["product"], "version")}}, {}});

@@ -14,6 +14,7 @@
 #include "QvPluginSystem/PluginLibraryTable.h"
 
 #include "QvPluginSystem/LiveLibraries.h"
+#include "QvPluginSystem/rules/PluginRules.h"
 #include "filesystem/WholeVariable.h"
 #include "os/Cancellation.h"
 #include "os/SharedLibrary.h"
@@ -124,6 +125,10 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
     if (record.moduleHandle) return &record;
     error.clear();
     const Opening opening(*this, record);
+    if (const auto weak = refusesUnsafeFiles_ ? os::findWeakPoint(path) : std::nullopt) {
+        error = rules::unsafeFileMessage(path, *weak);
+        return nullptr;
+    }
     record.moduleHandle = live_ ? openCopy(record, error)
                                 : openBesideItsLibraries(record.libraryDirectory, record.libraryPath, error);
     if (!record.moduleHandle) return nullptr;

@@ -39,6 +39,9 @@ public:
     /// Begins live mode; null ends it. Not owned.
     void setLive(LiveLibraries* live) { live_ = live; }
     bool isLive() const { return live_ != nullptr; }
+    /// Whether opening a file fails that other users can change.
+    void setRefusesUnsafeFiles(bool refuses) { refusesUnsafeFiles_ = refuses; }
+    bool refusesUnsafeFiles() const { return refusesUnsafeFiles_; }
 
     /// Null when the library is not open.
     PluginLibraryRecord* find(const std::string& path);
@@ -62,6 +65,7 @@ private:
     void remove(const std::string& path);
 
     LiveLibraries* live_ = nullptr;
+    bool refusesUnsafeFiles_ = false;
     Records records_;
     std::unordered_map<std::string_view, Records::iterator> byPath_;  // keys lie in the records
 };

@@ -61,6 +61,10 @@ bool QvPluginManager::removePluginSearchDir(const std::string& dir) {
 
 void QvPluginManager::resetPluginSearchDirs() { state_->shared.searchPath.reset(); }
 
+void QvPluginManager::setRefusesUnsafeFiles(bool refuses) {
+    state_->shared.libraries.setRefusesUnsafeFiles(refuses);
+}
+
 const Qv::QvArray<QvPluginInfo*>& QvPluginManager::getPlugins() const {
     return state_->shared.registry.plugins();
 }

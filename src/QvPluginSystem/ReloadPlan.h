@@ -16,6 +16,7 @@ class ReloadPlan {
 public:
     ReloadPlan(PluginManagerParts& manager, LiveLibraries& live) : manager_(manager), live_(live) {
         newLibraries_.setLive(&live);
+        newLibraries_.setRefusesUnsafeFiles(manager.shared.libraries.refusesUnsafeFiles());
     }
     ReloadPlan(const ReloadPlan&) = delete;
     ReloadPlan& operator=(const ReloadPlan&) = delete;

@@ -16,7 +16,8 @@ inline constexpr AppendedFile kNoFile = -1;
 
 /// Opens a text file for appending, and creates it if missing. Returns `kNoFile` on failure and for a path
 /// with a zero byte. The caller closes it. Children do not inherit it, and `removeUnlessOpen` does not remove
-/// it.
+/// it. On Linux it never waits, opens only regular files, and does not use another user's link or file in a
+/// directory that others may write.
 AppendedFile openForAppending(const std::string& path);
 
 /// Writes the text and returns the number of bytes written. The caller locks, so that threads write one at a

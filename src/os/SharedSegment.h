@@ -6,8 +6,9 @@
 
 namespace os {
 
-/// Why a segment could not be opened, in the order of the steps.
-enum class SegmentFailure { none, mutex, memory, view, size };
+/// Why a segment could not be opened, in the order of the steps. `taken`: its name belongs to something that
+/// others may have put there; only on POSIX systems.
+enum class SegmentFailure { none, taken, mutex, memory, view, size };
 
 /// Memory and a recursive mutex that processes share by name. New memory is filled with zeros. The segment
 /// exists as long as a process has it open, however processes end. One thread at a time, except for `lock`

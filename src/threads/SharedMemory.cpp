@@ -14,6 +14,8 @@ namespace {
 
 const char* messageFor(os::SegmentFailure failure) {
     switch (failure) {
+        case os::SegmentFailure::taken:
+            return "SharedMemory::open - another user may have made the file that has the segment's name\n";
         case os::SegmentFailure::mutex:
             return "SharedMemory::open - failed to create named Mutex object";
         case os::SegmentFailure::memory:

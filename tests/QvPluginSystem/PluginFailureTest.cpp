@@ -4,6 +4,7 @@
 #include <QvPlatform/filesystem/Environment.h>
 
 #include "support/Platform.h"
+#include "support/Rights.h"
 #include "support/VariableChange.h"
 
 #include <algorithm>
@@ -118,6 +119,25 @@ TEST_F(PluginFailureTest, aStaticInitializerThatThrows) {
 
 TEST_F(PluginFailureTest, namelessPlugin) {
     expectFailure(add("nameless", {"name "}), "nameless.qvp (): This plugin has an empty name.");
+}
+
+TEST_F(PluginFailureTest, aFileThatOthersCanChangeOnlyIfThatIsRefused) {
+    const std::string file = add("open");
+    support::letEveryoneWrite(file);
+    manager->setRefusesUnsafeFiles(true);
+    const Texts failures = failuresOf(file);
+    ASSERT_EQ(failures.size(), 1U);
+    EXPECT_EQ(failures[0].rfind("open.qvp (no descriptor): Plugin file could not be loaded : Other users can "
+                                "change " +
+                                    file + ": ",
+                                0),
+              0U)
+        << failures[0];
+    EXPECT_EQ(failures[0].find('\n'), std::string::npos);
+    EXPECT_EQ(manager->loadInfo(file, "", "").name, "");
+    manager->setRefusesUnsafeFiles(false);
+    EXPECT_EQ(failuresOf(file), Texts());
+    EXPECT_TRUE(manager->isLoaded(file));
 }
 
 TEST_F(PluginFailureTest, aMissingFileIsOnlyLogged) {

@@ -11,7 +11,9 @@
 #ifndef _WIN32
 #include "support/ForkAsNobody.h"
 
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #endif
 
 namespace {
@@ -162,6 +164,42 @@ TEST_F(LogFile, isOneOfSeveralInAFolder) {
 }
 
 #ifndef _WIN32
+TEST_F(LogFile, isNoPipe) {
+    ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+    open(baseName_);
+    const int reader = ::open(file_.c_str(), O_RDWR | O_NONBLOCK);
+    Qv::printToLogFile(std::string(100'000, 'x'));  // more than a pipe takes
+    char byte = 0;
+    EXPECT_EQ(read(reader, &byte, 1), -1);
+    close(reader);
+}
+
+TEST_F(LogFile, followsLinksOfTheUserButNotOfOthersWhereTheyMayPutThem) {
+    namespace fs = std::filesystem;
+    const std::string own = folder_.addFile("own");
+    fs::create_symlink("own", file_);
+    fs::permissions(folder_.path(), fs::perms(01777));
+    open(baseName_);
+    EXPECT_EQ(contentOf(own), "content" + header());
+    open("");
+    if (geteuid() != 0) GTEST_SKIP() << "may not give files away";
+    ASSERT_EQ(lchown(file_.c_str(), support::kNobody, support::kNobody), 0);
+    open(baseName_);
+    Qv::printToLogFile("lost");
+    fs::permissions(folder_.path(), fs::perms(0755));
+    open("");
+    open(baseName_);
+    EXPECT_EQ(contentOf(own), "content" + header() + header());
+    open("");
+    // A file that another user has put there, to read the log.
+    fs::permissions(folder_.path(), fs::perms(0777));
+    fs::remove(file_);
+    support::writeFile(file_);
+    ASSERT_EQ(chown(file_.c_str(), support::kNobody, support::kNobody), 0);
+    open(baseName_);
+    EXPECT_EQ(contentOf(file_), "content");
+}
+
 TEST_F(LogFile, goesOnWhenAFullDiskHasRoomAgain) {
     if (mount("tmpfs", folder_.path().c_str(), "tmpfs", 0, "size=64k") != 0) GTEST_SKIP() << "may not mount";
     support::writeFile(folder_.path() + "filling", std::string(40'000, 'x'));

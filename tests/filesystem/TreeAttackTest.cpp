@@ -164,6 +164,24 @@ TEST(Tree, isCopiedWhereTheSystemRefusesSome) {
     });
 }
 
+TEST(CopyOfAFile, isNotMadeThroughALinkOfAnotherUserWhereOthersMayPutIt) {
+    const TemporaryFolder folder;
+    const File source(folder.addFile("a"));
+    const std::string own = folder.path() + "own";
+    const std::string link = folder.path() + "link";
+    support::writeFile(own, "before");
+    std::filesystem::create_symlink("own", link);
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(01777));
+    if (geteuid() != 0) GTEST_SKIP() << "may not give files away";
+    ASSERT_EQ(lchown(link.c_str(), support::kNobody, support::kNobody), 0);
+    EXPECT_FALSE(Filesystem::copy(source, File(link), true));
+    EXPECT_EQ(support::readFile(own), "before");
+    ASSERT_EQ(lchown(link.c_str(), geteuid(), getegid()), 0);
+    EXPECT_TRUE(Filesystem::copy(source, File(link), true));
+    EXPECT_EQ(support::readFile(own), "content");
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+}
+
 TEST(CopyOfAFile, asksWhatTheEffectiveUserMay) {
     const uid_t before = geteuid();
     ASSERT_TRUE(before != 0 || seteuid(65534) == 0);

@@ -8,6 +8,7 @@
 #include "Specimens.h"
 #include "report/Text.h"
 #include "support/Platform.h"
+#include "support/Rights.h"
 
 #include <nlohmann/json.hpp>
 
@@ -206,6 +207,19 @@ TEST_F(CommandTest, checkFailsWhereItLookedAtNothing) {
     const support::CurrentDirectoryChange change(folder.path());  // not searched
     EXPECT_EQ(qvp::runCommandLine({"check"}, out, errors), 1);
     EXPECT_EQ(out.str().rfind("Nothing was checked: ", 4), 4U) << out.str();
+}
+
+TEST_F(CommandTest, warnsOfWhatOthersCanChange) {
+    support::letEveryoneWrite(path(""));
+    support::letEveryoneWrite(add("scene"));
+    for (const char* command : {"check", "env"}) {
+        const Json warnings = json({command}, 0)["warnings"];
+        ASSERT_GE(warnings.size(), 1U);
+        const std::string text = warnings[0]["text"];
+        EXPECT_EQ(text, "Other users can change " + path("") + ": " +
+                            warnings[0]["weakPoint"].get<std::string>() + " is writable by everyone");
+        EXPECT_NE(run({command}).out.find("Warning: " + text + "\n"), std::string::npos);
+    }
 }
 
 TEST_F(CommandTest, aPluginForTheOtherSystemIsOnlyRead) {

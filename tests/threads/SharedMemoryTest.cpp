@@ -11,6 +11,7 @@
 
 #ifndef _WIN32
 #include <sys/mount.h>
+#include <sys/stat.h>
 #endif
 
 namespace {
@@ -209,6 +210,38 @@ TEST_F(SharedMemory, hasOneGenerationAtATime) {
 }
 
 #ifndef _WIN32
+TEST_F(SharedMemory, trustsNoFileThatOthersMayHaveMade) {
+    namespace fs = std::filesystem;
+    const std::string file = "/dev/shm/qv-" + std::to_string(geteuid()) + "-" + key_ + ".segment";
+    const std::string own = "/dev/shm/own" + key_;
+    const std::vector<std::function<void()>> plants{
+        [&] { support::writeFile(file); },  // anybody may read it
+        [&] { fs::create_directory(file); },
+        [&] { ASSERT_EQ(mkfifo(file.c_str(), 0600), 0); },
+        [&] { fs::create_symlink(own, file); },
+        [&] { fs::create_hard_link(own, file); },
+        [&] {
+            support::writeFile(file);
+            fs::permissions(file, fs::perms(0600));
+            ASSERT_TRUE(geteuid() != 0 || chown(file.c_str(), 65534, 65534) == 0);
+        }};
+    for (std::size_t i = 0; i < plants.size() - (geteuid() == 0 ? 0 : 1); ++i) {
+        support::writeFile(own);
+        fs::permissions(own, fs::perms(0600));
+        plants[i]();
+        expectRefused(key_, 1,
+                      "3 SharedMemory::open - another user may have made the file that has the segment's "
+                      "name\n");
+        EXPECT_TRUE(fs::exists(fs::symlink_status(file))) << i;
+        EXPECT_EQ(support::readFile(own), "content") << i;
+        EXPECT_TRUE(!fs::is_regular_file(file) || support::readFile(file) == "content") << i;
+        fs::remove(file);
+        fs::remove(own);
+    }
+    Word segment;
+    EXPECT_TRUE(segment.open(key_));
+}
+
 TEST_F(SharedMemory, isRefusedByAFullMemoryFileSystem) {
     if (unshare(CLONE_NEWNS) != 0 || mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("tmpfs", "/dev/shm", "tmpfs", 0, "size=64k") != 0)

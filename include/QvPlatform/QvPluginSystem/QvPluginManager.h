@@ -44,8 +44,8 @@ public:
     /// The process's only manager, created by the first call. It lives until the process exits; plugins still
     /// loaded then are not uninitialized.
     static QvPluginManager* instance();
-    /// Unloads every plugin and restores the default search directory; keeps the listeners and the pool. Does
-    /// nothing before the first `instance()`.
+    /// Unloads every plugin and restores the default search directory; keeps the listeners, the pool and
+    /// `setRefusesUnsafeFiles`. Does nothing before the first `instance()`.
     static void reset();
 
     /// The directories that are searched, in order; initially "plugins" next to this library.
@@ -57,6 +57,23 @@ public:
     /// False if exactly this text was not added.
     bool removePluginSearchDir(const std::string& dir);
     void resetPluginSearchDirs();
+
+    /// For hosts with more rights than the users around them. If true, a plugin file that other users can
+    /// change is not opened, whichever request it is for; loading fails with a message that names the file,
+    /// the weak point and why it is weak. False at first. Plugins that are loaded stay loaded.
+    ///
+    /// The file, each directory above it, and each directory on the way through links are judged. Each must
+    /// - on Linux belong to the superuser or this process's effective user, and be writable neither by its
+    ///   group nor by everyone. An access list counts as the group, and the sticky bit does not help;
+    /// - on Windows belong to this process's user, the administrators, the system or its installer, and allow
+    ///   nobody else to write the file or add files to the directory, to delete it or what is in it, or to
+    ///   change its owner or rights. Denials are not considered. A file system without rights is unsafe.
+    ///   Of a chain of several links, those between the first and the last are not judged.
+    ///
+    /// The judgement precedes each opening, also of new versions in a reload. Nobody but those trusted users
+    /// can replace the file between judgement and opening, because each directory is judged before what is in
+    /// it. Trap: the libraries that a plugin needs are not judged; the system's loader finds them.
+    void setRefusesUnsafeFiles(bool refuses);
 
     /// The loaded plugins in order of initialization.
     const Qv::QvArray<QvPluginInfo*>& getPlugins() const;

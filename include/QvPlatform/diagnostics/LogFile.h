@@ -22,6 +22,11 @@ namespace Qv {
 /// created. If the same file is already open, only purges. Any other name closes the open file; "" only
 /// closes it. Each call reports its action on the standard error stream. If the file cannot be opened,
 /// nothing is written to it. A name with a zero byte opens and purges nothing. One thread at a time.
+///
+/// On Linux only a regular file is opened, and a pipe with that name is not waited for. Links of this
+/// process's user and of the superuser are followed. In a directory that the group or everyone may write, a
+/// link or file of another user is not used: it may lead to this user's other files, or show the log to
+/// others.
 QV_API void setLogFile(const std::string& baseName);
 
 /// The full name made by the last `setLogFile`, even if the file could not be opened; "" before the first

@@ -15,7 +15,9 @@
 ///
 /// Traps: hidden files (a leading dot on Linux) and system files are not found, copied or removed, but hidden
 /// directories are entered. File operations follow links. Tree operations treat a link as a leaf: they never
-/// follow one, even if it appears during the operation, and `remove` removes the link, not its target.
+/// follow one, even if it appears during the operation, and `remove` removes the link, not its target. On
+/// Linux a file is not copied through a link at `dst` that another user, except the superuser, has put into a
+/// directory that others may write.
 ///
 /// A path that contains a zero byte names nothing. Trees may have any depth. Any thread may call these
 /// functions; concurrent calls for the same paths race as on the disk. A thread is not cancelled within a

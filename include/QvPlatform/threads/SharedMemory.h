@@ -23,6 +23,11 @@ namespace QvPlatform {
 /// and case-sensitive; on Windows they may contain a backslash only after "Local" or "Global". Failures are
 /// logged as warnings. One thread at a time may use an object, except for `lock` and `unlock`.
 ///
+/// On Linux, processes share a segment if their effective user is the same, and no other user but the
+/// superuser can access it. Another user who takes the name of its file in /dev/shm only makes `open` fail:
+/// a file of another owner, kind or mode, a link, or a file with several names is neither read nor changed.
+/// On Windows, the system decides by the access rights of the creating process who may open a segment.
+///
 /// Trap: on Linux a child created by `fork` relies on its parent to keep the segment open. If the parent
 /// closes it, the child keeps the memory, but the next process that opens the key gets a new segment.
 class QV_API SharedMemoryBase {

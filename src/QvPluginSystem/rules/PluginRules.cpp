@@ -35,6 +35,10 @@ std::string cycleMessage(const std::string& plugin) {
     return "Circular dependency detected with " + shown(plugin);
 }
 
+std::string unsafeFileMessage(const std::string& path, const os::WeakPoint& weak) {
+    return "Other users can change " + path + ": " + weak.path + " " + weak.why;
+}
+
 std::string messageFor(Unmet reason, const QvDependency& dependency) {
     const std::string name = shown(dependency.name);
     switch (reason) {

@@ -7,6 +7,8 @@
 #include <QvPlatform/QvPluginSystem/QvPluginInfo.h>
 #include <QvPlatform/filesystem/File.h>
 
+#include "os/FileTrust.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <optional>
@@ -69,6 +71,8 @@ std::string cycleMessage(const std::string& plugin);
 inline std::string cannotLoadMessage(const std::string& reason) {
     return "Plugin file could not be loaded : " + reason;
 }
+/// The message for a file that other users can change, in one line.
+std::string unsafeFileMessage(const std::string& path, const os::WeakPoint& weak);
 inline constexpr const char* kEmptyNameMessage = "This plugin has an empty name.";
 
 /// Seeks the file or the plugin for the load's next dependency, and begins to load it. A reason if that is in

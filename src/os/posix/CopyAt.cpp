@@ -3,6 +3,7 @@
 #include "os/Filesystem.h"
 #include "os/RandomText.h"
 #include "os/posix/OpenDirectories.h"
+#include "os/posix/PathWalk.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -135,11 +136,20 @@ bool posix::copyLink(const Place& from, const Place& to, bool overwrite) {
     return copy.make(link) && copy.publish(true);
 }
 
-// A link at the target's path is followed.
+// A link at the target's path is followed, but not one that may be a trap. The copy goes to where the walk
+// ended, whatever becomes of the link meanwhile. A dangling link is replaced.
 bool copyFile(const std::wstring& from, const std::wstring& to, bool overwrite) {
-    const auto resolved = isLink(to) ? canonicalPath(to) : std::nullopt;
-    return posix::copyFile({AT_FDCWD, posix::systemPath(from)}, true,
-                           {AT_FDCWD, posix::systemPath(resolved.value_or(to))}, overwrite);
+    const Place source{AT_FDCWD, posix::systemPath(from)};
+    const Place target{AT_FDCWD, posix::systemPath(to)};
+    if (!isLink(to)) return posix::copyFile(source, true, target, overwrite);
+    bool isTrap = false;
+    const auto end = posix::walkPath(target.name, [&](const posix::PathStep& step) {
+        isTrap = !posix::isNoTrapLink(step);
+        return !isTrap;
+    });
+    if (isTrap) return false;
+    if (!end || !end->exists) return posix::copyFile(source, true, target, overwrite);
+    return posix::copyFile(source, true, {end->directory.get(), end->name}, overwrite);
 }
 
 bool copyToHiddenFile(const std::wstring& from, const std::wstring& to) {

@@ -7,6 +7,7 @@
 
 #include "base/SpinThenLock.h"
 #include "os/Cancellation.h"
+#include "os/posix/PathWalk.h"
 #include "os/posix/PosixSupport.h"
 
 #include <fcntl.h>
@@ -18,6 +19,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <initializer_list>
+#include <new>
+#include <utility>
 
 namespace os {
 namespace {
@@ -40,10 +43,34 @@ bool isRemoved(int file) {
 }
 
 // Uses the first kind of access that this user has.
-posix::Descriptor openBy(const std::string& path, int flags, std::initializer_list<int> accesses) {
+posix::Descriptor openBy(int directory, const std::string& name, int flags,
+                         std::initializer_list<int> accesses) {
     for (const int access : accesses) {
-        posix::Descriptor file(open(path.c_str(), access | flags | O_CLOEXEC, 0666));
+        posix::Descriptor file(
+            openat(directory, name.c_str(), access | flags | O_NONBLOCK | O_CLOEXEC, 0666));
         if (file) return file;
+    }
+    return posix::Descriptor();
+}
+
+bool isOwnFileIn(int directory, int file) {
+    struct stat above {};
+    struct stat status {};
+    return fstat(directory, &above) == 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
+           !posix::mayBeTrap(above, status);
+}
+
+// Follows links, except those that may be a trap. Non-blocking, because opening a pipe without a reader would
+// block. If a link is put there after the walk, the walk is repeated.
+posix::Descriptor openToAppend(const std::string& path) {
+    for (int i = 0; i < kAttempts; ++i) {
+        const auto end = posix::walkPath(path, posix::isNoTrapLink);
+        if (!end) break;
+        posix::Descriptor file = openBy(end->directory.get(), end->name,
+                                        O_APPEND | O_CREAT | O_NOFOLLOW | O_NOCTTY, {O_RDWR, O_WRONLY});
+        if (file && isOwnFileIn(end->directory.get(), file.get()))
+            return posix::apartFromStreams(std::move(file));
+        if (file || errno != ELOOP) break;
     }
     return posix::Descriptor();
 }
@@ -73,10 +100,13 @@ private:
 }  // namespace
 
 AppendedFile openForAppending(const std::string& path) {
-    if (path.find('\0') != std::string::npos) return kNoFile;
-    for (;;) {
-        posix::Descriptor file = openBy(path, O_APPEND | O_CREAT, {O_RDWR, O_WRONLY});
-        if (!file || !lockShared(file.get()) || !isRemoved(file.get())) return file.release();
+    try {
+        for (;;) {
+            posix::Descriptor file = openToAppend(path);
+            if (!file || !lockShared(file.get()) || !isRemoved(file.get())) return file.release();
+        }
+    } catch (const std::bad_alloc&) {
+        return kNoFile;
     }
 }
 
@@ -97,7 +127,7 @@ void writeToStandardError(std::string_view text) {
 }
 
 bool removeUnlessOpen(const std::string& path, std::string& error) {
-    const posix::Descriptor file = openBy(path, O_NONBLOCK, {O_RDWR, O_RDONLY, O_WRONLY});
+    const posix::Descriptor file = openBy(AT_FDCWD, path, 0, {O_RDWR, O_RDONLY, O_WRONLY});
     if (isFree(file)) {
         // Another process was faster, and the path may belong to a new file now.
         if (file && isRemoved(file.get())) return true;

@@ -119,6 +119,14 @@ private:
     int number_;
 };
 
+/// The same open file, with a number above those of the standard streams. A file that stays open must not
+/// take the number of a stream that the program was started without: what is written there would reach the
+/// file.
+inline Descriptor apartFromStreams(Descriptor file) {
+    if (!file || file.get() > STDERR_FILENO) return file;
+    return Descriptor(fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
 struct CloseDirectory {
     void operator()(DIR* directory) const {
         const CancellationShield shield;

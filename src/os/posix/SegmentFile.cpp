@@ -111,6 +111,12 @@ bool allocate(int file, std::size_t size) {
     return true;
 }
 
+bool isTrusted(const struct stat& status) {
+    constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+    return S_ISREG(status.st_mode) && status.st_uid == geteuid() && (status.st_mode & kOthers) == 0 &&
+           status.st_nlink <= 1;
+}
+
 }  // namespace
 
 SegmentFile::SegmentFile(const std::string& name)
@@ -119,7 +125,7 @@ SegmentFile::SegmentFile(const std::string& name)
 bool SegmentFile::openFile(int flags) noexcept {
     const std::lock_guard guard(kSegments);
     generation_ = generation;
-    file_ = Descriptor(open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
+    file_ = apartFromStreams(Descriptor(open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600)));
     if (file_) addEntry(entry_, file_.get());
     return static_cast<bool>(file_);
 }
@@ -132,7 +138,14 @@ void SegmentFile::closeFile() noexcept {
 
 bool SegmentFile::look() noexcept { return fstat(file_.get(), &status_) == 0; }
 
-bool SegmentFile::isOwn() noexcept { return look() && status_.st_uid == geteuid(); }
+// Others can put a file of another kind there, or one that they may change, or a further name of this user's
+// own files.
+bool SegmentFile::isOwn() noexcept { return look() && isTrusted(status_); }
+
+bool SegmentFile::isTaken() const noexcept {
+    struct stat status {};
+    return lstat(path_.c_str(), &status) == 0 && !isTrusted(status);
+}
 
 // Never waits for another user's file: its owner could keep the gate closed forever.
 bool SegmentFile::lockGate() noexcept {

@@ -36,8 +36,11 @@ public:
     ~SegmentFile() { release(); }
 
     /// Opens or creates the file and enters its gate; blocks while another process opens or closes the
-    /// segment. Returns false if the file cannot be opened or created.
+    /// segment. Returns false if the file cannot be opened or created, or is not such a file.
     bool enter() noexcept;
+    /// True if its name belongs to something else: to another user's file, a file that others may access, one
+    /// with several names, or no regular file. For the message after `enter` failed.
+    bool isTaken() const noexcept;
     /// Takes a hold, and gives a new segment its size with all its memory reserved. Returns false if memory
     /// runs out. Precondition: inside the gate.
     bool hold(std::size_t size) noexcept;

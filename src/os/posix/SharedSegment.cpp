@@ -56,7 +56,7 @@ SegmentFailure SharedSegment::Record::take(std::size_t size) noexcept {
 }
 
 SegmentFailure SharedSegment::Record::open(std::size_t size) noexcept {
-    if (!file.enter()) return SegmentFailure::mutex;
+    if (!file.enter()) return file.isTaken() ? SegmentFailure::taken : SegmentFailure::mutex;
     SegmentFailure failure = take(size);
     if (failure == SegmentFailure::none && !file.leave()) failure = SegmentFailure::mutex;
     if (failure == SegmentFailure::none) {

@@ -9,7 +9,8 @@
 // erased before its record.
 //
 // In live mode a copy of the file is opened in its place. The record and everybody who needs the copy later
-// share it; the last one removes the file. Several tables may open one copy, each once.
+// share it; the last one removes the file. Several tables may open one copy, each once: the first opens the
+// system's library, and the last closes it.
 
 #include "QvPluginSystem/PluginLibraryTable.h"
 
@@ -124,20 +125,21 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
 void* PluginLibraryTable::openCopy(PluginLibraryRecord& record, std::string& error) const {
     record.copy = live_->copyToOpen(record.libraryPath, error);
     if (!record.copy) return nullptr;
-    record.copy->mayBeMapped = true;
-    void* handle = openBesideItsLibraries(record.libraryDirectory, record.copy->path(), error);
+    LibraryCopy& copy = *record.copy;
+    copy.mayBeMapped = true;
+    if (copy.openings == 0) copy.handle = openBesideItsLibraries(record.libraryDirectory, copy.path(), error);
     const os::LastErrorKeeper lastError;
-    if (handle)
-        ++record.copy->openings;
+    if (copy.handle)
+        ++copy.openings;
     else
-        error = record.copy->inWordsOfOriginal(error);
-    return handle;
+        error = copy.inWordsOfOriginal(error);
+    return copy.handle;
 }
 
 bool PluginLibraryTable::closeLibrary(PluginLibraryRecord& record, std::string& error) const {
-    const bool isLast = !record.copy || --record.copy->openings == 0;
+    if (record.copy && --record.copy->openings > 0) return true;
     if (!live_) return os::closeLibrary(record.moduleHandle, error);
-    return live_->close({record.moduleHandle, record.libraryPath, record.copy.get()}, isLast, error);
+    return live_->close({record.moduleHandle, record.libraryPath, record.copy.get()}, error);
 }
 
 bool PluginLibraryTable::close(const std::string& path, std::string& error) {

@@ -67,12 +67,15 @@ QvPluginFuncInterface bindEntryPoints(void* handle) {
                  entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
 }
 
-PluginStateFunctions bindStateFunctions(void* handle) {
-    return {entryPoint<decltype(PluginStateFunctions::save)>(handle, "SavePluginState"),
-            entryPoint<decltype(PluginStateFunctions::restore)>(handle, "RestorePluginState")};
+}  // namespace
+
+SaveStateFunction saveFunctionOf(const PluginLibraryRecord& library) {
+    return entryPoint<SaveStateFunction>(library.moduleHandle, "SavePluginState");
 }
 
-}  // namespace
+RestoreStateFunction restoreFunctionOf(const PluginLibraryRecord& library) {
+    return entryPoint<RestoreStateFunction>(library.moduleHandle, "RestorePluginState");
+}
 
 PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
     const auto found = byPath_.find(path);
@@ -81,7 +84,7 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
-    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0, {}, {}});
+    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0, {}});
     byPath_[records_.back().libraryPath] = std::prev(records_.end());
     return records_.back();
 }
@@ -118,7 +121,6 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
                                 : openBesideItsLibraries(record.libraryDirectory, record.libraryPath, error);
     if (!record.moduleHandle) return nullptr;
     record.entryPoints = bindEntryPoints(record.moduleHandle);
-    record.stateFunctions = bindStateFunctions(record.moduleHandle);
     return &record;
 }
 

@@ -155,7 +155,7 @@ std::shared_ptr<LibraryCopy> LiveLibraries::adopted(const std::string& path) con
     return found == adopted_.end() ? nullptr : found->second;
 }
 
-bool LiveLibraries::close(const OpenLibrary& library, bool isLast, std::string& error) noexcept {
+bool LiveLibraries::close(const OpenLibrary& library, std::string& error) noexcept {
     // If memory runs out before the question is answered, the library may be used.
     const auto inMemory = [](const auto& work) {
         try {
@@ -164,10 +164,10 @@ bool LiveLibraries::close(const OpenLibrary& library, bool isLast, std::string& 
             return true;
         }
     };
-    if (isLast && inMemory([&] { return isUsed(library, error); })) return false;
+    if (inMemory([&] { return isUsed(library, error); })) return false;
     const void* const address = os::addressIn(library.handle);
     const bool isClosed = os::closeLibrary(library.handle, error);
-    if (isLast) inMemory([&] { return isStillMapped(library, address); });
+    inMemory([&] { return isStillMapped(library, address); });
     return isClosed;
 }
 

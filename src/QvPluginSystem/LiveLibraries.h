@@ -38,6 +38,7 @@ public:
     bool isMapped() const { return mayBeMapped && os::isLibraryMapped(path_); }
 
     int openings = 0;          ///< by the tables of libraries
+    void* handle = nullptr;    ///< of its library, while there are openings
     bool mayBeMapped = false;  ///< it was opened, and not seen to be gone since
 
 private:
@@ -83,9 +84,9 @@ public:
         const std::string& path() const { return copy ? copy->path() : original; }
     };
 
-    /// Closes a library. `isLast`: no other opening is known. If something belongs to it, it is left open.
+    /// Closes a library of which no other opening is known. If something belongs to it, it is left open.
     /// False on failure. If it stays in memory, a note says why.
-    bool close(const OpenLibrary& library, bool isLast, std::string& error) noexcept;
+    bool close(const OpenLibrary& library, std::string& error) noexcept;
 
     /// Why libraries that were closed since the last call stay in memory; "" if none does.
     std::string takeNotes() { return std::exchange(notes_, {}); }

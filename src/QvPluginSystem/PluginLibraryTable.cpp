@@ -9,7 +9,8 @@
 // erased before its record.
 //
 // In live mode a copy of the file is opened in its place. The record and everybody who needs the copy later
-// share it; the last one removes the file. Several tables may open one copy, each once.
+// share it; the last one removes the file. Several tables may open one copy, each once: the first opens the
+// system's library, and the last closes it.
 
 #include "QvPluginSystem/PluginLibraryTable.h"
 
@@ -73,12 +74,15 @@ QvPluginFuncInterface bindEntryPoints(void* handle) {
                  entryPoint<Entry::GetBuildInfoFunc>(handle, "GetPluginBuildInfo"));
 }
 
-PluginStateFunctions bindStateFunctions(void* handle) {
-    return {entryPoint<decltype(PluginStateFunctions::save)>(handle, "SavePluginState"),
-            entryPoint<decltype(PluginStateFunctions::restore)>(handle, "RestorePluginState")};
+}  // namespace
+
+SaveStateFunction saveFunctionOf(const PluginLibraryRecord& library) {
+    return entryPoint<SaveStateFunction>(library.moduleHandle, "SavePluginState");
 }
 
-}  // namespace
+RestoreStateFunction restoreFunctionOf(const PluginLibraryRecord& library) {
+    return entryPoint<RestoreStateFunction>(library.moduleHandle, "RestorePluginState");
+}
 
 PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
     const auto found = byPath_.find(path);
@@ -87,7 +91,7 @@ PluginLibraryRecord* PluginLibraryTable::find(const std::string& path) {
 
 PluginLibraryRecord& PluginLibraryTable::findOrAdd(const std::string& path) {
     if (PluginLibraryRecord* known = find(path)) return *known;
-    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0, {}, {}});
+    records_.push_back({path, path.substr(0, path.rfind('/') + 1), nullptr, std::nullopt, 0, {}});
     try {
         byPath_[records_.back().libraryPath] = std::prev(records_.end());
     } catch (const std::bad_alloc&) {
@@ -133,27 +137,27 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
                                 : openBesideItsLibraries(record.libraryDirectory, record.libraryPath, error);
     if (!record.moduleHandle) return nullptr;
     record.entryPoints = bindEntryPoints(record.moduleHandle);
-    record.stateFunctions = bindStateFunctions(record.moduleHandle);
     return &record;
 }
 
 void* PluginLibraryTable::openCopy(PluginLibraryRecord& record, std::string& error) const {
     record.copy = live_->copyToOpen(record.libraryPath, error);
     if (!record.copy) return nullptr;
-    record.copy->mayBeMapped = true;
-    void* handle = openBesideItsLibraries(record.libraryDirectory, record.copy->path(), error);
+    LibraryCopy& copy = *record.copy;
+    copy.mayBeMapped = true;
+    if (copy.openings == 0) copy.handle = openBesideItsLibraries(record.libraryDirectory, copy.path(), error);
     const os::LastErrorKeeper lastError;
-    if (handle)
-        ++record.copy->openings;
+    if (copy.handle)
+        ++copy.openings;
     else
-        error = record.copy->inWordsOfOriginal(error);
-    return handle;
+        error = copy.inWordsOfOriginal(error);
+    return copy.handle;
 }
 
 bool PluginLibraryTable::closeLibrary(PluginLibraryRecord& record, std::string& error) const {
-    const bool isLast = !record.copy || --record.copy->openings == 0;
+    if (record.copy && --record.copy->openings > 0) return true;
     if (!live_) return os::closeLibrary(record.moduleHandle, error);
-    return live_->close({record.moduleHandle, record.libraryPath, record.copy.get()}, isLast, error);
+    return live_->close({record.moduleHandle, record.libraryPath, record.copy.get()}, error);
 }
 
 bool PluginLibraryTable::close(const std::string& path, std::string& error) {

@@ -15,12 +15,6 @@ namespace QvPluginSystem {
 class LibraryCopy;
 class LiveLibraries;
 
-/// The entry points of a plugin that keeps its state; each may be null.
-struct PluginStateFunctions {
-    bool (*save)(std::string* state) = nullptr;
-    bool (*restore)(const std::string& state) = nullptr;
-};
-
 /// One plugin library that is open.
 struct PluginLibraryRecord {
     std::string libraryPath;
@@ -28,9 +22,15 @@ struct PluginLibraryRecord {
     void* moduleHandle = nullptr;
     std::optional<QvPluginFuncInterface> entryPoints;  ///< once the library is open
     std::int32_t openCount = 0;
-    PluginStateFunctions stateFunctions{};
     std::shared_ptr<LibraryCopy> copy{};  ///< which is open in the file's place, in live mode
 };
+
+/// The entry points of a plugin that keeps its state; null if it does not. They are looked up at each call,
+/// because only a reload needs them, and the loader takes long to find that there are none.
+using SaveStateFunction = bool (*)(std::string* state);
+using RestoreStateFunction = bool (*)(const std::string& state);
+SaveStateFunction saveFunctionOf(const PluginLibraryRecord& library);
+RestoreStateFunction restoreFunctionOf(const PluginLibraryRecord& library);
 
 /// The open plugin libraries by their absolute universal path, in order of first use. Records keep their
 /// address until they are closed.

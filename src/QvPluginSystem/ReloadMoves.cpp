@@ -29,10 +29,11 @@ private:
 
 void ReloadMoves::saveState(ReloadEntry& entry) {
     const PluginLibraryRecord* const library = manager_.shared.libraries.find(entry.filePath);
-    if (!library || !library->stateFunctions.save) return;
+    const SaveStateFunction savePluginState = library ? saveFunctionOf(*library) : nullptr;
+    if (!savePluginState) return;
     std::string state;
     const auto save = [&](std::string& message) {
-        if (library->stateFunctions.save(&state)) return true;
+        if (savePluginState(&state)) return true;
         message = "SavePluginState returned false";
         return false;
     };
@@ -106,9 +107,11 @@ LoadedPlugin* ReloadMoves::load(const std::string& path, const PluginFile& file,
 
 void ReloadMoves::restoreState(const ReloadEntry& entry) {
     const PluginLibraryRecord* const library = manager_.shared.libraries.find(entry.filePath);
-    if (!entry.state || !library || !library->stateFunctions.restore) return;
+    const RestoreStateFunction restorePluginState =
+        entry.state && library ? restoreFunctionOf(*library) : nullptr;
+    if (!restorePluginState) return;
     record_.step(Action::restore, entry.name, [&](std::string& message) {
-        if (library->stateFunctions.restore(*entry.state)) return true;
+        if (restorePluginState(*entry.state)) return true;
         message = "RestorePluginState returned false: the plugin starts anew";
         return false;
     });

@@ -39,9 +39,9 @@ bool ReloadPlan::copyChanged(const std::string& name, Targets& targets) {
     LoadedPlugin* const plugin = manager_.shared.registry.findByName(name);
     if (!plugin) return refuse(name, "no plugin of this name is loaded");
     const std::string& file = plugin->file.path;
-    if (!PluginFile(file).isRegular()) return refuse(name, "there is no file " + plugin->requestedPath);
     std::string error;
     auto copy = live_.copy(file, file, error);
+    if (!copy && !PluginFile(file).isRegular()) error = "there is no file " + plugin->requestedPath;
     if (!copy) return refuse(name, error);
     const auto running = runningCopy(*plugin);
     if (!running || !haveSameContent(running->path(), copy->path())) targets[plugin] = std::move(copy);

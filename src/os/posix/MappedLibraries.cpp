@@ -7,7 +7,6 @@
 #include <elf.h>
 #include <sys/single_threaded.h>
 #include <sys/stat.h>
-#include <unwind.h>
 
 #include <algorithm>
 #include <bit>
@@ -26,12 +25,9 @@ void* recordContaining(const void* address) {
     return isFound ? static_cast<void*>(found.dlfo_link_map) : nullptr;
 }
 
-_Unwind_Reason_Code addLibrary(_Unwind_Context* frame, void* list) {
-    auto& libraries = *static_cast<std::vector<void*>*>(list);
-    void* const library = recordContaining(std::bit_cast<const void*>(_Unwind_GetIP(frame)));
-    const bool isNew = std::find(libraries.begin(), libraries.end(), library) == libraries.end();
-    if (library && isNew) libraries.push_back(library);
-    return _URC_NO_REASON;
+void* recordOf(const posix::FrameAddress& frame) {
+    const std::uintptr_t address = frame.programCounter - (frame.isInterrupted ? 0 : 1);
+    return recordContaining(std::bit_cast<const void*>(address));
 }
 
 // Where a thread that waits in the kernel has its stack pointer; 0 if it runs, nothing if it has ended. The
@@ -81,10 +77,8 @@ bool isDeafThreadIn(const link_map& library, unsigned long threadId) {
 bool isThreadIn(const link_map& library, unsigned long threadId) {
     if (posix::blocksInterrupt(threadId)) return isDeafThreadIn(library, threadId);
     const auto stack = posix::interruptThread({nullptr, threadId});
-    return std::any_of(stack.frames.begin(), stack.frames.end(), [&](const posix::FrameAddress& frame) {
-        const std::uintptr_t address = frame.programCounter - (frame.isInterrupted ? 0 : 1);
-        return recordContaining(std::bit_cast<const void*>(address)) == &library;
-    });
+    return std::any_of(stack.frames.begin(), stack.frames.end(),
+                       [&](const posix::FrameAddress& frame) { return recordOf(frame) == &library; });
 }
 
 /// The dynamic section of a library in memory, whose addresses the loader has relocated.
@@ -192,7 +186,12 @@ void* libraryContaining(const void* address) { return recordContaining(address);
 
 std::vector<void*> callingLibraries() {
     std::vector<void*> libraries;
-    _Unwind_Backtrace(addLibrary, &libraries);
+    posix::walkFromHere([&](const posix::FrameAddress& frame) {
+        void* const library = recordOf(frame);
+        const bool isNew = std::find(libraries.begin(), libraries.end(), library) == libraries.end();
+        if (library && isNew) libraries.push_back(library);
+        return true;
+    });
     return libraries;
 }
 

@@ -20,6 +20,7 @@
 
 #include <deque>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -131,7 +132,7 @@ public:
     }
     LoadedPlugin* complete() {
         Candidate& candidate = candidates_.back();
-        LoadedPlugin* const plugin = loader_.initialize(candidate) ? &loader_.accept(candidate) : nullptr;
+        LoadedPlugin* const plugin = loader_.initialize(candidate) ? loader_.accept(candidate) : nullptr;
         candidates_.pop_back();
         return plugin;
     }
@@ -213,13 +214,21 @@ bool PluginLoader::initialize(Candidate& candidate) const {
     return callPlugin(call, error) || fail(candidate, error);
 }
 
-LoadedPlugin& PluginLoader::accept(Candidate& candidate) const {
-    candidate.plugin->neededPlugins = candidate.dependencies();
-    LoadedPlugin& plugin = state_.registry.add(std::move(candidate.plugin));
-    plugin.runsCopy = candidate.library.isCopy();
+// If memory runs out, the plugin is uninitialized again before its library is closed.
+LoadedPlugin* PluginLoader::accept(Candidate& candidate) const {
+    LoadedPlugin* plugin = nullptr;
+    try {
+        candidate.plugin->neededPlugins = candidate.dependencies();
+        plugin = &state_.registry.add(std::move(candidate.plugin));
+    } catch (const std::bad_alloc&) {
+        std::string ignored;
+        callPlugin([&] { return candidate.library.entryPoints().uninitialize(manager_, &ignored); }, ignored);
+        throw;
+    }
+    plugin->runsCopy = candidate.library.isCopy();
     candidate.library.keep();
-    plugin.explicitlyLoaded = candidate.request == Request::direct;
-    for (LoadedPlugin* dependency : plugin.neededPlugins) ++dependency->dependentCount;
+    plugin->explicitlyLoaded = candidate.request == Request::direct;
+    for (LoadedPlugin* dependency : plugin->neededPlugins) ++dependency->dependentCount;
     Qv::LogTrace("QvPluginManager - Plugin file loaded : %s\n", candidate.path.c_str());
     return plugin;
 }

@@ -39,7 +39,7 @@ private:
     bool prepare(Candidate& candidate) const;
     bool describe(Candidate& candidate) const;
     bool initialize(Candidate& candidate) const;
-    LoadedPlugin& accept(Candidate& candidate) const;
+    LoadedPlugin* accept(Candidate& candidate) const;
     bool fail(const Candidate& candidate, const std::string& error) const;
 
     QvPluginManager& manager_;

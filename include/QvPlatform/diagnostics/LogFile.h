@@ -26,7 +26,8 @@ namespace Qv {
 /// On Linux only a regular file is opened, and a pipe with that name is not waited for. Links of this
 /// process's user and of the superuser are followed. In a directory that the group or everyone may write, a
 /// link or file of another user is not used: it may lead to this user's other files, or show the log to
-/// others.
+/// others. Trap: if the process has a limit for the size of files, a log that reaches it ends the process,
+/// unless the host ignores SIGXFSZ; then lines are lost, as on a full disk.
 QV_API void setLogFile(const std::string& baseName);
 
 /// The full name made by the last `setLogFile`, even if the file could not be opened; "" before the first

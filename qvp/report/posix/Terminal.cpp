@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <string_view>
 
@@ -21,8 +22,10 @@ std::size_t terminalColumns() {
     return size.ws_col != 0 ? size.ws_col : 80;  // a serial line does not know
 }
 
+// Beyond the limit for the size of files, writing fails, as on a full disk, instead of ending the process.
 // The lowest free descriptor is taken; for reading only, so that writing fails as before.
 void prepareStandardOutput() {
+    std::signal(SIGXFSZ, SIG_IGN);
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(standard, F_GETFD) == -1 && open("/dev/null", O_RDONLY) != standard) return;
     }

@@ -14,7 +14,8 @@ struct Family {
 };
 
 extern const Family kTextFamilies[6];
-extern const Family kSystemFamilies[10];
+extern const Family kFileFamilies[3];
+extern const Family kSystemFamilies[7];
 extern const Family kPluginFamilies[3];
 
 /// Null if there is none.
@@ -23,6 +24,7 @@ const Family* familyNamed(const std::string& name);
 template <typename Use>
 void forEachFamily(Use use) {
     for (const Family& family : kTextFamilies) use(family);
+    for (const Family& family : kFileFamilies) use(family);
     for (const Family& family : kSystemFamilies) use(family);
     for (const Family& family : kPluginFamilies) use(family);
 }

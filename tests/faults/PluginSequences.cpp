@@ -21,12 +21,16 @@ struct Listener : QvPluginSystem::QvPluginManagerListener {
 
 std::string plugin(const char* name) { return folder() + "plugins/" + name + ".qvp"; }
 
-// Each plugin publishes one object, and each one's dependencies are loaded.
+// Each plugin publishes one object, each one's dependencies are loaded, and the directories are the default
+// one and those that were added.
 bool isWhole() {
     const auto* manager = QvPluginManager::instance();
     const std::size_t count = manager->getPlugins().size();
     const bool needed = !manager->getPluginForName("upper") || manager->getPluginForName("lower");
-    return needed && manager->getAllObjects().size() == count && manager->getQueue().size() == count;
+    const bool areSearched =
+        manager->getPluginSearchDirs().size() == manager->getAddedPluginsSearchDirs().size() + 1;
+    return needed && areSearched && manager->getAllObjects().size() == count &&
+           manager->getQueue().size() == count;
 }
 
 void library() {
@@ -52,6 +56,7 @@ void plugins() {
     manager->loadAllQvp();
     check(manager->getPlugins().size() == 2, true);
     check(isWhole());
+    { const QvPluginReloader copying; }
     if (auto* upper = manager->getPluginForName("upper"))
         check(manager->getDependencyPlugins(upper).size() == 2);
     check(manager->unload("upper"), true);

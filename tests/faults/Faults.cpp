@@ -5,12 +5,14 @@
 #include "faults/Allocator.h"
 #include "support/TemporaryFolder.h"
 
-#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <new>
 #include <typeinfo>
 
@@ -91,9 +93,11 @@ void restoreFolder() {
 void removeFolder() { delete folders; }
 
 int openDescriptors() {
-    int count = 0;
-    for (int i = 0; i < 256; ++i) count += fcntl(i, F_GETFD) >= 0 ? 1 : 0;
-    return count;
+    pollfd candidates[256] = {};
+    for (int i = 0; i < 256; ++i) candidates[i].fd = i;
+    poll(candidates, 256, 0);
+    return static_cast<int>(std::count_if(std::begin(candidates), std::end(candidates),
+                                          [](const pollfd& one) { return (one.revents & POLLNVAL) == 0; }));
 }
 
 }  // namespace faults

@@ -69,12 +69,11 @@ private:
     }
 
     std::optional<QvPluginInfo*> nextUnlessAnswered(const QvPluginInfo& plugin, std::size_t i) {
-        if (i > 0) {
-            const QvPluginInfo* const previous = *dependencyOf(registry_, plugin, i - 1);
-            if (previous && answers_.at(previous)) {
-                answers_[&plugin] = true;
-                return std::nullopt;
-            }
+        const QvPluginInfo* const previous =
+            i > 0 ? dependencyOf(registry_, plugin, i - 1).value_or(nullptr) : nullptr;
+        if (previous && answers_.at(previous)) {
+            answers_[&plugin] = true;
+            return std::nullopt;
         }
         return dependencyOf(registry_, plugin, i);
     }

@@ -23,7 +23,7 @@ void* libraryContaining(const void* address);
 std::vector<void*> callingLibraries();
 
 /// The numbers of the other threads that probably have functions of an open library on their stacks. They are
-/// interrupted one by one. A thread that blocks all signals counts if its innermost frames hold an address in
+/// interrupted one by one. A thread that does not answer counts if its innermost frames hold an address in
 /// the library while it waits, or if it does not wait for a tenth of a second.
 std::vector<unsigned long> threadsIn(const void* handle);
 

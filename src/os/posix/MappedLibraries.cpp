@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdint>
 #include <ctime>
 #include <fstream>
@@ -74,9 +75,11 @@ bool isDeafThreadIn(const link_map& library, unsigned long threadId) {
     return true;
 }
 
+// A thread that does not answer in time is judged as one that blocks all signals.
 bool isThreadIn(const link_map& library, unsigned long threadId) {
     if (posix::blocksInterrupt(threadId)) return isDeafThreadIn(library, threadId);
     const auto stack = posix::interruptThread({nullptr, threadId});
+    if (stack.error == ETIMEDOUT) return isDeafThreadIn(library, threadId);
     return std::any_of(stack.frames.begin(), stack.frames.end(),
                        [&](const posix::FrameAddress& frame) { return recordOf(frame) == &library; });
 }

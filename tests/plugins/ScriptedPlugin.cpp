@@ -20,6 +20,7 @@
 #include "CallLog.h"
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -115,15 +116,14 @@ void stayInLibrary() {
     if (valueOf("leavesThread") == "deaf") pthread_sigmask(SIG_SETMASK, &all, nullptr);
 #endif
     leftThreadState = kRunning;
-    leftThreadState.notify_all();
-    leftThreadState.wait(kRunning);
+    while (leftThreadState == kRunning) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 void leaveBehind(QvPluginSystem::QvPluginManager& manager) {
     for (const auto& line : script()) {
         if (line.first == "leavesThread") {
             leftThread = std::thread(stayInLibrary);
-            leftThreadState.wait(kNotStarted);
+            while (leftThreadState == kNotStarted) std::this_thread::yield();
         }
         if (line.first == "publishes") manager.addObject(&published);
         if (line.first == "listens") QvPluginSystem::QvPluginManager::addListener(&listening);
@@ -206,7 +206,6 @@ extern "C" QV_PLUGIN_EXPORT void callBack(void (*function)(void*), void* argumen
 
 extern "C" QV_PLUGIN_EXPORT void endLeftThread() {
     leftThreadState = kToldToEnd;
-    leftThreadState.notify_all();
     leftThread.join();
 }
 

@@ -29,7 +29,7 @@ private:
 
     alignas(8) unsigned char storage_[40];  ///< the system's own object
     bool isValid_ = false;
-    [[maybe_unused]] SystemMutex* next_ = nullptr;
+    [[maybe_unused]] SystemMutex* next_ = nullptr;  ///< on POSIX systems, of those retired while locked
 };
 
 /// Wakes one waiting thread at a time, and remembers one signal if no thread waits. May be destroyed

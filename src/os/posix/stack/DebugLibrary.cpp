@@ -61,7 +61,8 @@ struct DebugLibrary::Opening {
         state = isOpen ? State::open : State::missing;
         return nullptr;
     }
-    static bool isStarted() {
+    // False if there is no memory or no thread for it.
+    static bool start() {
         try {
             const std::string chosen = readVariable("QV_LIBDW").value_or("");
             std::snprintf(name, sizeof name, "%s", chosen.empty() ? "libdw.so.1" : chosen.c_str());
@@ -80,8 +81,7 @@ const DebugLibrary* DebugLibrary::get() {
     // A forked child has not inherited the thread.
     if (state == State::opening && opener != 0 && opener != getpid()) state = State::closed;
     State expected = State::closed;
-    if (state.compare_exchange_strong(expected, State::opening) && !Opening::isStarted())
-        state = State::closed;
+    if (state.compare_exchange_strong(expected, State::opening) && !Opening::start()) state = State::closed;
     waitForOpener();
     return state == State::open ? &Opening::functions : nullptr;
 }

@@ -88,7 +88,7 @@ void comparePointer(benchmark::State& state, const char* peerName, double target
 
 void benchPointer(benchmark::State& state) {
     std::atomic<int> counter{1};
-    comparePointer(state, "limit, atomic counter", 1.5, [&](std::size_t) {
+    comparePointer(state, "limit, atomic counter", 1.1, [&](std::size_t) {
         counter.fetch_add(1, std::memory_order_relaxed);
         benchmark::DoNotOptimize(counter.fetch_sub(1, std::memory_order_acq_rel));
     });
@@ -97,7 +97,7 @@ BENCHMARK(benchPointer)->Iterations(60);
 
 void benchPointerOfBoost(benchmark::State& state) {
     const boost::intrusive_ptr<CountedByBoost> peer(new CountedByBoost);
-    comparePointer(state, "boost::intrusive_ptr", 1.2, [&](std::size_t) { copyAndDrop(peer); });
+    comparePointer(state, "boost::intrusive_ptr", 1.1, [&](std::size_t) { copyAndDrop(peer); });
 }
 BENCHMARK(benchPointerOfBoost)->Iterations(60);
 

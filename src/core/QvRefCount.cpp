@@ -59,10 +59,11 @@ QvRefCount::~QvRefCount() {
     if (left > 0) warnStillReferenced(left);
 }
 
-void QvRefCount::ref() const noexcept { data_->count.fetch_add(1, std::memory_order_relaxed); }
+void QvRefCount::ref() const noexcept { addReference(); }
 
-void QvRefCount::unref() const {
-    if (data_->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+void QvRefCount::unref() const { removeReference(); }
+
+void QvRefCount::destroy() const {
     data_->count.store(kGoing, std::memory_order_relaxed);
     delete this;
 }

@@ -84,6 +84,17 @@ TEST_F(PluginReloadTest, anUnchangedFileIsNotReloaded) {
     EXPECT_EQ(reloader.reload(Qv::QvArray<std::string>{}).outcome, Outcome::unchanged);
 }
 
+TEST_F(PluginReloadTest, aFileThatOthersCanChangeIsRefusedIfAsked) {
+    support::letEveryoneWrite(put("base", {"version 1.1", "compatibility 1.0"}));
+    manager->setRefusesUnsafeFiles(true);
+    const QvReloadResult result = reloader.reload("base");
+    manager->setRefusesUnsafeFiles(false);
+    EXPECT_EQ(result.outcome, Outcome::refused);
+    EXPECT_NE(result.reason.find("Other users can change " + path("base.qvp") + ": "), std::string::npos)
+        << result.reason;
+    expectAsBefore(result);
+}
+
 TEST_F(PluginReloadTest, severalAreReloadedAtOnce) {
     put("base", {"version 2.0", "compatibility 2.0"});
     put("left", {"needs base 2.0"});

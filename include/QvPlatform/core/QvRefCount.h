@@ -70,6 +70,15 @@ public:
     const std::shared_ptr<RefCountData>& refCountData() const noexcept;
 
 private:
+    template <typename T>
+    friend class QvSmartPtr;
+    // `ref` and `unref` without a call into the library.
+    void addReference() const noexcept { data_->count.fetch_add(1, std::memory_order_relaxed); }
+    void removeReference() const {
+        if (data_->count.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
+    }
+    void destroy() const;
+
     std::shared_ptr<RefCountData> data_;
 };
 

@@ -22,7 +22,7 @@ public:
     QvSmartPtr() noexcept = default;
     QvSmartPtr(std::nullptr_t) noexcept {}
     explicit QvSmartPtr(T* object) noexcept : object_(object) {
-        if (object_) object_->ref();
+        if (object_) countsOf(object_).addReference();
     }
     QvSmartPtr(const QvSmartPtr& other) noexcept : QvSmartPtr(other.object_) {}
     QvSmartPtr(QvSmartPtr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
@@ -32,7 +32,7 @@ public:
     template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     QvSmartPtr(QvSmartPtr<U>&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
     ~QvSmartPtr() {
-        if (object_) object_->unref();
+        if (object_) countsOf(object_).removeReference();
     }
 
     QvSmartPtr& operator=(QvSmartPtr other) noexcept {
@@ -56,6 +56,7 @@ private:
     friend class QvWeakPtr;
     struct Adopt {};
     QvSmartPtr(Adopt, T* referenced) noexcept : object_(referenced) {}
+    static const QvRefCount& countsOf(const T* object) noexcept { return *object; }
 
     T* object_ = nullptr;
 };

@@ -3,7 +3,9 @@
 #include <QvPlatform/QvPluginSystem/QvPluginManager.h>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -23,6 +25,13 @@ bool bind(Function& function, void* handle, const char* name) {
 bool isRegularFile(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool hasProgramHeaders(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    char head[1024];
+    const bool isRead = lseek(descriptor, 0, SEEK_END) > 0 && pread(descriptor, head, sizeof head, 0) > 0;
+    return close(descriptor) == 0 && isRead;
 }
 
 }  // namespace
@@ -61,8 +70,9 @@ bool PluginsByHand::load(const std::vector<std::string>& files) {
     plugins_.resize(files.size());
     for (std::size_t i = 0; i < files.size(); ++i) {
         info.dependencies.clear();
+        if (checksFiles_ && (!isRegularFile(files[i]) || !hasProgramHeaders(files[i]))) return false;
         if (!plugins_[i].open(files[i]) || !plugins_[i].start(info)) return false;
-        if (!searchDirs_.empty() && !findDependencies(info)) return false;
+        if (checksFiles_ && !findDependencies(info)) return false;
     }
     return true;
 }

@@ -13,9 +13,12 @@ namespace bench {
 /// descriptor: the limit of what a manager can reach.
 class PluginsByHand {
 public:
-    /// With search directories, each dependency's file is looked for too, wherever it may be and as if for
-    /// the first time.
-    explicit PluginsByHand(std::vector<std::string> searchDirs = {}) : searchDirs_(std::move(searchDirs)) {}
+    PluginsByHand() = default;
+    /// With a manager's checks: each file is identified and its program headers are read before it is opened,
+    /// since one that was cut off ends the process, and each dependency's file is looked for, wherever it may
+    /// be and as if for the first time.
+    explicit PluginsByHand(std::vector<std::string> searchDirs)
+        : checksFiles_(true), searchDirs_(std::move(searchDirs)) {}
 
     /// Opens and starts the files in this order; false when one fails.
     bool load(const std::vector<std::string>& files);
@@ -43,6 +46,7 @@ private:
     bool findDependencies(const QvPluginSystem::QvPluginInfo& info) const;
     bool findFile(const std::string& name) const;
 
+    bool checksFiles_ = false;
     std::vector<std::string> searchDirs_;
     std::vector<Plugin> plugins_;
 };

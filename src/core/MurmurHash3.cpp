@@ -79,6 +79,7 @@ public:
 
     // The lanes are expanded instead of looped over, so that they stay in registers and are not vectorized.
     void take(const State& words) { take(words, std::make_index_sequence<kLast + 1>()); }
+    void takeScrambling(const State& words) { takeScrambling(words, std::make_index_sequence<kLast + 1>()); }
 
     State lanes() const { return lanes_; }
 
@@ -86,6 +87,11 @@ private:
     template <std::size_t... kLane>
     void take(const State& words, std::index_sequence<kLane...>) {
         (takeWord<kLane>(words[kLane]), ...);
+    }
+
+    template <std::size_t... kLane>
+    void takeScrambling(const State& words, std::index_sequence<kLane...>) {
+        (takeWord<kLane>(kVariant.scrambles[kLane](words[kLane])), ...);
     }
 
     template <std::size_t kLane, typename Word>
@@ -110,9 +116,18 @@ constexpr Variant<std::uint64_t, 2> kX64With128Bits{
     {{{0x87C37B91114253D5, 31, 0x4CF5AD432745937F}, {0x4CF5AD432745937F, 33, 0x87C37B91114253D5}}},
     {{{27, 0x52DCE729}, {31, 0x38495AB5}}}};
 
+template <const auto& kVariant>
+void takeBlocks(Chain<kVariant>& chain, const unsigned char* blocks, std::size_t count) {
+    typename Chain<kVariant>::State words;
+    for (; count != 0; --count, blocks += sizeof words) {
+        std::memcpy(words.data(), blocks, sizeof words);
+        chain.takeScrambling(words);
+    }
+}
+
 // Scrambles many blocks at a time, because eight single multiplications a block would dominate the running
 // time.
-void takeBlocks(Chain<kX86With128Bits>& chain, const unsigned char* blocks, std::size_t count) {
+void takeManyBlocks(Chain<kX86With128Bits>& chain, const unsigned char* blocks, std::size_t count) {
     constexpr std::size_t kMost = 64;
     alignas(64) std::array<std::array<std::uint32_t, 4>, kMost> words;  // no store crosses a cache line
     const Qv::detail::Scrambling scramble = Qv::detail::fastestScrambling();
@@ -125,13 +140,12 @@ void takeBlocks(Chain<kX86With128Bits>& chain, const unsigned char* blocks, std:
     }
 }
 
-void takeBlocks(Chain<kX64With128Bits>& chain, const unsigned char* blocks, std::size_t count) {
-    std::array<std::uint64_t, 2> words;
-    for (; count != 0; --count, blocks += sizeof words) {
-        std::memcpy(words.data(), blocks, sizeof words);
-        for (std::size_t i = 0; i < words.size(); ++i) words[i] = kX64With128Bits.scrambles[i](words[i]);
-        chain.take(words);
-    }
+void takeBlocks(Chain<kX86With128Bits>& chain, const unsigned char* blocks, std::size_t count) {
+    constexpr std::size_t kFew = 8;
+    if (count <= kFew)
+        takeBlocks<kX86With128Bits>(chain, blocks, count);
+    else
+        takeManyBlocks(chain, blocks, count);
 }
 
 template <const auto& kVariant, typename State>

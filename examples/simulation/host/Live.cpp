@@ -2,6 +2,7 @@
 
 #include "../ObjectPool.h"
 #include "../Simulation.h"
+#include "CrashReport.h"
 #include "Report.h"
 
 #include <QvPlatform/threads/QvThread.h>
@@ -49,6 +50,7 @@ void runLive(const QvPluginSystem::QvPluginManager& manager, QvPluginSystem::QvP
     const Qv::QvTimer timer(true);
     for (int step = 0; step < options.steps; ++step) {
         for (const auto& result : reloader.poll()) std::cout << result.text() << std::flush;
+        if (options.crash && step == options.steps / 2) crashOnPurpose();
         takeStep(manager, step);
         const double seconds = static_cast<double>(step + 1) / kStepsPerSecond - timer.getTime();
         if (seconds > 0.0) Qv::QvThreadMicroSleep(static_cast<unsigned long>(seconds * 1e6));

@@ -1,5 +1,6 @@
 #include "ReloadFixture.h"
 #include "support/Platform.h"
+#include "support/Rights.h"
 #include "support/SmallStack.h"
 
 #include <stdexcept>

@@ -1,4 +1,5 @@
 #include "base/CommandLineSplit.h"
+#include "base/QuotedArgument.h"
 
 #include "Require.h"
 
@@ -11,18 +12,6 @@
 namespace {
 
 using Texts = std::vector<std::string>;
-
-// The way in which an argument must be written so that it arrives as it is.
-std::string quoted(const std::string& argument) {
-    std::string text = "\"";
-    std::size_t backslashes = 0;
-    for (const char c : argument) {
-        if (c == '"') text.append(backslashes + 1, '\\');
-        backslashes = c == '\\' ? backslashes + 1 : 0;
-        text += c;
-    }
-    return text.append(backslashes, '\\') + '"';
-}
 
 Texts piecesOf(const std::string& text, char separator) {
     Texts pieces(1);
@@ -48,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Any arguments, written out and split, come back.
     const Texts arguments = piecesOf(text, ';');
     std::string line = "program";
-    for (const std::string& argument : arguments) line += " " + quoted(argument);
+    for (const std::string& argument : arguments) line += " " + base::quotedArgument(argument);
     const Texts back = base::splitCommandLine(line);
     fuzz::require(back.size() == arguments.size() + 1);
     fuzz::require(std::equal(arguments.begin(), arguments.end(), back.begin() + 1));

@@ -1,10 +1,16 @@
-// Both readers take any bytes; what they return is at most a few times as long.
+// All readers take any bytes; what they return is at most a few times as long. The library's reader, which
+// judges files before the loader maps them, agrees with the tool's.
 
 #include "binary/LibraryFile.h"
 
 #include <QvPlatform/filesystem/File.h>
 
 #include "Require.h"
+#include "os/posix/ElfFile.h"
+#include "os/posix/PosixSupport.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -14,8 +20,28 @@ QvPlatform::File::File(const std::string&) { fuzz::require(false); }
 QvPlatform::File::~File() = default;
 std::string QvPlatform::File::toUniversalPath() const { return {}; }
 
+namespace {
+
+void checkLibrarysReader(const std::string& bytes, const qvp::LibraryFile& read) {
+    static const int file = memfd_create("library", MFD_CLOEXEC);
+    static const std::string path = "/proc/self/fd/" + std::to_string(file);
+    fuzz::require(ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0);
+    fuzz::require(os::posix::writeAll(file, bytes) == bytes.size());
+    const os::posix::LinkNames names = os::posix::readLinkNames(path.c_str());
+    const bool isWhole = os::posix::isWholeLibrary(path.c_str());
+    const bool isTruncated = os::posix::isTruncatedLibrary(path.c_str());
+    fuzz::require(!(isWhole && isTruncated));
+    if (read.kind != qvp::LibraryFormat::Kind::elf) fuzz::require(!isWhole && !isTruncated);
+    const bool isRead =
+        read.kind == qvp::LibraryFormat::Kind::elf && read.problem == qvp::LibraryFile::Problem::none;
+    if (isRead) fuzz::require(names.needed == read.needed && !isTruncated);
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const qvp::FileContent content = qvp::FileContent::ofBytes(std::string(data, data + size));
+    const std::string bytes(data, data + size);
+    const qvp::FileContent content = qvp::FileContent::ofBytes(bytes);
     const qvp::LibraryFile file = qvp::readLibraryContent(content, qvp::Exports::read);
     fuzz::require(file.size == size);
     fuzz::require(!file.description.empty());
@@ -26,5 +52,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzz::require(length <= 4 * size);
         fuzz::require(names->size() <= size);
     }
+    checkLibrarysReader(bytes, file);
     return 0;
 }

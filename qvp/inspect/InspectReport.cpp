@@ -69,7 +69,9 @@ void takeLine(const json& line, Inspection& inspection) {
 // The call that was under way when the child ended early.
 Call lastCall(const std::vector<json>& lines) {
     Call call = Call::open;
-    for (const json& line : lines) call = static_cast<Call>(line.value("begin", static_cast<int>(call)));
+    takeLines(lines, [&](const json& line) {
+        call = static_cast<Call>(line.value("begin", static_cast<int>(call)));
+    });
     return call;
 }
 
@@ -190,7 +192,7 @@ void takeReport(const std::vector<json>& lines, const ChildEnd& end, const Child
     const std::optional<Step> read =
         failed && !wasOpened(lines) ? std::optional<Step>(*failed) : std::nullopt;
     setAllSteps(inspection);
-    for (const json& line : lines) takeLine(line, inspection);
+    takeLines(lines, [&](const json& line) { takeLine(line, inspection); });
     if (!isWhole(lines)) takeEnd(end, wordsOf(lastCall(lines)), limits, inspection);
     // What reading has shown is nearer to the cause than the loader's message.
     if (read) failAt(inspection, read->name, read->errorNumber, read->text);

@@ -22,6 +22,19 @@ void writeReport(const nlohmann::json& line);
 /// The lines of a report; lines that are not complete JSON objects are omitted.
 std::vector<nlohmann::json> linesOf(const std::string& report);
 
+/// Calls `take` for each line and skips the rest of a line with a value that is missing or has another type:
+/// a plugin can write into the memory of the report.
+template <typename Take>
+void takeLines(const std::vector<nlohmann::json>& lines, Take take) {
+    for (const nlohmann::json& line : lines) {
+        try {
+            take(line);
+        } catch (const nlohmann::json::exception&) {
+            continue;
+        }
+    }
+}
+
 /// A text that a plugin may have made as long as it likes, cut to 64 KiB.
 std::string bounded(std::string text);
 nlohmann::json toJson(const QvPluginSystem::QvPluginInfo& info);

@@ -63,7 +63,7 @@ Trial tryPlugin(const TrialRequest& request, std::chrono::milliseconds limit) {
         return ChildTask{argumentsOf(whole), [&](ChildEnd end) { trial.end = std::move(end); }};
     };
     runChildren(nextTask, {limit, 1});
-    for (const json& line : linesOf(trial.end.report)) takeLine(line, trial);
+    takeLines(linesOf(trial.end.report), [&](const json& line) { takeLine(line, trial); });
     return trial;
 }
 

@@ -16,8 +16,9 @@ std::size_t lengthAt(const std::string& text, std::size_t offset) {
 
 // East Asian scripts take two columns a character; those begin at U+1100, three bytes long.
 std::size_t columnsAt(const std::string& text, std::size_t offset) {
+    const std::size_t length = lengthAt(text, offset);
     const auto byte = [&](std::size_t i) {
-        return offset + i < text.size() ? static_cast<unsigned char>(text[offset + i]) : 0U;
+        return i < length ? static_cast<unsigned char>(text[offset + i]) : 0U;
     };
     const std::uint32_t lead = byte(0);
     if (lead >= 0xF0U) return 2;

@@ -16,6 +16,8 @@
 
 #include <QvPlatform/core/StringConversions.h>
 
+#include "base/QuotedArgument.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -90,18 +92,6 @@ void readReport(HANDLE mapping, ChildEnd& end) {
     UnmapViewOfFile(memory);
 }
 
-// Quotes by the rules by which the C runtime splits a command line.
-std::wstring quoted(const std::wstring& argument) {
-    std::wstring text = L"\"";
-    std::size_t backslashes = 0;
-    for (const wchar_t letter : argument) {
-        if (letter == L'"') text.append(backslashes + 1, L'\\');
-        backslashes = letter == L'\\' ? backslashes + 1 : 0;
-        text += letter;
-    }
-    return text.append(backslashes, L'\\') + L'"';
-}
-
 // The handles that a new process inherits, and no others.
 class InheritedHandles {
 public:
@@ -139,8 +129,9 @@ Handle openNothing() {
 // A process that does not run yet; both handles are null on failure.
 PROCESS_INFORMATION createSuspended(const std::wstring& program, const std::vector<std::string>& arguments,
                                     HANDLE output, HANDLE report) {
-    std::wstring commandLine = quoted(program);
-    for (const std::string& argument : arguments) commandLine += L' ' + quoted(toWide(argument));
+    std::wstring commandLine = L'"' + program + L'"';  // a path contains no quote
+    for (const std::string& argument : arguments)
+        commandLine += L' ' + toWide(base::quotedArgument(argument));
     const Handle nothing = openNothing();
     InheritedHandles inherited({nothing.get(), output, report});
     STARTUPINFOEXW startup{};

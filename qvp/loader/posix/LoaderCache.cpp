@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
 
 namespace qvp {
 namespace {
@@ -18,9 +17,19 @@ std::string textAt(const std::string& bytes, std::size_t offset) {
     return end == std::string::npos ? std::string() : bytes.substr(offset, end - offset);
 }
 
+const Paths& cachedPaths() {
+    static const Paths paths = [] {
+        const FileContent file(kLoaderCacheFile);
+        return readLoaderCache(file.read(0, file.size()));
+    }();
+    return paths;
+}
+
+}  // namespace
+
 // A header, entries of five numbers, and texts at offsets from the header's begin. An older form may stand
 // before it.
-Paths readCache(const std::string& content) {
+Paths readLoaderCache(const std::string& content) {
     constexpr const char* kMagic = "glibc-ld.so.cache1.1";
     constexpr std::size_t kCountPlace = 20;
     constexpr std::size_t kHeaderSize = 48;
@@ -44,16 +53,6 @@ Paths readCache(const std::string& content) {
     }
     return paths;
 }
-
-const Paths& cachedPaths() {
-    static const Paths paths = [] {
-        const FileContent file(kLoaderCacheFile);
-        return readCache(file.read(0, file.size()));
-    }();
-    return paths;
-}
-
-}  // namespace
 
 std::string findInLoaderCache(const std::string& name) {
     const auto found = cachedPaths().find(name);

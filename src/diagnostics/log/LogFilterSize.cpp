@@ -55,10 +55,19 @@ private:
             case '?':
                 return grow(1);
             case '\\':
-                return add(rest_.empty() ? 1 : (take(), 2));
+                return add(escapeSize());
             default:
                 return add(1);
         }
+    }
+
+    // The standard library computes the number of a back reference without looking for overflow.
+    std::size_t escapeSize() {
+        const std::size_t before = rest_.size();
+        const bool isReference = !rest_.empty() && rest_.front() >= '1' && rest_.front() <= '9';
+        if (isReference && takeNumber() == kMaxFilterSize) refuse();
+        if (!isReference && !rest_.empty()) take();
+        return 1 + before - rest_.size();
     }
 
     void add(std::size_t size) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "os/posix/stack/CodeReader.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -67,6 +69,7 @@ public:
 private:
     struct File {
         bool contains(std::uintptr_t address) const { return address - begin < bytes; }
+        CodeReader memory() const;
 
         std::uintptr_t begin = 0;
         std::uintptr_t bytes = 0;

@@ -14,6 +14,11 @@ public:
     bool atEnd() const { return at_ >= end_; }
     const std::uint8_t* at() const { return at_; }
     const std::uint8_t* end() const { return end_; }
+    /// The same range from `at` on; empty if that is not in it.
+    CodeReader from(const std::uint8_t* at) const {
+        const auto offset = reinterpret_cast<std::uintptr_t>(at) - reinterpret_cast<std::uintptr_t>(at_);
+        return offset < static_cast<std::uintptr_t>(end_ - at_) ? CodeReader(at, end_) : CodeReader();
+    }
     void skip(std::uint64_t bytes) {
         at_ = bytes < static_cast<std::uint64_t>(end_ - at_) ? at_ + bytes : end_;
     }

@@ -4,9 +4,9 @@
 
 #include "os/posix/stack/FileIdentity.h"
 
-#include "os/posix/stack/CodeReader.h"
 #include "os/posix/stack/LocalMemory.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <bit>
@@ -60,7 +60,7 @@ bool isReadable(const dl_find_object& file) {
 
 constexpr std::uint32_t padded(std::uint32_t bytes) { return (bytes + 3) / 4 * 4; }
 
-// Goes to the end of the note. Returns its content if it is the build identifier.
+// Goes to the end of the note. Returns its content if it is the build identifier, complete.
 CodeReader takeIdentifier(CodeReader& notes) {
     const auto nameBytes = notes.take<std::uint32_t>();
     const auto bytes = notes.take<std::uint32_t>();
@@ -70,16 +70,15 @@ CodeReader takeIdentifier(CodeReader& notes) {
     const CodeReader content = notes;
     notes.skip(padded(bytes));
     const bool isIdentifier = type == NT_GNU_BUILD_ID && name.take<std::uint32_t>() == kGnu;
-    return isIdentifier ? CodeReader(content.at(), notes.at()) : CodeReader();
+    const bool isComplete = bytes <= content.end() - content.at();
+    return isIdentifier && isComplete ? CodeReader(content.at(), content.at() + bytes) : CodeReader();
 }
 
 /// Finds the note and its content; an empty one if the file has no build identifier.
 CodeReader findIdentifier(const dl_find_object& file, const std::uint8_t*& note) {
     for (const auto& header : programHeaders(file)) {
         if (header.p_type != PT_NOTE) continue;
-        const auto* const begin =
-            std::bit_cast<const std::uint8_t*>(file.dlfo_link_map->l_addr + header.p_vaddr);
-        for (CodeReader notes(begin, begin + header.p_memsz); !notes.atEnd();) {
+        for (CodeReader notes = bytesOf(file, header); !notes.atEnd();) {
             note = notes.at();
             if (const CodeReader found = takeIdentifier(notes); !found.atEnd()) return found;
         }
@@ -107,9 +106,19 @@ std::span<const ElfW(Phdr)> programHeaders(const dl_find_object& file) {
     const auto* const begin = static_cast<const char*>(file.dlfo_map_start);
     const auto& header = *static_cast<const ElfW(Ehdr)*>(file.dlfo_map_start);
     if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_phoff > kPage ||
+        header.e_phoff % alignof(ElfW(Phdr)) != 0 ||
         header.e_phoff + header.e_phnum * sizeof(ElfW(Phdr)) > kPage)
         return {};
     return {reinterpret_cast<const ElfW(Phdr)*>(begin + header.e_phoff), header.e_phnum};
+}
+
+CodeReader bytesOf(const dl_find_object& file, const ElfW(Phdr) & segment) {
+    const std::uintptr_t begin = file.dlfo_link_map->l_addr + segment.p_vaddr;
+    const std::uintptr_t mapped = reinterpret_cast<std::uintptr_t>(file.dlfo_map_end) - beginOf(file);
+    const std::uintptr_t offset = begin - beginOf(file);
+    if (offset >= mapped) return {};
+    const auto* const bytes = std::bit_cast<const std::uint8_t*>(begin);
+    return {bytes, bytes + std::min<std::uintptr_t>(segment.p_memsz, mapped - offset)};
 }
 
 std::uint64_t fileIdentity(const dl_find_object& file) {

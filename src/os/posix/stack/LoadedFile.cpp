@@ -81,8 +81,9 @@ std::uint64_t LoadedFile::identity() const {
     identity = begin() ^ reinterpret_cast<std::uintptr_t>(file_.dlfo_link_map);
     for (const auto& header : programHeaders(file_)) {
         if (header.p_type != PT_GNU_EH_FRAME && header.p_type != PT_NOTE) continue;
-        const std::string_view bytes(at<char>(file_.dlfo_link_map->l_addr + header.p_vaddr), header.p_memsz);
-        identity = identity * 31 + base::fnv1a(bytes);
+        const CodeReader bytes = bytesOf(file_, header);
+        const auto* const begin = reinterpret_cast<const char*>(bytes.at());
+        identity = identity * 31 + base::fnv1a({begin, static_cast<std::size_t>(bytes.end() - bytes.at())});
     }
     return identity;
 }

@@ -36,7 +36,7 @@ bool isWhole() {
 void library() {
     const QvPluginSystem::LoadSharedLibrary library(plugin("lower"));
     check(library.handle, !library.handle);
-    if (library.handle) check(QvPluginSystem::getSymbolAddress(library.handle, "GetPluginInfo"));
+    if (library.handle) check(QvPluginSystem::getSymbolAddress(library.handle, "GetPluginInfo"), true);
     check(!QvPluginSystem::getSymbolAddress(library.handle, "noSuchName"));
     const QvPluginSystem::LoadSharedLibrary absent(plugin("absent"));
     check(!absent.handle && *QvPluginSystem::getLastError() != '\0');

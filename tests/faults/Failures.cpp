@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <bit>
+#include <string>
 
 namespace faults {
 namespace {
@@ -16,7 +17,7 @@ struct Plan {
     long seen = 0;  ///< allocations, or calls that have a number
     Outcome outcome = Outcome::untouched;
     int pauses = 0;
-    const char* function = "";
+    const char* function = nullptr;
     int error = 0;
     std::array<unsigned long, kMostFunctions> calls{};
 };
@@ -39,8 +40,9 @@ Outcome endFailures() {
     return plan.outcome;
 }
 
-const char* failedFunction() { return plan.function; }
-int failedError() { return plan.error; }
+std::string failedCall() {
+    return plan.function ? std::string(" ") + plan.function + " " + std::to_string(plan.error) : "";
+}
 
 long firstNumber(Failing failing) { return failing == Failing::oneCall ? kErrors : 1; }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 /// Makes allocations, or calls of the system, of one thread fail.
 namespace faults {
@@ -15,9 +16,8 @@ enum class Outcome { untouched, failed, failedLast };
 void beginFailures(Failing failing, long number);
 /// Ends that. Returns whether something failed, and whether the same call has no further error.
 Outcome endFailures();
-/// The function that failed, or "", and its error.
-const char* failedFunction();
-int failedError();
+/// " ", the name of the function that failed, " " and which of its errors it was; else "".
+std::string failedCall();
 
 long firstNumber(Failing failing);
 /// The number to try after the given one. If `step` is not 1, only each `step`th allocation or call is tried,

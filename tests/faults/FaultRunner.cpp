@@ -81,38 +81,37 @@ void runUntouched(const Family& family) {
 struct InUse {
     long blocks = faults::liveBlocks();
     int handles = faults::openHandles();
+    bool isWithin(const InUse& other) const { return blocks <= other.blocks && handles <= other.handles; }
 };
+
+// A thread of the pool gives back later what it shares with one that has ended.
+bool comesBackTo(const InUse& before) {
+    for (int i = 0; i < 300 && !InUse().isWithin(before); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return InUse().isWithin(before);
+}
 
 // Repeated, because what a failure makes for the first time may stay.
 bool leaks(const Family& family, const Mode& mode, long number, InUse before) {
-    constexpr int kRepetitions = 3;
-    for (int i = 0;; ++i) {
-        const InUse now;
-        if (now.blocks <= before.blocks && now.handles <= before.handles) return false;
-        if (i == kRepetitions) {
-            faults::report("  more blocks: " + std::to_string(now.blocks - before.blocks) +
-                           ", handles: " + std::to_string(now.handles - before.handles));
-            return true;
-        }
-        before = now;
+    for (int repetitions = 3; repetitions > 0; --repetitions) {
+        if (InUse().isWithin(before)) return false;
+        before = {};
         runWith(family, mode.failing, number);
         runUntouched(family);
     }
+    return !comesBackTo(before);
 }
 
 Outcome tryNumber(const Family& family, const Mode& mode, long number) {
     const int findings = faults::findings;
     const InUse before;
     const Outcome outcome = runWith(family, mode.failing, number);
-    const std::string what =
-        mode.failing == Failing::oneCall
-            ? " " + std::string(faults::failedFunction()) + " " + std::to_string(faults::failedError())
-            : "";
+    const std::string call = faults::failedCall();
     runUntouched(family);
     if (mode.isWarm) faults::check(!leaks(family, mode, number, before));
     if (faults::findings > findings)
         faults::report("finding: " + std::string(family.name) + " " + mode.name + " " +
-                       std::to_string(number) + what);
+                       std::to_string(number) + call);
     return outcome;
 }
 
@@ -225,11 +224,6 @@ int runOnce(const Family& family) {
     return faults::findings == 0 ? 0 : 1;
 }
 
-int list() {
-    faults::forEachFamily([](const Family& family) { std::puts(family.name); });
-    return 0;
-}
-
 int run(const std::vector<std::string>& arguments) {
     const std::string what = arguments.empty() ? "" : arguments[0];
     std::vector<const Family*> families;
@@ -238,7 +232,7 @@ int run(const std::vector<std::string>& arguments) {
         if (arguments[i] == "--every" && i + 1 < arguments.size()) step = std::stol(arguments[++i]);
         if (const Family* family = faults::familyNamed(arguments[i])) families.push_back(family);
     }
-    if (what == "list") return list();
+    if (what == "list") return faults::forEachFamily([](const Family& family) { std::puts(family.name); }), 0;
     // Messages about failures are many, and expected.
     if (!std::freopen(support::kWindows ? "NUL" : "/dev/null", "w", stderr)) return 2;
     if (what == "try" && arguments.size() == 5 && families.size() == 1)

@@ -1,5 +1,5 @@
 // The allocator of the C runtime, which also serves `operator new` and the libraries, is replaced where they
-// import it.
+// import it. Left out is the compiler's runtime: it ends the process if thread-local variables get no memory.
 
 #include "faults/Failures.h"
 #include "faults/win32/FailingCalls.h"

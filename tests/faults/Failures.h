@@ -57,6 +57,8 @@ int openHandles();
 /// Whether a child of this process is running or was not waited for.
 bool hasChildren();
 void endProcess(int status);
+/// Ends the process after that time, unless it is called again.
+void allowSeconds(unsigned seconds);
 /// Shows a tracer where the sequence begins and ends.
 void markForTracer();
 

@@ -17,7 +17,6 @@
 #include "support/Platform.h"
 #include "support/TemporaryFolder.h"
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -33,7 +32,7 @@ using faults::Failing;
 using faults::Family;
 using faults::Outcome;
 
-constexpr int kSeconds = 20;
+constexpr unsigned kSeconds = 20;
 constexpr int kCrashes = 20;
 
 struct Mode {
@@ -49,21 +48,8 @@ constexpr Mode kModes[] = {{"cold", "memory", Failing::oneAllocation, false},
                            {"coldCalls", "calls", Failing::oneCall, false},
                            {"warmCalls", "calls", Failing::oneCall, true}};
 
-std::atomic<long> runs{0};
-
-// Ends the process if it stands still.
-void watch() {
-    std::thread([] {
-        for (long known = runs;; known = runs) {
-            for (int i = 0; i < kSeconds && known == runs; ++i)
-                std::this_thread::sleep_for(std::chrono::seconds(1));
-            if (known == runs) faults::endProcess(99);
-        }
-    }).detach();
-}
-
 Outcome runWith(const Family& family, Failing failing, long number) {
-    ++runs;
+    faults::allowSeconds(kSeconds);
     faults::restoreFolder();
     faults::mayFail = failing != Failing::none;
     faults::beginFailures(failing, number);
@@ -117,7 +103,6 @@ Outcome tryNumber(const Family& family, const Mode& mode, long number) {
 
 // All numbers from the first on, or, cold, only that one.
 [[noreturn]] void tryFrom(const Family& family, const Mode& mode, long number, long step) {
-    watch();
     for (int i = 0; mode.isWarm && i < 3; ++i) {
         runWith(family, Failing::none, 0);
         runUntouched(family);
@@ -214,7 +199,7 @@ int runOnce(const Family& family) {
     if (family.failsWarm) family.run();
     faults::restoreFolder();
     const int handles = faults::openHandles();
-    watch();
+    faults::allowSeconds(kSeconds);
     faults::mayFail = true;
     faults::markForTracer();
     faults::runChecked(family);

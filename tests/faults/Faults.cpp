@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <new>
+#include <system_error>
 #include <typeinfo>
 
 namespace faults {
@@ -35,6 +36,15 @@ std::ostream& reportStream() {
     static const std::string path = QvPlatform::getEnv("QV_FAULTS_REPORT");
     static std::ofstream file(support::pathOf(path), std::ios::app);
     return path.empty() ? std::cout : file;
+}
+
+// On Windows the file of a library that stays in memory stays, too.
+void clear(const std::filesystem::path& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.is_directory()) clear(entry);
+        std::error_code ignored;
+        std::filesystem::remove(entry, ignored);
+    }
 }
 
 }  // namespace
@@ -91,8 +101,9 @@ void restoreFolder() {
     namespace fs = std::filesystem;
     const fs::path built = support::pathOf(folders->built.path());
     const fs::path own = support::pathOf(folder());
-    for (const auto& entry : fs::directory_iterator(own)) fs::remove_all(entry);
+    clear(own);
     fs::create_directory(own / "plugins");
+    std::error_code ignored;
     for (const char* name : {"lower.qvp", "upper.qvp"}) fs::copy_file(built / name, own / "plugins" / name);
     fs::copy_file(built / "lower.new", own / "lower.new");
     support::writeFile(folder() + "name with more than fifteen bytes");

@@ -11,6 +11,7 @@ public:
     Semaphore& operator=(const Semaphore&) = delete;
     ~Semaphore();
 
+    bool isValid() const { return isValid_; }
     void acquire();
     void release();
 

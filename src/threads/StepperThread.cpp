@@ -8,7 +8,7 @@
 //
 // Runs are numbered, so `stop` and `join` wait for the run that they saw and not for a later one. `end` runs
 // also when the thread is unwound, and its last action unlocks `runLock`; the destructor waits for that lock.
-// If no thread can be created, `start` throws and the state stays `kStopped`.
+// If no thread or semaphore can be created, `start` throws and the state stays `kStopped`.
 
 #include <QvPlatform/threads/StepperThread.h>
 
@@ -25,6 +25,7 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace QvPlatform {
@@ -149,6 +150,9 @@ bool StepperThread::start() {
     if (record_->state != kStopped) return true;
     const std::lock_guard guard(record_->startLock);
     if (record_->state != kStopped) return true;
+    // Without it, this function would not wait for the worker, nor would the destructor.
+    if (!record_->started.isValid() || !record_->resumed.isValid())
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     {
         const std::lock_guard afterTheLastWorker(record_->runLock);
         const auto work = [](void* self) {

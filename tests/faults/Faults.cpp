@@ -1,19 +1,18 @@
 #include "faults/Faults.h"
 
 #include <QvPlatform/filesystem/Directory.h>
+#include <QvPlatform/filesystem/Environment.h>
 
-#include "faults/Allocator.h"
+#include "faults/Failures.h"
+#include "support/Platform.h"
 #include "support/TemporaryFolder.h"
 
-#include <poll.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <iterator>
+#include <fstream>
+#include <iostream>
 #include <new>
+#include <system_error>
 #include <typeinfo>
 
 namespace faults {
@@ -21,17 +20,31 @@ namespace {
 
 const Family* running = nullptr;
 
-// The sequences' folder, and one with the files that are linked into it.
+// The sequences' folder, and one with the files that are copied into it.
 struct Folders {
     support::TemporaryFolder own;
     support::TemporaryFolder built;
 };
 Folders* folders = nullptr;
 
-void record(int line, const char* what) {
-    const AllocationPause pause;
+void record(int line, const std::string& what) {
     ++findings;
-    dprintf(STDOUT_FILENO, "  %s: line %d: %s\n", running ? running->name : "", line, what);
+    report("  " + std::string(running->name) + ": line " + std::to_string(line) + ": " + what);
+}
+
+std::ostream& reportStream() {
+    static const std::string path = QvPlatform::getEnv("QV_FAULTS_REPORT");
+    static std::ofstream file(support::pathOf(path), std::ios::app);
+    return path.empty() ? std::cout : file;
+}
+
+// On Windows the file of a library that stays in memory stays, too.
+void clear(const std::filesystem::path& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.is_directory()) clear(entry);
+        std::error_code ignored;
+        std::filesystem::remove(entry, ignored);
+    }
 }
 
 }  // namespace
@@ -45,8 +58,12 @@ const Family* familyNamed(const std::string& name) {
     return found;
 }
 
+void report(const std::string& line) { reportStream() << line << std::endl; }
+
 void check(bool right, bool failed, int line) {
-    if (!right && !(mayFail && failed)) record(line, failed ? "failed without a cause" : "wrong result");
+    if (right || (mayFail && failed)) return;
+    const Pause pause;
+    record(line, failed ? "failed without a cause" : "wrong result");
 }
 
 void runChecked(const Family& family) {
@@ -54,10 +71,11 @@ void runChecked(const Family& family) {
     try {
         family.run();
     } catch (const std::bad_alloc&) {
+        const Pause pause;
         if (!mayFail) record(0, "std::bad_alloc without a cause");
     } catch (const std::exception& error) {
-        const AllocationPause pause;
-        record(0, (std::string(typeid(error).name()) + ": " + error.what()).c_str());
+        const Pause pause;
+        record(0, std::string(typeid(error).name()) + ": " + error.what());
     }
 }
 
@@ -76,28 +94,21 @@ void makeFolder() {
     fs::copy_file(from / "faultUpper.qvp", to / "upper.qvp");
     fs::copy_file(from / "faultLower.qvp", to / "lower.new");
     std::ofstream(to / "lower.new", std::ios::app) << ' ';
+    QvPlatform::putEnv(support::kWindows ? "TMP" : "TMPDIR", folder());
 }
 
 void restoreFolder() {
     namespace fs = std::filesystem;
     const fs::path built = support::pathOf(folders->built.path());
     const fs::path own = support::pathOf(folder());
-    for (const auto& entry : fs::directory_iterator(own)) fs::remove_all(entry);
+    clear(own);
     fs::create_directory(own / "plugins");
-    for (const char* name : {"lower.qvp", "upper.qvp"})
-        fs::create_hard_link(built / name, own / "plugins" / name);
-    fs::create_hard_link(built / "lower.new", own / "lower.new");
+    std::error_code ignored;
+    for (const char* name : {"lower.qvp", "upper.qvp"}) fs::copy_file(built / name, own / "plugins" / name);
+    fs::copy_file(built / "lower.new", own / "lower.new");
     support::writeFile(folder() + "name with more than fifteen bytes");
 }
 
 void removeFolder() { delete folders; }
-
-int openDescriptors() {
-    pollfd candidates[256] = {};
-    for (int i = 0; i < 256; ++i) candidates[i].fd = i;
-    poll(candidates, 256, 0);
-    return static_cast<int>(std::count_if(std::begin(candidates), std::end(candidates),
-                                          [](const pollfd& one) { return (one.revents & POLLNVAL) == 0; }));
-}
 
 }  // namespace faults

@@ -14,7 +14,7 @@ struct Family {
 };
 
 extern const Family kTextFamilies[6];
-extern const Family kFileFamilies[3];
+extern const Family kFileFamilies[4];
 extern const Family kSystemFamilies[7];
 extern const Family kPluginFamilies[3];
 
@@ -29,6 +29,9 @@ void forEachFamily(Use use) {
     for (const Family& family : kPluginFamilies) use(family);
 }
 
+/// Writes a line to the file that the variable QV_FAULTS_REPORT names, else to the standard output.
+void report(const std::string& line);
+
 /// Records a finding unless `right`, or `failed` is a documented failure and something may have failed.
 void check(bool right, bool failed = false, int line = __builtin_LINE());
 /// The number of findings, and whether documented failures count as right.
@@ -39,13 +42,10 @@ extern bool mayFail;
 void runChecked(const Family& family);
 
 /// A folder with a final "/" that `restoreFolder` clears; it contains the plugins "lower" and "upper", and
-/// "lower.new", another version of the first.
+/// "lower.new", another version of the first. It is also the folder for temporary files.
 const std::string& folder();
 void makeFolder();
 void restoreFolder();
 void removeFolder();
-
-/// How many descriptors are open.
-int openDescriptors();
 
 }  // namespace faults

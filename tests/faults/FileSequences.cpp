@@ -7,10 +7,11 @@
 #include <QvPlatform/system/Services.h>
 
 #include "faults/Faults.h"
-
-#include <sys/stat.h>
+#include "support/Platform.h"
+#include "support/TemporaryFolder.h"
 
 #include <cstdint>
+#include <filesystem>
 
 namespace faults {
 namespace {
@@ -68,10 +69,11 @@ void files() {
     check(!Filesystem::createTempFileName("prefix").exists(), true);
 }
 
-// The size of a file, or -1.
-long sizeOf(const char* name) {
-    struct stat status {};
-    return stat((folder() + name).c_str(), &status) == 0 ? static_cast<long>(status.st_size) : -1;
+// The size of a file, 0 for a directory, or -1.
+std::int64_t sizeOf(const char* name) {
+    const std::filesystem::path path = support::pathOf(folder() + name);
+    if (!exists(path)) return -1;
+    return is_directory(path) ? 0 : static_cast<std::int64_t>(file_size(path));
 }
 
 void verifyFiles() {
@@ -89,17 +91,28 @@ void environment() {
     const bool isPut = QvPlatform::putEnv("QV_FAULTS_VARIABLE", value);
     check(isPut, true);
     if (isPut) check(QvPlatform::getEnv("QV_FAULTS_VARIABLE") == value);
-    check(QvPlatform::getEnv("QV_FAULTS_ABSENT").empty() && QvPlatform::getPathSeparator() == ":");
-    long error = 0;
-    check(!QvPlatform::setRegistryValue(true, "a key with more than fifteen bytes", "name", value, &error));
-    check(QvPlatform::getRegistryValue("key", "name", &error).empty() && error != 0);
+    check(QvPlatform::getEnv("QV_FAULTS_ABSENT").empty() && QvPlatform::getPathSeparator().size() == 1);
     check(QvPlatform::getServiceStatus("service") == QvPlatform::eServiceStatusUnknown);
     check(QvPlatform::CPU::getCoreCount() > 0);
+}
+
+void registry() {
+    const char* const value = "a value with more than fifteen bytes";
+    long error = 0;
+    check(QvPlatform::getRegistryValue("key", "name", &error).empty() && error != 0);
+    const bool isSet = QvPlatform::setRegistryValue(true, "QV_FAULTS\\key", "name", value, &error);
+    check(isSet == (error == 0));
+    check(isSet == support::kWindows, !isSet);
+    if (!isSet) return;
+    check(QvPlatform::getRegistryValue("QV_FAULTS\\key", "name", &error) == value, error != 0);
+    check(QvPlatform::getSubKeys(true, "QV_FAULTS", &error).size() == 1, error != 0);
+    for (const char* key : {"QV_FAULTS\\key", "QV_FAULTS"})
+        check(QvPlatform::deleteRegistryKey(true, key, nullptr), true);
 }
 
 }  // namespace
 
 const Family kFileFamilies[] = {
-    {"paths", paths}, {"files", files, verifyFiles}, {"environment", environment}};
+    {"paths", paths}, {"files", files, verifyFiles}, {"environment", environment}, {"registry", registry}};
 
 }  // namespace faults

@@ -78,8 +78,8 @@ QV_API void destroyProcessHandle(ProcessHandle*& handle);
 /// Starts a child without waiting. Null if it cannot be started; otherwise the caller destroys the record.
 QV_API ProcessHandle* execute(const std::string& command, const std::string& arguments);
 /// Ends the child at once, but not its own children, and waits until it has ended. The caller still owns the
-/// record. Does nothing for a null pointer, a child that has ended or, on Linux, one that the system does not
-/// let this process end.
+/// record. Does nothing for a null pointer, a child that has ended or one that the system does not let this
+/// process end.
 QV_API void kill(ProcessHandle* handle);
 
 }  // namespace QvSim::Process

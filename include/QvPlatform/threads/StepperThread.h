@@ -35,7 +35,8 @@ public:
     /// Stops the thread and deletes the object.
     virtual void destroy();
     /// Starts the thread and returns true once it has started; it may already have ended by then. True also
-    /// if it was already started. Throws `std::system_error` if the system cannot create a thread.
+    /// if it was already started. Throws `std::system_error` if the system cannot create a thread or
+    /// semaphore.
     virtual bool start();
     /// If true, pauses a running thread after its current step; if false, resumes a paused thread.
     virtual void pause(bool doPause);

@@ -61,10 +61,12 @@ std::optional<std::int64_t> ChildProcess::wait(unsigned long& error) {
     return std::nullopt;
 }
 
+// The system refuses to end a process that it is ending already, so some patience remains after a refusal.
 void ChildProcess::kill() {
     if (!record_->process) return;
-    TerminateProcess(record_->process.get(), 1);
-    WaitForSingleObject(record_->process.get(), INFINITE);
+    constexpr DWORD kPatience = 1'000;  // milliseconds
+    const bool isEnding = TerminateProcess(record_->process.get(), 1) != 0;
+    WaitForSingleObject(record_->process.get(), isEnding ? INFINITE : kPatience);
 }
 
 // A refused request starts nothing.

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <new>
 
 namespace os::win32 {
 namespace {
@@ -93,17 +94,26 @@ void GuardedEntry::restoreEntryOf(HINSTANCE module) {
     }
 }
 
+// The loader does not survive an exception, not even of a text that has no memory.
+void GuardedEntry::note(const char* text) noexcept {
+    if (!current) return;
+    try {
+        current->thrown_ = text;
+    } catch (const std::bad_alloc&) {
+        current->thrown_.emplace("std::bad_alloc");  // the string holds it itself
+    }
+}
+
 BOOL WINAPI GuardedEntry::enter(HINSTANCE module, DWORD reason, LPVOID reserved) {
     restoreEntryOf(module);
-    std::string text = "unknown exception";
     try {
         return reinterpret_cast<BOOL(WINAPI*)(HINSTANCE, DWORD, LPVOID)>(entryOf(module))(module, reason,
                                                                                           reserved);
     } catch (const std::exception& exception) {
-        text = exception.what();
-    } catch (...) {  // has no text
+        note(exception.what());
+    } catch (...) {
+        note("unknown exception");
     }
-    if (current) current->thrown_ = text;
     return FALSE;
 }
 

@@ -26,6 +26,7 @@ private:
     static void CALLBACK onModule(ULONG reason, const void* notification, void* context);
     static BOOL WINAPI enter(HINSTANCE module, DWORD reason, LPVOID reserved);
     static void restoreEntryOf(HINSTANCE module);
+    static void note(const char* text) noexcept;
 
     GuardedEntry* const outer_;
     void* registration_ = nullptr;

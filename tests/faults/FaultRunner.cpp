@@ -1,8 +1,8 @@
-// memory [--every N] [FAMILY]...   fails each allocation of each family once, and each with all that follow
-// calls [--every N] [FAMILY]...    fails calls of the system, where this program can (see
-// win32/FailingCalls.cpp) try FAMILY MODE NUMBER N         only this, in this process; modes but cold ones go
-// on from there once FAMILY                      runs the family between two calls of getppid, for a tracer
-// that fails calls list                             the families' names
+// memory [--every N] [FAMILY]...   each allocation of each family fails once, and each with all that follow
+// calls [--every N] [FAMILY]...    calls of the system fail, on Windows (see win32/FailingCalls.cpp)
+// try FAMILY MODE NUMBER N         only this, in this process; modes but cold ones go on from there
+// once FAMILY                      the family between two calls of getppid, for a tracer that fails calls
+// list                             the families' names
 //
 // With N, only each Nth allocation or call fails. Modes: "cold" is a process's first run of the sequence, and
 // has a process for each failure; "warm" is a later one; "all" fails every allocation from the given one on.

@@ -42,7 +42,6 @@ private:
             else
                 text += c;
         }
-        quoted_ = false;
         return text;
     }
 
@@ -59,7 +58,6 @@ private:
                 quote(text, backslashes % 2 != 0);
             }
         }
-        quoted_ = false;
         return text;
     }
 

@@ -45,7 +45,7 @@ TEST(UniqueNamesCollection, agreesWithItsDefinition) {
     UniqueNamesCollection names;
     std::set<std::string> taken;
     const char* const beginnings[] = {"", "b", "1", "b1", "b19", "b0", "99999999999999999999"};
-    for (int i = 0; i < 5000; ++i) {
+    for (int i = 0; i < 3000; ++i) {
         if (random() % 3 != 0) {
             const std::string name = beginnings[random() % std::size(beginnings)];
             ASSERT_EQ(names.acquire(name), acquireByTrying(taken, name));

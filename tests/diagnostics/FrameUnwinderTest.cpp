@@ -1,3 +1,4 @@
+#include "os/posix/stack/FileIdentity.h"
 #include "os/posix/stack/FrameUnwinder.h"
 #include "os/posix/stack/ThreadInterrupt.h"
 
@@ -7,6 +8,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <bit>
 #include <random>
 #include <thread>
 #include <vector>
@@ -49,6 +51,9 @@ TEST(FrameUnwinder, findsTheSameFramesBeforeAndAfterTheyAreCached) {
         EXPECT_EQ(error, 0);
         EXPECT_GT(found.size(), 20U);
     }
+    dl_find_object file;
+    ASSERT_EQ(_dl_find_object(std::bit_cast<void*>(frames[0].front()), &file), 0);
+    EXPECT_NE(os::posix::fileIdentity(file), 0U);  // else nothing is cached
     // The loop's own frame must be the same, too.
     EXPECT_EQ(frames[0], frames[1]);
     EXPECT_EQ(frames[1], frames[2]);
@@ -121,9 +126,10 @@ TEST(LocalMemory, doesNotFaultWhereNothingIs) {
     std::uintptr_t word = 1;
     EXPECT_TRUE(LocalMemory().read(begin + kPage - 8, word));
     EXPECT_EQ(word, 0U);
+    EXPECT_TRUE(LocalMemory::isReadable(begin + kPage - 8));
     for (const std::uintptr_t address : {std::uintptr_t{0}, std::uintptr_t{8}, ~std::uintptr_t{7},
                                          std::uintptr_t{1} << 63U, begin + kPage, begin + kPage - 4})
-        EXPECT_FALSE(LocalMemory().read(address, word)) << address;
+        EXPECT_FALSE(LocalMemory().read(address, word) || LocalMemory::isReadable(address)) << address;
     munmap(pages, 2 * kPage);
     EXPECT_FALSE(LocalMemory().read(begin, word));
 }

@@ -43,7 +43,7 @@ extern "C" int _dl_find_object(void* address, dl_find_object* result) noexcept {
 // what reads too far finds no memory. Each step on the way is an address that is looked for.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 4) return 0;
-    const std::size_t head = std::min<std::size_t>(data[0] * 4U, size - 4);
+    const std::size_t head = std::min<std::size_t>(std::size_t{data[0]} * 4, size - 4);
     const std::size_t tables = size - 4 - head;
     std::memset(file, 0, kBytes);
     std::memcpy(file, data + 4, head);

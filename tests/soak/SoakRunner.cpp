@@ -49,9 +49,10 @@ long linesOf(const std::string& path) {
 
 // Of other programs there may be segments, too.
 long ownSegments() {
+    const std::string name = "-soak-" + std::to_string(getpid());
     const std::filesystem::directory_iterator files("/dev/shm");
-    return std::count_if(begin(files), end(files), [](const auto& entry) {
-        return entry.path().filename().string().find("-soak-") != std::string::npos;
+    return std::count_if(begin(files), end(files), [&](const auto& entry) {
+        return entry.path().filename().string().find(name) != std::string::npos;
     });
 }
 

@@ -17,7 +17,8 @@ public:
     /// The same range from `at` on; empty if that is not in it.
     CodeReader from(const std::uint8_t* at) const {
         const auto offset = reinterpret_cast<std::uintptr_t>(at) - reinterpret_cast<std::uintptr_t>(at_);
-        return offset < static_cast<std::uintptr_t>(end_ - at_) ? CodeReader(at, end_) : CodeReader();
+        return offset < static_cast<std::uintptr_t>(end_ - at_) ? CodeReader(at_ + offset, end_)
+                                                                : CodeReader();
     }
     void skip(std::uint64_t bytes) {
         at_ = bytes < static_cast<std::uint64_t>(end_ - at_) ? at_ + bytes : end_;

@@ -1,9 +1,12 @@
 #include "os/posix/stack/FileIdentity.h"
 #include "os/posix/stack/FrameUnwinder.h"
+#include "os/posix/stack/LoadedFile.h"
 #include "os/posix/stack/ThreadInterrupt.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <link.h>
 #include <sys/mman.h>
 
@@ -171,6 +174,23 @@ TEST(FrameUnwinder, survivesAnyRegisters) {
         frames += walk(context, error).size();
     }
     EXPECT_GE(frames, 20'000U);
+}
+
+// Otherwise names of the first one would be shown for the later one, which takes its place in memory.
+TEST(LoadedFile, isToldFromAnotherWithoutIdentifier) {
+    std::vector<std::uint64_t> identities;
+    std::vector<void*> records;
+    const auto folder = support::textOf(std::filesystem::canonical("/proc/self/exe").parent_path());
+    for (const std::string name : {"first", "later"}) {
+        void* const handle = dlopen((folder + "/test-plugins/" + name + ".so").c_str(), RTLD_NOW);
+        ASSERT_TRUE(handle) << dlerror();
+        const os::posix::LoadedFile file(std::bit_cast<std::uintptr_t>(dlsym(handle, "callBack")));
+        identities.push_back(file.identity());
+        records.push_back(handle);
+        dlclose(handle);
+    }
+    EXPECT_EQ(records[0], records[1]);
+    EXPECT_NE(identities[0], identities[1]);
 }
 
 }  // namespace

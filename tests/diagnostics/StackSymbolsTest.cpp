@@ -2,6 +2,7 @@
 
 #include "CallStacks.h"
 #include "support/ChildProgram.h"
+#include "support/TemporaryFolder.h"
 #include "support/VariableChange.h"
 
 #include <gtest/gtest.h>
@@ -101,6 +102,44 @@ TEST(StackSymbols, askNoServer) {
         std::thread([] { EXPECT_NE(walkOwn().text, ""); }).join();
         pollfd waiting{server, POLLIN, 0};
         EXPECT_EQ(poll(&waiting, 1, 0), 0);
+    });
+}
+
+std::string textFromWithin(const std::string& library, const char* function) {
+    void* const handle = dlopen(library.c_str(), RTLD_NOW);
+    if (!handle) return dlerror();
+    static Walk walk;
+    const auto call = reinterpret_cast<int (*)(int (*)())>(dlsym(handle, function));
+    call([] { return (walk = walkOwn()).reachedEnd ? 1 : 0; });
+    dlclose(handle);
+    return walk.text;
+}
+
+TEST(StackSymbols, comeFromTheLinkedFileOfALibraryWithoutIdentifier) {
+    inNewProcess([] {
+        const support::TemporaryFolder folder;
+        const QvPlatform::Directory programs(QvPlatform::Directory::kExecutableDirectory);
+        const std::string source = programs.toUniversalPath() + "test-plugins/";
+        const auto copied = [&](const std::string& name, const std::string& to) {
+            return std::filesystem::copy_file(support::pathOf(source + name),
+                                              support::pathOf(folder.path() + to));
+        };
+        const std::string library = folder.path() + "library.so";
+        ASSERT_TRUE(copied("first.so", "library.so") && copied("first.debug", "first.debug"));
+        EXPECT_EQ(countOf(textFromWithin(library, "callBack"), "CallingPlugin.cpp (7): callBack\n"), 1);
+
+        // The later one takes its place, in the file system and probably in memory.
+        std::filesystem::remove(support::pathOf(library));
+        folder.addDirectory(".debug");
+        ASSERT_TRUE(copied("later.so", "library.so") && copied("later.debug", ".debug/later.debug"));
+        EXPECT_EQ(
+            countOf(textFromWithin(library, "otherFunction"), "CallingPlugin.cpp (12): otherFunction\n"), 1);
+
+        // A file that only has the right name is not believed.
+        ASSERT_TRUE(copied("later.so", "other.so") && copied("first.debug", "later.debug"));
+        std::filesystem::remove_all(support::pathOf(folder.path() + ".debug"));
+        const std::string text = textFromWithin(folder.path() + "other.so", "otherFunction");
+        EXPECT_EQ(countOf(text, "(filename not available): otherFunction\n"), 1) << text;
     });
 }
 

@@ -5,3 +5,9 @@
 extern "C" QV_PLUGIN_EXPORT int callBack(int (*function)());
 
 int callBack(int (*function)()) { return function() + 1; }
+
+#ifdef WITH_OTHER_FUNCTION
+extern "C" QV_PLUGIN_EXPORT int otherFunction(int (*function)());
+
+int otherFunction(int (*function)()) { return function() + 2; }
+#endif

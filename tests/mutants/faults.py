@@ -6,6 +6,8 @@ import subprocess
 SWAPS = {"compare": {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="},
          "logic": {"&&": "||", "||": "&&"}, "arithmetic": {"+": "-", "-": "+", "+=": "-=", "-=": "+="}}
 CALL = r"(?!return\b|throw\b|QV_ASSERT|if\b|while\b|switch\b|for\b)[\w:]+(?:(?:\.|->|\(\)\.|\(\)->)[\w:]+)*\([^;]*\);"
+# A first value that is overwritten, room for more than there is: a larger constant makes no difference.
+WITHOUT_EFFECT = r"^\s*(?:mutable )?[\w:<>*]+(?: [\w:<>*]+)* \w+ = 0;$|\bchar \w+\[\d+\]|\breserve\("
 Site = collections.namedtuple("Site", "file line kind column before after")
 
 
@@ -20,11 +22,14 @@ def line_changes(code, previous):
     """(kind, first column, past the last one, replacement) of each fault that a line can have."""
     for kind, swaps in SWAPS.items():
         for match in re.finditer(r"(?<= )(" + "|".join(map(re.escape, sorted(swaps, key=len)[::-1])) + ")(?= |$)", code):
-            yield kind, *match.span(), swaps[match[0]]
+            if kind != "arithmetic" or "reserve(" not in code:
+                yield kind, *match.span(), swaps[match[0]]
     for match in re.finditer(r"\b(?:if|while) \((?!constexpr)(?:[^()]*;)?((?:[^()]|\((?:[^()]|\([^()]*\))*\))*)\)", code):
         yield "negate", *match.span(1), f"!({match[1].strip()})"
     for match in re.finditer(r"(?<![\w.'])(0x[0-9a-fA-F']+|\d[\d']*)(?=[uUlLzZ]*\b(?![.']))", code):
-        yield "constant", *match.span(), str(int(match[0].replace("'", ""), 8 if re.match(r"0\d", match[0]) else 0) + 1)
+        if not re.search(WITHOUT_EFFECT, code):
+            value = int(match[0].replace("'", ""), 8 if re.match(r"0\d", match[0]) else 0)
+            yield "constant", *match.span(), str(value - 1 if re.search(r"(?<![\w) ] )-$", code[:match.start()]) else value + 1)
     for match in re.finditer(r"(?<=return )(true|false)(?=;)", code):
         yield "bool", *match.span(), "false" if match[0] == "true" else "true"
     for match in re.finditer(r"(const )?std::(lock_guard|scoped_lock|unique_lock|shared_lock)\b[^;]*;", code):

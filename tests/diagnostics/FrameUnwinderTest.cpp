@@ -16,6 +16,62 @@
 #include <thread>
 #include <vector>
 
+// Functions that keep their caller's %rbp, change it, and call back. Each has another rule for where it is.
+asm(R"(
+    .text
+    .macro keeper name, rule:vararg
+\name:
+    .cfi_startproc
+    push %rbp
+    .cfi_adjust_cfa_offset 8
+    push %rbx
+    .cfi_adjust_cfa_offset 8
+    .cfi_rel_offset %rbx, 0
+    mov %rbp, %rbx
+    .cfi_escape \rule
+    sub $8, %rsp
+    .cfi_adjust_cfa_offset 8
+    xor %ebp, %ebp
+    call *%rdi
+    add $8, %rsp
+    .cfi_adjust_cfa_offset -8
+    pop %rbx
+    .cfi_adjust_cfa_offset -8
+    pop %rbp
+    .cfi_adjust_cfa_offset -8
+    ret
+    .cfi_endproc
+    .endm
+
+    keeper savedAtComputed, 0x10, 6, 2, 0x40, 0x1c  # where the frame's address minus 16 points to
+    keeper inRegister, 0x09, 6, 3                   # in %rbx
+    keeper atOffset, 0x15, 6, 0x7e                  # the frame's address plus 16
+    keeper computed, 0x16, 6, 2, 0x23, 16           # the same
+
+withFrame:
+    .cfi_startproc
+    push %rbp
+    .cfi_adjust_cfa_offset 8
+    .cfi_rel_offset %rbp, 0
+    mov %rsp, %rbp
+    .cfi_def_cfa_register %rbp
+    sub $16, %rsp
+    call *%rsi
+    leave
+    .cfi_def_cfa %rsp, 8
+    ret
+    .cfi_endproc
+)");
+
+extern "C" {
+using CallBack = void();
+void savedAtComputed(CallBack* callBack);
+void inRegister(CallBack* callBack);
+void atOffset(CallBack* callBack);
+void computed(CallBack* callBack);
+void withFrame(CallBack* callBack, void (*keeper)(CallBack*));
+}
+
 namespace {
 
 using os::posix::FrameAddress;
@@ -60,6 +116,20 @@ TEST(FrameUnwinder, findsTheSameFramesBeforeAndAfterTheyAreCached) {
     // The loop's own frame must be the same, too.
     EXPECT_EQ(frames[0], frames[1]);
     EXPECT_EQ(frames[1], frames[2]);
+}
+
+TEST(FrameUnwinder, followsRulesThatCompilersSeldomUse) {
+    static std::vector<std::uintptr_t> frames;
+    static int error;
+    for (const auto keeper : {savedAtComputed, inRegister, atOffset, computed}) {
+        std::vector<std::uintptr_t> outer;
+        descend(0, outer, error);
+        withFrame([] { descend(0, frames, error); }, keeper);
+        EXPECT_EQ(error, 0);
+        ASSERT_GT(frames.size(), outer.size());
+        EXPECT_TRUE(
+            std::equal(outer.begin() + 2, outer.end(), frames.end() - (outer.end() - outer.begin() - 2)));
+    }
 }
 
 // A thread's own stack is read directly, any other through the kernel.

@@ -156,7 +156,7 @@ TEST(QvCommandLine, eatsEachValidPositionOnce) {
     const int positions[] = {3, 1, -1, 9, 1};
     line.eatArg(positions, 5);
     EXPECT_EQ(line.arguments(), (Texts{"p", "b"}));
-    line.eatArg(positions, -2);
+    line.eatArg(positions + 1, -2);
     EXPECT_EQ(line.arguments(), (Texts{"p", "b"}));
 }
 

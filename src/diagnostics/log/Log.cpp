@@ -62,7 +62,7 @@ void defaultLogHandler(eLogLevel level, const char* const format, LogArgs args) 
     const LogLine line(level, format, args);
     os::writeToStandardError(line.text());
     detail::writeToLogSink(line.text());
-    if (level == kLogLevelError) throw std::runtime_error(line.c_str());
+    if (level == kLogLevelError) throw std::runtime_error(std::string(line.text()));
     if (level == kLogLevelFatal) std::exit(1);
 }
 

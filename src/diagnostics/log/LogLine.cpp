@@ -50,7 +50,6 @@ void LogLine::appendMessage(const char* format, LogArgs args) {
     const bool whole = wanted > 0 && static_cast<std::size_t>(wanted) < room;
     length_ += std::strlen(buffer_ + length_);
     if (whole && buffer_[length_ - 1] != '\n') append("\n");
-    buffer_[length_] = '\0';
 }
 
 }  // namespace Qv::detail

@@ -17,13 +17,12 @@ public:
     LogLine(eLogLevel level, const char* format, LogArgs args);
 
     std::string_view text() const { return {buffer_, length_}; }
-    const char* c_str() const { return buffer_; }
 
 private:
     void append(std::string_view text);
     void appendMessage(const char* format, LogArgs args);
 
-    char buffer_[kLogBufferSize + 1];  // a message that just fits still gets its newline
+    char buffer_[kLogBufferSize];  // a newline takes the place of the terminating zero
     std::size_t length_ = 0;
 };
 

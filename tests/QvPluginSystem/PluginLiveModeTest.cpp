@@ -142,8 +142,12 @@ TEST_F(PluginLiveModeTest, whatIsStillPublishedKeepsItsLibraryMapped) {
     manager->load(put("a", {"publishes", "listens"}));
     const std::size_t before = manager->getAllObjects().size();
     put("a", {"version 2"});
+    logCapture.take();
     const QvReloadResult result = reload("a");
     EXPECT_EQ(result.outcome, Outcome::reloaded);
+    std::string logged;
+    for (const std::string& text : logCapture.takeTexts()) logged += text;
+    EXPECT_NE(logged.find("Closing " + path("a.qvp") + ": the library stays in memory: what"), logged.npos);
     EXPECT_EQ(messagesOf(result, Action::unload),
               "the library stays in memory: what is still published or registered belongs to it: listener "
               "(anonymous namespace)::Listening, object (anonymous namespace)::Published");
@@ -152,6 +156,15 @@ TEST_F(PluginLiveModeTest, whatIsStillPublishedKeepsItsLibraryMapped) {
     EXPECT_FALSE(dynamic_cast<CallLog*>(manager->getAllObjects().back()));  // its code is still there
     manager->load(put("b"));                                                // and so is the listener's
     EXPECT_EQ(copies().size(), 3U);
+}
+
+// From the same copy it would come back with the variables of its first run.
+TEST_F(PluginLiveModeTest, whatStayedInMemoryComesBackFromANewCopy) {
+    manager->load(put("a", {"publishes"}));
+    put("a", {"version 2", "initialize false"});
+    const QvReloadResult result = reload("a");
+    EXPECT_EQ(result.outcome, Outcome::rolledBack) << result.text();
+    EXPECT_EQ(copies().size(), 2U);
 }
 
 TEST_F(PluginLiveModeTest, aThreadThatWasLeftKeepsItsLibraryMapped) {

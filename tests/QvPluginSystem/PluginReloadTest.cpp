@@ -333,9 +333,15 @@ TEST_F(PluginReloadTest, callsAtTheWrongTimeAreRefused) {
 }
 
 TEST_F(PluginReloadTest, requestsOfPluginsMeanwhileAreHonoured) {
+    put("kept");
+    put("base", {"version 1.1", "whenInitialized load " + path("kept.qvp"), "initialize false"});
+    QvReloadResult result = reloader.reload("base");
+    EXPECT_EQ(result.outcome, Outcome::rolledBack) << result.text();
+    EXPECT_TRUE(manager->getPluginForName("kept"));
+    manager->unload("kept");
     put("fresh");
     put("base", {"version 1.1", "whenInitialized load " + path("fresh.qvp")});
-    const QvReloadResult result = reloader.reload("base");
+    result = reloader.reload("base");
     EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
     EXPECT_TRUE(manager->getPluginForName("fresh"));
     put("base", {"version 1.2", "whenInitialized load " + path("top.qvp")});  // which closes a cycle

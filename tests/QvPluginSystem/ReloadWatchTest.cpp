@@ -295,6 +295,23 @@ TEST_F(ReloadWatchTest, followsLinks) {
     EXPECT_EQ(takeNext(), Texts{"a.qvp"});
 }
 
+TEST_F(ReloadWatchTest, watchesNoFolderThatIsNoLongerNeeded) {
+    const auto watched = [] {
+        std::size_t count = 0;
+        for (const auto& file : std::filesystem::directory_iterator("/proc/self/fdinfo")) {
+            const std::string text = readFile(file.path().string());
+            for (auto at = text.find("inotify wd:"); at != text.npos; at = text.find("inotify wd:", at + 1))
+                ++count;
+        }
+        return count;
+    };
+    listen({"a.qvp"});
+    EXPECT_EQ(watched(), 1U);
+    folder.addDirectory("build");
+    listen({"build/a.qvp"});
+    EXPECT_EQ(watched(), 1U);
+}
+
 TEST_F(ReloadWatchTest, findsAnotherFolderUnderTheSameName) {
     folder.addDirectory("parent/build");
     write("parent/build/a.qvp");

@@ -270,6 +270,21 @@ TEST_F(PluginReloadTest, whatCannotComeBackIsNamed) {
     EXPECT_EQ(loadedNames(), (Texts{"other", "base", "right", "left", "top"}));
 }
 
+TEST_F(PluginReloadTest, aNewVersionThatRefusesToGoIsKept) {
+    class KeepingNewBase : public VetoOnce {
+        bool onAboutToUninitialize(const QvPluginInfo& info) override {
+            return info.version.toString() != "1.1.0.0";
+        }
+    } veto;
+    veto.name = "left";
+    put("base", {"version 1.1"});
+    const QvReloadResult result = reloader.reload("base");
+    EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+    EXPECT_EQ(result.reason, "");
+    EXPECT_EQ(versionOf("base"), "1.1.0.0");
+    EXPECT_EQ(loadedNames(), (Texts{"other", "base", "left", "right", "top"}));
+}
+
 TEST_F(PluginReloadTest, whatAListenerThrowsIsItsRefusal) {
     put("base", {"version 1.1"});
     VetoOnce thrower;

@@ -135,8 +135,9 @@ Qv::QvArray<QvReloadResult> ReloadPoll::handle(const std::vector<std::string>& p
         toLoad.insert(lost_.begin(), lost_.end());
     for (const NamesByPath& group : groupsOf(state_.registry, changed)) reload(group, results);
     for (const std::string& path : toLoad) {
-        if (!state_.registry.findByPath(path))
-            results.push_back(ReloadTransaction(manager_, live_).loadNew(path));
+        if (state_.registry.findByPath(path)) continue;
+        results.push_back(ReloadTransaction(manager_, live_).loadNew(path));
+        if (results.back().outcome == QvReloadResult::Outcome::loaded) lost_.erase(path);
     }
     return results;
 }

@@ -156,6 +156,14 @@ TEST_F(PluginReloadTest, whatTheCheckFindsChangesNothing) {
     EXPECT_EQ(standing(), before);
 }
 
+TEST_F(PluginReloadTest, whatIsReloadedButNoLongerNeededGoes) {
+    put("left", {"needs base 1.0", "version 2"});
+    put("top", {"needs right 0"});
+    const QvReloadResult result = reloader.reload(Qv::QvArray<std::string>{"left", "top"});
+    EXPECT_EQ(result.outcome, Outcome::reloaded) << result.text();
+    EXPECT_EQ(loadedNames(), (Texts{"other", "base", "right", "top"}));
+}
+
 TEST_F(PluginReloadTest, aStaticInitializerMayThrowAndBeMended) {
     if (support::kThreadSanitizer) GTEST_SKIP() << "the exception passes through the loader";
     runApart([this] {

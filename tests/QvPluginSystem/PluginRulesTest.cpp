@@ -1,5 +1,7 @@
 #include "QvPluginSystem/rules/PluginRules.h"
 
+#include "base/Shortened.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -22,6 +24,14 @@ QvPluginInfo plugin(const std::string& name, const char* version, const char* co
     info.version = QvVersion(version);
     info.compatibilityVersion = QvVersion(compatibility);
     return info;
+}
+
+TEST(Shortened, CutsNoCharacter) {
+    const std::string text = "\xC3\xA9\xC3\xA8\xE2\x82\xAC";  // of 2, 2 and 3 bytes
+    const std::size_t kept[] = {0, 0, 2, 2, 4, 4, 4};
+    for (std::size_t most = 0; most < text.size(); ++most)
+        EXPECT_EQ(base::shortened(text, most), text.substr(0, kept[most]) + "...");
+    EXPECT_EQ(base::shortened(text, text.size()), text);
 }
 
 const QvPluginInfo& itself(const QvPluginInfo& info) { return info; }

@@ -49,6 +49,18 @@ Texts sorted(const Qv::QvArray<std::string>& names) {
     return list;
 }
 
+class Refuser : public QvPluginSystem::QvPluginManagerListener {
+public:
+    Refuser() { QvPluginSystem::QvPluginManager::addListener(this); }
+    Refuser(const Refuser&) = delete;
+    Refuser& operator=(const Refuser&) = delete;
+    ~Refuser() override { QvPluginSystem::QvPluginManager::removeListener(this); }
+    bool onAboutToInitialize(const QvPluginSystem::QvPluginInfo& info) override {
+        return info.name != refused;
+    }
+    std::string refused = "b";
+};
+
 }  // namespace
 
 TEST_F(PluginWatchTest, reloadsAPluginWhoseFileChanges) {
@@ -254,17 +266,6 @@ TEST_F(PluginWatchTest, aSecondReloaderDoesNotWatch) {
 }
 
 TEST_F(PluginWatchTest, lostPluginsComeBackWithTheNextVersion) {
-    class Refuser : public QvPluginSystem::QvPluginManagerListener {
-    public:
-        Refuser() { QvPluginSystem::QvPluginManager::addListener(this); }
-        Refuser(const Refuser&) = delete;
-        Refuser& operator=(const Refuser&) = delete;
-        ~Refuser() override { QvPluginSystem::QvPluginManager::removeListener(this); }
-        bool onAboutToInitialize(const QvPluginSystem::QvPluginInfo& info) override {
-            return info.name != refused;
-        }
-        std::string refused = "b";
-    };
     search();
     put("a");
     put("b", {"needs a 0"});
@@ -286,4 +287,24 @@ TEST_F(PluginWatchTest, lostPluginsComeBackWithTheNextVersion) {
     ASSERT_EQ(results.size(), 2U);
     EXPECT_EQ(results[0].outcome, Outcome::loaded) << results[0].text();
     EXPECT_EQ(loadedNames(), (Texts{"a", "b", "c"}));
+    manager->unload("c");
+    put("c", {"needs b 0"});
+    EXPECT_TRUE(staysQuiet());
+}
+
+TEST_F(PluginWatchTest, whatTheHostLoadedAgainIsNotLost) {
+    search();
+    put("a");
+    manager->load(put("b", {"needs a 0"}));
+    ASSERT_TRUE(reloader.watch());
+    {
+        Refuser refuser;
+        put("a");
+        EXPECT_EQ(pollOne().outcome, Outcome::lost);
+    }
+    manager->load(path("b.qvp"));
+    EXPECT_TRUE(staysQuiet());
+    manager->unload("b");
+    put("b", {"needs a 0"});
+    EXPECT_TRUE(staysQuiet());
 }

@@ -2,6 +2,8 @@
 #include "os/posix/stack/FrameUnwinder.h"
 #include "os/posix/stack/LoadedFile.h"
 #include "os/posix/stack/ThreadInterrupt.h"
+#include "support/DeniedCalls.h"
+#include "support/ForkAsNobody.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +11,7 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <bit>
@@ -47,6 +50,7 @@ asm(R"(
     keeper inRegister, 0x09, 6, 3                   # in %rbx
     keeper atOffset, 0x15, 6, 0x7e                  # the frame's address plus 16
     keeper computed, 0x16, 6, 2, 0x23, 16           # the same
+    keeper readFrom, 0x16, 6, 3, 0x40, 0x1c, 0x06   # what the frame's address minus 16 points to
 
 withFrame:
     .cfi_startproc
@@ -69,6 +73,7 @@ void savedAtComputed(CallBack* callBack);
 void inRegister(CallBack* callBack);
 void atOffset(CallBack* callBack);
 void computed(CallBack* callBack);
+void readFrom(CallBack* callBack);
 void withFrame(CallBack* callBack, void (*keeper)(CallBack*));
 }
 
@@ -121,7 +126,10 @@ TEST(FrameUnwinder, findsTheSameFramesBeforeAndAfterTheyAreCached) {
 TEST(FrameUnwinder, followsRulesThatCompilersSeldomUse) {
     static std::vector<std::uintptr_t> frames;
     static int error;
-    for (const auto keeper : {savedAtComputed, inRegister, atOffset, computed}) {
+    using Keeper = void(CallBack*);
+    Keeper* const keepers[] = {savedAtComputed, inRegister, atOffset, computed, readFrom};
+    for (int i = 0; i < 15; ++i) {  // each again when some frames are cached
+        Keeper* const keeper = keepers[i % 5];
         std::vector<std::uintptr_t> outer;
         descend(0, outer, error);
         withFrame([] { descend(0, frames, error); }, keeper);
@@ -155,6 +163,13 @@ void walkBothWays() {
 TEST(FrameUnwinder, findsTheSameFramesWithoutTheKernel) {
     for (int i = 0; i < 2; ++i) walkBothWays();
     std::thread(walkBothWays).join();
+}
+
+TEST(FrameUnwinder, needsNoPermissionToReadTheStack) {
+    support::inFork([] {
+        support::denyCalls({SYS_process_vm_readv});
+        walkBothWays();
+    });
 }
 
 TEST(FrameUnwinder, walksAStackThatTheThreadMadeItself) {

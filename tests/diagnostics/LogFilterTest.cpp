@@ -114,6 +114,7 @@ TEST(LogFilter, refusesWhatCouldOverflowTheStack) {
         {"(?:ab){0,2000}", 1, true},
         {"((a?){30}){40}", 1, true},
         {"[[:alpha:](){9}]{20,}", 1, false},
+        {"[[x]a{900}", 1, true},
         {"\\({900}", 1, true},
         {"(.)\\1", 4999, false},
         {"(a+)\\1", 400, false},

@@ -185,6 +185,23 @@ TEST(ThreadStacks, saysThatAStackWasCut) {
     const std::string tooBig = "ERROR: StackWalk64, GetLastError: 7 (Address: 0x";
     EXPECT_EQ(countOf(viewer.getOutput(), tooBig), 1);
     EXPECT_EQ(countOf(viewer.getOutput(), tooBig + "0)"), 0);
+    Worker other(spinAround);
+    expectOnStack(other, "spinAround");
+}
+
+TEST(ThreadStacks, takeOneSignal) {
+    const auto taken = [] {
+        int count = 0;
+        for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
+            struct sigaction action {};
+            sigaction(signal, nullptr, &action);
+            count += action.sa_handler != SIG_DFL ? 1 : 0;
+        }
+        return count;
+    };
+    Worker worker(spinAround);
+    for (int i = 0; i < 3; ++i) expectOnStack(worker, "spinAround");
+    EXPECT_EQ(taken(), 1);
 }
 
 // Its innermost frame is in code without unwind information.

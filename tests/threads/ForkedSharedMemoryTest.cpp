@@ -3,6 +3,7 @@
 #include "support/ChildProgram.h"
 #include "support/LogCapture.h"
 #include "support/SharedSegment.h"
+#include "support/TemporaryFolder.h"
 
 #include <cxxabi.h>
 #include <gtest/gtest.h>
@@ -25,7 +26,10 @@ constexpr int kRounds = 5;
 
 class ForkedSharedMemory : public testing::Test {
 protected:
-    void TearDown() override { EXPECT_TRUE(isGone()); }
+    void TearDown() override {
+        EXPECT_TRUE(isGone());
+        EXPECT_EQ(support::readFile("/proc/self/maps").find(key_), std::string::npos);
+    }
 
     bool isGone() const {
         const std::filesystem::directory_iterator files("/dev/shm");

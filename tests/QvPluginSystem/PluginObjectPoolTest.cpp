@@ -53,12 +53,12 @@ TEST_F(PluginObjectPoolTest, addsOnceAndTellsWhileTheObjectIsThere) {
 }
 
 TEST_F(PluginObjectPoolTest, removalKeepsTheOrderOfTheOthers) {
-    QvPluginObject objects[4];
+    QvPluginObject objects[6];
     for (QvPluginObject& object : objects) manager->addObject(&object);
-    manager->removeObject(&objects[1]);
+    for (const std::size_t index : {1U, 4U}) manager->removeObject(&objects[index]);
     const auto& all = manager->getAllObjects();
-    const std::vector<QvPluginObject*> last(all.end() - 3, all.end());
-    EXPECT_EQ(last, (std::vector<QvPluginObject*>{&objects[0], &objects[2], &objects[3]}));
+    const std::vector<QvPluginObject*> last(all.end() - 4, all.end());
+    EXPECT_EQ(last, (std::vector<QvPluginObject*>{&objects[0], &objects[2], &objects[3], &objects[5]}));
     for (QvPluginObject& object : objects) manager->removeObject(&object);
 }
 

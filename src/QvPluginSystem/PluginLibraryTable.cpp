@@ -127,7 +127,6 @@ PluginLibraryRecord* PluginLibraryTable::open(const std::string& path, std::stri
     PluginLibraryRecord& record = findOrAdd(path);
     ++record.openCount;
     if (record.moduleHandle) return &record;
-    error.clear();
     const Opening opening(*this, record);
     if (const auto weak = refusesUnsafeFiles_ ? os::findWeakPoint(path) : std::nullopt) {
         error = rules::unsafeFileMessage(path, *weak);

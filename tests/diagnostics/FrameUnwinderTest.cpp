@@ -172,6 +172,18 @@ TEST(FrameUnwinder, needsNoPermissionToReadTheStack) {
     });
 }
 
+TEST(FrameUnwinder, asksTheSystemNothingAboutWhatItKnows) {
+    support::inFork([] {
+        std::size_t frames[] = {0, 0};
+        for (std::size_t& count : frames) {
+            const auto take = [&](const FrameAddress&) { return ++count < 1000; };
+            EXPECT_EQ(os::posix::walkFromHere(take), 0);
+            if (&count == frames) support::denyCalls({SYS_process_vm_readv, SYS_rt_sigprocmask}, EFAULT);
+        }
+        EXPECT_EQ(frames[1], frames[0]);
+    });
+}
+
 TEST(FrameUnwinder, walksAStackThatTheThreadMadeItself) {
     static std::size_t count;
     static int error;

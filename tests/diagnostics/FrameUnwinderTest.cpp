@@ -4,6 +4,7 @@
 #include "os/posix/stack/ThreadInterrupt.h"
 #include "support/DeniedCalls.h"
 #include "support/ForkAsNobody.h"
+#include "support/Platform.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -286,7 +287,7 @@ TEST(LoadedFile, isToldFromAnotherWithoutIdentifier) {
         records.push_back(handle);
         dlclose(handle);
     }
-    EXPECT_EQ(records[0], records[1]);
+    EXPECT_TRUE(records[0] == records[1] || support::kAddressSanitizer);  // which gives no memory again
     EXPECT_NE(identities[0], identities[1]);
 }
 

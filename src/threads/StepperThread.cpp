@@ -136,7 +136,6 @@ StepperThread::StepperThread() : record_(std::make_unique<Record>()) {}
 
 StepperThread::~StepperThread() {
     record_->stopRequested = true;
-    if (record_->state == kPaused) StepperThread::pause(false);
     record_->lift();
     const std::lock_guard afterTheLastWorker(record_->runLock);
 }

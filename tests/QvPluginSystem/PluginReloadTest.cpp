@@ -349,10 +349,22 @@ TEST_F(PluginReloadTest, callsAtTheWrongTimeAreRefused) {
 
     QvReloadResult result;
     std::thread([&] { result = reloader.reload("base"); }).join();
-    EXPECT_EQ(result.reason, "only the thread that created the reloader may reload");
+    EXPECT_EQ(result.text(), "base: not reloaded: only the thread that created the reloader may reload\n");
     EXPECT_EQ(result.outcome, Outcome::refused);
     QvPluginReloader second;
     EXPECT_EQ(second.reload("base").reason, "there is another reloader");
+}
+
+TEST_F(PluginReloadTest, whatAnotherPluginNeedsMeanwhileStays) {
+    manager->load(path("base.qvp"));
+    put("late", {"needs base 1.0"});
+    support::writeFile(path("left.txt"), "whenUninitialized load " + path("late.qvp") + "\n");
+    put("base", {"version 1.1"});
+    const QvReloadResult result = reloader.reload("base");
+    EXPECT_EQ(result.outcome, Outcome::refused);
+    EXPECT_EQ(result.reason, "base: other plugins that depend on it were loaded meanwhile");
+    EXPECT_EQ(standing(), (Texts{"other 1 requested", "base 4 requested", "left 1", "right 1",
+                                 "top 1 requested", "late 1 requested"}));
 }
 
 TEST_F(PluginReloadTest, requestsOfPluginsMeanwhileAreHonoured) {

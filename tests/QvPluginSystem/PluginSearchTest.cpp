@@ -25,6 +25,7 @@ TEST_F(PluginSearchTest, listsOfDirectories) {
     EXPECT_TRUE(manager->removePluginSearchDir(manager->getAddedPluginsSearchDirs()[0]));
     EXPECT_TRUE(manager->removePluginSearchDir(standard));
     EXPECT_EQ(textsOf(manager->getPluginSearchDirs()), (Texts{"one/"}));
+    EXPECT_EQ(textsOf(manager->getAddedPluginsSearchDirs()), (Texts{"one/"}));
     manager->resetPluginSearchDirs();
     EXPECT_EQ(textsOf(manager->getPluginSearchDirs()), (Texts{standard}));
     EXPECT_EQ(manager->getAddedPluginsSearchDirs().size(), 0U);

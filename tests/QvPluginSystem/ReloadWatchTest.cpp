@@ -6,6 +6,7 @@
 #include <QvPlatform/filesystem/Directory.h>
 #include <QvPlatform/filesystem/Filesystem.h>
 
+#include "support/LogCapture.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -327,6 +328,7 @@ TEST_F(ReloadWatchTest, findsAnotherFolderUnderTheSameName) {
 TEST_F(ReloadWatchTest, looksAtFoldersThatCannotBeWatched) {
     write("a.qvp");
     inFork([this] {
+        const LogCapture capture;
         denyCalls({SYS_inotify_add_watch});
         listen({"a.qvp"});
         EXPECT_EQ(watch.problem(), folder.path() + " cannot be watched: Operation not permitted");
@@ -334,6 +336,10 @@ TEST_F(ReloadWatchTest, looksAtFoldersThatCannotBeWatched) {
         write("a.qvp");
         EXPECT_EQ(takeNext(), Texts{"a.qvp"});
         EXPECT_EQ(takeAfter(10'000), Texts());
+        EXPECT_EQ(
+            LogCapture::takeTexts(),
+            Texts{"The folder " + folder.path() +
+                  " is looked at once a second, because it cannot be watched: Operation not permitted\n"});
     });
 }
 

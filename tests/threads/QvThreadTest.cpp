@@ -94,6 +94,7 @@ TEST(QvThreadMutex, isLeftOnceByAScopedLock) {
         for (int i = 0; i < releases; ++i) lock.release();
     }
     Qv::QvMutexScopedLock(nullptr).release();
+    EXPECT_EQ(Qv::QvThreadMutexLock(nullptr) + Qv::QvThreadMutexTryLock(nullptr), 0);
     EXPECT_EQ(tryAndUnlock(), 0);
     EXPECT_EQ(onThread(tryAndUnlock), 1);
     EXPECT_EQ(Qv::QvThreadMutexUnlock(mutex), 0);

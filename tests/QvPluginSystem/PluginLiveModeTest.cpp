@@ -168,9 +168,8 @@ TEST_F(PluginLiveModeTest, whatStayedInMemoryComesBackFromANewCopy) {
 }
 
 TEST_F(PluginLiveModeTest, aThreadThatWasLeftKeepsItsLibraryMapped) {
-    for (const std::string how : {"leavesThread", "leavesThread deaf"}) {
-        const std::string name = how.ends_with("deaf") ? "b" : "a";
-        manager->load(put(name, {how}));
+    for (const std::string name : {"hearing", "deaf", "busy"}) {
+        manager->load(put(name, {name == "hearing" ? "leavesThread" : "leavesThread " + name}));
         auto* const endLeftThread = functionIn<void()>(name, "endLeftThread");
         ASSERT_TRUE(endLeftThread);
         put(name, {"version 2"});
@@ -179,9 +178,10 @@ TEST_F(PluginLiveModeTest, aThreadThatWasLeftKeepsItsLibraryMapped) {
         const std::string message = messagesOf(result, Action::unload);
         EXPECT_EQ(message.find("the library stays in memory: thread "), 0U) << message;
         EXPECT_NE(message.find(" is still in "), message.npos) << message;
-        // It is in no other library.
+        // It is in no other library. Linux does not tell where a thread is that neither hears nor waits.
         put(name, {"version 3"});
-        EXPECT_EQ(messagesOf(reload(name), Action::unload), "");
+        const bool isKnown = support::kWindows || name != "busy";
+        EXPECT_EQ(messagesOf(reload(name), Action::unload).empty(), isKnown);
         endLeftThread();
     }
 }

@@ -124,6 +124,7 @@ TEST_F(PluginReloadTest, whatTheCheckFindsChangesNothing) {
         std::string by;
         std::string reason;
     };
+    put("odd", {"name another", "needs odd 0"});
     const std::string cannotLoad = "base: Plugin file could not be loaded : ";
     const Case cases[] = {
         {{"describe throw"}, "base", cannotLoad + "describe threw"},
@@ -131,6 +132,7 @@ TEST_F(PluginReloadTest, whatTheCheckFindsChangesNothing) {
         {{"name else"}, "base", "base: its file now contains the plugin \"else\""},
         {{"version 1.0", "needs nobody 1"}, "base", "base: Could not find dependent plugin nobody"},
         {{"version 1.0", "needs top 0"}, "left", "left: "},
+        {{"version 1.0", "needs odd 0"}, "another", "another: "},
         {{"version 2.0", "compatibility 2.0"}, "left", "left: base is not compatible."},
         {{"version 0.9"}, "left", "left: base is not compatible."},
     };

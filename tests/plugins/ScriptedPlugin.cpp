@@ -11,7 +11,7 @@
 //     counted                                                            to record the number of
 //     initializations
 //     publishes|listens                                                  and never takes it back
-//     leavesThread, leavesThread deaf                                    running; deaf: it blocks all signals
+//     leavesThread, leavesThread deaf|busy       running; deaf: it blocks all signals; busy: and never waits
 //     save STATE, save|restore false|throw                               as the state of a reload
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
@@ -113,10 +113,12 @@ void stayInLibrary() {
 #ifdef __ELF__
     sigset_t all;
     sigfillset(&all);
-    if (valueOf("leavesThread") == "deaf") pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    if (!valueOf("leavesThread").empty()) pthread_sigmask(SIG_SETMASK, &all, nullptr);
 #endif
+    const bool isBusy = valueOf("leavesThread") == "busy";
     leftThreadState = kRunning;
-    while (leftThreadState == kRunning) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    while (leftThreadState == kRunning)
+        if (!isBusy) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 void leaveBehind(QvPluginSystem::QvPluginManager& manager) {

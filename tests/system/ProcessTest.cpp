@@ -254,6 +254,7 @@ TEST_F(ProcessExecution, runsAPathWithBlanksThatTheEffectiveUserMayRun) {
 
 TEST_F(ProcessExecution, knowsTheProgramByItsNameAlsoWhenItWasRemoved) {
     const std::string original = childProgram().substr(1, childProgram().size() - 2);
+    std::filesystem::copy_file(original, original + " 2 (deleted)");
     for (const std::string& program : {original + " 2", original + " (deleted)"})
         for (const std::string& removed : {std::string(), "\"" + program + "\""}) {
             std::filesystem::create_hard_link(original, program);
@@ -261,6 +262,7 @@ TEST_F(ProcessExecution, knowsTheProgramByItsNameAlsoWhenItWasRemoved) {
             EXPECT_EQ(support::readFile(file_), program);
             std::filesystem::remove(program);
         }
+    std::filesystem::remove(original + " 2 (deleted)");
 }
 
 TEST_F(ProcessExecution, startsAndLetsGoWhileTheThreadIsToBeCancelled) {

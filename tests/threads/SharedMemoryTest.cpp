@@ -98,8 +98,10 @@ TEST_F(SharedMemory, isOneForAllWhoOpenItsKey) {
     EXPECT_TRUE(isReset(first));
     EXPECT_EQ(*second, 5U);
     second.close();
-    ASSERT_TRUE(first.open(key_, 4097));
+    ASSERT_TRUE(first.open(key_, 20'000'000));
     EXPECT_EQ(*first, 0U);
+    expectRefused(key_, 21'000'000,
+                  "3 SharedMemory::open - shared memory segment does not meet requested size\n");
 }
 
 TEST_F(SharedMemory, isRefusedWhenTheSystemCannotGiveIt) {

@@ -11,8 +11,13 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <functional>
+
+#ifdef __ELF__
+#include <elf.h>
+#endif
 
 namespace {
 
@@ -188,19 +193,35 @@ TEST_F(PluginFailureTest, cycles) {
     EXPECT_EQ(loadedNames(), Texts{});
 }
 
+#ifdef __ELF__
+std::size_t endOfSegments(const std::string& file) {
+    Elf64_Ehdr header;
+    std::memcpy(&header, file.data(), sizeof header);
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < header.e_phnum; ++i) {
+        Elf64_Phdr segment;
+        std::memcpy(&segment, file.data() + header.e_phoff + i * sizeof segment, sizeof segment);
+        if (segment.p_type == PT_LOAD) end = std::max<std::size_t>(end, segment.p_offset + segment.p_filesz);
+    }
+    return end;
+}
+#endif
+
 TEST_F(PluginFailureTest, filesThatAreNoPlugin) {
     const std::string whole = support::readFile(support::builtLibrary("scripted.qvp"));
     std::string foreign = whole;
 #ifdef __ELF__
     foreign[18] = static_cast<char>(0xB7);  // the machine, in the file's header
+    support::writeFile(path("cut.qvp"), whole.substr(0, endOfSegments(whole) - 1));
 #else
     foreign[whole.find(std::string("PE\0\0", 4)) + 4] = static_cast<char>(0xAA);
+    support::writeFile(path("cut.qvp"), whole.substr(0, whole.size() / 2));
 #endif
     support::writeFile(path("junk.qvp"), "This is no library.");
     support::writeFile(path("empty.qvp"), "");
     support::writeFile(path("truncated.qvp"), whole.substr(0, 600));
     support::writeFile(path("foreign.qvp"), foreign);
-    for (const char* name : {"junk.qvp", "empty.qvp", "truncated.qvp", "foreign.qvp"}) {
+    for (const char* name : {"junk.qvp", "empty.qvp", "truncated.qvp", "cut.qvp", "foreign.qvp"}) {
         const Texts failures = failuresOf(path(name));
         ASSERT_EQ(failures.size(), 1U) << name;
         const std::string start = std::string(name) + " (no descriptor): Plugin file could not be loaded : ";

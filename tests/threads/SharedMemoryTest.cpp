@@ -10,7 +10,10 @@
 #include <future>
 
 #ifndef _WIN32
+#include "support/ForkAsNobody.h"
+
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #endif
 
@@ -242,6 +245,14 @@ TEST_F(SharedMemory, trustsNoFileThatOthersMayHaveMade) {
     }
     Word segment;
     EXPECT_TRUE(segment.open(key_));
+}
+
+TEST_F(SharedMemory, isRefusedBeyondTheLimitOfFiles) {
+    support::inFork([this] {
+        const rlimit limit{8192, 8192};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        expectRefused(key_, 9000, kNoFile);
+    });
 }
 
 TEST_F(SharedMemory, isRefusedByAFullMemoryFileSystem) {

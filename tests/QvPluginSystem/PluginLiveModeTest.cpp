@@ -178,10 +178,10 @@ TEST_F(PluginLiveModeTest, aThreadThatWasLeftKeepsItsLibraryMapped) {
         const std::string message = messagesOf(result, Action::unload);
         EXPECT_EQ(message.find("the library stays in memory: thread "), 0U) << message;
         EXPECT_NE(message.find(" is still in "), message.npos) << message;
-        // It is in no other library. Linux does not tell where a thread is that neither hears nor waits.
+        // It is in no other library, but a thread that neither hears nor waits may be anywhere.
         put(name, {"version 3"});
-        const bool isKnown = support::kWindows || name != "busy";
-        EXPECT_EQ(messagesOf(reload(name), Action::unload).empty(), isKnown);
+        const std::string next = messagesOf(reload(name), Action::unload);
+        EXPECT_TRUE(next.empty() || name == "busy") << name << ": " << next;
         endLeftThread();
     }
 }

@@ -169,7 +169,7 @@ TEST_F(PluginLiveModeTest, whatStayedInMemoryComesBackFromANewCopy) {
 
 TEST_F(PluginLiveModeTest, aThreadThatWasLeftKeepsItsLibraryMapped) {
     for (const std::string name : {"hearing", "deaf", "busy"}) {
-        manager->load(put(name, {name == "hearing" ? "leavesThread" : "leavesThread " + name}));
+        manager->load(put(name, {"leavesThread " + name}));
         auto* const endLeftThread = functionIn<void()>(name, "endLeftThread");
         ASSERT_TRUE(endLeftThread);
         put(name, {"version 2"});

@@ -84,22 +84,6 @@ TEST(QvUuid, readsText) {
     }
 }
 
-TEST(QvUuid, needsEveryCharacterOfTheText) {
-    const support::LogCapture log;
-    const std::string text = "{E27A6542-B17C-4A04-83A6-882EEACA5A9B}";
-    const std::string bare = "e27a6542b17c4a0483a6882eeaca5a9b";
-    for (const std::string& valid : {text, text.substr(1, 36), "{" + bare + "}", bare}) {
-        for (std::size_t i = 0; i < valid.size(); ++i) {
-            for (const char foreign : {'g', 'G', '/', ':', '@', '`', ' ', '\0', '\xE2'}) {
-                std::string changed = valid;
-                changed[i] = foreign;
-                EXPECT_TRUE(QvUuid(changed).isNull()) << changed;
-                EXPECT_EQ(QvUuid::createFromName(changed).toString()[14], '5') << changed;
-            }
-        }
-    }
-}
-
 TEST(QvUuid, comesFromNames) {
     EXPECT_EQ(QvUuid::createFromName(kText), QvUuid(kText));
     EXPECT_EQ(QvUuid::createFromName("wheel"), QvUuid::createFromName("wheel"));

@@ -78,9 +78,4 @@ TEST_F(Environment, endsTextsAtAZeroByte) {
     EXPECT_EQ(getEnv(name_ + std::string("\0tail", 5)), "a");
 }
 
-TEST(PathSeparator, isOneString) {
-    EXPECT_EQ(QvPlatform::getPathSeparator(), kWindows ? ";" : ":");
-    EXPECT_EQ(&QvPlatform::getPathSeparator(), &QvPlatform::getPathSeparator());
-}
-
 }  // namespace

@@ -11,7 +11,7 @@
 //     counted                                                            to record the number of
 //     initializations
 //     publishes|listens                                                  and never takes it back
-//     leavesThread, leavesThread deaf|busy       running; deaf: it blocks all signals; busy: and never waits
+//     leavesThread hearing|deaf|busy     running; deaf: it blocks all signals; busy: it also never waits
 //     save STATE, save|restore false|throw                               as the state of a reload
 
 #include <QvPlatform/QvPluginSystem/QvPlugin.h>
@@ -113,7 +113,7 @@ void stayInLibrary() {
 #ifdef __ELF__
     sigset_t all;
     sigfillset(&all);
-    if (!valueOf("leavesThread").empty()) pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    if (valueOf("leavesThread") != "hearing") pthread_sigmask(SIG_SETMASK, &all, nullptr);
 #endif
     const bool isBusy = valueOf("leavesThread") == "busy";
     leftThreadState = kRunning;

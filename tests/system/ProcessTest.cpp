@@ -254,7 +254,9 @@ TEST_F(ProcessExecution, runsAPathWithBlanksThatTheEffectiveUserMayRun) {
 
 TEST_F(ProcessExecution, knowsTheProgramByItsNameAlsoWhenItWasRemoved) {
     const std::string original = childProgram().substr(1, childProgram().size() - 2);
-    std::filesystem::copy_file(original, original + " 2 (deleted)");
+    // The system appends the same to the name of a program that was removed.
+    const std::string another = original + " 2 (deleted)";
+    std::filesystem::copy_file(original, another, std::filesystem::copy_options::overwrite_existing);
     for (const std::string& program : {original + " 2", original + " (deleted)"})
         for (const std::string& removed : {std::string(), "\"" + program + "\""}) {
             std::filesystem::create_hard_link(original, program);
@@ -262,7 +264,7 @@ TEST_F(ProcessExecution, knowsTheProgramByItsNameAlsoWhenItWasRemoved) {
             EXPECT_EQ(support::readFile(file_), program);
             std::filesystem::remove(program);
         }
-    std::filesystem::remove(original + " 2 (deleted)");
+    std::filesystem::remove(another);
 }
 
 TEST_F(ProcessExecution, startsAndLetsGoWhileTheThreadIsToBeCancelled) {
